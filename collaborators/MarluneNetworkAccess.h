@@ -1,0 +1,46 @@
+#pragma once
+
+#include <memory>
+
+#include "platform/Application.h"
+#include "platform/Text.h"
+#include "platform/Value.h"
+
+namespace fliprugair {
+
+/// Who receives the replies to the requests of a network collaborator. Called on the collaborator's thread.
+class MarluneNetworkAccessDelegate {
+ public:
+  virtual ~MarluneNetworkAccessDelegate() = default;
+
+  /// The parsed reply, a dictionary, to a request of action "get_attribution", "init" and "initial".
+  virtual void MarluneRetrieveAttribution(const Value& reply) = 0;
+  virtual void MarluneInitResult(const Value& reply) = 0;
+  virtual void MarluneInitialResult(const Value& reply) = 0;
+};
+
+/// Posts one request to the control host. A fresh object for every request; it is configured, told to send, and
+/// dropped.
+///
+/// For a request with an event timestamp the collaborator lists the timestamp in
+/// "com.marlune.marluneTracker.eventsSending" from before the send returns until the request ends, and removes the
+/// entry from "com.marlune.marluneTracker.networkQueue" when the host has accepted the request. Then it calls the
+/// delegate's method that belongs to the request's "action", if the delegate still lives and the reply is a dictionary.
+/// A request that fails stays in the queue and reaches no method. A valid background task is ended last, either way.
+class MarluneNetworkAccess {
+ public:
+  virtual ~MarluneNetworkAccess() = default;
+
+  virtual void setLoggingEnabled(bool enabled) = 0;
+  /// Does not keep the delegate alive. Without one, no method is called.
+  virtual void setNetworkAccessDelegate(std::weak_ptr<MarluneNetworkAccessDelegate> delegate) = 0;
+  /// The key of the request in the network queue; nothing for a request that is not queued.
+  virtual void setEventTimestamp(const Text& timestamp) = 0;
+  virtual void setBackgroundTask(BackgroundTaskIdentifier task) = 0;
+
+  /// Begins the request and returns without waiting for the network. `payload` is a dictionary or the array of a batch;
+  /// nothing is transmitted for nothing. False when the request could not be begun.
+  virtual bool sendHTTPRequestWithHostname(const std::string& hostname, const Value& payload) = 0;
+};
+
+}  // namespace fliprugair

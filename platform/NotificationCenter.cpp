@@ -1,0 +1,32 @@
+#include "platform/NotificationCenter.h"
+
+#include <algorithm>
+
+namespace fliprugair {
+
+void NotificationCenter::addObserver(const void* observer, ApplicationNotification notification, Handler handler) {
+  const std::lock_guard lock(mutex_);
+  subscriptions_.push_back({observer, notification, std::move(handler)});
+}
+
+void NotificationCenter::removeObserver(const void* observer) {
+  std::vector<Subscription> removed;  // destroyed after the lock: a handler may own anything
+  const std::lock_guard lock(mutex_);
+  const auto kept = std::stable_partition(subscriptions_.begin(), subscriptions_.end(),
+                                          [&](const Subscription& one) { return one.observer != observer; });
+  std::move(kept, subscriptions_.end(), std::back_inserter(removed));
+  subscriptions_.erase(kept, subscriptions_.end());
+}
+
+void NotificationCenter::post(ApplicationNotification notification) {
+  std::vector<Handler> handlers;
+  {
+    const std::lock_guard lock(mutex_);
+    for (const Subscription& one : subscriptions_) {
+      if (one.notification == notification) handlers.push_back(one.handler);
+    }
+  }
+  for (const Handler& handler : handlers) handler();
+}
+
+}  // namespace fliprugair

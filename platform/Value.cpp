@@ -1,0 +1,103 @@
+#include "platform/Value.h"
+
+#include <cmath>
+#include <limits>
+
+#include "platform/Text.h"
+
+namespace fliprugair {
+
+namespace {
+
+std::int64_t truncated(double number) {
+  constexpr double bound = 9223372036854775808.0;  // 2 to the 63rd, exactly representable
+  if (std::isnan(number)) return 0;
+  if (number >= bound) return std::numeric_limits<std::int64_t>::max();
+  if (number < -bound) return std::numeric_limits<std::int64_t>::min();
+  return static_cast<std::int64_t>(number);
+}
+
+}  // namespace
+
+Value::Value(std::string text) : content_(std::make_shared<const std::string>(validUtf8(std::move(text)))) {}
+
+Value::Value(std::string_view text) : Value(std::string(text)) {}
+
+Value::Value(const char* text) {
+  if (text != nullptr) *this = Value(std::string(text));
+}
+
+Value::Value(std::initializer_list<std::pair<std::string_view, Value>> pairs) {
+  std::vector<std::pair<std::string, Value>> owned;
+  owned.reserve(pairs.size());
+  for (const auto& [key, value] : pairs) owned.emplace_back(key, value);
+  content_ = Dictionary(std::move(owned));
+}
+
+bool Value::isNumber() const { return kind() == Kind::boolean || kind() == Kind::integer || kind() == Kind::real; }
+
+bool Value::boolValue() const {
+  switch (kind()) {
+    case Kind::boolean:
+      return std::get<bool>(content_);
+    case Kind::integer:
+      return std::get<std::int64_t>(content_) != 0;
+    case Kind::real:
+      return std::get<double>(content_) != 0;
+    case Kind::text:
+      return boolOfText(text());
+    default:
+      return false;
+  }
+}
+
+std::int64_t Value::integerValue() const {
+  switch (kind()) {
+    case Kind::boolean:
+      return std::get<bool>(content_) ? 1 : 0;
+    case Kind::integer:
+      return std::get<std::int64_t>(content_);
+    case Kind::real:
+      return truncated(std::get<double>(content_));
+    case Kind::text:
+      return integerOfText<std::int64_t>(text());
+    default:
+      return 0;
+  }
+}
+
+double Value::realValue() const {
+  if (const auto* real = std::get_if<double>(&content_)) return *real;
+  return isNumber() ? static_cast<double>(integerValue()) : 0.0;
+}
+
+const std::string& Value::text() const {
+  static const std::string none;
+  const auto* shared = std::get_if<SharedText>(&content_);
+  return shared != nullptr ? **shared : none;
+}
+
+Array Value::array() const { return isArray() ? std::get<Array>(content_) : Array(); }
+
+Dictionary Value::dictionary() const { return isDictionary() ? std::get<Dictionary>(content_) : Dictionary(); }
+
+bool Value::isSameObject(const Value& other) const {
+  if (kind() != other.kind()) return false;
+  switch (kind()) {
+    case Kind::text:
+      return std::get<SharedText>(content_) == std::get<SharedText>(other.content_);
+    case Kind::array:
+      return std::get<Array>(content_).node_ == std::get<Array>(other.content_).node_;
+    case Kind::dictionary:
+      return std::get<Dictionary>(content_).node_ == std::get<Dictionary>(other.content_).node_;
+    default:
+      return *this == other;
+  }
+}
+
+bool operator==(const Value& left, const Value& right) {
+  if (left.isText() && right.isText()) return left.text() == right.text();
+  return left.content_ == right.content_;
+}
+
+}  // namespace fliprugair

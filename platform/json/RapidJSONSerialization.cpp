@@ -1,0 +1,141 @@
+#include "platform/json/RapidJSONSerialization.h"
+
+#include <rapidjson/encodedstream.h>
+#include <rapidjson/memorystream.h>
+#include <rapidjson/prettywriter.h>
+#include <rapidjson/reader.h>
+#include <rapidjson/stringbuffer.h>
+#include <rapidjson/writer.h>
+
+#include <limits>
+#include <vector>
+
+#include "platform/Text.h"
+
+namespace fliprugair {
+
+namespace {
+
+template <class Writer>
+bool write(Writer& writer, const Value& value) {
+  switch (value.kind()) {
+    case Value::Kind::nothing:
+      return writer.Null();
+    case Value::Kind::boolean:
+      return writer.Bool(value.boolValue());
+    case Value::Kind::integer:
+      return writer.Int64(value.integerValue());
+    case Value::Kind::real:
+      return writer.Double(value.realValue());
+    case Value::Kind::text:
+      return writer.String(value.text().data(), static_cast<rapidjson::SizeType>(value.text().size()));
+    case Value::Kind::array: {
+      bool good = writer.StartArray();
+      for (const Value& item : value.array()) good = good && write(writer, item);
+      return good && writer.EndArray();
+    }
+    case Value::Kind::dictionary: {
+      bool good = writer.StartObject();
+      for (const Dictionary::Entry& entry : value.dictionary().entries()) {
+        good = good && writer.Key(entry.key().data(), static_cast<rapidjson::SizeType>(entry.key().size()));
+        good = good && write(writer, entry.value);
+      }
+      return good && writer.EndObject();
+    }
+  }
+  return false;
+}
+
+/// Receives the reader's events and keeps the containers that are still open.
+class ValueBuilder : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, ValueBuilder> {
+ public:
+  explicit ValueBuilder(std::size_t depth) : depth_(depth) {}
+
+  Value result() && { return std::move(result_); }
+
+  bool Null() { return take(Value()); }
+  bool Bool(bool truth) { return take(truth); }
+  bool Int(int number) { return take(number); }
+  bool Uint(unsigned number) { return take(number); }
+  bool Int64(std::int64_t number) { return take(number); }
+  bool Uint64(std::uint64_t number) {
+    constexpr auto highest = static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max());
+    return number <= highest ? take(number) : take(static_cast<double>(number));
+  }
+  bool Double(double number) { return take(number); }
+  bool String(const char* text, rapidjson::SizeType length, bool) { return take(std::string_view(text, length)); }
+  bool StartObject() { return open(true); }
+  bool StartArray() { return open(false); }
+  bool Key(const char* text, rapidjson::SizeType length, bool) {
+    open_.back().key.assign(text, length);
+    return true;
+  }
+  bool EndObject(rapidjson::SizeType) {
+    Dictionary dictionary(std::move(open_.back().pairs));
+    open_.pop_back();
+    return take(std::move(dictionary));
+  }
+  bool EndArray(rapidjson::SizeType) {
+    Array array(std::move(open_.back().items));
+    open_.pop_back();
+    return take(std::move(array));
+  }
+
+ private:
+  struct Open {
+    bool isObject;
+    std::string key;
+    std::vector<std::pair<std::string, Value>> pairs;
+    std::vector<Value> items;
+  };
+
+  bool open(bool isObject) {
+    if (open_.size() == depth_) return false;
+    open_.push_back({isObject, {}, {}, {}});
+    return true;
+  }
+
+  bool take(Value value) {
+    if (open_.empty()) {
+      result_ = std::move(value);
+    } else if (open_.back().isObject) {
+      open_.back().pairs.emplace_back(std::move(open_.back().key), std::move(value));
+    } else {
+      open_.back().items.push_back(std::move(value));
+    }
+    return true;
+  }
+
+  std::size_t depth_;
+  std::vector<Open> open_;
+  Value result_;
+};
+
+}  // namespace
+
+std::optional<std::string> RapidJSONSerialization::text(const Value& value, Layout layout) const {
+  rapidjson::StringBuffer buffer;
+  bool good = false;
+  if (layout == Layout::pretty) {
+    rapidjson::PrettyWriter<rapidjson::StringBuffer> writer(buffer);
+    good = write(writer, value);
+  } else {
+    rapidjson::Writer<rapidjson::StringBuffer> writer(buffer);
+    good = write(writer, value);
+  }
+  if (!good) return std::nullopt;
+  return std::string(buffer.GetString(), buffer.GetSize());
+}
+
+std::optional<Value> RapidJSONSerialization::value(std::string_view text, std::size_t depth) const {
+  const std::string valid = validUtf8(std::string(text));
+  rapidjson::MemoryStream bytes(valid.data(), valid.size());
+  rapidjson::EncodedInputStream<rapidjson::UTF8<>, rapidjson::MemoryStream> stream(bytes);
+  rapidjson::Reader reader;
+  ValueBuilder builder(depth);
+  constexpr unsigned flags = rapidjson::kParseIterativeFlag | rapidjson::kParseFullPrecisionFlag;
+  if (reader.Parse<flags>(stream, builder).IsError()) return std::nullopt;
+  return std::move(builder).result();
+}
+
+}  // namespace fliprugair
