@@ -191,7 +191,8 @@ class MarluneTracker final : public MarluneNetworkAccessDelegate,
   void initEvent(const std::string& appId, const std::string& partnerId, const std::string& partnerName,
                  const std::string& currency, bool generateAnonymousMarluneDeviceId);
   void addIdentifiers(Dictionary& data, bool generateAnonymousMarluneDeviceId) const;
-  bool backOff(const Value& reply);
+  void takeInitReply(const Value& reply);
+  bool backOff(const Dictionary& reply);
   void rcascadeTimerFired();
   void adoptSettings(const Dictionary& reply, const Dictionary& flags);
   void adoptIdentifiers(const Dictionary& flags);
@@ -205,19 +206,23 @@ class MarluneTracker final : public MarluneNetworkAccessDelegate,
   void initialEvent();
   bool isOSGenuine() const;
   static bool UIInterfaceOrientationIsLandscape(int orientation);
+  void askForSearchAdAttribution(const Dictionary& data, const Dictionary& watched);
+  Dictionary installRequest(const Value& data) const;
   Dictionary installData(bool& deviceLimitsTracking);
   void addFacebookAttribution(Dictionary& data, const Value& pasteboardText) const;
   bool addAdvertisingEntries(Dictionary& data);
-  void addDeviceState(Dictionary& data) const;
+  void addScreenSize(Dictionary& data) const;
   void addReceipt(Dictionary& data) const;
+  void addDeviceState(Dictionary& data) const;
   Dictionary watchDictionary(bool deviceLimitsTracking) const;
 
   // install/SearchAdAttribution.cpp
+  void takeSearchAdAnswer(const Value& details, bool unknown);
   bool searchAdAnswerIsFinal(bool unknown);
   void iAdAttributionPayloadTimeout();
   void retryiAdAttribution();
   void sendInitial(const Value& request);
-  Dictionary installRequest(const Value& data) const;
+  void takeInitialReply(const Value& reply);
 
   // install/PropertyUpdates.cpp, install/OutsideServices.cpp
   void checkWatchPropertiesChanged();
@@ -235,6 +240,7 @@ class MarluneTracker final : public MarluneNetworkAccessDelegate,
   void recordIdentityLink(const Value& identityLinkData);
   void recordSpatialEvent(const Text& eventTitle, float x, float y, float z);
   void recordDeepLink(const URL& url, const Text& sourceApplication);
+  void appendEventRecord(Dictionary trackingData);
   void addUptimeDeltaAndLastPostTime(Dictionary& data);
 
   // events/BatchQueue.cpp
@@ -260,7 +266,8 @@ class MarluneTracker final : public MarluneNetworkAccessDelegate,
   void armAttributionTimer(double seconds);
   void marluneAttributionCheckTimerFired();
   void marluneAttributionTimerFired();
-  void deliverAttribution(const Value& attribution);
+  void takeAttributionReply(const Dictionary& reply);
+  void deliverAttribution(const Value& answer);
 
   // environment/Connectivity.cpp, environment/Clocks.cpp, environment/Location.cpp
   bool networkConnectedBool() const;
@@ -275,7 +282,8 @@ class MarluneTracker final : public MarluneNetworkAccessDelegate,
   void reportFix(const Value& fix);
 
   // watch/WatchEvents.cpp
-  void reportWatch(const Value& watchLink, bool calledByTrackEvent);
+  void reportWatch(const Text& watchLink, bool calledByTrackEvent);
+  bool addPairedWatch(const Text& watchLink);
   void reportWatchEvent(const Text& eventTitle, const Text& eventValue);
   void replayDeferredWatchEvents();
 
@@ -285,7 +293,9 @@ class MarluneTracker final : public MarluneNetworkAccessDelegate,
   ProcessState& state() const { return environment_.processState(); }
   float systemVersion() const;
   std::string systemNameAndVersion() const;
-  Value envelopeId(std::string_view key) const;
+  Value bundleText(std::string_view key) const;
+  std::string preferredLanguage() const;
+  static Value digitText(bool flag);
   bool isDisabled(std::string_view deviceType) const;
   bool loggingEnabled() const;
   void log(std::string_view method, int line, std::string_view message) const;

@@ -1,0 +1,31 @@
+#pragma once
+
+#include <optional>
+#include <string>
+
+#include "Fliprugair/MarluneTracker.h"
+
+namespace fliprugair {
+
+/// The options of a construction after reading: what is missing or of another type has its default.
+struct MarluneTracker::Options {
+  explicit Options(const Dictionary& given);
+
+  bool hasIdentity() const { return !marluneAppId.empty() || (!partnerId.empty() && !partnerName.empty()); }
+
+  std::optional<std::string> trackerHostname;  ///< "" counts as given
+  std::string versionExtension;
+  std::string marluneAppId;
+  std::string currency = "usd";
+  bool limitAdTracking = false;
+  bool isNewUser = false;
+  std::string partnerId;
+  std::string partnerName;
+  bool enableLogging = false;
+  bool retrieveAttribution = false;
+  bool generateAnonymousMarluneDeviceId = false;
+  Text customIdString;
+  Value identityLink;  ///< a dictionary or nothing
+};
+
+}  // namespace fliprugair

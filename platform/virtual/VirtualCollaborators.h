@@ -1,0 +1,89 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+
+#include "collaborators/MarluneHardwareInfo.h"
+#include "collaborators/MarluneLocationManager.h"
+#include "collaborators/MarluneRetrieveiAdAttribution.h"
+#include "collaborators/WebViewUserAgent.h"
+#include "platform/Locked.h"
+#include "platform/PairList.h"
+
+namespace fliprugair {
+
+/// Where the virtual collaborators write what they are asked.
+using VirtualEventWriter = std::function<void(const Dictionary& event)>;
+
+/// A search-ad service that answers when it is told to.
+class VirtualSearchAd final : public MarluneRetrieveiAdAttribution {
+ public:
+  explicit VirtualSearchAd(VirtualEventWriter write) : write_(std::move(write)) {}
+
+  void setIAdAttributionDelegate(std::weak_ptr<MarluneiAdAttributionDelegate> delegate) override {
+    delegate_.store(std::move(delegate));
+  }
+  void retrieveiAdAttribution(bool loggingEnabled) override {
+    write_(PairList().add("event", "search_ad_request").add("logging", loggingEnabled).dictionary());
+  }
+
+  void answer(const Value& details, bool unknown) {
+    if (const auto delegate = delegate_.load().lock()) delegate->iAdAttributionData(details, unknown);
+  }
+
+ private:
+  VirtualEventWriter write_;
+  Locked<std::weak_ptr<MarluneiAdAttributionDelegate>> delegate_;
+};
+
+/// A location manager that finds a fix when it is given one.
+class VirtualLocationManager final : public MarluneLocationManager {
+ public:
+  explicit VirtualLocationManager(VirtualEventWriter write) : write_(std::move(write)) {}
+
+  void setLocationManagerDelegate(std::weak_ptr<MarluneLocationManagerDelegate> delegate) override {
+    delegate_.store(std::move(delegate));
+  }
+  void initLocationServices(bool loggingEnabled, std::int64_t accuracy, std::int64_t timeout) override {
+    write_(PairList()
+               .add("event", "location_request")
+               .add("accuracy", accuracy)
+               .add("timeout", timeout)
+               .add("logging", loggingEnabled)
+               .dictionary());
+  }
+
+  void deliver(const Value& fix) {
+    if (const auto delegate = delegate_.load().lock()) delegate->currentLocationUpdate(fix);
+  }
+
+ private:
+  VirtualEventWriter write_;
+  Locked<std::weak_ptr<MarluneLocationManagerDelegate>> delegate_;
+};
+
+class VirtualHardwareInfo final : public MarluneHardwareInfo {
+ public:
+  explicit VirtualHardwareInfo(Text description) : description_(std::move(description)) {}
+  Text obtainHardwareDescription() override { return description_; }
+
+ private:
+  Text description_;
+};
+
+class VirtualUserAgent final : public WebViewUserAgent {
+ public:
+  VirtualUserAgent(Text userAgent, VirtualEventWriter write)
+      : userAgent_(std::move(userAgent)), write_(std::move(write)) {}
+
+  Text userAgentString() override {
+    write_(PairList().add("event", "user_agent_request").dictionary());
+    return userAgent_;
+  }
+
+ private:
+  Text userAgent_;
+  VirtualEventWriter write_;
+};
+
+}  // namespace fliprugair

@@ -1,0 +1,37 @@
+#include "platform/virtual/VirtualDevice.h"
+
+namespace fliprugair {
+
+VirtualDevice::VirtualDevice(EventSink events, ArchiveReader archives, std::uint64_t seed)
+    : events_(std::move(events)), archives_(std::move(archives)), random_(seed) {}
+
+void VirtualDevice::write(const Dictionary& event) {
+  const std::lock_guard lock(writing_);
+  events_(event);
+}
+
+double VirtualDevice::now() const { return clockBase_ + static_cast<double>(uptime_ - clockSetAt_) * 1e-9; }
+
+void VirtualDevice::setNow(double secondsSince1970) {
+  clockBase_ = secondsSince1970;
+  clockSetAt_ = uptime_;
+}
+
+std::string VirtualDevice::randomUUID() {
+  constexpr std::string_view digits = "0123456789ABCDEF";
+  constexpr std::string_view pattern = "xxxxxxxx-xxxx-4xxx-Nxxx-xxxxxxxxxxxx";
+  std::string uuid;
+  for (const char place : pattern) {
+    const auto digit = static_cast<std::size_t>(random_() >> 60);
+    if (place == 'x') {
+      uuid += digits[digit];
+    } else if (place == 'N') {
+      uuid += digits[8 + digit % 4];
+    } else {
+      uuid += place;
+    }
+  }
+  return uuid;
+}
+
+}  // namespace fliprugair

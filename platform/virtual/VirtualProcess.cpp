@@ -1,0 +1,120 @@
+#include "platform/virtual/VirtualProcess.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "platform/PairList.h"
+#include "platform/virtual/VirtualCollaborators.h"
+
+namespace fliprugair {
+
+namespace {
+
+constexpr std::string_view documentsFolder = "/Documents/";
+
+}  // namespace
+
+VirtualProcess::VirtualProcess(VirtualDevice& device) : device_(device), mainQueue_(device), network_(device, *this) {}
+
+VirtualProcess::~VirtualProcess() { die(); }
+
+void VirtualProcess::write(const Dictionary& event) {
+  if (!dead_) device_.write(event);
+}
+
+void VirtualProcess::runQueues() {
+  bool any = true;
+  while (any) {
+    any = mainQueue_.tasks().runEmpty();
+    any = globalQueue_.tasks().runEmpty() || any;
+  }
+}
+
+void VirtualProcess::advance(double seconds) {
+  constexpr double mostSeconds = 9e9;  // what the clock can count
+  const auto step = static_cast<VirtualDevice::Nanoseconds>(std::round(std::clamp(seconds, 0.0, mostSeconds) * 1e9));
+  constexpr auto latest = std::numeric_limits<VirtualDevice::Nanoseconds>::max() - 1;
+  const auto target = step > latest - device_.uptime() ? latest : device_.uptime() + step;
+  runQueues();
+  while (mainQueue_.fireNext(target)) runQueues();
+  device_.moveTo(target);
+}
+
+void VirtualProcess::die() {
+  dead_ = true;
+  mainQueue_.close();
+  globalQueue_.tasks().close();
+  backgroundTasks_.clear();
+}
+
+void VirtualProcess::answerSearchAd(const Value& details, bool unknown) {
+  if (newestSearchAd_ != nullptr) newestSearchAd_->answer(details, unknown);
+}
+
+void VirtualProcess::expire(BackgroundTaskIdentifier task) {
+  const auto found = backgroundTasks_.find(task);
+  if (found == backgroundTasks_.end()) return;
+  const auto handler = found->second;
+  if (handler) handler();
+}
+
+std::shared_ptr<MarluneRetrieveiAdAttribution> VirtualProcess::makeRetrieveiAdAttribution() {
+  newestSearchAd_ = std::make_shared<VirtualSearchAd>([this](Dictionary event) { write(event); });
+  return newestSearchAd_;
+}
+
+std::shared_ptr<MarluneLocationManager> VirtualProcess::makeLocationManager() {
+  return std::make_shared<VirtualLocationManager>([this](Dictionary event) { write(event); });
+}
+
+std::shared_ptr<MarluneHardwareInfo> VirtualProcess::makeHardwareInfo() {
+  return std::make_shared<VirtualHardwareInfo>(facts().hardware);
+}
+
+std::shared_ptr<WebViewUserAgent> VirtualProcess::makeWebViewUserAgent() {
+  return std::make_shared<VirtualUserAgent>(facts().userAgent, [this](Dictionary event) { write(event); });
+}
+
+void VirtualProcess::log(std::string_view line) {
+  write(PairList().add("event", "log").add("text", line).dictionary());
+}
+
+BackgroundTaskIdentifier VirtualProcess::beginBackgroundTask(std::string_view name,
+                                                             std::function<void()> expirationHandler) {
+  const BackgroundTaskIdentifier task = device_.nextTask();
+  write(PairList().add("event", "background_task_began").add("name", name).add("task", task).dictionary());
+  backgroundTasks_.emplace(task, std::move(expirationHandler));
+  return task;
+}
+
+void VirtualProcess::endBackgroundTask(BackgroundTaskIdentifier task) {
+  if (backgroundTasks_.erase(task) == 0) return;
+  write(PairList().add("event", "background_task_ended").add("task", task).dictionary());
+}
+
+Value VirtualProcess::infoEntry(std::string_view key) const {
+  const auto entry = facts().bundle.find(key);
+  return entry == facts().bundle.end() ? Value() : Value(entry->second);
+}
+
+Value VirtualProcess::encodedReceipt() const { return facts().receipt ? Value(base64Text(*facts().receipt)) : Value(); }
+
+Reachability VirtualProcess::reachability(std::string_view /*host*/) const { return facts().reachability; }
+
+std::optional<Surroundings::Pasteboard> VirtualProcess::pasteboard(std::string_view name) const {
+  const auto found = facts().pasteboards.find(name);
+  if (found == facts().pasteboards.end()) return std::nullopt;
+  return Pasteboard{found->second};
+}
+
+std::string VirtualProcess::pathForFile(std::string_view name) const {
+  return std::string(documentsFolder) + std::string(name);
+}
+
+bool VirtualProcess::unarchivesAsObject(const std::string& path) const {
+  if (!path.starts_with(documentsFolder)) return false;
+  const auto file = facts().documents.find(path.substr(documentsFolder.size()));
+  return file != facts().documents.end() && device_.readsAsArchive(file->second);
+}
+
+}  // namespace fliprugair

@@ -1,0 +1,76 @@
+#pragma once
+
+#include <deque>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "platform/MainQueue.h"
+#include "platform/virtual/VirtualDevice.h"
+
+namespace fliprugair {
+
+/// Tasks that wait until they are run. Any thread may post; one thread runs them.
+class VirtualTasks {
+ public:
+  using Task = std::function<void()>;
+
+  void post(Task task);
+  /// Runs until none is left, those included that are posted meanwhile. Whether there was any.
+  bool runEmpty();
+  /// Drops what is left and what is posted from now on.
+  void close();
+
+ private:
+  std::mutex mutex_;
+  std::deque<Task> tasks_;
+  bool closed_ = false;
+};
+
+/// The main queue in virtual time: tasks wait for `run`, timers for `advance`.
+class VirtualMainQueue final : public MainQueue {
+ public:
+  explicit VirtualMainQueue(VirtualDevice& device);
+  ~VirtualMainQueue() override;
+
+  void async(Task task) override { tasks_.post(std::move(task)); }
+  std::shared_ptr<Timer> scheduleTimer(double seconds, std::string_view selector, Task action) override;
+
+  VirtualTasks& tasks() { return tasks_; }
+
+  /// Takes the first timer that is due at `uptime` or before, moves the clock to its due time and runs its action.
+  /// False when there is none.
+  bool fireNext(VirtualDevice::Nanoseconds uptime);
+
+  struct Armed {
+    std::string selector;
+    double dueIn;  ///< seconds
+  };
+  /// The armed timers in due order.
+  std::vector<Armed> armed() const;
+
+  /// No timer fires or stops from now on, and no task runs.
+  void close();
+
+ private:
+  class VirtualTimer;
+  struct Timers;
+
+  VirtualDevice& device_;
+  VirtualTasks tasks_;
+  std::shared_ptr<Timers> timers_;
+};
+
+/// The global queue: its tasks run when the main queue is empty.
+class VirtualGlobalQueue final : public GlobalQueue {
+ public:
+  void async(Task task) override { tasks_.post(std::move(task)); }
+  VirtualTasks& tasks() { return tasks_; }
+
+ private:
+  VirtualTasks tasks_;
+};
+
+}  // namespace fliprugair

@@ -1,0 +1,26 @@
+#pragma once
+
+#include "platform/Locked.h"
+#include "platform/UserDefaults.h"
+
+namespace fliprugair {
+
+/// A store in memory that is always durable: it belongs to the device and outlives its processes.
+class VirtualStore final : public UserDefaults {
+ public:
+  Value objectForKey(std::string_view key) const override { return values_.load()[key]; }
+  void setObject(Value value, std::string_view key) override;
+  void update(std::string_view key, const std::function<Value(const Value&)>& change) override;
+  void synchronize() override {}
+  void beginGroup() override {}
+  void endGroup() override {}
+
+  /// All keys with their values, in the order in which they were first written.
+  Dictionary all() const { return values_.load(); }
+
+ private:
+  std::mutex writing_;
+  Locked<Dictionary> values_;
+};
+
+}  // namespace fliprugair

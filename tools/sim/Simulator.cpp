@@ -1,0 +1,218 @@
+#include "tools/sim/Simulator.h"
+
+#include <array>
+
+#include "Fliprugair/core/ProcessState.h"
+#include "platform/PairList.h"
+#include "platform/linux/documents/KeyedArchive.h"
+#include "platform/virtual/VirtualCollaborators.h"
+#include "tools/sim/DeviceFields.h"
+#include "tools/sim/HostDelegate.h"
+#include "tools/sim/Selectors.h"
+#include "tools/sim/StateValues.h"
+
+namespace fliprugair::sim {
+
+Simulator::Simulator(Output output, std::uint64_t seed)
+    : output_(std::move(output)),
+      device_([this](const Dictionary& event) { write(event); },
+              [](std::string_view bytes) { return isReadableKeyedArchive(bytes); }, seed),
+      process_(std::make_unique<VirtualProcess>(device_)) {}
+
+/// As at the end of a process: no teardown is seen.
+Simulator::~Simulator() { process_->die(); }
+
+void Simulator::write(const Dictionary& event) { output_(json_.text(event).value_or(R"({"event":"unwritable"})")); }
+
+void Simulator::run(std::string_view line, std::uint64_t number) {
+  const std::size_t begin = line.find_first_not_of(" \t\r\n");
+  if (begin == std::string_view::npos || line[begin] == '#') return;
+  const auto parsed = json_.value(line);
+  if (!parsed) throw CommandError("not a JSON object");
+  const std::string name = Members("a command", *parsed).text("do");
+  const Command command = commandNamed(name);
+  (this->*command)(Members("\"" + name + "\"", *parsed));
+  process_->runQueues();
+  write(PairList().add("event", "done").add("line", number).dictionary());
+}
+
+Simulator::Command Simulator::commandNamed(std::string_view name) {
+  struct Named {
+    std::string_view name;
+    Command command;
+  };
+  static constexpr std::array commands{
+      Named{"device", &Simulator::device},       Named{"clock", &Simulator::clock},
+      Named{"advance", &Simulator::advance},     Named{"store", &Simulator::store},
+      Named{"construct", &Simulator::construct}, Named{"call", &Simulator::call},
+      Named{"notify", &Simulator::notify},       Named{"reply", &Simulator::reply},
+      Named{"fail", &Simulator::fail},           Named{"search_ad", &Simulator::searchAd},
+      Named{"location", &Simulator::location},   Named{"expire", &Simulator::expire},
+      Named{"delegate", &Simulator::delegate},   Named{"release", &Simulator::release},
+      Named{"restart", &Simulator::restart},     Named{"state", &Simulator::state},
+  };
+  std::string known;
+  for (const Named& command : commands) {
+    if (command.name == name) return command.command;
+    known += known.empty() ? "" : ", ";
+    known += command.name;
+  }
+  throw CommandError("there is no command " + shown(name) + "; there are " + known);
+}
+
+void Simulator::device(const Members& members) { setDeviceFields(device_.facts, members); }
+
+void Simulator::clock(const Members& members) {
+  members.allowOnly({"do", "now"});
+  device_.setNow(members.number("now"));
+}
+
+void Simulator::advance(const Members& members) {
+  members.allowOnly({"do", "seconds"});
+  if (members.number("seconds") < 0) members.fail("seconds", "0 or more");
+  process_->advance(members.number("seconds"));
+}
+
+void Simulator::store(const Members& members) {
+  members.allowOnly({"do", "set", "remove", "get"});
+  const Dictionary set = members.has("set") ? members.object("set") : Dictionary();
+  const auto remove = members.has("remove") ? members.texts("remove") : std::vector<std::string>();
+  const bool getAll = members.any("get") == Value("all");
+  const auto get = members.has("get") && !getAll ? members.texts("get") : std::vector<std::string>();
+
+  for (const Dictionary::Entry& entry : set.entries()) device_.store.setObject(entry.value, entry.key());
+  for (const std::string& key : remove) device_.store.removeObject(key);
+  if (!members.has("get")) return;
+  Dictionary values = device_.store.all();
+  if (!getAll) {
+    values = Dictionary();
+    for (const std::string& key : get) {
+      if (const Value value = device_.store.objectForKey(key); !value.isNothing()) values = values.setting(key, value);
+    }
+  }
+  write(PairList().add("event", "store").add("values", values).dictionary());
+}
+
+void Simulator::construct(const Members& members) {
+  members.allowOnly({"do", "options", "keep"});
+  const Value options = members.objectOrNull("options");
+  construct(members.optionalBoolean("keep"), [&] { return MarluneTracker::initMarluneWithParams(*process_, options); });
+}
+
+void Simulator::construct(bool keep, const std::function<std::shared_ptr<MarluneTracker>()>& make) {
+  if (keep) {
+    if (tracker_ != nullptr) kept_.push_back(std::move(tracker_));
+    tracker_ = nullptr;
+  } else {
+    releaseTracker();
+  }
+  tracker_ = make();
+  if (tracker_ != nullptr) tracker_->setTrackerDelegate(makeDelegate(delegateKind_));
+  write(PairList().add("event", "constructed").add("ok", tracker_ != nullptr).dictionary());
+}
+
+void Simulator::call(const Members& members) {
+  members.allowOnly({"do", "method", "args"});
+  const std::string method = members.text("method");
+  if (members.has("args") && !members.any("args").isArray()) members.fail("args", "a list");
+  const auto result = callSelector(*this, method, members.any("args").array());
+  if (!result) return;
+  write(Dictionary({{"event", "returned"}, {"method", method}, {"value", *result}}));
+}
+
+void Simulator::notify(const Members& members) {
+  members.allowOnly({"do", "name"});
+  const std::string name = members.text("name");
+  if (name == "did-finish-launching") {
+    process_->post(ApplicationNotification::didFinishLaunching);
+  } else if (name == "did-become-active") {
+    process_->post(ApplicationNotification::didBecomeActive);
+  } else if (name == "will-resign-active") {
+    process_->post(ApplicationNotification::willResignActive);
+  } else if (name == "will-terminate") {
+    process_->post(ApplicationNotification::willTerminate);
+  } else {
+    members.fail("name", "did-finish-launching, did-become-active, will-resign-active or will-terminate");
+  }
+}
+
+void Simulator::reply(const Members& members) {
+  members.allowOnly({"do", "request", "body"});
+  process_->network().reply(static_cast<std::uint64_t>(members.integer("request", 0, INT64_MAX)), members.any("body"));
+}
+
+void Simulator::fail(const Members& members) {
+  members.allowOnly({"do", "request"});
+  process_->network().fail(static_cast<std::uint64_t>(members.integer("request", 0, INT64_MAX)));
+}
+
+void Simulator::searchAd(const Members& members) {
+  members.allowOnly({"do", "details", "unknown"});
+  process_->answerSearchAd(members.objectOrNull("details"), members.optionalBoolean("unknown"));
+}
+
+void Simulator::location(const Members& members) {
+  members.allowOnly({"do", "fix"});
+  const Members fix("\"fix\"", members.object("fix"));
+  fix.allowOnly({"latitude", "longitude", "accuracy"});
+  for (const std::string_view name : {"latitude", "longitude", "accuracy"}) {
+    if (fix.has(name)) fix.number(name);
+  }
+  const auto manager = std::dynamic_pointer_cast<VirtualLocationManager>(process_->processState().locMgr.load());
+  if (manager != nullptr) manager->deliver(fix.all());
+}
+
+void Simulator::expire(const Members& members) {
+  members.allowOnly({"do", "task"});
+  process_->expire(static_cast<BackgroundTaskIdentifier>(members.integer("task", 0, INT64_MAX)));
+}
+
+void Simulator::delegate(const Members& members) {
+  members.allowOnly({"do", "kind"});
+  const std::string kind = members.text("kind");
+  if (kind != "listening" && kind != "mute" && kind != "none") members.fail("kind", "listening, mute or none");
+  delegateKind_ = kind;
+  if (tracker_ != nullptr) setTrackerDelegate(kind);
+}
+
+void Simulator::release(const Members& members) {
+  members.allowOnly({"do"});
+  releaseTracker();
+}
+
+void Simulator::restart(const Members& members) {
+  members.allowOnly({"do"});
+  process_->die();
+  tracker_ = nullptr;
+  kept_.clear();
+  delegates_.clear();
+  process_ = std::make_unique<VirtualProcess>(device_);
+}
+
+void Simulator::state(const Members& members) {
+  members.allowOnly({"do"});
+  write(PairList()
+            .add("event", "state")
+            .add("values", stateValues(process_->processState(), process_->mainQueue()))
+            .dictionary());
+}
+
+void Simulator::releaseTracker() {
+  tracker_ = nullptr;
+  process_->runQueues();
+}
+
+std::shared_ptr<HostDelegate> Simulator::makeDelegate(const std::string& kind) {
+  if (kind == "none") return nullptr;
+  delegates_.push_back(std::make_shared<HostDelegate>(kind, [this](const Dictionary& event) { write(event); }));
+  return delegates_.back();
+}
+
+void Simulator::setTrackerDelegate(const std::string& kind) { tracker_->setTrackerDelegate(makeDelegate(kind)); }
+
+Value Simulator::trackerDelegateKind() const {
+  const auto delegate = std::dynamic_pointer_cast<HostDelegate>(tracker_->trackerDelegate());
+  return delegate != nullptr ? Value(delegate->kind()) : Value();
+}
+
+}  // namespace fliprugair::sim

@@ -1,0 +1,63 @@
+#include <CLI/CLI.hpp>
+#include <cstdio>
+#include <fstream>
+#include <iostream>
+
+#include "tools/sim/Help.h"
+#include "tools/sim/Simulator.h"
+
+namespace {
+
+constexpr int notUnderstood = 2;
+
+/// One line, and then it is out: a program that drives the tool through pipes waits for it.
+void writeLine(const std::string& line) {
+  std::fwrite(line.data(), 1, line.size(), stdout);
+  std::fputc('\n', stdout);
+}
+
+int runScript(std::istream& script, const std::string& name, std::uint64_t seed) {
+  fliprugair::sim::Simulator simulator(writeLine, seed);
+  std::string line;
+  for (std::uint64_t number = 1; std::getline(script, line); ++number) {
+    try {
+      simulator.run(line, number);
+    } catch (const fliprugair::sim::CommandError& error) {
+      std::fflush(stdout);
+      std::cerr << "fliprugair-sim: " << name << " line " << number << ": " << error.what() << '\n';
+      return notUnderstood;
+    }
+    std::fflush(stdout);
+  }
+  return 0;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  CLI::App app;
+  std::string file;
+  std::uint64_t seed = 1;
+  bool help = false;
+  app.set_help_flag();
+  app.add_flag("-h,--help", help);
+  app.add_option("--seed", seed);
+  app.add_option("FILE", file);
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::ParseError& error) {
+    std::cerr << "fliprugair-sim: " << error.what() << "; see fliprugair-sim --help\n";
+    return notUnderstood;
+  }
+  if (help) {
+    std::cout << fliprugair::sim::helpText();
+    return 0;
+  }
+  if (file.empty()) return runScript(std::cin, "standard input", seed);
+  std::ifstream script(file);
+  if (!script) {
+    std::cerr << "fliprugair-sim: cannot read " << file << '\n';
+    return notUnderstood;
+  }
+  return runScript(script, file, seed);
+}
