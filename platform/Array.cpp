@@ -1,5 +1,4 @@
 #include <algorithm>
-#include <ranges>
 
 #include "platform/Value.h"
 
@@ -64,10 +63,10 @@ Array Array::appending(Value item) const {
 }
 
 bool Array::containsText(std::string_view text) const {
-  return std::ranges::any_of(std::views::iota(std::size_t{0}, size()), [&](std::size_t index) {
-    const Value& item = (*this)[index];
-    return item.isText() && item.text() == text;
-  });
+  for (const Value& item : *this) {
+    if (item.isText() && item.text() == text) return true;
+  }
+  return false;
 }
 
 std::size_t Array::sharedPrefix(const Array& other) const {

@@ -36,15 +36,16 @@ Dictionary::Dictionary(std::vector<std::pair<std::string, Value>> pairs) {
   std::vector<Entry> entries;
   entries.reserve(pairs.size());
   const bool mayBeLong = pairs.size() > bucketLoad;
-  for (auto& [key, value] : pairs) {
-    const std::uint32_t hash = hashOf(key);
+  for (auto& pair : pairs) {
+    const std::uint32_t hash = hashOf(pair.first);
     const auto known = mayBeLong ? entries.end() : std::ranges::find_if(entries, [&](const Entry& entry) {
-      return entry.hash == hash && entry.key() == key;
+      return entry.hash == hash && entry.key() == pair.first;
     });
     if (known != entries.end()) {
-      known->value = std::move(value);
+      known->value = std::move(pair.second);
     } else {
-      entries.push_back({std::make_shared<const std::string>(std::move(key)), std::move(value), hash, entries.size()});
+      auto key = std::make_shared<const std::string>(std::move(pair.first));
+      entries.push_back({std::move(key), std::move(pair.second), hash, entries.size()});
     }
   }
   if (entries.empty()) return;
