@@ -302,6 +302,7 @@ class MarluneTracker final : public MarluneNetworkAccessDelegate,
   std::string described(const Value& value) const;
   void postToMainQueue(std::function<void(MarluneTracker&)> task);
   std::shared_ptr<Timer> schedule(double seconds, std::string_view selector, void (MarluneTracker::*action)());
+  void guarded(const std::function<void()>& operation) const;
   void perform(const std::function<void()>& operation) const;
 
   Environment& environment_;

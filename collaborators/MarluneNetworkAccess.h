@@ -8,15 +8,19 @@
 
 namespace fliprugair {
 
-/// Who receives the replies to the requests of a network collaborator. Called on the collaborator's thread.
+/// Who receives what becomes of the requests of a network collaborator. Every method is optional. Called on the
+/// collaborator's thread. When a collaborator reports the first two and the last is its own business.
 class MarluneNetworkAccessDelegate {
  public:
   virtual ~MarluneNetworkAccessDelegate() = default;
 
+  virtual void MarluneConnectionDidFinishLoading(const Value& /*connection*/) {}
+  virtual void MarluneConnectionDidFailWithError(const Value& /*error*/) {}
   /// The parsed reply, a dictionary, to a request of action "get_attribution", "init" and "initial".
-  virtual void MarluneRetrieveAttribution(const Value& reply) = 0;
-  virtual void MarluneInitResult(const Value& reply) = 0;
-  virtual void MarluneInitialResult(const Value& reply) = 0;
+  virtual void MarluneRetrieveAttribution(const Value& /*reply*/) {}
+  virtual void MarluneInitResult(const Value& /*reply*/) {}
+  virtual void MarluneInitialResult(const Value& /*reply*/) {}
+  virtual void MarluneBackgroundFlushCompleted() {}
 };
 
 /// Posts one request to the control host. A fresh object for every request; it is configured, told to send, and

@@ -113,7 +113,14 @@ float floatOfText(std::string_view text) {
   float result = 0;
   const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), result);
   if (error == std::errc::invalid_argument) return 0;
-  if (error == std::errc::result_out_of_range) result = std::numeric_limits<float>::infinity();
+  if (error == std::errc::result_out_of_range) {
+    // Too large or too small: from_chars does not say which, but the number fits a double or has its exponent's sign.
+    const std::string_view number(text.data(), static_cast<std::size_t>(end - text.data()));
+    double wide = 0;
+    const bool fits = std::from_chars(number.begin(), number.end(), wide).ec == std::errc();
+    const bool tooLarge = fits ? wide > 1 : number.find("e-") == number.npos && number.find("E-") == number.npos;
+    result = tooLarge ? std::numeric_limits<float>::infinity() : 0;
+  }
   return negative ? -result : result;
 }
 

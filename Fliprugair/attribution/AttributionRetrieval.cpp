@@ -1,7 +1,5 @@
 // The attribution result: waiting for the install report, asking, and delivering the answer.
 
-#include <exception>
-
 #include "Fliprugair/MarluneTracker.h"
 #include "Fliprugair/core/ProcessState.h"
 #include "Fliprugair/core/StoredKeys.h"
@@ -87,12 +85,9 @@ void MarluneTracker::takeAttributionReply(const Dictionary& reply) {
 void MarluneTracker::deliverAttribution(const Value& answer) {
   const Value attribution = answer.isDictionary() ? answer : Value(PairList().add("attribution", "false").dictionary());
   store().setObject(attribution, key::attribution);
-  try {
+  guarded([&] {
     if (const auto delegate = trackerDelegate()) delegate->Marlune_attributionResult(attribution);
-  } catch (const std::exception& exception) {
-    log("-[MarluneTracker MarluneRetrieveAttribution:]", 2512,
-        std::string("EXCEPTION (CAUGHT) c2c1a4de-2f3c-4b57-8f0e-6f6a0a1f5f0d - ") + exception.what());
-  }
+  });
   store().setObject(false, key::requestAttribution);
   store().synchronize();
 }

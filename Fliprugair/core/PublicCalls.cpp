@@ -1,4 +1,4 @@
-// The host app's calls and the collaborators' callbacks: each enters the tracker through `perform`.
+// The host app's calls and the collaborators' callbacks, which enter the tracker through `perform` and `guarded`.
 
 #include "Fliprugair/MarluneTracker.h"
 #include "Fliprugair/core/ProcessState.h"
@@ -78,23 +78,23 @@ void MarluneTracker::setIAdAttributionManager(std::shared_ptr<MarluneRetrieveiAd
 }
 
 void MarluneTracker::MarluneRetrieveAttribution(const Value& reply) {
-  perform([&] { takeAttributionReply(reply.dictionary()); });
+  guarded([&] { takeAttributionReply(reply.dictionary()); });
 }
 
 void MarluneTracker::MarluneInitResult(const Value& reply) {
-  perform([&] { takeInitReply(reply); });
+  guarded([&] { takeInitReply(reply); });
 }
 
 void MarluneTracker::MarluneInitialResult(const Value& reply) {
-  perform([&] { takeInitialReply(reply); });
+  guarded([&] { takeInitialReply(reply); });
 }
 
 void MarluneTracker::iAdAttributionData(const Value& details, bool unknown) {
-  perform([&] { takeSearchAdAnswer(details, unknown); });
+  guarded([&] { takeSearchAdAnswer(details, unknown); });
 }
 
 void MarluneTracker::currentLocationUpdate(const Value& fix) {
-  perform([&] { reportFix(fix); });
+  guarded([&] { reportFix(fix); });
 }
 
 }  // namespace fliprugair

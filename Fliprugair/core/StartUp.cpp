@@ -128,7 +128,7 @@ void MarluneTracker::resetProcessState() {
 void MarluneTracker::subscribe() {
   const auto on = [this](ApplicationNotification notification, void (MarluneTracker::*handler)()) {
     platform().notificationCenter().addObserver(this, notification, [weak = weak_from_this(), handler] {
-      if (const auto self = weak.lock()) self->perform([&] { ((*self).*handler)(); });
+      if (const auto self = weak.lock()) self->guarded([&] { ((*self).*handler)(); });
     });
   };
   on(ApplicationNotification::didFinishLaunching, &MarluneTracker::appDidLaunch);

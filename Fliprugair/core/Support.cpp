@@ -51,27 +51,34 @@ std::string MarluneTracker::described(const Value& value) const {
 /// The task keeps the tracker alive until it has run.
 void MarluneTracker::postToMainQueue(std::function<void(MarluneTracker&)> task) {
   platform().mainQueue().async(
-      [self = shared_from_this(), task = std::move(task)] { self->perform([&] { task(*self); }); });
+      [self = shared_from_this(), task = std::move(task)] { self->guarded([&] { task(*self); }); });
 }
 
 /// Main thread only. The timer does not keep the tracker alive.
 std::shared_ptr<Timer> MarluneTracker::schedule(double seconds, std::string_view selector,
                                                 void (MarluneTracker::*action)()) {
   return platform().mainQueue().scheduleTimer(seconds, selector, [weak = weak_from_this(), action] {
-    if (const auto self = weak.lock()) self->perform([&] { ((*self).*action)(); });
+    if (const auto self = weak.lock()) self->guarded([&] { ((*self).*action)(); });
   });
 }
 
-/// Every entry into the tracker from outside goes through here: what it writes becomes durable together, and nothing
-/// that is thrown inside gets out.
-void MarluneTracker::perform(const std::function<void()>& operation) const {
-  const StoreGroup group(store());
+/// Every entry into the tracker from outside goes through here: nothing that is thrown inside gets out.
+void MarluneTracker::guarded(const std::function<void()>& operation) const {
+  constexpr std::string_view method = "-[MarluneTracker guarded:]";
   try {
     operation();
   } catch (const std::exception& exception) {
-    log("-[MarluneTracker perform:]", 2604,
-        std::string("EXCEPTION (CAUGHT) 5b1f3a52-6c0e-4d0b-9d3c-0f7f6b2f8a41 - ") + exception.what());
+    log(method, 2604, std::string("EXCEPTION (CAUGHT) 5b1f3a52-6c0e-4d0b-9d3c-0f7f6b2f8a41 - ") + exception.what());
+  } catch (...) {
+    log(method, 2607, "EXCEPTION (CAUGHT) 8d0a5f0e-3b61-4a0c-8f55-1c6a4c2f9e77 - (null)");
   }
+}
+
+/// A public operation: what it writes becomes durable together, before it returns. A request that it sends may be on
+/// its way a moment earlier; if the process ends in that moment, the request is sent again, and nothing is lost.
+void MarluneTracker::perform(const std::function<void()>& operation) const {
+  const StoreGroup group(store());
+  guarded(operation);
 }
 
 }  // namespace fliprugair

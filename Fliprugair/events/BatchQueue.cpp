@@ -57,7 +57,7 @@ void MarluneTracker::flushBatchQueue(bool isResignActive) {
   *task = application.beginBackgroundTask("MarluneBackgroundFlush",
                                           [&application, task] { application.endBackgroundTask(*task); });
   platform().globalQueue().async(
-      [self = shared_from_this(), task] { self->perform([&] { self->flushBatchQueueWithTask(*task); }); });
+      [self = shared_from_this(), task] { self->guarded([&] { self->flushBatchQueueWithTask(*task); }); });
 }
 
 /// Reads the queue once to enqueue it and once to send it: what is appended in between is sent, and then cleared with

@@ -134,8 +134,8 @@ void MarluneTracker::eventNetworkTransactionWithEventStandardParameters(
     return;
   }
   try {
-    eventNetworkTransactionWithNameString(eventStandardParameters->serverEventNameString(),
-                                          eventStandardParameters->serverEventDataDictionary(), true);
+    const Text name = eventStandardParameters->serverEventNameString();
+    eventNetworkTransactionWithNameString(name, eventStandardParameters->serverEventDataDictionary(), true);
   } catch (const std::exception& exception) {
     log(method, 2341, std::string("EXCEPTION (CAUGHT) 7d716099-1ff1-4cf5-baa4-5ea7490736be - ") + exception.what());
   }

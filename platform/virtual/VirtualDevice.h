@@ -3,7 +3,6 @@
 #include <cstdint>
 #include <functional>
 #include <map>
-#include <mutex>
 #include <optional>
 #include <random>
 #include <string>
@@ -42,8 +41,10 @@ struct VirtualFacts {
 /// Time stands still until it is moved. Nothing here sleeps or leaves the process.
 class VirtualDevice {
  public:
-  using Nanoseconds = std::int64_t;
-  /// Receives what happens, in order: one dictionary an event, its name under "event".
+  /// Wide enough for whatever a script lets pass.
+  __extension__ using Nanoseconds = __int128;
+  /// Receives what happens, in order: one dictionary an event, its name under "event". Called on whatever thread it
+  /// happens on, with no lock held.
   using EventSink = std::function<void(const Dictionary& event)>;
   /// Whether a file's bytes are a keyed archive that can be read as an object.
   using ArchiveReader = std::function<bool(std::string_view bytes)>;
@@ -72,7 +73,6 @@ class VirtualDevice {
  private:
   EventSink events_;
   ArchiveReader archives_;
-  std::mutex writing_;
   std::mt19937_64 random_;
   double clockBase_ = 1700000000.0;
   Nanoseconds clockSetAt_ = 0;

@@ -31,10 +31,8 @@ void VirtualProcess::runQueues() {
 }
 
 void VirtualProcess::advance(double seconds) {
-  constexpr double mostSeconds = 9e9;  // what the clock can count
   const auto step = static_cast<VirtualDevice::Nanoseconds>(std::round(std::clamp(seconds, 0.0, mostSeconds) * 1e9));
-  constexpr auto latest = std::numeric_limits<VirtualDevice::Nanoseconds>::max() - 1;
-  const auto target = step > latest - device_.uptime() ? latest : device_.uptime() + step;
+  const VirtualDevice::Nanoseconds target = device_.uptime() + step;
   runQueues();
   while (mainQueue_.fireNext(target)) runQueues();
   device_.moveTo(target);

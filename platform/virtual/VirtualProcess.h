@@ -31,7 +31,8 @@ class VirtualProcess final : public Environment,
 
   /// Runs the main queue, then the global queue, and so on until both are empty.
   void runQueues();
-  /// Lets time pass: timers fire when due, the queues are run empty after each.
+  static constexpr double mostSeconds = 1e20;
+  /// Lets time pass, mostSeconds at most: timers fire when due, the queues are run empty after each.
   void advance(double seconds);
   /// The end without a word: nothing runs, and nothing is written, from now on.
   void die();

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <limits>
 
 #include "platform/PairList.h"
 
@@ -12,7 +11,7 @@ namespace {
 
 using Nanoseconds = VirtualDevice::Nanoseconds;
 
-constexpr Nanoseconds never = std::numeric_limits<Nanoseconds>::max();
+constexpr Nanoseconds never = static_cast<Nanoseconds>(1) << 126;
 
 /// When a timer armed now is due. What lies beyond the range of the clock is never due.
 Nanoseconds dueTime(Nanoseconds now, double seconds) {
@@ -85,8 +84,8 @@ class VirtualMainQueue::VirtualTimer final : public Timer {
 
   double dueIn(Nanoseconds now) const {
     const auto [due, order] = position_;
-    if (due == never) return seconds_ - static_cast<double>(now - armedAt_) * 1e-9;
-    return static_cast<double>(due - now) * 1e-9;
+    if (due == never) return seconds_ - static_cast<double>(now - armedAt_) / 1e9;
+    return static_cast<double>(due - now) / 1e9;
   }
 
  private:

@@ -54,16 +54,23 @@ bool Arguments::boolean(std::size_t index) const {
 float Arguments::real(std::size_t index) const {
   const Value& value = values_[index];
   if (!value.isNumber() || value.kind() == Value::Kind::boolean) fail(index, "a number");
-  const double number = value.realValue();
-  constexpr double most = std::numeric_limits<float>::max();
-  if (std::abs(number) > most)
-    return std::copysign(std::numeric_limits<float>::infinity(), static_cast<float>(number > 0 ? 1 : -1));
+  return anyReal(index);
+}
+
+bool Arguments::anyBoolean(std::size_t index) const { return values_[index].boolValue(); }
+
+float Arguments::anyReal(std::size_t index) const {
+  const double number = values_[index].realValue();
+  constexpr float infinity = std::numeric_limits<float>::infinity();
+  if (std::abs(number) > std::numeric_limits<float>::max()) return number > 0 ? infinity : -infinity;
   return static_cast<float>(number);
 }
 
 int Arguments::code(std::size_t index) const {
   const Value& value = values_[index];
-  if (value.kind() != Value::Kind::integer || value.integerValue() < std::numeric_limits<int>::min() ||
+  const bool isWhole = value.kind() == Value::Kind::integer ||
+                       (value.kind() == Value::Kind::real && value.realValue() == std::trunc(value.realValue()));
+  if (!isWhole || value.integerValue() < std::numeric_limits<int>::min() ||
       value.integerValue() > std::numeric_limits<int>::max()) {
     fail(index, "a whole number");
   }

@@ -26,7 +26,10 @@ class Arguments {
   Value payload(std::size_t index) const;
   URL url(std::size_t index) const;
   std::unique_ptr<EventStandardParameters> standard(std::size_t index) const;
+  // For the adapters, which take any argument.
   AnyObject any(std::size_t index) const;
+  bool anyBoolean(std::size_t index) const;
+  float anyReal(std::size_t index) const;
 
   [[noreturn]] void fail(std::size_t index, std::string_view wanted) const;
 

@@ -164,7 +164,7 @@ constexpr std::array properties{
 
 constexpr std::array adapters{
     Selector{"swiftEnableConsoleLogging:", 1,
-             [](S&, const A& a) { return doing([on = a.boolean(0)](T& t) { t.swiftEnableConsoleLogging(on); }); }},
+             [](S&, const A& a) { return doing([on = a.anyBoolean(0)](T& t) { t.swiftEnableConsoleLogging(on); }); }},
     Selector{"swiftTrackEvent::", 2,
              [](S&, const A& a) {
                return doing([title = a.any(0), value = a.any(1)](T& t) { t.swiftTrackEvent(title, value); });
@@ -173,12 +173,13 @@ constexpr std::array adapters{
              [](S&, const A& a) { return doing([link = a.any(0)](T& t) { t.swiftIdentityLinkEvent(link); }); }},
     Selector{"swiftSpatialEvent::::", 4,
              [](S&, const A& a) {
-               return doing([title = a.any(0), x = a.real(1), y = a.real(2), z = a.real(3)](T& t) {
+               return doing([title = a.any(0), x = a.anyReal(1), y = a.anyReal(2), z = a.anyReal(3)](T& t) {
                  t.swiftSpatialEvent(title, x, y, z);
                });
              }},
-    Selector{"swiftSetLimitAdTracking:", 1,
-             [](S&, const A& a) { return doing([limit = a.boolean(0)](T& t) { t.swiftSetLimitAdTracking(limit); }); }},
+    Selector{
+        "swiftSetLimitAdTracking:", 1,
+        [](S&, const A& a) { return doing([limit = a.anyBoolean(0)](T& t) { t.swiftSetLimitAdTracking(limit); }); }},
     Selector{"swiftSendDeepLink::", 2,
              [](S&, const A& a) {
                return doing([url = a.any(0), source = a.any(1)](T& t) { t.swiftSendDeepLink(url, source); });

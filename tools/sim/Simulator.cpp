@@ -69,8 +69,9 @@ void Simulator::clock(const Members& members) {
 
 void Simulator::advance(const Members& members) {
   members.allowOnly({"do", "seconds"});
-  if (members.number("seconds") < 0) members.fail("seconds", "0 or more");
-  process_->advance(members.number("seconds"));
+  const double seconds = members.number("seconds");
+  if (!(seconds >= 0 && seconds <= VirtualProcess::mostSeconds)) members.fail("seconds", "from 0 to 1e20");
+  process_->advance(seconds);
 }
 
 void Simulator::store(const Members& members) {
