@@ -11,7 +11,7 @@ namespace fliprugair {
 /// Where the requests for one host go.
 struct ControlHostURL {
   std::string text;
-  bool plain;  ///< http, hence on this machine
+  bool plain = false;  ///< http, hence on this machine
 };
 
 /// The URL for `hostname`, which is a name, an IPv4 address or an IPv6 address in brackets, with ":port" or without.
