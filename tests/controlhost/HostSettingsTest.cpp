@@ -10,7 +10,7 @@ namespace {
 std::vector<std::string> problemsOf(const std::string& text) {
   const std::optional<Value> value = RapidJSONSerialization().value(text);
   EXPECT_TRUE(value) << text;
-  return settingsProblems(value.value_or(Value()));
+  return settingsProblems(value ? *value : Value());
 }
 
 TEST(HostSettings, WhatAHostMayAnswerIsNoProblem) {

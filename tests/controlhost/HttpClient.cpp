@@ -2,6 +2,8 @@
 
 #include <httplib.h>
 
+#include <optional>
+
 #include "platform/json/RapidJSONSerialization.h"
 
 namespace fliprugair::test {
@@ -14,7 +16,10 @@ HttpAnswer answerOf(const httplib::Result& result) {
 
 }  // namespace
 
-Value HttpAnswer::json() const { return RapidJSONSerialization().value(body).value_or(Value()); }
+Value HttpAnswer::json() const {
+  const std::optional<Value> value = RapidJSONSerialization().value(body);
+  return value ? *value : Value();
+}
 
 HttpAnswer httpGet(int port, const std::string& path) { return answerOf(httplib::Client("127.0.0.1", port).Get(path)); }
 

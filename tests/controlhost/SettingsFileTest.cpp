@@ -21,7 +21,7 @@ class SettingsFileTest : public testing::Test {
     return "";
   }
 
-  const RapidJSONSerialization json_;
+  RapidJSONSerialization json_;
   test::TemporaryFile file_{R"({"resonance_cascade": 1})"};
   std::vector<std::string> faults_;
 };
