@@ -1,0 +1,146 @@
+// The program as a user starts it.
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <array>
+#include <csignal>
+#include <string>
+#include <vector>
+
+#include "controlhost/HttpClient.h"
+#include "controlhost/TemporaryFile.h"
+
+namespace fliprugair::test {
+
+namespace {
+
+/// The program with its output and its errors in one pipe.
+class Program {
+ public:
+  explicit Program(std::vector<std::string> arguments) {
+    std::array<int, 2> ends{};
+    EXPECT_EQ(pipe2(ends.data(), O_CLOEXEC), 0);
+    output_ = ends[0];
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_adddup2(&actions, ends[1], 1);
+    posix_spawn_file_actions_adddup2(&actions, ends[1], 2);
+    std::string name = CONTROLHOST_PROGRAM;
+    std::vector<char*> argv{name.data()};
+    for (std::string& argument : arguments) argv.push_back(argument.data());
+    argv.push_back(nullptr);
+    EXPECT_EQ(posix_spawn(&process_, name.c_str(), &actions, nullptr, argv.data(), environ), 0);
+    posix_spawn_file_actions_destroy(&actions);
+    close(ends[1]);
+  }
+  ~Program() {
+    if (process_ > 0) {
+      kill(process_, SIGKILL);
+      waitpid(process_, nullptr, 0);
+    }
+    close(output_);
+  }
+  Program(const Program&) = delete;
+  Program& operator=(const Program&) = delete;
+
+  /// The next line without its end; what is left at the end of the output.
+  std::string line() {
+    std::string text;
+    char character = 0;
+    while (read(output_, &character, 1) == 1 && character != '\n') text += character;
+    return text;
+  }
+
+  void send(int signal) const { kill(process_, signal); }
+
+  /// -1 when a signal ended it.
+  int exitStatus() {
+    int status = 0;
+    waitpid(process_, &status, 0);
+    process_ = 0;
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+  }
+
+ private:
+  pid_t process_ = 0;
+  int output_ = -1;
+};
+
+int portOf(const std::string& url) { return std::stoi(url.substr(url.rfind(':') + 1)); }
+
+TEST(ControlHostProgram, PrintsItsAddressAndThenEachRequest) {
+  Program program({"--port", "0"});
+  const std::string url = program.line();
+  ASSERT_EQ(url.rfind("http://127.0.0.1:", 0), 0u) << url;
+  post(portOf(url), Value{{"action", "init"}, {"marlune_device_id", "MI1"}});
+  const std::string first = program.line();
+  EXPECT_EQ(first.substr(2, 1) + first.substr(5, 1) + first.substr(8, 1), "::.");
+  EXPECT_EQ(first.substr(12), "  init  MI1");
+  post(portOf(url), Array{Value{{"marlune_device_id", "MI\x1B[2J\n2"}}, Value{{"action", "event"}}});
+  EXPECT_EQ(program.line().substr(12), "  batch of 2  MI?[2J?2");
+  httpPost(portOf(url), "/marlune/v4", "{");
+  EXPECT_EQ(program.line().substr(12),
+            "  not a request  (no device id)  answered with status 400  "
+            "The body is not JSON: line 1, column 2: Missing a name for object member.");
+}
+
+TEST(ControlHostProgram, EndsCleanlyOnASignal) {
+  for (const int signal : {SIGINT, SIGTERM}) {
+    Program program({"--port", "0"});
+    program.line();
+    program.send(signal);
+    EXPECT_EQ(program.exitStatus(), 0);
+  }
+}
+
+TEST(ControlHostProgram, ShowsBodiesWhenVerbose) {
+  Program program({"--port", "0", "--verbose"});
+  const int port = portOf(program.line());
+  post(port, Value{{"action", "update"}});
+  program.line();
+  EXPECT_EQ(program.line(), "request: {");
+  EXPECT_EQ(program.line(), "    \"action\": \"update\"");
+  EXPECT_EQ(program.line(), "}");
+  EXPECT_EQ(program.line(), "reply: {");
+}
+
+TEST(ControlHostProgram, AnswersAsItsSettingsFileSays) {
+  const TemporaryFile file(R"({"initial": {"success": 0}})");
+  Program program({"--port", "0", "--settings", file.path()});
+  const int port = portOf(program.line());
+  EXPECT_EQ(post(port, Value{{"action", "initial"}}).json(), Value({{"success", 0}}));
+}
+
+TEST(ControlHostProgram, RefusesFaultySettings) {
+  const TemporaryFile file(R"({"delay": 1})");
+  Program program({"--port", "0", "--settings", file.path()});
+  EXPECT_EQ(program.line(), file.path() +
+                                ": delay is not known; what can stand there: init, initial, attribution, "
+                                "resonance_cascade, status, delay_ms");
+  EXPECT_EQ(program.exitStatus(), 2);
+}
+
+TEST(ControlHostProgram, ListensOnThisMachineOnly) {
+  Program program({"--port", "0", "--address", "0.0.0.0"});
+  EXPECT_NE(program.exitStatus(), 0);
+}
+
+TEST(ControlHostProgram, TeachesWithExamples) {
+  Program program({"--help"});
+  std::string help;
+  for (std::string line = program.line(); help.find("delay_ms  ") == std::string::npos && help.size() < 10000;
+       line = program.line()) {
+    help += line + '\n';
+  }
+  EXPECT_NE(help.find("EXAMPLES"), std::string::npos);
+  EXPECT_NE(help.find("fliprugair-controlhost --port 0 --verbose"), std::string::npos);
+  EXPECT_EQ(program.exitStatus(), 0);
+}
+
+}  // namespace
+
+}  // namespace fliprugair::test

@@ -1,0 +1,112 @@
+#include <cstdlib>
+#include <filesystem>
+
+#include "network/Certificates.h"
+#include "network/NetworkTest.h"
+#include "network/TestServer.h"
+
+namespace fliprugair::test {
+
+namespace {
+
+class TemporaryDirectory {
+ public:
+  TemporaryDirectory() { EXPECT_NE(mkdtemp(path_.data()), nullptr); }
+  ~TemporaryDirectory() { std::filesystem::remove_all(path_); }
+  TemporaryDirectory(const TemporaryDirectory&) = delete;
+  TemporaryDirectory& operator=(const TemporaryDirectory&) = delete;
+  std::string path(const std::string& name) const { return path_ + '/' + name; }
+
+ private:
+  std::string path_ = testing::TempDir() + "networkXXXXXX";
+};
+
+class TLS : public NetworkTest {
+ protected:
+  [[nodiscard]] Running start(const std::string& caFile) {
+    return NetworkTest::start({.caFile = caFile, .loopbackScheme = LoopbackScheme::https});
+  }
+
+  Certificate certificate(const std::string& name, const std::string& subject, Validity validity = Validity::today) {
+    return makeCertificate(directory_.path(name), subject, validity);
+  }
+
+  static TestServer::Reply accept(const TestServer::Request&) { return {}; }
+
+  TemporaryDirectory directory_;
+};
+
+TEST_F(TLS, AHostWithATrustedCertificateIsAsked) {
+  const Certificate made = certificate("trusted", "IP:127.0.0.1");
+  TestServer server(made, accept);
+  const Running running = start(made.certificateFile);
+  sendQueued(server.hostname());
+  expectAccepted();
+  EXPECT_EQ(delegate_->calls.items().size(), 1u);
+}
+
+TEST_F(TLS, AHostNameIsCheckedByName) {
+  const Certificate made = certificate("named", "DNS:localhost");
+  TestServer server(made, accept);
+  const Running running = start(made.certificateFile);
+  sendQueued(server.hostname("localhost"));
+  expectAccepted();
+}
+
+TEST_F(TLS, ACertificateNobodyVouchesForIsRefused) {
+  TestServer server(certificate("unknown", "IP:127.0.0.1"), accept);
+  const Running running = start(certificate("other", "IP:127.0.0.1").certificateFile);
+  sendQueued(server.hostname());
+  expectStillQueued();
+  expectLogged("certificate");
+  EXPECT_TRUE(server.requests.items().empty());
+}
+
+TEST_F(TLS, WithoutACAFileTheSystemsAreTrusted) {
+  TestServer server(certificate("private", "IP:127.0.0.1"), accept);
+  const Running running = start("");
+  sendQueued(server.hostname());
+  expectStillQueued();
+  expectLogged("certificate");
+}
+
+TEST_F(TLS, AnExpiredCertificateIsRefused) {
+  const Certificate made = certificate("expired", "IP:127.0.0.1", Validity::yesterday);
+  TestServer server(made, accept);
+  const Running running = start(made.certificateFile);
+  sendQueued(server.hostname());
+  expectStillQueued();
+  expectLogged("expired");
+  EXPECT_TRUE(server.requests.items().empty());
+}
+
+TEST_F(TLS, ACertificateForAnotherHostIsRefused) {
+  const Certificate made = certificate("elsewhere", "DNS:elsewhere.example");
+  TestServer server(made, accept);
+  const Running running = start(made.certificateFile);
+  sendQueued(server.hostname());
+  expectStillQueued();
+  expectLogged("no alternative certificate subject name matches");
+  EXPECT_TRUE(server.requests.items().empty());
+}
+
+TEST_F(TLS, AMissingCAFileIsAFailure) {
+  TestServer server(certificate("good", "IP:127.0.0.1"), accept);
+  const Running running = start("absent.crt");
+  sendQueued(server.hostname());
+  expectStillQueued();
+  expectLogged("absent.crt");
+}
+
+TEST_F(TLS, AHostOtherThanLoopbackIsNeverAskedInPlain) {
+  TestServer server;
+  const Running running = NetworkTest::start();
+  sendQueued(server.hostname("0.0.0.0"));  // reaches this machine, and is not called a loopback address
+  expectStillQueued();
+  expectLogged("https://0.0.0.0");
+  EXPECT_TRUE(server.requests.items().empty());
+}
+
+}  // namespace
+
+}  // namespace fliprugair::test

@@ -1,0 +1,182 @@
+#include "tools/controlhost/HostSettings.h"
+
+#include <algorithm>
+#include <functional>
+#include <limits>
+
+namespace fliprugair::controlhost {
+
+namespace {
+
+bool isInteger(const Value& value) { return value.kind() == Value::Kind::integer; }
+
+/// "" when `value` is right, else what would be.
+using Check = std::function<std::string(const Value&)>;
+
+/// What may stand under a key. An object's members are checked in turn.
+struct Rule {
+  std::string key;
+  Check check;
+  std::vector<Rule> members = {};
+};
+
+Check integerBetween(std::int64_t least, std::int64_t most) {
+  return [least, most](const Value& value) -> std::string {
+    if (isInteger(value) && value.integerValue() >= least && value.integerValue() <= most) return "";
+    return "a whole number from " + std::to_string(least) + " to " + std::to_string(most);
+  };
+}
+
+std::string number(const Value& value) {
+  if (isInteger(value) || value.kind() == Value::Kind::real) return "";
+  const std::string& text = value.text();
+  const bool numeric = !text.empty() && text.find_first_not_of("0123456789", text[0] == '-') == std::string::npos;
+  return numeric && text != "-" ? "" : "a number, or its text, as 60 or \"60\"";
+}
+
+std::string truth(const Value& value) {
+  return value.isNumber() || value.isText() ? ""
+                                            : "true or false, as a boolean, a number or a text, as false, 0 or \"0\"";
+}
+
+std::string text(const Value& value) {
+  return value.isText() && !value.text().empty() ? "" : "a text that is not empty";
+}
+
+std::string texts(const Value& value) {
+  bool good = value.isArray();
+  for (const Value& item : value.array()) good = good && item.isText();
+  return good ? "" : "a list of texts, as [\"idfa\", \"idfv\"]";
+}
+
+std::string object(const Value& value) { return value.isDictionary() ? "" : "an object, as {}"; }
+
+std::string textOrTexts(const Value& value) {
+  return value.isText() || texts(value).empty() ? "" : "a text or a list of texts, as [\"resonance_cascade\"]";
+}
+
+std::string sessionTracking(const Value& value) {
+  return value.text() == "full" || value.text() == "none" ? "" : "\"full\" or \"none\"";
+}
+
+std::string answer(const Value& value) {
+  const bool good = value.isDictionary() || value.isNothing() || value.text() == "false";
+  return good ? "" : "an object (the attribution), \"false\" (there is none) or null (never an answer)";
+}
+
+std::string service(const Value& value) {
+  bool good = value.isDictionary();
+  for (const Dictionary::Entry& entry : value.dictionary().entries()) good = good && texts(entry.value).empty();
+  return good ? "" : "an object of lists of texts by service, as {\"service\": [\"name\"]}";
+}
+
+const std::vector<Rule>& fileRules() {
+  const Check status = integerBetween(200, 599);
+  static const std::vector<Rule> rules = {
+      {"init",
+       object,
+       {{"success", truth},
+        {"msg", textOrTexts},
+        {"flags",
+         object,
+         {{"marlune_app_id", text},
+          {"marlune_device_id", text},
+          {"mlinit_wait", number},
+          {"mltracker_wait", number},
+          {"iad_attribution_attempts", number},
+          {"iad_attribution_wait", number},
+          {"iad_retry_wait", number},
+          {"send_id_updates", truth},
+          {"resend_initial", truth},
+          {"location_accuracy", number},
+          {"location_timeout", number},
+          {"location_staleness", number},
+          {"currency", text},
+          {"session_tracking", sessionTracking},
+          {"getattribution_wait", number}}},
+        {"blacklist", texts},
+        {"eventname_blacklist", texts},
+        {"whitelist", texts},
+        {"outside_services", object, {{"ios_nsud", service}, {"ios_docs", service}}}}},
+      {"initial", object},
+      {"attribution",
+       object,
+       {{"polls", integerBetween(0, 1000000)}, {"retry", integerBetween(0, 604800)}, {"answer", answer}}},
+      {"resonance_cascade", integerBetween(0, 1000000)},
+      {"status",
+       object,
+       {{"init", status}, {"initial", status}, {"update", status}, {"get_attribution", status}, {"batch", status}}},
+      {"delay_ms", integerBetween(0, 600000)},
+  };
+  return rules;
+}
+
+std::string kindOf(const Value& value) {
+  switch (value.kind()) {
+    case Value::Kind::nothing:
+      return "null";
+    case Value::Kind::boolean:
+      return value.boolValue() ? "true" : "false";
+    case Value::Kind::integer:
+      return std::to_string(value.integerValue());
+    case Value::Kind::real:
+      return "the number " + std::to_string(value.realValue());
+    case Value::Kind::text:
+      return "the text \"" + value.text() + '"';
+    case Value::Kind::array:
+      return "a list";
+    case Value::Kind::dictionary:
+      return "an object";
+  }
+  return "";
+}
+
+void check(const Dictionary& object, const std::vector<Rule>& rules, const std::string& place,
+           std::vector<std::string>& problems) {
+  for (const Dictionary::Entry& entry : object.entries()) {
+    const std::string path = place + entry.key();
+    const auto rule = std::find_if(rules.begin(), rules.end(), [&](const Rule& one) { return one.key == entry.key(); });
+    if (rule == rules.end()) {
+      std::string known;
+      for (const Rule& one : rules) known += (known.empty() ? "" : ", ") + one.key;
+      problems.push_back(path + " is not known; what can stand there: " + known);
+      continue;
+    }
+    const std::string right = rule->check(entry.value);
+    if (!right.empty()) {
+      problems.push_back(path + " is " + kindOf(entry.value) + ", and should be " + right);
+    } else if (!rule->members.empty()) {
+      check(entry.value.dictionary(), rule->members, path + ".", problems);
+    }
+  }
+}
+
+}  // namespace
+
+std::vector<std::string> settingsProblems(const Value& file) {
+  if (!file.isDictionary()) {
+    return {"the file is " + kindOf(file) + ", and should be an object, as {\"init\": {\"success\": 1}}"};
+  }
+  std::vector<std::string> problems;
+  check(file.dictionary(), fileRules(), "", problems);
+  return problems;
+}
+
+HostSettings settingsOf(const Value& file) {
+  HostSettings settings;
+  const Dictionary members = file.dictionary();
+  if (members.holds("init")) settings.init = members["init"];
+  if (members.holds("initial")) settings.initial = members["initial"];
+  const Dictionary attribution = members["attribution"].dictionary();
+  if (attribution.holds("polls")) settings.attribution.polls = attribution["polls"].integerValue();
+  if (attribution.holds("retry")) settings.attribution.retry = attribution["retry"].integerValue();
+  if (attribution.holds("answer")) settings.attribution.answer = attribution["answer"];
+  settings.resonanceCascade = members["resonance_cascade"].integerValue();
+  for (const Dictionary::Entry& entry : members["status"].dictionary().entries()) {
+    settings.status[entry.key()] = static_cast<int>(entry.value.integerValue());
+  }
+  settings.delay = std::chrono::milliseconds(members["delay_ms"].integerValue());
+  return settings;
+}
+
+}  // namespace fliprugair::controlhost
