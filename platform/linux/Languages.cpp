@@ -1,0 +1,86 @@
+#include "platform/linux/Languages.h"
+
+#include <algorithm>
+#include <sstream>
+#include <utility>
+
+namespace fliprugair {
+
+namespace {
+
+bool isPlain(std::string_view locale) {
+  const std::string_view name = locale.substr(0, locale.find_first_of(".@"));
+  return name == "C" || name == "POSIX";
+}
+
+// By hand, because the C library's functions follow the locale, and in some a small I has another capital.
+constexpr bool isLower(char each) { return each >= 'a' && each <= 'z'; }
+constexpr bool isUpper(char each) { return each >= 'A' && each <= 'Z'; }
+constexpr bool isDigit(char each) { return each >= '0' && each <= '9'; }
+constexpr char lower(char each) { return isUpper(each) ? static_cast<char>(each - 'A' + 'a') : each; }
+constexpr char upper(char each) { return isLower(each) ? static_cast<char>(each - 'a' + 'A') : each; }
+
+std::string mapped(std::string_view text, char (*character)(char)) {
+  std::string result(text);
+  std::transform(result.begin(), result.end(), result.begin(), character);
+  return result;
+}
+
+bool isLetters(std::string_view text, std::size_t least, std::size_t most) {
+  return text.size() >= least && text.size() <= most &&
+         std::all_of(text.begin(), text.end(), [](char each) { return isLower(each) || isUpper(each); });
+}
+
+bool isRegion(std::string_view text) {
+  return isLetters(text, 2, 2) || (text.size() == 3 && std::all_of(text.begin(), text.end(), isDigit));
+}
+
+/// A locale tells its script by a modifier; the other modifiers mean no language.
+std::string_view script(std::string_view modifier) {
+  if (modifier == "latin") return "-Latn";
+  if (modifier == "cyrillic") return "-Cyrl";
+  if (modifier == "devanagari") return "-Deva";
+  return "";
+}
+
+}  // namespace
+
+std::string languageTag(std::string_view locale) {
+  if (isPlain(locale)) return "en";
+  const std::size_t at = locale.find('@');
+  const std::string_view modifier = at == std::string_view::npos ? "" : locale.substr(at + 1);
+  const std::string_view name = locale.substr(0, locale.find_first_of(".@"));
+  const std::size_t separator = name.find('_');
+  const std::string_view language = name.substr(0, separator);
+  if (!isLetters(language, 2, 8)) return "";
+  std::string tag = mapped(language, lower).append(script(modifier));
+  if (separator == std::string_view::npos) return tag;
+  const std::string_view region = name.substr(separator + 1);
+  if (!isRegion(region)) return "";
+  return tag + '-' + mapped(region, upper);
+}
+
+std::vector<std::string> preferredLanguages(const Variables& variables) {
+  std::string locale = "C";
+  for (const char* name : {"LC_ALL", "LC_MESSAGES", "LANG"}) {
+    if (const std::optional<std::string> value = variables(name)) {
+      locale = *value;
+      break;
+    }
+  }
+
+  std::vector<std::string> tags;
+  const auto add = [&tags](std::string_view name) {
+    std::string tag = languageTag(name);
+    if (!tag.empty() && std::find(tags.begin(), tags.end(), tag) == tags.end()) tags.push_back(std::move(tag));
+  };
+  if (!isPlain(locale)) {
+    std::istringstream list(variables("LANGUAGE").value_or(""));
+    for (std::string name; std::getline(list, name, ':');) add(name);
+  }
+  add(locale);
+  if (tags.empty()) tags.push_back("en");
+  return tags;
+}
+
+}  // namespace fliprugair

@@ -1,0 +1,36 @@
+#pragma once
+
+#include <filesystem>
+#include <mutex>
+#include <optional>
+#include <string>
+
+#include "platform/Device.h"
+
+namespace fliprugair {
+
+/// The application's own package, as the host app describes it. Any thread.
+class LinuxBundle final : public Bundle {
+ public:
+  struct Entries {
+    std::optional<std::string> bundleIdentifier;
+    std::optional<std::string> shortVersion;
+    std::optional<std::string> version;
+  };
+
+  /// An empty `receipt` path: there is none.
+  LinuxBundle(Entries entries, std::filesystem::path receipt);
+
+  Value infoEntry(std::string_view key) const override;
+
+  /// Once there was a receipt it is not read again; while there is none, each call looks for it.
+  Value encodedReceipt() const override;
+
+ private:
+  const Entries entries_;
+  const std::filesystem::path receipt_;
+  mutable std::mutex mutex_;  ///< held while the file is read, so that two threads do not both encode it
+  mutable Value encoded_;
+};
+
+}  // namespace fliprugair

@@ -1,0 +1,212 @@
+#include "platform/linux/LinuxEnvironment.h"
+
+#include <atomic>
+#include <exception>
+#include <future>
+#include <utility>
+
+#include "platform/json/RapidJSONSerialization.h"
+#include "platform/linux/EventLoop.h"
+#include "platform/linux/LinuxApplication.h"
+#include "platform/linux/LinuxBundle.h"
+#include "platform/linux/LinuxDevice.h"
+#include "platform/linux/LinuxPieces.h"
+#include "platform/linux/LinuxSurroundings.h"
+#include "platform/linux/LoopThread.h"
+#include "platform/linux/MachineIdentity.h"
+#include "platform/linux/WorkerPool.h"
+
+namespace fliprugair {
+
+namespace {
+
+std::shared_ptr<const HostFacts> shared(HostFacts facts) { return std::make_shared<const HostFacts>(std::move(facts)); }
+
+}  // namespace
+
+/// In the order in which they are made; what stands further down may use what stands above it.
+struct LinuxEnvironment::Parts {
+  explicit Parts(LinuxOptions given);
+
+  const LinuxOptions options;
+  const Log log;
+  FactsInForce facts;
+  RapidJSONSerialization json;
+  NotificationCenter notificationCenter;
+  const std::shared_ptr<UserDefaults> userDefaults;
+  const std::shared_ptr<Documents> documents;
+  LinuxBundle bundle;
+  LinuxDevice device;
+  LinuxSurroundings surroundings;
+  EventLoop loop;
+  WorkerPool workers;
+  LinuxApplication application;
+  NetworkPiece network;
+  std::function<std::shared_ptr<MarluneLocationManager>()> makeLocationManager;
+  LoopThread thread;
+
+  std::atomic<bool> willTerminateWasSaid = false;
+  std::atomic<bool> terminationHasBegun = false;
+  std::atomic<bool> tasksHaveEnded = false;
+  bool closed = false;
+};
+
+LinuxEnvironment::Parts::Parts(LinuxOptions given)
+    : options(std::move(given)),
+      log(guardedLog(options.log)),
+      userDefaults(openUserDefaults(options, log)),
+      documents(openDocuments(options)),
+      bundle({options.bundleIdentifier, options.shortVersion, options.version}, options.receiptPath),
+      device(facts, options.bundleIdentifier.value_or(""), SystemFiles(), processVariable),
+      surroundings(facts, SystemFiles()),
+      loop(log),
+      workers(log),
+      application(loop, options.backgroundTaskTime, facts, log),
+      thread(loop) {
+  facts.store(shared(options.facts));
+}
+
+LinuxEnvironment::LinuxEnvironment(std::unique_ptr<Parts> parts) : parts_(std::move(parts)) {
+  parts_->network = openNetwork(parts_->options, *this, parts_->log);
+  parts_->makeLocationManager = openLocation(parts_->options, *this, parts_->log);
+}
+
+LinuxEnvironment::Result LinuxEnvironment::open(LinuxOptions options) {
+  try {
+    return {std::make_unique<LinuxEnvironment>(std::make_unique<Parts>(std::move(options))), ""};
+  } catch (const std::exception& exception) {
+    return {nullptr, exception.what()};
+  }
+}
+
+LinuxEnvironment::~LinuxEnvironment() { terminate(); }
+
+void LinuxEnvironment::applicationDidFinishLaunching() { deliver(ApplicationNotification::didFinishLaunching); }
+
+void LinuxEnvironment::applicationDidBecomeActive() { deliver(ApplicationNotification::didBecomeActive); }
+
+void LinuxEnvironment::applicationWillResignActive() { deliver(ApplicationNotification::willResignActive); }
+
+void LinuxEnvironment::applicationWillTerminate() {
+  if (!parts_->willTerminateWasSaid.exchange(true)) deliver(ApplicationNotification::willTerminate);
+}
+
+void LinuxEnvironment::deliver(ApplicationNotification notification) {
+  if (parts_->options.mainThread == MainThread::own && !parts_->thread.start()) {
+    log("No thread for the main queue: the application's life goes by unnoticed.");
+  }
+  parts_->loop.async([this, notification] { parts_->notificationCenter.post(notification); });
+}
+
+void LinuxEnvironment::terminate() {
+  if (parts_->closed) return;
+  beginTermination();
+  if (parts_->options.mainThread == MainThread::own && parts_->thread.start()) {
+    if (!parts_->thread.join()) return;
+  } else {
+    if (parts_->loop.isTurning()) return;
+    while (!parts_->tasksHaveEnded) parts_->loop.run();
+  }
+  close();
+}
+
+void LinuxEnvironment::beginTermination() {
+  if (parts_->terminationHasBegun.exchange(true)) return;
+  applicationWillTerminate();
+  const auto waitForTasks = [this] {
+    parts_->application.whenAllEnded([this] {
+      parts_->tasksHaveEnded = true;
+      parts_->loop.stop();
+    });
+  };
+  // Two turns, so that what the handlers posted runs before the first look at the background tasks.
+  parts_->loop.async([this, waitForTasks] { parts_->loop.async(waitForTasks); });
+}
+
+void LinuxEnvironment::close() {
+  // Whatever is dropped here may hold a tracker's last reference, and its end reaches for every part: all of them are
+  // still there, and those that are closed ignore it.
+  parts_->loop.close();
+  parts_->workers.stop();
+  if (parts_->network.stop) parts_->network.stop();
+  parts_->userDefaults->synchronize();
+  parts_->closed = true;
+}
+
+bool LinuxEnvironment::onMain(std::function<void()> task) {
+  if (parts_->loop.isMainThread()) {
+    runGuarded(task, "A task of the main queue", parts_->log);
+    return true;
+  }
+  // A task that is dropped takes the promise with it, which ends the waiting too.
+  auto end = std::make_shared<std::promise<bool>>();
+  std::future<bool> hasRun = end->get_future();
+  parts_->loop.async([this, task = std::move(task), end = std::move(end)] {
+    runGuarded(task, "A task of the main queue", parts_->log);
+    end->set_value(true);
+  });
+  try {
+    return hasRun.get();
+  } catch (const std::future_error&) {
+    return false;
+  }
+}
+
+void LinuxEnvironment::run() {
+  if (parts_->options.mainThread == MainThread::host) parts_->loop.run();
+}
+
+void LinuxEnvironment::stop() {
+  if (parts_->options.mainThread == MainThread::host) parts_->loop.stop();
+}
+
+void LinuxEnvironment::poll() {
+  if (parts_->options.mainThread == MainThread::host) parts_->loop.poll();
+}
+
+int LinuxEnvironment::fileDescriptor() const { return parts_->loop.fileDescriptor(); }
+
+std::optional<std::chrono::steady_clock::time_point> LinuxEnvironment::nextDeadline() const {
+  return parts_->loop.nextDeadline();
+}
+
+void LinuxEnvironment::setFacts(HostFacts facts) { parts_->facts.store(shared(std::move(facts))); }
+
+std::shared_ptr<MarluneNetworkAccess> LinuxEnvironment::makeNetworkAccess() { return parts_->network.makeAccess(); }
+
+std::shared_ptr<MarluneLocationManager> LinuxEnvironment::makeLocationManager() {
+  return parts_->makeLocationManager();
+}
+
+std::shared_ptr<MarluneRetrieveiAdAttribution> LinuxEnvironment::makeRetrieveiAdAttribution() {
+  return std::make_shared<LinuxSearchAdAttribution>(parts_->workers, parts_->options.searchAdSource);
+}
+
+std::shared_ptr<MarluneHardwareInfo> LinuxEnvironment::makeHardwareInfo() {
+  return std::make_shared<LinuxHardwareInfo>(parts_->device);
+}
+
+std::shared_ptr<WebViewUserAgent> LinuxEnvironment::makeWebViewUserAgent() {
+  return std::make_shared<LinuxUserAgent>(parts_->facts);
+}
+
+UserDefaults& LinuxEnvironment::userDefaults() { return *parts_->userDefaults; }
+NotificationCenter& LinuxEnvironment::notificationCenter() { return parts_->notificationCenter; }
+MainQueue& LinuxEnvironment::mainQueue() { return parts_->loop; }
+GlobalQueue& LinuxEnvironment::globalQueue() { return parts_->workers; }
+Application& LinuxEnvironment::application() { return parts_->application; }
+Bundle& LinuxEnvironment::bundle() { return parts_->bundle; }
+Device& LinuxEnvironment::device() { return parts_->device; }
+Surroundings& LinuxEnvironment::surroundings() { return parts_->surroundings; }
+Documents& LinuxEnvironment::documents() { return *parts_->documents; }
+JSONSerialization& LinuxEnvironment::json() { return parts_->json; }
+
+double LinuxEnvironment::secondsSince1970() {
+  return std::chrono::duration<double>(std::chrono::system_clock::now().time_since_epoch()).count();
+}
+
+std::string LinuxEnvironment::randomUUID() { return fliprugair::randomUUID(); }
+
+void LinuxEnvironment::log(std::string_view line) { parts_->log(line); }
+
+}  // namespace fliprugair

@@ -1,0 +1,118 @@
+#include "platform/linux/LinuxPieces.h"
+
+#include <stdexcept>
+#include <utility>
+
+#include "platform/linux/UserFolders.h"
+
+#if FLIPRUGAIR_SQLITE
+#include "platform/linux/store/SQLiteUserDefaults.h"
+#endif
+#if FLIPRUGAIR_CURL
+#include "platform/linux/network/CurlNetwork.h"
+#endif
+#if FLIPRUGAIR_GPS
+#include "platform/linux/location/GpsdLocationManager.h"
+#endif
+#if FLIPRUGAIR_PLIST
+#include "platform/linux/documents/PlistDocuments.h"
+#endif
+
+namespace fliprugair {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+#if FLIPRUGAIR_SQLITE
+fs::path storePath(const LinuxOptions& options) {
+  if (options.storePath) return *options.storePath;
+  const fs::path folder = options.bundleIdentifier.value_or("");
+  // An identifier with a slash in it would put the store somewhere else.
+  if (folder.empty() || folder.has_parent_path() || folder == "." || folder == "..") {
+    throw std::runtime_error("The store has no place: give LinuxOptions a bundleIdentifier or a storePath.");
+  }
+  const std::optional<fs::path> data = dataFolder(processVariable);
+  if (!data) throw std::runtime_error("The store has no place: the user has no home. Give LinuxOptions a storePath.");
+  fs::create_directories(*data / folder);
+  return *data / folder / "fliprugair.sqlite";
+}
+#endif
+
+fs::path folderOfDocuments(const LinuxOptions& options) {
+  if (options.documentsFolder) return *options.documentsFolder;
+  return documentsFolder(processVariable).value_or("/nonexistent");
+}
+
+#if !FLIPRUGAIR_PLIST
+/// Stands in where the archive reader was left out.
+class UnreadDocuments final : public Documents {
+ public:
+  explicit UnreadDocuments(fs::path folder) : folder_(std::move(folder)) {}
+  std::string pathForFile(std::string_view name) const override { return (folder_ / name).string(); }
+  bool unarchivesAsObject(const std::string& /*path*/) const override { return false; }
+
+ private:
+  const fs::path folder_;
+};
+#endif
+
+#if !FLIPRUGAIR_GPS
+/// Stands in where the position service was left out: its searches find nothing.
+class NoLocationManager final : public MarluneLocationManager {
+ public:
+  void setLocationManagerDelegate(std::weak_ptr<MarluneLocationManagerDelegate> /*delegate*/) override {}
+  void initLocationServices(bool /*loggingEnabled*/, std::int64_t /*accuracy*/, std::int64_t /*timeout*/) override {}
+};
+#endif
+
+}  // namespace
+
+std::shared_ptr<UserDefaults> openUserDefaults(const LinuxOptions& options, [[maybe_unused]] const Log& log) {
+  if (options.userDefaults != nullptr) return options.userDefaults;
+#if FLIPRUGAIR_SQLITE
+  auto opened = SQLiteUserDefaults::open(storePath(options), log);
+  if (opened.store == nullptr) throw std::runtime_error(opened.error);
+  return std::move(opened.store);
+#else
+  throw std::runtime_error("The platform was built without its store: give LinuxOptions a userDefaults of your own.");
+#endif
+}
+
+std::shared_ptr<Documents> openDocuments(const LinuxOptions& options) {
+  if (options.documents != nullptr) return options.documents;
+#if FLIPRUGAIR_PLIST
+  return std::make_shared<PlistDocuments>(folderOfDocuments(options));
+#else
+  return std::make_shared<UnreadDocuments>(folderOfDocuments(options));
+#endif
+}
+
+NetworkPiece openNetwork(const LinuxOptions& options, Platform& platform, [[maybe_unused]] const Log& log) {
+  if (options.makeNetworkAccess) {
+    return {[make = options.makeNetworkAccess, &platform] { return make(platform); }, nullptr};
+  }
+#if FLIPRUGAIR_CURL
+  const auto network = std::make_shared<CurlNetwork>(options.network, platform.userDefaults(), platform.json(),
+                                                     platform.application(), log);
+  return {[network] { return network->makeAccess(); }, [network] { network->stop(); }};
+#else
+  throw std::runtime_error("The platform was built without its network: give LinuxOptions a makeNetworkAccess.");
+#endif
+}
+
+std::function<std::shared_ptr<MarluneLocationManager>()> openLocation(const LinuxOptions& options, Platform& platform,
+                                                                      [[maybe_unused]] const Log& log) {
+  if (options.makeLocationManager) {
+    return [make = options.makeLocationManager, &platform] { return make(platform); };
+  }
+#if FLIPRUGAIR_GPS
+  return [service = GpsdOptions{options.gpsdHost, options.gpsdPort}, log] {
+    return std::make_shared<GpsdLocationManager>(service, log);
+  };
+#else
+  return [] { return std::make_shared<NoLocationManager>(); };
+#endif
+}
+
+}  // namespace fliprugair

@@ -1,0 +1,25 @@
+#pragma once
+
+#include "platform/Device.h"
+#include "platform/linux/HostFacts.h"
+#include "platform/linux/SystemFiles.h"
+
+namespace fliprugair {
+
+/// Reachability by the kernel's routes; the rest is as the host app states it. Any thread.
+class LinuxSurroundings final : public Surroundings {
+ public:
+  LinuxSurroundings(const FactsInForce& facts, SystemFiles files);
+
+  /// The same for every host: whether there is a way out of this machine, and of which kind.
+  Reachability reachability(std::string_view host) const override;
+  bool locationServicesEnabled() const override;
+  int locationAuthorizationStatus() const override;
+  std::optional<Pasteboard> pasteboard(std::string_view name) const override;
+
+ private:
+  const FactsInForce& facts_;
+  const SystemFiles files_;
+};
+
+}  // namespace fliprugair

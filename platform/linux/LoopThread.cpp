@@ -1,0 +1,35 @@
+#include "platform/linux/LoopThread.h"
+
+#include <system_error>
+#include <utility>
+
+#include "platform/linux/Threads.h"
+
+namespace fliprugair {
+
+bool LoopThread::start() {
+  const std::lock_guard lock(mutex_);
+  if (started_) return true;
+  try {
+    thread_ = startThread("fliprugair-main", [this] { loop_.run(); });
+  } catch (const std::system_error&) {
+    return false;
+  }
+  started_ = true;
+  // The loop says so too, but perhaps only after the caller has gone on and asked.
+  loop_.setMainThread(thread_.get_id());
+  return true;
+}
+
+bool LoopThread::join() {
+  std::thread thread;
+  {
+    const std::lock_guard lock(mutex_);
+    if (!thread_.joinable() || thread_.get_id() == std::this_thread::get_id()) return false;
+    thread = std::move(thread_);
+  }
+  thread.join();
+  return true;
+}
+
+}  // namespace fliprugair

@@ -1,0 +1,58 @@
+#include "platform/linux/WorkerPool.h"
+
+#include <system_error>
+#include <utility>
+
+#include "platform/linux/Threads.h"
+
+namespace fliprugair {
+
+void WorkerPool::async(Task task) {
+  bool noThread = false;
+  {
+    const std::lock_guard lock(mutex_);
+    if (stopped_) return;
+    tasks_.push_back(std::move(task));
+    if (tasks_.size() > idle_ && threads_.size() < maximumThreads) {
+      try {
+        threads_.push_back(startThread("fliprugair-work", [this] { work(); }));
+      } catch (const std::system_error&) {
+        noThread = threads_.empty();
+      }
+    }
+  }
+  changed_.notify_one();
+  if (noThread) log_("No thread for the global queue: its tasks wait for the next one that is posted.");
+}
+
+void WorkerPool::work() {
+  std::unique_lock lock(mutex_);
+  while (true) {
+    ++idle_;
+    changed_.wait(lock, [this] { return stopped_ || !tasks_.empty(); });
+    --idle_;
+    if (stopped_) return;
+    Task task = std::move(tasks_.front());
+    tasks_.pop_front();
+    lock.unlock();
+    runGuarded(task, "A task of the global queue", log_);
+    task = nullptr;
+    lock.lock();
+  }
+}
+
+void WorkerPool::stop() {
+  std::deque<Task> left;
+  std::vector<std::thread> threads;
+  {
+    const std::lock_guard lock(mutex_);
+    stopped_ = true;
+    std::swap(left, tasks_);
+    std::swap(threads, threads_);
+  }
+  changed_.notify_all();
+  left.clear();
+  for (std::thread& thread : threads) thread.join();
+}
+
+}  // namespace fliprugair

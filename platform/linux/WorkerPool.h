@@ -1,0 +1,43 @@
+#pragma once
+
+#include <condition_variable>
+#include <cstddef>
+#include <deque>
+#include <mutex>
+#include <thread>
+#include <vector>
+
+#include "platform/MainQueue.h"
+#include "platform/linux/Log.h"
+
+namespace fliprugair {
+
+/// The global queue: at most four threads, each started when there is work for it for the first time. What a task
+/// throws is logged and dropped.
+class WorkerPool final : public GlobalQueue {
+ public:
+  static constexpr std::size_t maximumThreads = 4;
+
+  explicit WorkerPool(Log log) : log_(std::move(log)) {}
+  ~WorkerPool() override { stop(); }
+  WorkerPool(const WorkerPool&) = delete;
+  WorkerPool& operator=(const WorkerPool&) = delete;
+
+  void async(Task task) override;
+
+  /// Waits for the tasks that run, drops those that do not yet, and from now on those that come. Not from a task.
+  void stop();
+
+ private:
+  void work();
+
+  const Log log_;
+  std::mutex mutex_;
+  std::condition_variable changed_;
+  std::deque<Task> tasks_;
+  std::vector<std::thread> threads_;
+  std::size_t idle_ = 0;
+  bool stopped_ = false;
+};
+
+}  // namespace fliprugair

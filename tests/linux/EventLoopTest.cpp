@@ -1,0 +1,212 @@
+#include <algorithm>
+#include <limits>
+#include <stdexcept>
+#include <thread>
+
+#include "linux/Support.h"
+#include "platform/linux/EventLoop.h"
+
+namespace fliprugair {
+namespace {
+
+using namespace std::chrono_literals;
+using Clock = std::chrono::steady_clock;
+
+TEST(EventLoop, ATaskNeverRunsInsideTheCallThatPostsIt) {
+  EventLoop loop({});
+  Record record;
+  loop.async([&] {
+    loop.async([&] { record.add("inner"); });
+    record.add("outer");
+  });
+  record.add("posted");
+  while (record.lines().size() < 3) loop.poll();
+  EXPECT_EQ(record.lines(), (std::vector<std::string>{"posted", "outer", "inner"}));
+}
+
+TEST(EventLoop, TasksOfEveryThreadKeepTheirOrder) {
+  constexpr int threads = 4;
+  constexpr int tasksEach = 2000;
+  EventLoop loop({});
+  std::vector<int> next(threads, 0);  // main thread only
+  int outOfOrder = 0;
+  int run = 0;
+  std::vector<std::thread> posters;
+  for (int thread = 0; thread < threads; ++thread) {
+    posters.emplace_back([&, thread] {
+      for (int number = 0; number < tasksEach; ++number) {
+        loop.async([&, thread, number] {
+          if (next[thread]++ != number) ++outOfOrder;
+          if (++run == threads * tasksEach) loop.stop();
+        });
+      }
+    });
+  }
+  loop.run();
+  for (std::thread& poster : posters) poster.join();
+  EXPECT_EQ(run, threads * tasksEach);
+  EXPECT_EQ(outOfOrder, 0);
+}
+
+TEST(EventLoop, ATimerFiresOnceAndNeverEarly) {
+  EventLoop loop({});
+  for (const double seconds : {0.0004, 0.001, 0.0025, 0.0101}) {
+    int fired = 0;
+    const Clock::time_point armed = Clock::now();
+    Clock::time_point at;
+    const auto timer = loop.scheduleTimer(seconds, "tested", [&] {
+      ++fired;
+      at = Clock::now();
+      loop.stop();
+    });
+    EXPECT_TRUE(timer->isValid());
+    loop.run();
+    EXPECT_EQ(fired, 1);
+    EXPECT_FALSE(timer->isValid());
+    EXPECT_GE(std::chrono::duration<double>(at - armed).count(), seconds);
+    EXPECT_EQ(loop.nextDeadline(), std::nullopt);
+  }
+}
+
+TEST(EventLoop, ATimerWhoseReferenceIsDroppedStillFires) {
+  EventLoop loop({});
+  bool fired = false;
+  loop.scheduleTimer(0.002, "tested", [&] {
+    fired = true;
+    loop.stop();
+  });
+  loop.run();
+  EXPECT_TRUE(fired);
+}
+
+TEST(EventLoop, AnInvalidatedTimerDoesNotFire) {
+  EventLoop loop({});
+  bool fired = false;
+  const auto timer = loop.scheduleTimer(0.001, "tested", [&] { fired = true; });
+  timer->invalidate();
+  EXPECT_FALSE(timer->isValid());
+  EXPECT_EQ(loop.nextDeadline(), std::nullopt);
+  loop.scheduleTimer(0.003, "later", [&] { loop.stop(); });
+  loop.run();
+  EXPECT_FALSE(fired);
+  timer->invalidate();
+}
+
+TEST(EventLoop, ATimerWithoutWaitFiresOnALaterTurn) {
+  for (const double seconds :
+       {0.0, -0.0, -5.0, -std::numeric_limits<double>::infinity(), std::numeric_limits<double>::quiet_NaN()}) {
+    EventLoop loop({});
+    bool fired = false;
+    loop.scheduleTimer(seconds, "tested", [&] {
+      fired = true;
+      loop.stop();
+    });
+    EXPECT_FALSE(fired);
+    loop.run();
+    EXPECT_TRUE(fired) << seconds;
+  }
+}
+
+TEST(EventLoop, HugeWaitsAreWaits) {
+  EventLoop loop({});
+  for (const double seconds : {1e9, 1e18, 1e300, std::numeric_limits<double>::infinity()}) {
+    bool fired = false;
+    const auto timer = loop.scheduleTimer(seconds, "tested", [&] { fired = true; });
+    loop.scheduleTimer(0.002, "soon", [&] { loop.stop(); });
+    loop.run();
+    EXPECT_FALSE(fired) << seconds;
+    ASSERT_TRUE(loop.nextDeadline());
+    EXPECT_GT(*loop.nextDeadline() - Clock::now(), std::chrono::hours(24 * 365 * 20));
+    timer->invalidate();
+  }
+}
+
+TEST(EventLoop, WhatATaskThrowsIsLoggedAndDropped) {
+  Record record;
+  EventLoop loop(record.log());
+  bool after = false;
+  loop.async([] { throw std::runtime_error("first"); });
+  loop.async([] { throw 2; });
+  loop.scheduleTimer(0, "timerThatThrows", [] { throw std::runtime_error("third"); });
+  loop.scheduleTimer(0.002, "last", [&] {
+    after = true;
+    loop.stop();
+  });
+  loop.run();
+  EXPECT_TRUE(after);
+  std::vector<std::string> lines = record.lines();
+  std::sort(lines.begin(), lines.end());
+  EXPECT_EQ(lines, (std::vector<std::string>{"A task of the main queue threw: first",
+                                             "A task of the main queue threw: something that is no std::exception",
+                                             "The timer's action timerThatThrows threw: third"}));
+}
+
+TEST(EventLoop, StopEndsTheNextRunWhenNoneIsInProgress) {
+  EventLoop loop({});
+  bool ran = false;
+  loop.async([&] { ran = true; });
+  loop.stop();
+  loop.run();
+  EXPECT_TRUE(ran);
+}
+
+TEST(EventLoop, RunningInsideATaskHasNoEffect) {
+  EventLoop loop({});
+  bool returned = false;
+  loop.async([&] {
+    loop.run();
+    loop.poll();
+    returned = true;
+    loop.stop();
+  });
+  loop.run();
+  EXPECT_TRUE(returned);
+}
+
+TEST(EventLoop, ClosingDropsWhatIsLeftAndWhatStillComes) {
+  EventLoop loop({});
+  const auto held = std::make_shared<int>(0);
+  bool ran = false;
+  loop.async([&ran, held] { ran = true; });
+  const auto timer = loop.scheduleTimer(0, "tested", [&ran, held] { ran = true; });
+  loop.close();
+  EXPECT_EQ(held.use_count(), 1);
+  EXPECT_FALSE(timer->isValid());
+  loop.async([&ran, held] { ran = true; });
+  EXPECT_FALSE(loop.scheduleTimer(0, "tested", [&ran, held] { ran = true; })->isValid());
+  EXPECT_EQ(held.use_count(), 1);
+  loop.poll();
+  EXPECT_FALSE(ran);
+}
+
+TEST(EventLoop, ATaskThatIsDroppedMayUseTheLoop) {
+  EventLoop loop({});
+  const auto other = loop.scheduleTimer(1, "other", [] {});
+  int dropped = 0;
+  const auto usesLoopWhenDestroyed = [&] {
+    return std::shared_ptr<void>(nullptr, [&](void*) {
+      ++dropped;
+      loop.async([] {});
+      other->invalidate();
+      loop.scheduleTimer(0, "late", [] {});
+    });
+  };
+  loop.async([held = usesLoopWhenDestroyed()] {});
+  loop.scheduleTimer(2, "holder", [held = usesLoopWhenDestroyed()] {});
+  loop.close();
+  EXPECT_EQ(dropped, 2);
+  EXPECT_FALSE(other->isValid());
+}
+
+TEST(EventLoop, ATimerMayOutliveItsLoop) {
+  std::shared_ptr<Timer> timer;
+  {
+    EventLoop loop({});
+    timer = loop.scheduleTimer(1, "tested", [] {});
+  }
+  EXPECT_FALSE(timer->isValid());
+  timer->invalidate();
+}
+
+}  // namespace
+}  // namespace fliprugair

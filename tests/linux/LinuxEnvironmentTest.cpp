@@ -1,0 +1,383 @@
+#include <poll.h>
+#include <sys/syscall.h>
+
+#include <set>
+#include <stdexcept>
+#include <thread>
+
+#include "linux/Support.h"
+#include "platform/linux/LinuxEnvironment.h"
+
+namespace fliprugair {
+namespace {
+
+using namespace std::chrono_literals;
+using Clock = std::chrono::steady_clock;
+
+std::unique_ptr<LinuxEnvironment> opened(LinuxOptions options) {
+  LinuxEnvironment::Result result = LinuxEnvironment::open(std::move(options));
+  EXPECT_EQ(result.error, "");
+  return std::move(result.environment);
+}
+
+/// Turns the environment from a loop of the test's own, as a host app would, until `isDone`.
+void pollUntil(LinuxEnvironment& environment, const std::function<bool()>& isDone, int* turns = nullptr) {
+  while (!isDone()) {
+    const auto deadline = environment.nextDeadline();
+    int wait = -1;
+    if (deadline) {
+      wait = static_cast<int>(
+          std::max<std::int64_t>(0, std::chrono::ceil<std::chrono::milliseconds>(*deadline - Clock::now()).count()));
+    }
+    pollfd watched{environment.fileDescriptor(), POLLIN, 0};
+    ::poll(&watched, 1, wait);
+    environment.poll();
+    if (turns != nullptr) ++*turns;
+  }
+}
+
+TEST(LinuxEnvironment, TheOwnThreadStartsWithTheFirstLifecycleCall) {
+  const auto environment = opened(isolatedOptions());
+  std::thread::id thread;
+  Happening ran;
+  environment->mainQueue().async([&] {
+    thread = std::this_thread::get_id();
+    ran.happens();
+  });
+  EXPECT_TRUE(environment->onMain([] {}));  // still here: the test's thread is the main thread
+  EXPECT_FALSE(ran.hasHappened());
+  environment->applicationDidFinishLaunching();
+  ASSERT_TRUE(ran.happened());
+  EXPECT_NE(thread, std::this_thread::get_id());
+}
+
+TEST(LinuxEnvironment, TimersFromBeforeTheOwnThreadFireOnIt) {
+  const auto environment = opened(isolatedOptions());
+  std::thread::id thread;
+  Happening fired;
+  environment->mainQueue().scheduleTimer(0.001, "tested", [&] {
+    thread = std::this_thread::get_id();
+    fired.happens();
+  });
+  environment->applicationDidFinishLaunching();
+  ASSERT_TRUE(fired.happened());
+  EXPECT_NE(thread, std::this_thread::get_id());
+}
+
+TEST(LinuxEnvironment, TheHostAppsThreadRunsTheMainQueueUntilItIsStopped) {
+  const auto environment = opened(isolatedOptions(MainThread::host));
+  std::thread::id thread;
+  std::thread other([&] {
+    environment->mainQueue().async([&] {
+      environment->mainQueue().scheduleTimer(0.002, "tested", [&] {
+        thread = std::this_thread::get_id();
+        environment->stop();
+      });
+    });
+  });
+  environment->run();
+  other.join();
+  EXPECT_EQ(thread, std::this_thread::get_id());
+}
+
+TEST(LinuxEnvironment, ALoopOfTheHostAppsCanTurnTheMainQueue) {
+  const auto environment = opened(isolatedOptions(MainThread::host));
+  EXPECT_EQ(environment->nextDeadline(), std::nullopt);
+  bool fired = false;
+  int turns = 0;
+  std::thread other([&] {
+    environment->mainQueue().async(
+        [&] { environment->mainQueue().scheduleTimer(0.03, "tested", [&] { fired = true; }); });
+  });
+  pollUntil(
+      *environment, [&] { return fired; }, &turns);
+  other.join();
+  EXPECT_EQ(environment->nextDeadline(), std::nullopt);
+  EXPECT_LE(turns, 4);  // one for the task, one for the timer, and no spinning between them
+}
+
+TEST(LinuxEnvironment, TheDescriptorIsReadableOnlyWhenThereAreTasks) {
+  const auto environment = opened(isolatedOptions(MainThread::host));
+  pollfd watched{environment->fileDescriptor(), POLLIN, 0};
+  EXPECT_EQ(::poll(&watched, 1, 0), 0);
+  environment->mainQueue().async([] {});
+  EXPECT_EQ(::poll(&watched, 1, 0), 1);
+  const auto deadline = environment->nextDeadline();
+  ASSERT_TRUE(deadline);
+  EXPECT_LE(*deadline, Clock::now());
+  environment->poll();
+  EXPECT_EQ(::poll(&watched, 1, 0), 0);
+}
+
+TEST(LinuxEnvironment, LifecycleCallsReachTheMainThreadInOrder) {
+  const auto environment = opened(isolatedOptions());
+  Record record;
+  std::set<std::thread::id> threads;
+  const std::map<ApplicationNotification, std::string> names = {
+      {ApplicationNotification::didFinishLaunching, "launched"},
+      {ApplicationNotification::didBecomeActive, "active"},
+      {ApplicationNotification::willResignActive, "resigning"},
+      {ApplicationNotification::willTerminate, "terminating"}};
+  for (const auto& [notification, name] : names) {
+    environment->notificationCenter().addObserver(&record, notification, [&, name = name] {
+      record.add(name);
+      threads.insert(std::this_thread::get_id());
+    });
+  }
+  environment->applicationDidFinishLaunching();
+  environment->applicationDidBecomeActive();
+  environment->applicationWillResignActive();
+  environment->applicationWillTerminate();
+  environment->applicationWillTerminate();
+  environment->terminate();
+  EXPECT_EQ(record.lines(), (std::vector<std::string>{"launched", "active", "resigning", "terminating"}));
+  EXPECT_EQ(threads.size(), 1u);
+  EXPECT_FALSE(threads.contains(std::this_thread::get_id()));
+}
+
+TEST(LinuxEnvironment, TheDestructorTerminates) {
+  for (const MainThread mainThread : {MainThread::own, MainThread::host}) {
+    int terminated = 0;
+    const auto store = std::make_shared<MemoryUserDefaults>();
+    LinuxOptions options = isolatedOptions(mainThread);
+    options.userDefaults = store;
+    {
+      const auto environment = opened(options);
+      environment->notificationCenter().addObserver(&terminated, ApplicationNotification::willTerminate,
+                                                    [&] { ++terminated; });
+      environment->terminate();
+      environment->terminate();
+    }
+    EXPECT_EQ(terminated, 1);
+    EXPECT_EQ(store->synchronized, 1);
+  }
+}
+
+TEST(LinuxEnvironment, TerminatingWaitsForBackgroundTasksWhileEverythingGoesOn) {
+  for (const MainThread mainThread : {MainThread::own, MainThread::host}) {
+    LinuxOptions options = isolatedOptions(mainThread);
+    options.backgroundTaskTime = 1h;
+    const auto environment = opened(options);
+    Record record;
+    environment->notificationCenter().addObserver(&record, ApplicationNotification::willResignActive, [&] {
+      const BackgroundTaskIdentifier task =
+          environment->application().beginBackgroundTask("flush", [&] { record.add("expired"); });
+      environment->globalQueue().async([&, task] {
+        environment->mainQueue().async([&, task] {
+          environment->mainQueue().scheduleTimer(0.01, "tested", [&, task] {
+            environment->globalQueue().async([&, task] {
+              record.add("sent");
+              environment->application().endBackgroundTask(task);
+            });
+          });
+        });
+      });
+    });
+    environment->applicationWillResignActive();
+    environment->terminate();
+    EXPECT_EQ(record.lines(), std::vector<std::string>{"sent"});
+  }
+}
+
+TEST(LinuxEnvironment, TerminatingEndsWhenABackgroundTaskHasExpired) {
+  LinuxOptions options = isolatedOptions();
+  options.backgroundTaskTime = 20ms;
+  const auto environment = opened(options);
+  int expired = 0;
+  const auto begin = Clock::now();
+  environment->application().beginBackgroundTask("flush", [&] { ++expired; });
+  environment->terminate();
+  EXPECT_EQ(expired, 1);
+  EXPECT_GE(Clock::now() - begin, 20ms);
+}
+
+TEST(LinuxEnvironment, TerminatingInsideATaskEndsTheRun) {
+  const auto environment = opened(isolatedOptions(MainThread::host));
+  Record record;
+  environment->notificationCenter().addObserver(&record, ApplicationNotification::willTerminate,
+                                                [&] { record.add("terminating"); });
+  environment->mainQueue().async([&] {
+    environment->terminate();
+    record.add("returned");
+  });
+  environment->run();
+  EXPECT_EQ(record.lines(), (std::vector<std::string>{"returned", "terminating"}));
+}
+
+TEST(LinuxEnvironment, TerminatingInsideATaskOfTheOwnThreadReturnsAtOnce) {
+  const auto environment = opened(isolatedOptions());
+  Happening returned;
+  environment->mainQueue().async([&] {
+    environment->terminate();
+    returned.happens();
+  });
+  environment->applicationDidFinishLaunching();
+  EXPECT_TRUE(returned.happened());
+  environment->terminate();
+  EXPECT_FALSE(environment->onMain([] {}));
+}
+
+/// Stands for a tracker: its end reaches for every part of the platform.
+std::shared_ptr<void> usesPlatformWhenDestroyed(LinuxEnvironment& environment, std::atomic<int>& destroyed) {
+  return std::shared_ptr<void>(nullptr, [&](void*) {
+    environment.mainQueue().async([] {});
+    environment.globalQueue().async([] {});
+    environment.notificationCenter().removeObserver(&destroyed);
+    environment.application().endBackgroundTask(environment.application().beginBackgroundTask("last", nullptr));
+    environment.userDefaults().setObject(1, "key");
+    environment.makeRetrieveiAdAttribution()->retrieveiAdAttribution(false);
+    environment.log("destroyed");
+    ++destroyed;
+  });
+}
+
+TEST(LinuxEnvironment, TasksAndTimersThatAreLeftMayHoldTheLastReferenceOfATracker) {
+  for (const MainThread mainThread : {MainThread::own, MainThread::host}) {
+    std::atomic<int> destroyed = 0;
+    bool ran = false;
+    {
+      const auto environment = opened(isolatedOptions(mainThread));
+      environment->mainQueue().scheduleTimer(
+          3600, "tested", [&ran, held = usesPlatformWhenDestroyed(*environment, destroyed)] { ran = true; });
+      environment->notificationCenter().addObserver(&ran, ApplicationNotification::willTerminate, [&] {
+        // Posts itself again and again, so that there is always one left.
+        struct Endless {
+          LinuxEnvironment& environment;
+          std::shared_ptr<void> held;
+          void operator()() const { environment.mainQueue().async(*this); }
+        };
+        environment->mainQueue().async(Endless{*environment, usesPlatformWhenDestroyed(*environment, destroyed)});
+      });
+    }
+    EXPECT_EQ(destroyed, 2);
+    EXPECT_FALSE(ran);
+  }
+}
+
+TEST(LinuxEnvironment, ATimerMayOutliveTheEnvironment) {
+  auto environment = opened(isolatedOptions());
+  const auto timer = environment->mainQueue().scheduleTimer(3600, "tested", [] {});
+  environment.reset();
+  EXPECT_FALSE(timer->isValid());
+}
+
+TEST(LinuxEnvironment, OnMainWaitsForATaskOnTheMainThread) {
+  const auto environment = opened(isolatedOptions());
+  environment->applicationDidFinishLaunching();
+  std::thread::id thread;
+  std::thread::id nested;
+  EXPECT_TRUE(environment->onMain([&] {
+    thread = std::this_thread::get_id();
+    environment->onMain([&] { nested = std::this_thread::get_id(); });
+  }));
+  EXPECT_NE(thread, std::this_thread::get_id());
+  EXPECT_EQ(nested, thread);
+}
+
+TEST(LinuxEnvironment, OnMainReturnsAlthoughTheTaskThrows) {
+  Record record;
+  LinuxOptions options = isolatedOptions();
+  options.log = record.log();
+  const auto environment = opened(options);
+  environment->applicationDidFinishLaunching();
+  EXPECT_TRUE(environment->onMain([] { throw std::runtime_error("refused"); }));
+  EXPECT_EQ(record.lines(), std::vector<std::string>{"A task of the main queue threw: refused"});
+}
+
+TEST(LinuxEnvironment, AnIdleEnvironmentSleeps) {
+  const auto environment = opened(isolatedOptions());
+  environment->applicationDidFinishLaunching();
+  pid_t mainThread = 0;
+  Happening ready;
+  environment->onMain([&] {
+    mainThread = static_cast<pid_t>(syscall(SYS_gettid));
+    // One that is far away, and one that was invalidated before its time.
+    environment->mainQueue().scheduleTimer(3600, "far", [] {});
+    environment->mainQueue().scheduleTimer(0.05, "invalidated", [] {})->invalidate();
+  });
+  const auto sleeps = [&] {
+    std::ifstream status("/proc/self/task/" + std::to_string(mainThread) + "/status");
+    for (std::string word; status >> word;) {
+      long count = -1;
+      if (word == "voluntary_ctxt_switches:" && status >> count) return count;
+    }
+    return -1L;
+  };
+  // The thread goes to sleep once after onMain's task; from then on the count stays as it is.
+  std::this_thread::sleep_for(50ms);
+  const long before = sleeps();
+  ASSERT_GT(before, 0);
+  std::this_thread::sleep_for(500ms);
+  EXPECT_EQ(sleeps(), before);
+}
+
+TEST(LinuxEnvironment, WhatTheLogThrowsIsDropped) {
+  LinuxOptions options = isolatedOptions();
+  options.log = [](std::string_view) { throw std::runtime_error("disk full"); };
+  const auto environment = opened(options);
+  EXPECT_NO_THROW(environment->log("line"));
+}
+
+TEST(LinuxEnvironment, LogLinesReachTheSink) {
+  Record record;
+  LinuxOptions options = isolatedOptions();
+  options.log = record.log();
+  opened(options)->log("line");
+  EXPECT_EQ(record.lines(), std::vector<std::string>{"line"});
+}
+
+TEST(LinuxEnvironment, StatedFactsCanChange) {
+  LinuxOptions options = isolatedOptions();
+  options.facts.userAgent = "Browser/1";
+  options.facts.hardware = "Box1,1";
+  const auto environment = opened(options);
+  EXPECT_EQ(environment->makeWebViewUserAgent()->userAgentString().string(), "Browser/1");
+  EXPECT_EQ(environment->makeHardwareInfo()->obtainHardwareDescription().string(), "Box1,1");
+  environment->setFacts({.statusBarOrientation = 3});
+  EXPECT_EQ(environment->application().statusBarOrientation(), 3);
+  EXPECT_TRUE(environment->makeWebViewUserAgent()->userAgentString().isNothing());
+}
+
+TEST(LinuxEnvironment, TheHostAppsOwnPiecesAreUsed) {
+  LinuxOptions options = isolatedOptions();
+  const auto store = std::make_shared<MemoryUserDefaults>();
+  const auto access = std::make_shared<UnusedNetworkAccess>();
+  options.userDefaults = store;
+  options.makeNetworkAccess = [access](Platform&) { return access; };
+  const auto environment = opened(options);
+  EXPECT_EQ(&environment->userDefaults(), store.get());
+  EXPECT_EQ(environment->makeNetworkAccess(), access);
+  EXPECT_NE(environment->makeLocationManager(), nullptr);
+  EXPECT_NE(environment->makeRetrieveiAdAttribution(), nullptr);
+}
+
+TEST(LinuxEnvironment, DocumentsAreInTheFolderThatTheHostAppNames) {
+  LinuxOptions options = isolatedOptions();
+  options.documentsFolder = "/srv/documents";
+  const auto environment = opened(options);
+  EXPECT_EQ(environment->documents().pathForFile("archive"), "/srv/documents/archive");
+  EXPECT_FALSE(environment->documents().unarchivesAsObject("/srv/documents/archive"));
+}
+
+TEST(LinuxEnvironment, WithoutAPlaceForTheStoreThereIsAReasonInsteadOfAnEnvironment) {
+  for (const char* identifier : {"", ".", "..", "a/b", "/etc"}) {
+    LinuxOptions options = isolatedOptions();
+    options.userDefaults = nullptr;
+    options.bundleIdentifier = identifier;
+    const LinuxEnvironment::Result result = LinuxEnvironment::open(options);
+    EXPECT_EQ(result.environment, nullptr);
+    EXPECT_FALSE(result.error.empty());
+  }
+}
+
+TEST(LinuxEnvironment, TheClockIsTheWallClock) {
+  const auto environment = opened(isolatedOptions());
+  const double before = std::chrono::duration<double>(std::chrono::system_clock::now().time_since_epoch()).count();
+  const double read = environment->secondsSince1970();
+  const double after = std::chrono::duration<double>(std::chrono::system_clock::now().time_since_epoch()).count();
+  EXPECT_LE(before, read);
+  EXPECT_LE(read, after);
+}
+
+}  // namespace
+}  // namespace fliprugair

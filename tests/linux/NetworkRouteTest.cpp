@@ -1,0 +1,106 @@
+#include "linux/Support.h"
+#include "platform/linux/LinuxSurroundings.h"
+#include "platform/linux/NetworkRoute.h"
+
+namespace fliprugair {
+namespace {
+
+TEST(NetworkRoute, TheRouteToThisMachineIsTheLoopbackInterface) {
+  const Route route = routeTo("127.0.0.1");
+  EXPECT_TRUE(route.asked);
+  EXPECT_EQ(route.interface, "lo");
+}
+
+TEST(NetworkRoute, AnAddressThatNobodyHasARouteToHasNone) {
+  const Route route = routeTo("255.255.255.255");  // broadcasts need a permission that the socket does not ask for
+  EXPECT_TRUE(route.asked);
+  EXPECT_EQ(route.interface, std::nullopt);
+}
+
+TEST(NetworkRoute, ANameIsNotLookedUp) { EXPECT_FALSE(routeTo("localhost").asked); }
+
+TEST(NetworkRoute, TheInterfacesKindDecidesTheFlags) {
+  struct Case {
+    const char* name;
+    const char* type;
+    const char* uevent;
+    std::uint32_t flags;
+  };
+  constexpr std::uint32_t reachable = Reachability::reachable;
+  constexpr std::uint32_t wide = Reachability::reachable | Reachability::wirelessWideArea;
+  const std::vector<Case> cases = {
+      {"eth0", "1\n", "INTERFACE=eth0\nIFINDEX=2\n", reachable},
+      {"wlan0", "1\n", "DEVTYPE=wlan\nINTERFACE=wlan0\n", reachable},
+      {"wwan0", "1\n", "DEVTYPE=wwan\nINTERFACE=wwan0\n", wide},
+      {"wwan1", "519\n", "INTERFACE=wwan1\n", wide},
+      {"tun0", "65534\n", "INTERFACE=tun0\n", reachable},
+      {"lo", "772\n", "INTERFACE=lo\n", 0},
+  };
+  const TemporaryFolder root;
+  for (const Case& each : cases) {
+    const std::filesystem::path folder = std::filesystem::path("sys/class/net") / each.name;
+    root.write(folder / "type", each.type);
+    root.write(folder / "uevent", each.uevent);
+    const Reachability result = reachabilityBy({true, each.name}, SystemFiles(root.path()));
+    EXPECT_TRUE(result.referenceCreated);
+    EXPECT_TRUE(result.flagsRead);
+    EXPECT_EQ(result.flags, each.flags) << each.name;
+  }
+}
+
+TEST(NetworkRoute, AnInterfaceThatTheSystemDoesNotDescribeIsAnOrdinaryOne) {
+  const TemporaryFolder root;
+  EXPECT_EQ(reachabilityBy({true, "eth7"}, SystemFiles(root.path())).flags, Reachability::reachable);
+  EXPECT_EQ(reachabilityBy({true, ""}, SystemFiles(root.path())).flags, Reachability::reachable);
+}
+
+TEST(NetworkRoute, WithoutARouteTheFlagsAreReadAndEmpty) {
+  const Reachability result = reachabilityBy({true, std::nullopt}, SystemFiles());
+  EXPECT_TRUE(result.referenceCreated);
+  EXPECT_TRUE(result.flagsRead);
+  EXPECT_EQ(result.flags, 0u);
+}
+
+TEST(NetworkRoute, AKernelThatCannotBeAskedLeavesNoReference) {
+  const Reachability result = reachabilityBy({false, std::nullopt}, SystemFiles());
+  EXPECT_FALSE(result.referenceCreated);
+  EXPECT_FALSE(result.flagsRead);
+  EXPECT_EQ(result.flags, 0u);
+}
+
+FactsInForce& operator<<(FactsInForce& facts, HostFacts stated) {
+  facts.store(std::make_shared<const HostFacts>(std::move(stated)));
+  return facts;
+}
+
+TEST(LinuxSurroundings, TheRouteIsAskedForAnyHostButNone) {
+  FactsInForce facts;
+  facts << HostFacts{};
+  const LinuxSurroundings surroundings(facts, SystemFiles());
+  const Reachability result = surroundings.reachability("host.example");
+  EXPECT_TRUE(result.flagsRead);
+  EXPECT_EQ(result.flags, reachabilityBy(routeToInternet(), SystemFiles()).flags);
+  EXPECT_FALSE(surroundings.reachability("").referenceCreated);
+}
+
+TEST(LinuxSurroundings, WhatTheHostAppStatesIsAnswered) {
+  FactsInForce facts;
+  facts << HostFacts{};
+  const LinuxSurroundings surroundings(facts, SystemFiles());
+  EXPECT_FALSE(surroundings.locationServicesEnabled());
+  EXPECT_EQ(surroundings.locationAuthorizationStatus(), 0);
+  EXPECT_FALSE(surroundings.pasteboard("fb_app_attribution"));
+  facts << HostFacts{.reachabilityFlags = 0x40002,
+                     .locationServicesEnabled = true,
+                     .locationAuthorizationStatus = 4,
+                     .pasteboards = {{"with", "text"}, {"without", std::nullopt}}};
+  EXPECT_EQ(surroundings.reachability("host.example").flags, 0x40002u);
+  EXPECT_TRUE(surroundings.locationServicesEnabled());
+  EXPECT_EQ(surroundings.locationAuthorizationStatus(), 4);
+  EXPECT_EQ(surroundings.pasteboard("with")->text, Value("text"));
+  EXPECT_EQ(surroundings.pasteboard("without")->text, Value());
+  EXPECT_FALSE(surroundings.pasteboard("other"));
+}
+
+}  // namespace
+}  // namespace fliprugair

@@ -1,0 +1,46 @@
+#include "linux/Support.h"
+#include "platform/linux/UserFolders.h"
+
+namespace fliprugair {
+namespace {
+
+Variables variables(std::map<std::string, std::string> values) {
+  return [values = std::move(values)](const char* name) -> std::optional<std::string> {
+    const auto found = values.find(name);
+    return found == values.end() ? std::nullopt : std::optional(found->second);
+  };
+}
+
+TEST(UserFolders, DataBelongsBelowTheHomeUnlessTheUserNamesAnAbsoluteFolder) {
+  EXPECT_EQ(dataFolder(variables({{"HOME", "/home/u"}})), "/home/u/.local/share");
+  EXPECT_EQ(dataFolder(variables({{"HOME", "/home/u"}, {"XDG_DATA_HOME", "/data"}})), "/data");
+  EXPECT_EQ(dataFolder(variables({{"HOME", "/home/u"}, {"XDG_DATA_HOME", "relative"}})), "/home/u/.local/share");
+}
+
+TEST(UserFolders, WithoutAVariableTheHomeIsTheOneOfTheUserDatabase) {
+  const std::optional<std::filesystem::path> folder = dataFolder(variables({}));
+  ASSERT_TRUE(folder);
+  EXPECT_TRUE(folder->is_absolute());
+  EXPECT_TRUE(folder->string().ends_with("/.local/share"));
+}
+
+TEST(UserFolders, DocumentsAreWhereTheDesktopPutsThem) {
+  const std::map<std::string, std::string> files = {
+      {"XDG_DOCUMENTS_DIR=\"$HOME/Dokumente\"\n", "Dokumente"},
+      {"# comment\nXDG_DESKTOP_DIR=\"$HOME/Desktop\"\n  XDG_DOCUMENTS_DIR=\"$HOME/My papers\"", "My papers"},
+      {"XDG_DOCUMENTS_DIR=\"/srv/documents\"\n", "/srv/documents"},
+      {"XDG_DOCUMENTS_DIR=\"relative\"\n", "Documents"},
+      {"#XDG_DOCUMENTS_DIR=\"$HOME/Other\"\n", "Documents"},
+      {"", "Documents"},
+  };
+  for (const auto& [content, folder] : files) {
+    const TemporaryFolder home;
+    home.write(".config/user-dirs.dirs", content);
+    EXPECT_EQ(documentsFolder(variables({{"HOME", home.path()}})), home.path() / folder) << content;
+  }
+  const TemporaryFolder home;
+  EXPECT_EQ(documentsFolder(variables({{"HOME", home.path()}})), home.path() / "Documents");
+}
+
+}  // namespace
+}  // namespace fliprugair
