@@ -1,0 +1,151 @@
+#include "platform/linux/store/RowFile.h"
+
+#include <sqlite3.h>
+
+#include <filesystem>
+#include <system_error>
+#include <utility>
+
+namespace fliprugair {
+
+namespace {
+
+// Both stand in the file's header and say whose it is.
+constexpr std::int64_t applicationId = 0x466C6970;
+constexpr std::int64_t formatVersion = 1;
+
+bool isAbsentOrEmpty(const std::string& path) {
+  std::error_code error;
+  const auto size = std::filesystem::file_size(path, error);
+  return error ? !std::filesystem::exists(path) : size == 0;
+}
+
+/// `value` with nothing for every number that JSON has no text for.
+Value withoutUnwritableNumbers(const Value& value) {
+  if (value.isArray()) {
+    std::vector<Value> items;
+    for (const Value& item : value.array()) items.push_back(withoutUnwritableNumbers(item));
+    return Array(std::move(items));
+  }
+  if (value.isDictionary()) {
+    std::vector<std::pair<std::string, Value>> pairs;
+    for (const auto& entry : value.dictionary().entries()) {
+      pairs.emplace_back(entry.key(), withoutUnwritableNumbers(entry.value));
+    }
+    return Dictionary(std::move(pairs));
+  }
+  if (value.kind() == Value::Kind::real && !RapidJSONSerialization().text(value)) return nullptr;
+  return value;
+}
+
+}  // namespace
+
+RowFile::RowFile(const std::string& path) : database_(path, Database::Mode::readWriteCreate) {
+  // What begins a log must be on the disk before what follows it, lest an older log shine through after a power cut.
+  // Where there is no older log there is nothing to wait for; see touch.
+  const bool logIsEmpty = isAbsentOrEmpty(path + "-wal");
+  try {
+    database_.execute(logIsEmpty ? "PRAGMA synchronous = OFF" : "PRAGMA synchronous = NORMAL");
+    prepare();
+  } catch (const StoreError&) {
+    leaveFilesAlone();
+    throw;
+  }
+}
+
+RowFile::~RowFile() = default;
+
+void RowFile::prepare() {
+  database_.execute("PRAGMA secure_delete = OFF; PRAGMA temp_store = MEMORY; PRAGMA journal_size_limit = 4194304");
+  sqlite3_wal_hook(database_.get(), noteLogPages, this);
+  if (database_.integer("PRAGMA page_count") == 0) create();
+  if (database_.integer("PRAGMA application_id") != applicationId ||
+      database_.integer("PRAGMA user_version") != formatVersion) {
+    throw StoreError::damaged("not a store, or one of another version");
+  }
+  Statement examination(database_.get(), "PRAGMA quick_check(1)");
+  if (!examination.step() || examination.text(0) != "ok") throw StoreError::damaged(std::string(examination.text(0)));
+  begin_.emplace(database_.get(), "BEGIN IMMEDIATE");
+  commit_.emplace(database_.get(), "COMMIT");
+  put_.emplace(database_.get(),
+               "INSERT OR REPLACE INTO rows (id, parent, position, name, value) VALUES (?, ?, ?, ?, ?)");
+  erase_.emplace(database_.get(), "DELETE FROM rows WHERE id BETWEEN ? AND ?");
+}
+
+void RowFile::create() {
+  // Pages of this size take three records; smaller ones make every record a page split, larger ones more to write.
+  database_.execute(
+      "PRAGMA page_size = 2048; PRAGMA journal_mode = WAL; BEGIN;"
+      "CREATE TABLE rows (id INTEGER PRIMARY KEY, parent INTEGER NOT NULL, position INTEGER NOT NULL,"
+      " name TEXT NOT NULL, value TEXT NOT NULL);");
+  database_.execute(("PRAGMA application_id = " + std::to_string(applicationId)).c_str());
+  database_.execute(("PRAGMA user_version = " + std::to_string(formatVersion)).c_str());
+  database_.execute("COMMIT");
+}
+
+std::vector<Row> RowFile::rows(const Database& database) {
+  const RapidJSONSerialization json;
+  std::vector<Row> rows;
+  Statement select(database.get(), "SELECT id, parent, position, name, value FROM rows");
+  while (select.step()) {
+    // What was written nests as deep as it does.
+    std::optional<Value> value = json.value(select.text(4), SIZE_MAX);
+    if (!value) throw StoreError::damaged("row " + std::to_string(select.integer(0)) + " is not JSON");
+    rows.push_back(
+        {select.integer(0), select.integer(1), select.integer(2), std::string(select.text(3)), *std::move(value)});
+  }
+  return rows;
+}
+
+std::vector<Row> RowFile::rowsOfUnwritable(const std::string& path) {
+  return rows(Database(path, Database::Mode::readOnlyUnchanging));
+}
+
+void RowFile::write(const std::vector<RowChange>& changes) {
+  if (changes.size() == 1) return make(changes.front());  // a statement outside a transaction is one
+  begin_->run();
+  try {
+    for (const RowChange& change : changes) make(change);
+    commit_->run();
+  } catch (const StoreError&) {
+    const bool isOpen = sqlite3_get_autocommit(database_.get()) == 0;
+    if (isOpen) sqlite3_exec(database_.get(), "ROLLBACK", nullptr, nullptr, nullptr);
+    throw;
+  }
+}
+
+void RowFile::make(const RowChange& change) {
+  if (const auto* range = std::get_if<RowRange>(&change))
+    return erase_->bind(1, range->first).bind(2, range->last).run();
+  const Row& row = std::get<Row>(change);
+  std::optional<std::string> text = json_.text(row.value);
+  if (!text) text = json_.text(withoutUnwritableNumbers(row.value));
+  put_->bind(1, row.id).bind(2, row.parent).bind(3, row.position).bind(4, row.name).bind(5, *text).run();
+}
+
+void RowFile::touch() {
+  database_.execute(("PRAGMA user_version = " + std::to_string(formatVersion)).c_str());
+  database_.execute("PRAGMA synchronous = NORMAL");
+}
+
+std::optional<int> RowFile::checkpoint(const std::string& path) {
+  const Database database(path, Database::Mode::readWrite);
+  database.integer("PRAGMA schema_version");  // the log is not looked at before the first read
+  int length = 0;
+  int copied = 0;
+  const int code = sqlite3_wal_checkpoint_v2(database.get(), nullptr, SQLITE_CHECKPOINT_PASSIVE, &length, &copied);
+  return code == SQLITE_OK && copied == length ? std::optional(length) : std::nullopt;
+}
+
+bool RowFile::restartLog(int checkpointed) {
+  if (logPages_ != checkpointed) return false;
+  touch();
+  return logPages_ < checkpointed;
+}
+
+int RowFile::noteLogPages(void* self, sqlite3*, const char*, int pages) {
+  static_cast<RowFile*>(self)->logPages_ = pages;
+  return SQLITE_OK;
+}
+
+}  // namespace fliprugair

@@ -1,0 +1,140 @@
+#include "platform/linux/store/StoreDisk.h"
+
+#include <system_error>
+#include <utility>
+
+#include "platform/linux/store/SetAside.h"
+
+namespace fliprugair {
+
+StoreDisk::StoreDisk(std::filesystem::path path, std::function<void(std::string_view)> log)
+    : path_(std::move(path)), log_(std::move(log)), checkpointer_([this] { return checkpoint(); }) {}
+
+std::optional<std::string> StoreDisk::open(StoreMemory& memory) {
+  Lines lines;
+  {
+    const std::lock_guard lock(mutex_);
+    try {
+      attempt(memory, lines);
+    } catch (const StoreError& error) {
+      if (error.kind() == StoreError::Kind::inUse) {
+        return "the store " + path_.string() + " is in use by " + error.what();
+      }
+      noteFailure(error, lines);
+      if (!file_) readUnwritable(memory);
+    }
+  }
+  say(lines);
+  return std::nullopt;
+}
+
+void StoreDisk::commit(StoreMemory& memory) {
+  Lines lines;
+  {
+    const std::lock_guard lock(mutex_);
+    try {
+      attempt(memory, lines);
+      if (std::exchange(isFailing_, false)) lines.push_back("the store " + path_.string() + " is being written again");
+    } catch (const StoreError& error) {
+      noteFailure(error, lines);
+    }
+  }
+  say(lines);
+}
+
+void StoreDisk::attempt(StoreMemory& memory, Lines& lines) {
+  try {
+    writeAll(memory);
+  } catch (const StoreError& error) {
+    if (error.kind() != StoreError::Kind::damaged) throw;
+    beginAfresh(error, memory, lines);
+    writeAll(memory);
+  }
+}
+
+void StoreDisk::writeAll(StoreMemory& memory) {
+  if (!file_) connect(memory);
+  // While the medium refuses, what is written gathers in memory, where a later value replaces an earlier one.
+  if (isFailing_) file_->touch();
+  memory.takeWrites(writes_);
+  mirror_.stage(writes_, changes_);
+  writes_.clear();
+  if (changes_.empty()) return;
+  file_->write(changes_);
+  changes_.clear();
+  if (file_->logIsLong()) checkpointer_.request();
+}
+
+void StoreDisk::connect(StoreMemory& memory) {
+  std::error_code ignored;  // if the folder is missing the lock says why
+  std::filesystem::create_directories(path_.parent_path(), ignored);
+  switch (lock_.take(path_.string() + ".lock")) {
+    case ProcessLock::Outcome::taken:
+      break;
+    case ProcessLock::Outcome::inUse:
+      throw StoreError(StoreError::Kind::inUse, lock_.detail());
+    case ProcessLock::Outcome::unavailable:
+      throw StoreError(StoreError::Kind::unavailable, lock_.detail());
+  }
+  auto file = std::make_unique<RowFile>(path_.string());
+  try {
+    mirror_ = RowMirror(file->rows());
+  } catch (const StoreError&) {
+    file->leaveFilesAlone();
+    throw;
+  }
+  mirror_.forEachKey([&](const std::string& name, const Value& value) { memory.adopt(name, value); });
+  file_ = std::move(file);
+  file_->touch();
+}
+
+void StoreDisk::beginAfresh(const StoreError& damage, StoreMemory& memory, Lines& lines) {
+  if (file_) file_->leaveFilesAlone();
+  file_.reset();
+  mirror_ = {};
+  changes_.clear();
+  memory.forgetTaken();
+  const std::filesystem::path aside = setAside(path_);
+  lines.push_back("the store " + path_.string() + " is damaged (" + damage.what() + "); it is set aside as " +
+                  aside.filename().string() + " and a fresh one begun");
+}
+
+void StoreDisk::noteFailure(const StoreError& error, Lines& lines) {
+  if (std::exchange(isFailing_, true)) return;
+  lines.push_back("the store " + path_.string() + " cannot be written (" + error.what() +
+                  "); going on from memory until it can");
+}
+
+void StoreDisk::readUnwritable(StoreMemory& memory) const {
+  try {
+    const RowMirror mirror(RowFile::rowsOfUnwritable(path_.string()));
+    mirror.forEachKey([&](const std::string& name, const Value& value) { memory.adopt(name, value); });
+  } catch (const StoreError&) {
+    // Nothing there to be read: the store begins empty.
+  }
+}
+
+bool StoreDisk::checkpoint() {
+  try {
+    std::optional<int> checkpointed = RowFile::checkpoint(path_.string());
+    const std::lock_guard lock(mutex_);
+    if (!file_ || !file_->logIsLong()) return true;
+    if (file_->logIsAtItsLimit()) checkpointed = RowFile::checkpoint(path_.string());
+    return checkpointed && file_->restartLog(*checkpointed);
+  } catch (const StoreError&) {
+    return true;  // the next write that the medium refuses says so
+  }
+}
+
+void StoreDisk::say(const Lines& lines) const {
+  if (!log_) return;
+  for (const std::string& line : lines) {
+    try {
+      log_(line);
+    } catch (...) {
+      // A log that fails must not take the store with it.
+    }
+  }
+}
+
+}  // namespace fliprugair

@@ -1,0 +1,61 @@
+#pragma once
+
+#include <filesystem>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "platform/linux/store/Checkpointer.h"
+#include "platform/linux/store/ProcessLock.h"
+#include "platform/linux/store/Row.h"
+#include "platform/linux/store/RowFile.h"
+#include "platform/linux/store/RowMirror.h"
+#include "platform/linux/store/StoreMemory.h"
+
+namespace fliprugair {
+
+/// The durable half of the store: brings what was written in memory into the file, and deals with what can go wrong
+/// with a file. Owned by the store. Threads: any.
+class StoreDisk {
+ public:
+  StoreDisk(std::filesystem::path path, std::function<void(std::string_view)> log);
+
+  /// Opens the file and gives its values to `memory`, before anything else is called. Answers with a reason when
+  /// another process has the file; every other failure is one of the medium.
+  std::optional<std::string> open(StoreMemory& memory);
+
+  /// Makes durable what was written in `memory` until now. When the medium fails nothing is lost: it is tried again
+  /// with the next call.
+  void commit(StoreMemory& memory);
+
+ private:
+  using Lines = std::vector<std::string>;
+
+  void attempt(StoreMemory& memory, Lines& lines);
+  void writeAll(StoreMemory& memory);
+  void connect(StoreMemory& memory);
+  void beginAfresh(const StoreError& damage, StoreMemory& memory, Lines& lines);
+  void noteFailure(const StoreError& error, Lines& lines);
+  void readUnwritable(StoreMemory& memory) const;
+  bool checkpoint();
+  void say(const Lines& lines) const;
+
+  const std::filesystem::path path_;
+  const std::function<void(std::string_view)> log_;
+
+  std::mutex mutex_;  ///< taken before the memory's, never after it; guards what follows
+  ProcessLock lock_;
+  std::unique_ptr<RowFile> file_;  ///< none as long as it could not be opened
+  RowMirror mirror_;
+  std::vector<StoreMemory::Write> writes_;
+  std::vector<RowChange> changes_;  ///< staged and not yet in the file
+  bool isFailing_ = false;
+
+  Checkpointer checkpointer_;
+};
+
+}  // namespace fliprugair
