@@ -15,6 +15,8 @@
 #include <string>
 
 #include "tools/controlhost/ControlHostServer.h"
+#include "tools/controlhost/HttpClient.h"
+#include "tools/controlhost/RequestTable.h"
 #include "tools/controlhost/SettingsFile.h"
 
 namespace {
@@ -33,6 +35,9 @@ EXAMPLES
 
   fliprugair-controlhost --settings settings.json
       Answers as the file says. The file can be edited while the host runs.
+
+  fliprugair-controlhost requests --at 127.0.0.1:8080
+      A table of what a running host has received, with what each batch holds.
 
   curl -s http://127.0.0.1:8080/api/requests
       What came so far, as JSON. GET /api/health tells whether the host is up.
@@ -146,6 +151,15 @@ void run(ControlHostOptions options, const std::string& settingsPath, bool verbo
   server.stop();
 }
 
+void showRequests(const std::string& address) {
+  const auto body = httpGet(address, "/api/requests");
+  const auto requests = body ? RapidJSONSerialization().value(*body) : std::nullopt;
+  if (!requests || !requests->isArray()) {
+    throw std::runtime_error("No control host answers at " + address + "; its first line of output says where it is.");
+  }
+  std::cout << requestTable(requests->array());
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -168,8 +182,15 @@ int main(int argc, char** argv) {
       ->check(CLI::Range(1, 10000000))
       ->capture_default_str();
   app.add_flag("--verbose", verbose, "Print requests and replies whole");
+  std::string address = "127.0.0.1:8080";
+  CLI::App* list = app.add_subcommand("requests", "Show what a running control host has received, as a table");
+  list->add_option("--at", address, "Where it listens")->capture_default_str();
   CLI11_PARSE(app, argc, argv);
   try {
+    if (list->parsed()) {
+      showRequests(address);
+      return 0;
+    }
     run(std::move(options), settings, verbose);
     return 0;
   } catch (const std::exception& exception) {

@@ -1,0 +1,81 @@
+#include "e2e/HostApp.h"
+
+#include <cstdlib>
+
+namespace fliprugair::e2e {
+
+Folder::Folder() {
+  std::string pattern = (std::filesystem::temp_directory_path() / "fliprugair-e2e-XXXXXX").string();
+  path_ = ::mkdtemp(pattern.data());
+}
+
+Folder::~Folder() {
+  std::error_code ignored;
+  std::filesystem::remove_all(path_, ignored);
+}
+
+bool eventually(const std::function<bool()>& condition) {
+  const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(30);
+  while (!condition()) {
+    if (std::chrono::steady_clock::now() > deadline) return false;
+    std::this_thread::sleep_for(std::chrono::milliseconds(5));
+  }
+  return true;
+}
+
+LinuxOptions optionsIn(const std::filesystem::path& folder) {
+  LinuxOptions options;
+  options.bundleIdentifier = "com.example.e2e";
+  options.shortVersion = "1.0";
+  options.version = "100";
+  options.storePath = folder / "store.sqlite";
+  options.documentsFolder = folder / "documents";
+  options.log = [](std::string_view) {};
+  return options;
+}
+
+HostApp::HostApp(LinuxOptions linuxOptions, const Value& trackerOptions) {
+  auto opened = LinuxEnvironment::open(std::move(linuxOptions));
+  if (!opened.environment) throw std::runtime_error(opened.error);
+  environment_ = std::move(opened.environment);
+  tracker_ = MarluneTracker::initMarluneWithParams(*environment_, trackerOptions);
+  if (!tracker_) throw std::runtime_error("the tracker did not start");
+  tracker_->setTrackerDelegate(listener_);
+  environment_->applicationDidFinishLaunching();
+  environment_->applicationDidBecomeActive();
+}
+
+HostApp::~HostApp() { terminate(); }
+
+void HostApp::terminate() {
+  tracker_ = nullptr;
+  environment_->terminate();
+}
+
+std::vector<controlhost::LoggedRequest> requestsOf(const controlhost::ControlHostServer& host, std::string_view kind) {
+  std::vector<controlhost::LoggedRequest> result;
+  for (auto& request : host.requests()) {
+    if (request.action == kind) result.push_back(std::move(request));
+  }
+  return result;
+}
+
+std::vector<std::string> eventNames(const controlhost::ControlHostServer& host) {
+  std::vector<std::string> names;
+  for (const auto& batch : requestsOf(host, "batch")) {
+    for (const Value& record : batch.body.array()) {
+      const Value name = record.dictionary()["data"].dictionary()["event_name"];
+      if (name.isText()) names.push_back(name.text());
+    }
+  }
+  return names;
+}
+
+int freePort() {
+  controlhost::ControlHostServer host;
+  const int port = host.port();
+  host.stop();
+  return port;
+}
+
+}  // namespace fliprugair::e2e

@@ -1,0 +1,85 @@
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <Fliprugair/Fliprugair>
+#include <chrono>
+#include <condition_variable>
+#include <filesystem>
+#include <functional>
+#include <mutex>
+#include <thread>
+
+#include "platform/linux/LinuxEnvironment.h"
+#include "tools/controlhost/ControlHostServer.h"
+
+namespace fliprugair::e2e {
+
+/// A folder of the test's own, gone with it.
+class Folder {
+ public:
+  Folder();
+  ~Folder();
+  Folder(const Folder&) = delete;
+  Folder& operator=(const Folder&) = delete;
+  const std::filesystem::path& path() const { return path_; }
+
+ private:
+  std::filesystem::path path_;
+};
+
+/// Waits until `condition` holds, for half a minute at most. Whether it does.
+bool eventually(const std::function<bool()>& condition);
+
+/// Receives attribution results.
+class Listener final : public MarluneTrackerClientDelegate {
+ public:
+  void Marlune_attributionResult(const Value& attribution) override {
+    const std::lock_guard lock(mutex_);
+    results_.push_back(attribution);
+  }
+  std::vector<Value> results() const {
+    const std::lock_guard lock(mutex_);
+    return results_;
+  }
+
+ private:
+  mutable std::mutex mutex_;
+  std::vector<Value> results_;
+};
+
+/// The options of an application that keeps everything in `folder` and says nothing on standard error.
+LinuxOptions optionsIn(const std::filesystem::path& folder);
+
+/// One process life of a host app in this process: opened, launched and active on construction.
+class HostApp {
+ public:
+  HostApp(LinuxOptions linuxOptions, const Value& trackerOptions);
+  ~HostApp();
+
+  LinuxEnvironment& environment() { return *environment_; }
+  MarluneTracker& tracker() { return *tracker_; }
+  const Listener& listener() const { return *listener_; }
+  Value stored(std::string_view key) { return environment_->userDefaults().objectForKey(key); }
+
+  void resign() { environment_->applicationWillResignActive(); }
+  void activate() { environment_->applicationDidBecomeActive(); }
+  /// Drops the tracker and ends the environment.
+  void terminate();
+
+ private:
+  std::unique_ptr<LinuxEnvironment> environment_;
+  std::shared_ptr<Listener> listener_ = std::make_shared<Listener>();
+  std::shared_ptr<MarluneTracker> tracker_;
+};
+
+/// The requests of one kind ("init", "batch", ...) that a host has received.
+std::vector<controlhost::LoggedRequest> requestsOf(const controlhost::ControlHostServer& host, std::string_view kind);
+
+/// The event names of all records in the batches that a host has received.
+std::vector<std::string> eventNames(const controlhost::ControlHostServer& host);
+
+/// A port of 127.0.0.1 that nobody listens on now.
+int freePort();
+
+}  // namespace fliprugair::e2e

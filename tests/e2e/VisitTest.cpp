@@ -1,0 +1,169 @@
+// A host app against a control host: real sockets, the real store.
+
+#include "Fliprugair/core/StoredKeys.h"
+#include "e2e/HostApp.h"
+
+namespace fliprugair::e2e {
+namespace {
+
+using controlhost::ControlHostOptions;
+using controlhost::ControlHostServer;
+using controlhost::HostSettings;
+
+Value optionsFor(const std::string& hostname) { return {{"marluneAppId", "demo"}, {"trackerHostname", hostname}}; }
+
+void trackEvents(HostApp& app, const std::string& prefix, int count) {
+  for (int number = 0; number < count; ++number) app.tracker().trackEvent(prefix + std::to_string(number), "value");
+}
+
+TEST(Visit, IsReportedWholeAndLeavesEmptyQueues) {
+  ControlHostOptions hostOptions;
+  hostOptions.settings = [] {
+    HostSettings settings;
+    settings.init = Value{{"success", 1}, {"flags", Value{{"resend_initial", false}, {"mltracker_wait", 90}}}};
+    return settings;
+  };
+  ControlHostServer host(hostOptions);
+  const Folder folder;
+  HostApp app(optionsIn(folder.path()), optionsFor(host.hostname()));
+  ASSERT_TRUE(eventually([&] { return requestsOf(host, "initial").size() == 1; }));
+  EXPECT_EQ(requestsOf(host, "init").size(), 1U);
+  EXPECT_EQ(app.stored(key::mltrackerWait), Value(90));
+
+  trackEvents(app, "full", 25);
+  ASSERT_TRUE(eventually([&] { return requestsOf(host, "batch").size() == 1; }));
+  EXPECT_EQ(requestsOf(host, "batch")[0].records, 25);
+
+  app.tracker().trackEvent("last", "value");
+  app.resign();
+  ASSERT_TRUE(eventually([&] { return requestsOf(host, "batch").size() == 2; }));
+  const Array last = requestsOf(host, "batch")[1].body.array();
+  ASSERT_EQ(last.size(), 2U);
+  EXPECT_EQ(last[0].dictionary()["data"].dictionary()["event_name"], Value("last"));
+  EXPECT_EQ(last[1].dictionary()["data"].dictionary()["state"], Value("pause"));
+
+  EXPECT_TRUE(eventually([&] { return app.stored(key::networkQueue) == Value(Dictionary()); }));
+  EXPECT_TRUE(eventually([&] { return app.stored(key::eventsSending) == Value(Dictionary()); }));
+  EXPECT_TRUE(app.stored(key::batchEventQueue).isNothing());
+}
+
+TEST(Visit, ThatTheHostMissesIsReportedAtTheNextOne) {
+  const Folder folder;
+  const int port = freePort();
+  const std::string hostname = "127.0.0.1:" + std::to_string(port);
+  {
+    HostApp app(optionsIn(folder.path()), optionsFor(hostname));
+    trackEvents(app, "offline", 25);
+    EXPECT_TRUE(eventually([&] { return app.stored(key::eventsSending).dictionary().empty(); }));
+    EXPECT_EQ(app.stored(key::networkQueue).dictionary().size(), 1U);
+    app.resign();
+  }
+  ControlHostOptions hostOptions;
+  hostOptions.port = port;
+  ControlHostServer host(hostOptions);
+  HostApp app(optionsIn(folder.path()), optionsFor(hostname));
+  ASSERT_TRUE(eventually([&] { return app.stored(key::firstInitReceived).boolValue(); }));
+  app.activate();
+  ASSERT_TRUE(eventually([&] { return eventNames(host).size() == 25; }));
+  EXPECT_EQ(eventNames(host).front(), "offline0");
+  EXPECT_EQ(eventNames(host).back(), "offline24");
+  ASSERT_TRUE(eventually([&] { return requestsOf(host, "initial").size() == 1; }));
+  EXPECT_TRUE(eventually([&] { return app.stored(key::networkQueue) == Value(Dictionary()); }));
+}
+
+TEST(Visit, EndsWithItsLastBatchConfirmedBecauseTerminationWaitsForIt) {
+  ControlHostServer host;
+  const Folder folder;
+  {
+    HostApp app(optionsIn(folder.path()), optionsFor(host.hostname()));
+    ASSERT_TRUE(eventually([&] { return requestsOf(host, "initial").size() == 1; }));
+    app.tracker().trackEvent("farewell", "value");
+    app.resign();
+    app.terminate();
+    EXPECT_EQ(eventNames(host), std::vector<std::string>{"farewell"});
+  }
+  HostApp app(optionsIn(folder.path()), optionsFor(host.hostname()));
+  EXPECT_EQ(app.stored(key::networkQueue), Value(Dictionary()));
+}
+
+TEST(Visit, WithAnUnknownSearchAdAnswerReportsTheInstallationAfterTheThirdOne) {
+  ControlHostOptions hostOptions;
+  hostOptions.settings = [] {
+    HostSettings settings;
+    settings.init = Value{{"success", 1}, {"flags", Value{{"resend_initial", false}, {"iad_retry_wait", 1}}}};
+    return settings;
+  };
+  ControlHostServer host(hostOptions);
+  const Folder folder;
+  std::atomic<int> questions = 0;
+  LinuxOptions options = optionsIn(folder.path());
+  options.facts.systemVersion = "9.3";
+  options.searchAdSource = [&](const auto& answer) {
+    ++questions;
+    answer(nullptr, true);
+  };
+  HostApp app(std::move(options), optionsFor(host.hostname()));
+  ASSERT_TRUE(eventually([&] { return requestsOf(host, "initial").size() == 1; }));
+  EXPECT_EQ(questions, 3);
+  const Dictionary data = requestsOf(host, "initial")[0].body.dictionary()["data"].dictionary();
+  EXPECT_FALSE(data.holds("iad_attribution"));
+  EXPECT_EQ(data["os_version"].text().substr(data["os_version"].text().size() - 3), "9.3");
+}
+
+TEST(Visit, PollsForTheAttributionResultAndDeliversItOnce) {
+  ControlHostOptions hostOptions;
+  hostOptions.settings = [] {
+    HostSettings settings;
+    settings.init = Value{{"success", 1}, {"flags", Value{{"resend_initial", false}, {"getattribution_wait", 1}}}};
+    settings.attribution = {2, 1, Value{{"network", "Example Ads"}}};
+    return settings;
+  };
+  ControlHostServer host(hostOptions);
+  const Folder folder;
+  const Value wanted{{"marluneAppId", "demo"}, {"trackerHostname", host.hostname()}, {"retrieveAttribution", true}};
+  {
+    HostApp app(optionsIn(folder.path()), wanted);
+    ASSERT_TRUE(eventually([&] { return app.listener().results().size() == 1; }));
+    EXPECT_EQ(app.listener().results()[0], Value({{"network", "Example Ads"}}));
+    EXPECT_EQ(requestsOf(host, "get_attribution").size(), 3U);
+    EXPECT_TRUE(eventually([&] { return app.stored(key::requestAttribution) == Value(false); }));
+  }
+  HostApp again(optionsIn(folder.path()), wanted);
+  EXPECT_EQ(again.tracker().swiftRetrieveAttribution(), R"({"network":"Example Ads"})");
+  EXPECT_EQ(again.stored(key::requestAttribution), Value(false));
+}
+
+TEST(Visit, ReplaysWatchEventsOnceTheInstallationIsConfirmed) {
+  ControlHostServer host;
+  const Folder folder;
+  auto opened = LinuxEnvironment::open(optionsIn(folder.path()));
+  ASSERT_TRUE(opened.environment) << opened.error;
+  const auto tracker = MarluneTracker::initMarluneWithParams(*opened.environment, optionsFor("127.0.0.1:1"));
+  ASSERT_TRUE(tracker);
+  tracker->handleWatchEvents("watch-1");
+  tracker->trackWatchEvent("steps", "1000");
+  UserDefaults& store = opened.environment->userDefaults();
+  EXPECT_EQ(store.objectForKey(key::trackWatchEventDeferred).array().size(), 1U);
+  opened.environment->terminate();
+  opened.environment = nullptr;
+
+  HostApp app(optionsIn(folder.path()), optionsFor(host.hostname()));
+  ASSERT_TRUE(eventually([&] {
+    return app.stored(key::trackWatchEventDeferred).isNothing() &&
+           app.stored(key::handleWatchEventsDeferred).isNothing();
+  }));
+  app.resign();
+  ASSERT_TRUE(eventually([&] { return eventNames(host).size() == 2; }));
+  EXPECT_EQ(eventNames(host), (std::vector<std::string>{"Watch Install", "steps"}));
+  const Array records = requestsOf(host, "batch")[0].body.array();
+  bool linked = false;
+  for (const Value& record : records) {
+    if (record.dictionary()["action"] == Value("identityLink")) {
+      linked = record.dictionary()["data"] == Value({{"Apple Watch", "watch-1"}});
+    }
+  }
+  EXPECT_TRUE(linked);
+}
+
+}  // namespace
+}  // namespace fliprugair::e2e

@@ -1,0 +1,43 @@
+// A host app that is killed. It says on standard output what has returned, and goes on until it is.
+//   victim events STORE HOST FIRST   reports the events FIRST, FIRST+1, ... and says each number when the call returned
+//   victim install STORE HOST       a first launch; says "started" and waits
+
+#include <unistd.h>
+
+#include <Fliprugair/Fliprugair>
+#include <cstdio>
+#include <string>
+
+#include "platform/linux/LinuxEnvironment.h"
+
+int main(int argc, char** argv) {
+  if (argc < 4) return 1;
+  const std::string mode = argv[1];
+  fliprugair::LinuxOptions options;
+  options.bundleIdentifier = "com.example.e2e";
+  options.shortVersion = "1.0";
+  options.version = "100";
+  options.storePath = argv[2];
+  options.log = [](std::string_view) {};
+  auto opened = fliprugair::LinuxEnvironment::open(std::move(options));
+  if (!opened.environment) {
+    std::fprintf(stderr, "victim: %s\n", opened.error.c_str());
+    return 1;
+  }
+  const auto tracker = fliprugair::MarluneTracker::initMarluneWithParams(
+      *opened.environment, {{"marluneAppId", "demo"}, {"trackerHostname", argv[3]}});
+  if (!tracker) return 1;
+  opened.environment->applicationDidFinishLaunching();
+  opened.environment->applicationDidBecomeActive();
+  if (mode == "install") {
+    std::puts("started");
+    std::fflush(stdout);
+    while (true) ::pause();
+  }
+  for (long number = std::stol(argv[4]);; ++number) {
+    const std::string name = std::to_string(number);
+    tracker->trackEvent(name, "value");
+    const std::string line = name + "\n";
+    if (::write(STDOUT_FILENO, line.data(), line.size()) < 0) return 1;
+  }
+}
