@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdlib>
 #include <memory>
 #include <string>
 #include <utility>
@@ -20,6 +21,11 @@ inline constexpr std::string_view networkQueue = "com.marlune.marluneTracker.net
 /// that happens to it: that is what tests wait for.
 class NetworkTest : public testing::Test {
  protected:
+  /// A proxy of the machine that builds has no way to the servers of these tests.
+  void SetUp() override {
+    for (const char* name : {"https_proxy", "HTTPS_PROXY", "all_proxy", "ALL_PROXY"}) unsetenv(name);
+  }
+
   /// Stops the network at the end of a scope: before the servers of that scope, which wait for their connections.
   struct Running {
     explicit Running(NetworkTest& started) : test(started) {}

@@ -1,5 +1,8 @@
 // What a request does to the store, the background task and the log.
 
+#include <limits>
+#include <stdexcept>
+
 #include "network/NetworkTest.h"
 #include "network/TestServer.h"
 

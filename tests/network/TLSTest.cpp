@@ -1,25 +1,11 @@
-#include <cstdlib>
-#include <filesystem>
-
 #include "network/Certificates.h"
 #include "network/NetworkTest.h"
+#include "network/TemporaryDirectory.h"
 #include "network/TestServer.h"
 
 namespace fliprugair::test {
 
 namespace {
-
-class TemporaryDirectory {
- public:
-  TemporaryDirectory() { EXPECT_NE(mkdtemp(path_.data()), nullptr); }
-  ~TemporaryDirectory() { std::filesystem::remove_all(path_); }
-  TemporaryDirectory(const TemporaryDirectory&) = delete;
-  TemporaryDirectory& operator=(const TemporaryDirectory&) = delete;
-  std::string path(const std::string& name) const { return path_ + '/' + name; }
-
- private:
-  std::string path_ = testing::TempDir() + "networkXXXXXX";
-};
 
 class TLS : public NetworkTest {
  protected:
@@ -96,6 +82,26 @@ TEST_F(TLS, AMissingCAFileIsAFailure) {
   sendQueued(server.hostname());
   expectStillQueued();
   expectLogged("absent.crt");
+}
+
+TEST_F(TLS, TravelsThroughTheProxy) {
+  const Certificate made = certificate("behind", "IP:127.0.0.1");
+  const DeadPort proxy;
+  TestServer server(made, accept);
+  const Running running = NetworkTest::start(
+      {.caFile = made.certificateFile, .proxy = "http://" + proxy.hostname(), .loopbackScheme = LoopbackScheme::https});
+  sendQueued(server.hostname());
+  expectStillQueued();
+  expectLogged("failed, Failed to connect");
+  EXPECT_TRUE(server.requests.items().empty());
+}
+
+TEST_F(TLS, WhatIsNotEncryptedTakesNoProxy) {
+  const DeadPort proxy;
+  TestServer server;
+  const Running running = NetworkTest::start({.proxy = "http://" + proxy.hostname()});
+  sendQueued(server.hostname());
+  expectAccepted();
 }
 
 TEST_F(TLS, AHostOtherThanLoopbackIsNeverAskedInPlain) {

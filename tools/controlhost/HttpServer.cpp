@@ -5,6 +5,7 @@
 #include <sys/socket.h>
 
 #include <condition_variable>
+#include <limits>
 #include <mutex>
 #include <stdexcept>
 #include <thread>

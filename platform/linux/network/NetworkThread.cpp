@@ -7,6 +7,7 @@
 #include <iterator>
 #include <limits>
 #include <new>
+#include <optional>
 #include <stdexcept>
 #include <utility>
 
