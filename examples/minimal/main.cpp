@@ -14,5 +14,5 @@ int main() {
   app.applicationDidBecomeActive();
   tracker->trackEvent("level", "7");
   app.applicationWillResignActive();
-  tracker.reset();
+  app.terminate();
 }

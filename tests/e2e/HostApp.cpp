@@ -48,8 +48,8 @@ HostApp::HostApp(LinuxOptions linuxOptions, const Value& trackerOptions) {
 HostApp::~HostApp() { terminate(); }
 
 void HostApp::terminate() {
-  tracker_ = nullptr;
   environment_->terminate();
+  tracker_ = nullptr;
 }
 
 std::vector<controlhost::LoggedRequest> requestsOf(const controlhost::ControlHostServer& host, std::string_view kind) {

@@ -64,7 +64,7 @@ class HostApp {
 
   void resign() { environment_->applicationWillResignActive(); }
   void activate() { environment_->applicationDidBecomeActive(); }
-  /// Drops the tracker and ends the environment.
+  /// Ends the environment, with what is pending, and then drops the tracker.
   void terminate();
 
  private:

@@ -25,8 +25,10 @@ using controlhost::HostSettings;
 /// A child process whose standard output is read until it is killed.
 class Victim {
  public:
-  explicit Victim(std::vector<std::string> arguments) {
-    arguments.insert(arguments.begin(), FLIPRUGAIR_VICTIM);
+  explicit Victim(const std::vector<std::string>& given) {
+    std::vector<std::string> arguments;
+    arguments.emplace_back(FLIPRUGAIR_VICTIM);
+    for (const std::string& argument : given) arguments.push_back(argument);
     std::array<int, 2> ends{};
     if (::pipe2(ends.data(), O_CLOEXEC) != 0) throw std::runtime_error("no pipe");
     std::vector<char*> argv;

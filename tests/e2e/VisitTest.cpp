@@ -136,17 +136,12 @@ TEST(Visit, PollsForTheAttributionResultAndDeliversItOnce) {
 TEST(Visit, ReplaysWatchEventsOnceTheInstallationIsConfirmed) {
   ControlHostServer host;
   const Folder folder;
-  auto opened = LinuxEnvironment::open(optionsIn(folder.path()));
-  ASSERT_TRUE(opened.environment) << opened.error;
-  const auto tracker = MarluneTracker::initMarluneWithParams(*opened.environment, optionsFor("127.0.0.1:1"));
-  ASSERT_TRUE(tracker);
-  tracker->handleWatchEvents("watch-1");
-  tracker->trackWatchEvent("steps", "1000");
-  UserDefaults& store = opened.environment->userDefaults();
-  EXPECT_EQ(store.objectForKey(key::trackWatchEventDeferred).array().size(), 1U);
-  opened.environment->terminate();
-  opened.environment = nullptr;
-
+  {
+    HostApp app(optionsIn(folder.path()), optionsFor("127.0.0.1:1"));
+    app.tracker().handleWatchEvents("watch-1");
+    app.tracker().trackWatchEvent("steps", "1000");
+    EXPECT_EQ(app.stored(key::trackWatchEventDeferred).array().size(), 1U);
+  }
   HostApp app(optionsIn(folder.path()), optionsFor(host.hostname()));
   ASSERT_TRUE(eventually([&] {
     return app.stored(key::trackWatchEventDeferred).isNothing() &&
