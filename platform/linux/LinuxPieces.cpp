@@ -2,6 +2,7 @@
 
 #include <stdexcept>
 #include <utility>
+#include <variant>
 
 #include "platform/linux/UserFolders.h"
 
@@ -34,7 +35,6 @@ fs::path storePath(const LinuxOptions& options) {
   }
   const std::optional<fs::path> data = dataFolder(processVariable);
   if (!data) throw std::runtime_error("The store has no place: the user has no home. Give LinuxOptions a storePath.");
-  fs::create_directories(*data / folder);
   return *data / folder / "fliprugair.sqlite";
 }
 #endif
@@ -72,8 +72,10 @@ std::shared_ptr<UserDefaults> openUserDefaults(const LinuxOptions& options, [[ma
   if (options.userDefaults != nullptr) return options.userDefaults;
 #if FLIPRUGAIR_SQLITE
   auto opened = SQLiteUserDefaults::open(storePath(options), log);
-  if (opened.store == nullptr) throw std::runtime_error(opened.error);
-  return std::move(opened.store);
+  if (const auto* refusal = std::get_if<SQLiteUserDefaults::Refusal>(&opened)) {
+    throw std::runtime_error(refusal->reason);
+  }
+  return std::get<std::unique_ptr<SQLiteUserDefaults>>(std::move(opened));
 #else
   throw std::runtime_error("The platform was built without its store: give LinuxOptions a userDefaults of your own.");
 #endif
