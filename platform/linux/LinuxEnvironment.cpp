@@ -167,6 +167,7 @@ void LinuxEnvironment::poll() {
 int LinuxEnvironment::fileDescriptor() const { return parts_->loop.fileDescriptor(); }
 
 std::optional<std::chrono::steady_clock::time_point> LinuxEnvironment::nextDeadline() const {
+  if (parts_->options.mainThread != MainThread::host) return std::nullopt;
   return parts_->loop.nextDeadline();
 }
 

@@ -50,7 +50,7 @@ struct LinuxOptions {
 
   CurlNetworkOptions network = {};
 
-  // The position service.
+  // The position service: "localhost" or a numeric address, and a port number.
   std::string gpsdHost = "localhost";
   std::string gpsdPort = "2947";
 

@@ -2,6 +2,7 @@
 
 #include <stdexcept>
 #include <utility>
+#include <variant>
 
 #include "platform/linux/UserFolders.h"
 
@@ -34,7 +35,6 @@ fs::path storePath(const LinuxOptions& options) {
   }
   const std::optional<fs::path> data = dataFolder(processVariable);
   if (!data) throw std::runtime_error("The store has no place: the user has no home. Give LinuxOptions a storePath.");
-  fs::create_directories(*data / folder);
   return *data / folder / "fliprugair.sqlite";
 }
 #endif

@@ -13,9 +13,11 @@ namespace {
 class SignalsBlocked {
  public:
   SignalsBlocked() {
-    sigset_t all;
-    sigfillset(&all);
-    pthread_sigmask(SIG_SETMASK, &all, &before_);
+    sigset_t blocked;
+    sigfillset(&blocked);
+    // What a thread does to itself would end the process unseen by the host app's crash handler.
+    for (const int fault : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGTRAP, SIGABRT, SIGSYS}) sigdelset(&blocked, fault);
+    pthread_sigmask(SIG_SETMASK, &blocked, &before_);
   }
   ~SignalsBlocked() { pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
   SignalsBlocked(const SignalsBlocked&) = delete;

@@ -1,0 +1,29 @@
+#include <pthread.h>
+
+#include <csignal>
+
+#include "linux/Support.h"
+#include "platform/linux/Threads.h"
+
+namespace fliprugair {
+namespace {
+
+TEST(Threads, TheHostAppsSignalsAreNotDeliveredToThem) {
+  sigset_t inside;
+  startThread("tested", [&] { pthread_sigmask(SIG_SETMASK, nullptr, &inside); }).join();
+  for (const int signal : {SIGTERM, SIGINT, SIGHUP, SIGCHLD, SIGUSR1}) EXPECT_TRUE(sigismember(&inside, signal));
+  for (const int fault : {SIGSEGV, SIGBUS, SIGABRT}) EXPECT_FALSE(sigismember(&inside, fault));
+}
+
+TEST(Threads, StartingOneLeavesTheCallersSignalsAsTheyWere) {
+  sigset_t before;
+  sigset_t after;
+  pthread_sigmask(SIG_SETMASK, nullptr, &before);
+  startThread("tested", [] {}).join();
+  pthread_sigmask(SIG_SETMASK, nullptr, &after);
+  for (const int signal : {SIGTERM, SIGINT, SIGUSR1})
+    EXPECT_EQ(sigismember(&before, signal), sigismember(&after, signal));
+}
+
+}  // namespace
+}  // namespace fliprugair
