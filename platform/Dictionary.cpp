@@ -6,12 +6,16 @@ namespace fliprugair {
 
 namespace {
 
-/// Up to this many entries on average in a bucket. One bucket holds a whole request; a queue of ten thousand is a few
-/// hundred buckets, and a change copies one of them and the list of buckets.
-constexpr std::size_t bucketLoad = 32;
+/// Up to this many entries, as in every request, stand in the node itself. More of them are spread over buckets, and
+/// the buckets over groups, so that a change copies the list of groups, one group and one bucket: about a hundred
+/// references at ten thousand entries.
+constexpr std::size_t shortSize = 32;
+constexpr std::size_t bucketLoad = 16;  ///< entries on average, at most
+constexpr std::size_t groupSize = 32;
 constexpr std::size_t growth = 4;
 
 using Bucket = std::vector<Dictionary::Entry>;
+using Group = std::vector<std::shared_ptr<const Bucket>>;
 
 std::uint32_t hashOf(std::string_view key) {
   const std::size_t hash = std::hash<std::string_view>{}(key);
@@ -22,20 +26,51 @@ bool byOrder(const Dictionary::Entry& left, const Dictionary::Entry& right) { re
 
 }  // namespace
 
-/// Entries spread by the hash of their keys over shared immutable buckets. Inside a bucket they stand in the order of
-/// insertion; `Entry::order` restores that order across buckets.
+/// Entries, shared and immutable. Inside a bucket they stand in the order of insertion; `Entry::order` restores that
+/// order across buckets. A short dictionary is one bucket.
 struct Dictionary::Node {
-  std::vector<std::shared_ptr<const Bucket>> buckets;
+  Bucket own;                                        ///< of a short dictionary
+  std::vector<std::shared_ptr<const Group>> groups;  ///< of a long one
+  std::size_t bucketCount = 1;
   std::size_t size = 0;
   std::uint64_t nextOrder = 0;
 
-  std::size_t bucketIndex(std::uint32_t hash) const { return hash % buckets.size(); }
+  std::size_t bucketIndex(std::uint32_t hash) const { return hash % bucketCount; }
+  std::size_t roomFor() const { return groups.empty() ? shortSize : bucketCount * bucketLoad; }
+
+  const Bucket& bucket(std::size_t index) const {
+    return groups.empty() ? own : *(*groups[index / groupSize])[index % groupSize];
+  }
+
+  const Entry* find(std::string_view key, std::uint32_t hash) const {
+    for (const Entry& entry : bucket(bucketIndex(hash))) {
+      if (entry.hash == hash && entry.key() == key) return &entry;
+    }
+    return nullptr;
+  }
+
+  std::shared_ptr<Node> replacing(std::size_t index, Bucket bucket) const {
+    auto node = std::make_shared<Node>();
+    node->bucketCount = bucketCount;
+    node->size = size;
+    node->nextOrder = nextOrder;
+    if (groups.empty()) {
+      node->own = std::move(bucket);
+      return node;
+    }
+    node->groups = groups;
+    auto& place = node->groups[index / groupSize];
+    auto group = std::make_shared<Group>(*place);
+    (*group)[index % groupSize] = std::make_shared<const Bucket>(std::move(bucket));
+    place = std::move(group);
+    return node;
+  }
 };
 
 Dictionary::Dictionary(std::vector<std::pair<std::string, Value>> pairs) {
   std::vector<Entry> entries;
   entries.reserve(pairs.size());
-  const bool mayBeLong = pairs.size() > bucketLoad;
+  const bool mayBeLong = pairs.size() > shortSize;
   for (auto& pair : pairs) {
     const std::uint32_t hash = hashOf(pair.first);
     const auto known = mayBeLong ? entries.end() : std::ranges::find_if(entries, [&](const Entry& entry) {
@@ -72,15 +107,19 @@ Dictionary Dictionary::distributed(std::vector<Entry> entries) {
   auto node = std::make_shared<Node>();
   node->size = entries.size();
   node->nextOrder = entries.empty() ? 0 : entries.back().order + 1;
-  std::size_t bucketCount = 1;
-  while (entries.size() > bucketCount * bucketLoad) bucketCount *= growth;
-  if (bucketCount == 1) {
-    node->buckets.push_back(std::make_shared<const Bucket>(std::move(entries)));
+  if (entries.size() <= shortSize) {
+    node->own = std::move(entries);
   } else {
-    std::vector<Bucket> buckets(bucketCount);
-    for (Entry& entry : entries) buckets[entry.hash % bucketCount].push_back(std::move(entry));
-    node->buckets.reserve(bucketCount);
-    for (Bucket& bucket : buckets) node->buckets.push_back(std::make_shared<const Bucket>(std::move(bucket)));
+    while (entries.size() > node->bucketCount * bucketLoad) node->bucketCount *= growth;
+    std::vector<Bucket> buckets(node->bucketCount);
+    for (Entry& entry : entries) buckets[node->bucketIndex(entry.hash)].push_back(std::move(entry));
+    for (std::size_t begin = 0; begin < buckets.size(); begin += groupSize) {
+      auto group = std::make_shared<Group>();
+      for (std::size_t index = begin; index < std::min(begin + groupSize, buckets.size()); ++index) {
+        group->push_back(std::make_shared<const Bucket>(std::move(buckets[index])));
+      }
+      node->groups.push_back(std::move(group));
+    }
   }
   Dictionary result;
   result.node_ = std::move(node);
@@ -90,12 +129,7 @@ Dictionary Dictionary::distributed(std::vector<Entry> entries) {
 std::size_t Dictionary::size() const { return node_ ? node_->size : 0; }
 
 const Dictionary::Entry* Dictionary::find(std::string_view key) const {
-  if (!node_) return nullptr;
-  const std::uint32_t hash = hashOf(key);
-  const Bucket& bucket = *node_->buckets[node_->bucketIndex(hash)];
-  const auto entry = std::ranges::find_if(
-      bucket, [&](const Entry& candidate) { return candidate.hash == hash && candidate.key() == key; });
-  return entry == bucket.end() ? nullptr : &*entry;
+  return node_ ? node_->find(key, hashOf(key)) : nullptr;
 }
 
 Value Dictionary::operator[](std::string_view key) const {
@@ -109,22 +143,22 @@ Dictionary Dictionary::setting(std::string_view key, Value value) const {
   if (!node_) return Dictionary({{std::string(key), std::move(value)}});
   const std::uint32_t hash = hashOf(key);
   const std::size_t index = node_->bucketIndex(hash);
-  auto bucket = std::make_shared<Bucket>();
-  bucket->reserve(node_->buckets[index]->size() + 1);
-  *bucket = *node_->buckets[index];
-  auto node = std::make_shared<Node>(*node_);
-  const auto known =
-      std::ranges::find_if(*bucket, [&](const Entry& entry) { return entry.hash == hash && entry.key() == key; });
-  if (known != bucket->end()) {
-    known->value = std::move(value);
+  const Entry* known = node_->find(key, hash);
+  const Bucket& before = node_->bucket(index);
+  Bucket bucket;
+  bucket.reserve(before.size() + 1);
+  bucket = before;
+  if (known != nullptr) {
+    bucket[static_cast<std::size_t>(known - before.data())].value = std::move(value);
   } else {
-    bucket->push_back({std::make_shared<const std::string>(key), std::move(value), hash, node->nextOrder++});
-    ++node->size;
+    bucket.push_back({std::make_shared<const std::string>(key), std::move(value), hash, node_->nextOrder});
   }
-  node->buckets[index] = std::move(bucket);
+  const auto node = node_->replacing(index, std::move(bucket));
   Dictionary result;
-  result.node_ = std::move(node);
-  if (result.size() <= result.node_->buckets.size() * bucketLoad) return result;
+  result.node_ = node;
+  if (known != nullptr) return result;
+  ++node->nextOrder;
+  if (++node->size <= node->roomFor()) return result;
   std::vector<Entry> all;
   all.reserve(result.size());
   for (const Entry& entry : result.entries()) all.push_back(entry);
@@ -134,14 +168,14 @@ Dictionary Dictionary::setting(std::string_view key, Value value) const {
 Dictionary Dictionary::removing(std::string_view key) const {
   const Entry* entry = find(key);
   if (entry == nullptr) return *this;
-  auto node = std::make_shared<Node>(*node_);
-  const std::size_t index = node->bucketIndex(entry->hash);
-  auto bucket = std::make_shared<Bucket>(*node->buckets[index]);
-  bucket->erase(bucket->begin() + (entry - node_->buckets[index]->data()));
-  node->buckets[index] = std::move(bucket);
+  const std::size_t index = node_->bucketIndex(entry->hash);
+  const Bucket& before = node_->bucket(index);
+  Bucket bucket = before;
+  bucket.erase(bucket.begin() + (entry - before.data()));
+  const auto node = node_->replacing(index, std::move(bucket));
   --node->size;
   Dictionary result;
-  result.node_ = std::move(node);
+  result.node_ = node;
   return result;
 }
 
@@ -150,10 +184,10 @@ Dictionary::Entries Dictionary::entries() const {
   if (!node_) return result;
   result.keepsAlive_ = node_;
   result.order_.reserve(node_->size);
-  for (const auto& bucket : node_->buckets) {
-    for (const Entry& entry : *bucket) result.order_.push_back(&entry);
+  for (std::size_t index = 0; index < node_->bucketCount; ++index) {
+    for (const Entry& entry : node_->bucket(index)) result.order_.push_back(&entry);
   }
-  if (node_->buckets.size() > 1) {
+  if (node_->bucketCount > 1) {
     std::ranges::sort(result.order_, {}, [](const Entry* entry) { return entry->order; });
   }
   return result;
@@ -163,15 +197,28 @@ Dictionary::Difference Dictionary::difference(const Dictionary& before, const Di
   Difference result;
   if (before.node_ == after.node_) return result;
   const auto isIn = [](const Dictionary& dictionary, const Entry& entry) {
-    const Entry* other = dictionary.find(entry.key());
-    return other != nullptr && other->order == entry.order && other->value.isSameObject(entry.value);
+    if (!dictionary.node_) return false;
+    const Bucket& bucket = dictionary.node_->bucket(dictionary.node_->bucketIndex(entry.hash));
+    return std::ranges::any_of(bucket, [&](const Entry& other) {
+      return other.order == entry.order && other.value.isSameObject(entry.value) &&
+             (other.sharedKey == entry.sharedKey || other.key() == entry.key());
+    });
   };
-  const bool sameLayout = before.node_ && after.node_ && before.node_->buckets.size() == after.node_->buckets.size();
+  const bool sameLayout = before.node_ && after.node_ && before.node_->groups.size() == after.node_->groups.size() &&
+                          before.node_->bucketCount == after.node_->bucketCount;
   const auto collect = [&](const Dictionary& from, const Dictionary& against, std::vector<Entry>& into) {
     if (!from.node_) return;
-    for (std::size_t index = 0; index < from.node_->buckets.size(); ++index) {
-      if (sameLayout && from.node_->buckets[index] == against.node_->buckets[index]) continue;
-      for (const Entry& entry : *from.node_->buckets[index]) {
+    for (std::size_t index = 0; index < from.node_->bucketCount; ++index) {
+      if (sameLayout && !from.node_->groups.empty()) {
+        const std::size_t group = index / groupSize;
+        if (from.node_->groups[group] == against.node_->groups[group]) {
+          index += groupSize - 1;
+          continue;
+        }
+      }
+      const Bucket& bucket = from.node_->bucket(index);
+      if (sameLayout && &bucket == &against.node_->bucket(index)) continue;
+      for (const Entry& entry : bucket) {
         if (!isIn(against, entry)) into.push_back(entry);
       }
     }
