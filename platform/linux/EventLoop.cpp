@@ -94,7 +94,7 @@ void EventLoop::stop() {
   uv_async_send(&handles_->wake);
 }
 
-std::optional<Clock::time_point> EventLoop::nextDeadline() const {
+std::optional<Clock::time_point> EventLoop::next_deadline() const {
   {
     const std::lock_guard lock(mutex_);
     if (!posted_.empty()) return Clock::now();

@@ -41,7 +41,7 @@ class EventLoop final : public MainQueue {
 
   /// When poll() has something to do: now when there are tasks, nothing when there is neither a task nor
   /// a timer. Main thread only.
-  std::optional<std::chrono::steady_clock::time_point> nextDeadline() const;
+  std::optional<std::chrono::steady_clock::time_point> next_deadline() const;
 
   /// Readable when there are tasks.
   int fileDescriptor() const;

@@ -166,9 +166,9 @@ void LinuxEnvironment::poll() {
 
 int LinuxEnvironment::fileDescriptor() const { return parts_->loop.fileDescriptor(); }
 
-std::optional<std::chrono::steady_clock::time_point> LinuxEnvironment::nextDeadline() const {
+std::optional<std::chrono::steady_clock::time_point> LinuxEnvironment::next_deadline() const {
   if (parts_->options.mainThread != MainThread::host) return std::nullopt;
-  return parts_->loop.nextDeadline();
+  return parts_->loop.next_deadline();
 }
 
 void LinuxEnvironment::setFacts(HostFacts facts) { parts_->facts.store(shared(std::move(facts))); }

@@ -66,11 +66,11 @@ class LinuxEnvironment final : public Environment, public Platform {
   void stop();
 
   /// Does what is due now and returns. A loop of the host app's calls it when fileDescriptor() becomes readable and
-  /// when nextDeadline() has come; it asks for the deadline anew before it waits.
+  /// when next_deadline() has come; it asks for the deadline anew before it waits.
   void poll();
   int fileDescriptor() const;
   /// Now when there are tasks; nothing when there is no timer either. On the main thread.
-  std::optional<std::chrono::steady_clock::time_point> nextDeadline() const;
+  std::optional<std::chrono::steady_clock::time_point> next_deadline() const;
 
   /// Replaces what the host app states about the device.
   void setFacts(HostFacts facts);

@@ -23,7 +23,7 @@ std::unique_ptr<LinuxEnvironment> opened(LinuxOptions options) {
 /// Turns the environment from a loop of the test's own, as a host app would, until `isDone`.
 void pollUntil(LinuxEnvironment& environment, const std::function<bool()>& isDone, int* turns = nullptr) {
   while (!isDone()) {
-    const auto deadline = environment.nextDeadline();
+    const auto deadline = environment.next_deadline();
     int wait = -1;
     if (deadline) {
       wait = static_cast<int>(
@@ -82,7 +82,7 @@ TEST(LinuxEnvironment, TheHostAppsThreadRunsTheMainQueueUntilItIsStopped) {
 
 TEST(LinuxEnvironment, ALoopOfTheHostAppsCanTurnTheMainQueue) {
   const auto environment = opened(isolatedOptions(MainThread::host));
-  EXPECT_EQ(environment->nextDeadline(), std::nullopt);
+  EXPECT_EQ(environment->next_deadline(), std::nullopt);
   bool fired = false;
   int turns = 0;
   std::thread other([&] {
@@ -92,7 +92,7 @@ TEST(LinuxEnvironment, ALoopOfTheHostAppsCanTurnTheMainQueue) {
   pollUntil(
       *environment, [&] { return fired; }, &turns);
   other.join();
-  EXPECT_EQ(environment->nextDeadline(), std::nullopt);
+  EXPECT_EQ(environment->next_deadline(), std::nullopt);
   EXPECT_LE(turns, 4);  // one for the task, one for the timer, and no spinning between them
 }
 
@@ -102,7 +102,7 @@ TEST(LinuxEnvironment, TheDescriptorIsReadableOnlyWhenThereAreTasks) {
   EXPECT_EQ(::poll(&watched, 1, 0), 0);
   environment->mainQueue().async([] {});
   EXPECT_EQ(::poll(&watched, 1, 0), 1);
-  const auto deadline = environment->nextDeadline();
+  const auto deadline = environment->next_deadline();
   ASSERT_TRUE(deadline);
   EXPECT_LE(*deadline, Clock::now());
   environment->poll();

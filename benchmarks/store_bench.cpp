@@ -2,23 +2,18 @@
 // WAL mode with synchronous=NORMAL. Both are timed in turn, so that what else the machine does falls on both alike.
 
 #include <benchmark/benchmark.h>
-#include <sqlite3.h>
-#include <stdlib.h>
 
-#include <algorithm>
-#include <chrono>
 #include <cstdio>
 #include <cstdlib>
-#include <filesystem>
 #include <memory>
 #include <string>
 #include <variant>
 #include <vector>
 
-#include "platform/json/RapidJSONSerialization.h"
+#include "benchmarks/Support.h"
 #include "platform/linux/store/SQLiteUserDefaults.h"
 
-namespace fliprugair {
+namespace fliprugair::bench {
 namespace {
 
 constexpr const char* batchEventQueue = "com.marlune.marluneTracker.batchEventQueue";
@@ -26,120 +21,11 @@ constexpr const char* networkQueue = "com.marlune.marluneTracker.networkQueue";
 constexpr const char* eventsSending = "com.marlune.marluneTracker.eventsSending";
 constexpr const char* lastRecord = "com.marlune.MarluneTracker.lastMLTrackerQueued";
 
-class TemporaryFolder {
- public:
-  TemporaryFolder() {
-    std::string name = (std::filesystem::temp_directory_path() / "bench-XXXXXX").string();
-    path_ = mkdtemp(name.data());
-  }
-  ~TemporaryFolder() { std::filesystem::remove_all(path_); }
-  TemporaryFolder(const TemporaryFolder&) = delete;
-  TemporaryFolder& operator=(const TemporaryFolder&) = delete;
-
-  std::string file(const char* name) const { return (path_ / name).string(); }
-
- private:
-  std::filesystem::path path_;
-};
-
-Value record(int number) {
-  return Value{{"marlune_device_id", "MI1753093800123AAAAAAAA-BBBB-4CCC-8DDD"},
-               {"action", "event"},
-               {"data", Value{{"event_name", "level finished"},
-                              {"event_data", "{\"level\":12,\"score\":48211,\"stars\":3}"},
-                              {"usertime", 1753093800 + number},
-                              {"updelta", 17},
-                              {"uptime", 3600 + number},
-                              {"last_post_time", 1753093740},
-                              {"latitude", "52.520008"},
-                              {"longitude", "13.404954"}}},
-               {"marlune_app_id", "marlune-demo-app-one"},
-               {"sdk_version", "MarluneTracker 4.2.1"},
-               {"sdk_protocol", "4"},
-               {"currency", "usd"},
-               {"nt_id", "a1b2c-" + std::to_string(number)}};
-}
-
-void require(bool good, const char* what) {
-  if (good) return;
-  std::fprintf(stderr, "%s\n", what);
-  std::abort();
-}
-
-/// One prepared commit.
-class Floor {
- public:
-  explicit Floor(const std::string& file) : text_(*RapidJSONSerialization().text(record(0))) {
-    require(sqlite3_open_v2(file.c_str(), &database_, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOMUTEX,
-                            nullptr) == SQLITE_OK,
-            "the floor's file");
-    require(sqlite3_exec(database_,
-                         "PRAGMA journal_mode = WAL; PRAGMA synchronous = NORMAL;"
-                         "CREATE TABLE records (id INTEGER PRIMARY KEY, record TEXT)",
-                         nullptr, nullptr, nullptr) == SQLITE_OK,
-            "the floor's table");
-    sqlite3_prepare_v3(database_, "INSERT INTO records (record) VALUES (?)", -1, SQLITE_PREPARE_PERSISTENT, &insert_,
-                       nullptr);
-  }
-  ~Floor() {
-    sqlite3_finalize(insert_);
-    sqlite3_close(database_);
-  }
-  Floor(const Floor&) = delete;
-  Floor& operator=(const Floor&) = delete;
-
-  void commit() {
-    sqlite3_bind_text(insert_, 1, text_.data(), static_cast<int>(text_.size()), SQLITE_STATIC);
-    require(sqlite3_step(insert_) == SQLITE_DONE, "the floor's commit");
-    sqlite3_reset(insert_);
-  }
-
- private:
-  std::string text_;
-  sqlite3* database_ = nullptr;
-  sqlite3_stmt* insert_ = nullptr;
-};
-
 std::unique_ptr<SQLiteUserDefaults> openStore(const std::string& file) {
   auto opened = SQLiteUserDefaults::open(
       file, [](std::string_view line) { std::fprintf(stderr, "%.*s\n", static_cast<int>(line.size()), line.data()); });
   require(opened.index() == 0, "the store");
   return std::get<0>(std::move(opened));
-}
-
-/// Times of single operations, in microseconds.
-class Times {
- public:
-  void add(double seconds) { times_.push_back(seconds * 1e6); }
-
-  /// Times `operation`, and answers with its seconds.
-  template <class Operation>
-  double time(Operation operation) {
-    const auto begin = std::chrono::steady_clock::now();
-    operation();
-    const std::chrono::duration<double> duration = std::chrono::steady_clock::now() - begin;
-    add(duration.count());
-    return duration.count();
-  }
-
-  double percentile(std::size_t percent) {
-    if (times_.empty()) return 0;
-    const auto place = times_.begin() + static_cast<std::ptrdiff_t>((times_.size() - 1) * percent / 100);
-    std::ranges::nth_element(times_, place);
-    return *place;
-  }
-
- private:
-  std::vector<double> times_;
-};
-
-void report(benchmark::State& state, Times& floor, Times& store) {
-  for (const std::size_t percent : {50, 99}) {
-    const std::string suffix = "_p" + std::to_string(percent) + "_us";
-    state.counters["floor" + suffix] = floor.percentile(percent);
-    state.counters["store" + suffix] = store.percentile(percent);
-    state.counters["ratio_p" + std::to_string(percent)] = store.percentile(percent) / floor.percentile(percent);
-  }
 }
 
 std::string timestampOf(int number) { return std::to_string(700000000 + number) + ".123456"; }
@@ -280,4 +166,4 @@ void openEmpty(benchmark::State& state) {
 BENCHMARK(openEmpty)->UseManualTime()->Iterations(50)->Unit(benchmark::kMicrosecond);
 
 }  // namespace
-}  // namespace fliprugair
+}  // namespace fliprugair::bench

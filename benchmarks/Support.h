@@ -1,0 +1,75 @@
+#pragma once
+
+#include <benchmark/benchmark.h>
+#include <sqlite3.h>
+
+#include <chrono>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "platform/Value.h"
+
+namespace fliprugair::bench {
+
+/// A folder of the benchmark's own, gone with it.
+class TemporaryFolder {
+ public:
+  TemporaryFolder();
+  ~TemporaryFolder();
+  TemporaryFolder(const TemporaryFolder&) = delete;
+  TemporaryFolder& operator=(const TemporaryFolder&) = delete;
+
+  std::string file(const char* name) const { return (path_ / name).string(); }
+
+ private:
+  std::filesystem::path path_;
+};
+
+/// An event record as a tracker makes it, about 500 bytes.
+Value record(int number);
+
+/// Ends the run with `what` on standard error unless `good`.
+void require(bool good, const char* what);
+
+/// The floor: one prepared single-row commit of a record's bytes in SQLite's WAL mode with synchronous=NORMAL.
+class Floor {
+ public:
+  explicit Floor(const std::string& file);
+  ~Floor();
+  Floor(const Floor&) = delete;
+  Floor& operator=(const Floor&) = delete;
+
+  void commit();
+
+ private:
+  std::string text_;
+  sqlite3* database_ = nullptr;
+  sqlite3_stmt* insert_ = nullptr;
+};
+
+/// Times of single operations, in microseconds.
+class Times {
+ public:
+  void add(double seconds) { times_.push_back(seconds * 1e6); }
+
+  /// Times `operation`, and answers with its seconds.
+  template <class Operation>
+  double time(Operation operation) {
+    const auto begin = std::chrono::steady_clock::now();
+    operation();
+    const std::chrono::duration<double> duration = std::chrono::steady_clock::now() - begin;
+    add(duration.count());
+    return duration.count();
+  }
+
+  double percentile(std::size_t percent);
+
+ private:
+  std::vector<double> times_;
+};
+
+/// The median and the 99th percentile of both, and their ratios, as counters.
+void report(benchmark::State& state, Times& floor, Times& measured);
+
+}  // namespace fliprugair::bench
