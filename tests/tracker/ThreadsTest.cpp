@@ -213,11 +213,13 @@ TEST(Threads, AnswersMayArriveWhileTrackersComeAndGo) {
 TEST(Threads, TheLastReferenceMayBeDroppedOnAnyOfThem) {
   Phone phone;
   for (int round = 0; round < 50; ++round) {
-    auto tracker = phone.construct();
-    const std::weak_ptr<MarluneTracker> weak = tracker;
-    onThreads(3, [&, held = std::vector(3, std::move(tracker))](int thread) mutable {
-      held[static_cast<std::size_t>(thread)]->trackEvent("event", "value");
-      held[static_cast<std::size_t>(thread)].reset();
+    std::vector<std::shared_ptr<MarluneTracker>> held{phone.construct()};
+    const std::weak_ptr<MarluneTracker> weak = held[0];
+    held.resize(3, held[0]);
+    onThreads(3, [&](int thread) {
+      auto& own = held[static_cast<std::size_t>(thread)];
+      own->trackEvent("event", "value");
+      own.reset();
     });
     phone.process.runQueues();
     EXPECT_TRUE(weak.expired());
