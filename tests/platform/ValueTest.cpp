@@ -1,0 +1,152 @@
+#include <cmath>
+#include <limits>
+
+#include "platform/Locked.h"
+#include "platform/PairList.h"
+#include "platform/Value.h"
+
+namespace fliprugair {
+namespace {
+
+using Kind = Value::Kind;
+
+TEST(Value, IsOfTheKindOfWhatItIsMadeOf) {
+  EXPECT_EQ(Value().kind(), Kind::nothing);
+  EXPECT_EQ(Value(nullptr).kind(), Kind::nothing);
+  EXPECT_EQ(Value(static_cast<const char*>(nullptr)).kind(), Kind::nothing);
+  EXPECT_EQ(Value(true).kind(), Kind::boolean);
+  EXPECT_EQ(Value(0).kind(), Kind::integer);
+  EXPECT_EQ(Value(std::uint64_t{7}).kind(), Kind::integer);
+  EXPECT_EQ(Value(1.0).kind(), Kind::real);
+  EXPECT_EQ(Value("").kind(), Kind::text);
+  EXPECT_EQ(Value(std::string()).kind(), Kind::text);
+  EXPECT_EQ(Value(std::string_view()).kind(), Kind::text);
+  EXPECT_EQ(Value(Array()).kind(), Kind::array);
+  EXPECT_EQ(Value(Dictionary()).kind(), Kind::dictionary);
+  EXPECT_EQ(Value({{"a", 1}}).kind(), Kind::dictionary);
+}
+
+TEST(Value, ABooleanCountsAsANumber) {
+  EXPECT_TRUE(Value(true).isNumber());
+  EXPECT_TRUE(Value(1).isNumber());
+  EXPECT_TRUE(Value(1.5).isNumber());
+  EXPECT_FALSE(Value("1").isNumber());
+  EXPECT_FALSE(Value().isNumber());
+  EXPECT_FALSE(Value(Array({1})).isNumber());
+}
+
+TEST(Value, AnswersForItsBooleanValue) {
+  for (const Value& yes :
+       {Value(true), Value(1), Value(-1), Value(INT64_MIN), Value(0.1), Value(-1e300), Value("1"), Value("yes")}) {
+    EXPECT_TRUE(yes.boolValue());
+  }
+  for (const Value& no : {Value(), Value(false), Value(0), Value(0.0), Value(-0.0), Value(""), Value("0"), Value("no"),
+                          Value(Array({1})), Value({{"a", true}})}) {
+    EXPECT_FALSE(no.boolValue());
+  }
+}
+
+TEST(Value, TruncatesAndSaturatesItsIntegerValue) {
+  EXPECT_EQ(Value(true).integerValue(), 1);
+  EXPECT_EQ(Value(1.9).integerValue(), 1);
+  EXPECT_EQ(Value(-1.9).integerValue(), -1);
+  EXPECT_EQ(Value(1e300).integerValue(), INT64_MAX);
+  EXPECT_EQ(Value(-1e300).integerValue(), INT64_MIN);
+  EXPECT_EQ(Value(9223372036854775807.0).integerValue(), INT64_MAX);
+  EXPECT_EQ(Value(-9223372036854775808.0).integerValue(), INT64_MIN);
+  EXPECT_EQ(Value(std::numeric_limits<double>::infinity()).integerValue(), INT64_MAX);
+  EXPECT_EQ(Value(-std::numeric_limits<double>::infinity()).integerValue(), INT64_MIN);
+  EXPECT_EQ(Value(std::nan("")).integerValue(), 0);
+  EXPECT_EQ(Value("-12abc").integerValue(), -12);
+  EXPECT_EQ(Value("99999999999999999999").integerValue(), INT64_MAX);
+  EXPECT_EQ(Value().integerValue(), 0);
+  EXPECT_EQ(Value(Array({7})).integerValue(), 0);
+  EXPECT_EQ(Value({{"a", 7}}).integerValue(), 0);
+}
+
+TEST(Value, OfAnotherKindReadsAsEmpty) {
+  EXPECT_EQ(Value(5).text(), "");
+  EXPECT_TRUE(Value(5).array().empty());
+  EXPECT_TRUE(Value(5).dictionary().empty());
+  EXPECT_EQ(Value("5").realValue(), 0.0);
+  EXPECT_EQ(Value(5).realValue(), 5.0);
+  EXPECT_EQ(Value(true).realValue(), 1.0);
+}
+
+TEST(Value, IsEqualInKindAndContentOnly) {
+  EXPECT_EQ(Value(1), Value(1));
+  EXPECT_FALSE(Value(1) == Value(1.0));
+  EXPECT_FALSE(Value(1) == Value(true));
+  EXPECT_FALSE(Value("1") == Value(1));
+  EXPECT_FALSE(Value("") == Value());
+  EXPECT_FALSE(Value(Array()) == Value(Dictionary()));
+  EXPECT_EQ(Value("a"), Value("a"));
+  EXPECT_EQ(Value(Array({1, "a", Value()})), Value(Array({1, "a", Value()})));
+  EXPECT_FALSE(Value(Array({1, 2})) == Value(Array({2, 1})));
+  EXPECT_EQ(Value({{"a", 1}, {"b", 2}}), Value({{"a", 1}, {"b", 2}}));
+  EXPECT_FALSE(Value({{"a", 1}, {"b", 2}}) == Value({{"b", 2}, {"a", 1}}));  // the order is part of it
+}
+
+TEST(Value, TheSameObjectIsOneThatIsShared) {
+  const Value text = "a";
+  const Value copy = text;
+  EXPECT_TRUE(text.isSameObject(copy));
+  EXPECT_FALSE(text.isSameObject(Value("a")));
+  EXPECT_TRUE(Value(1).isSameObject(Value(1)));
+  EXPECT_FALSE(Value(1).isSameObject(Value(true)));
+  const Array list{1, 2};
+  EXPECT_TRUE(Value(list).isSameObject(Value(list)));
+  EXPECT_FALSE(Value(list).isSameObject(Value(Array{1, 2})));
+}
+
+TEST(Value, TextIsAlwaysValidUtf8) {
+  EXPECT_EQ(Value("a\xFF").text(), "a\xEF\xBF\xBD");
+  EXPECT_EQ(Value(std::string("\xC0\x80")).text(), "\xEF\xBF\xBD\xEF\xBF\xBD");
+  EXPECT_EQ(Value(std::string_view("\xED\xA0\x80")).text(), "\xEF\xBF\xBD\xEF\xBF\xBD\xEF\xBF\xBD");
+}
+
+TEST(PairList, EndsAtTheFirstAbsentValue) {
+  const Dictionary list = PairList().add("a", 1).add("b", nullptr).add("c", 3).dictionary();
+  EXPECT_EQ(list, Value({{"a", 1}}).dictionary());
+  EXPECT_TRUE(PairList().add("a", Value()).add("b", 2).dictionary().empty());
+  EXPECT_TRUE(PairList().dictionary().empty());
+}
+
+TEST(PairList, KeepsWhatIsPresentButEmpty) {
+  const Dictionary list = PairList().add("text", "").add("zero", 0).add("no", false).add("list", Array()).dictionary();
+  EXPECT_EQ(list.size(), 4U);
+}
+
+TEST(PairList, CanBeContinuedBehindItsEnd) {
+  const Dictionary list = PairList().add("a", 1).add("b", nullptr).dictionary().setting("c", 3);
+  EXPECT_EQ(list, Value({{"a", 1}, {"c", 3}}).dictionary());
+}
+
+TEST(Locked, AnswersWithWhatWasHeldBefore) {
+  Locked<Value> held;
+  EXPECT_TRUE(held.load().isNothing());
+  held.store(1);
+  EXPECT_EQ(held.exchange("two"), Value(1));
+  EXPECT_EQ(held.load(), Value("two"));
+}
+
+/// Uses what holds it while it is destroyed.
+struct LooksBack {
+  Locked<std::shared_ptr<LooksBack>>* holder;
+  bool* looked;
+  ~LooksBack() {
+    holder->load();
+    *looked = true;
+  }
+};
+
+TEST(Locked, DestroysWhatItReplacesOutsideTheLock) {
+  Locked<std::shared_ptr<LooksBack>> held;
+  bool looked = false;
+  held.store(std::shared_ptr<LooksBack>(new LooksBack{&held, &looked}));
+  held.store(nullptr);  // with the lock held this would never return
+  EXPECT_TRUE(looked);
+}
+
+}  // namespace
+}  // namespace fliprugair

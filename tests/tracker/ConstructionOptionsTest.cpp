@@ -1,0 +1,325 @@
+// What a host app may get wrong in the options of a construction: nothing but the option's own entries may change.
+
+#include <cmath>
+#include <limits>
+#include <optional>
+
+#include "Phone.h"
+
+namespace fliprugair {
+namespace {
+
+const std::string invalidUtf8 = "a\xFF\xC0\x80z";
+const std::string repairedUtf8 = "a\xEF\xBF\xBD\xEF\xBF\xBD\xEF\xBF\xBDz";
+
+/// What has no text in it.
+const std::vector<Value>& valuesThatAreNoText() {
+  static const std::vector<Value> values{
+      Value(),
+      true,
+      false,
+      0,
+      1,
+      -1,
+      INT64_MAX,
+      INT64_MIN,
+      0.5,
+      1e300,
+      -1e300,
+      std::numeric_limits<double>::infinity(),
+      Array(),
+      Array({"demo"}),
+      Array({Array({Array()})}),
+      Dictionary(),
+      Value{{"marluneAppId", "demo"}},
+  };
+  return values;
+}
+
+struct TextCase {
+  std::string given;
+  std::string taken;
+};
+
+const std::vector<TextCase>& texts() {
+  static const std::vector<TextCase> cases{
+      {"", ""},
+      {"x", "x"},
+      {"0", "0"},
+      {" ", " "},
+      {std::string("a\0b", 3), std::string("a\0b", 3)},
+      {"\xC3\xA9\xF0\x9F\x98\x80", "\xC3\xA9\xF0\x9F\x98\x80"},
+      {"\"\\\n/{}", "\"\\\n/{}"},
+      {invalidUtf8, repairedUtf8},
+      {megabyteOf('x'), megabyteOf('x')},
+  };
+  return cases;
+}
+
+struct BooleanCase {
+  Value given;
+  bool expected;
+};
+
+const std::vector<BooleanCase>& booleans() {
+  static const std::vector<BooleanCase> cases{
+      {Value(), false},
+      {true, true},
+      {false, false},
+      {0, false},
+      {1, true},
+      {-1, true},
+      {2, true},
+      {INT64_MAX, true},
+      {INT64_MIN, true},
+      {0.0, false},
+      {-0.0, false},
+      {0.1, true},
+      {1e300, true},
+      {-1e300, true},
+      {"", false},
+      {" ", false},
+      {"0", false},
+      {"1", true},
+      {"yes", true},
+      {"Yes", true},
+      {"true", true},
+      {"T", true},
+      {"no", false},
+      {"false", false},
+      {" \t+007", true},
+      {"-1", true},
+      {"--1", false},
+      {"x1", false},
+      {"000", false},
+      {megabyteOf('x'), false},
+      {megabyteOf('0'), false},
+      {megabyteOf('0') + "1", true},
+      {"\xFF", false},
+      {"\xFF"
+       "1",
+       false},
+      {Array(), false},
+      {Array({1}), false},
+      {Array({true}), false},
+      {Dictionary(), false},
+      {Value{{"YES", true}}, false},
+  };
+  return cases;
+}
+
+/// What a construction with `options` leaves in a new device.
+Snapshot constructed(const Value& options) {
+  Phone phone;
+  const auto tracker = phone.construct(options);
+  Snapshot snapshot = snapshotOf(phone);
+  put(snapshot, "constructed", tracker != nullptr);
+  if (tracker != nullptr) put(snapshot, "customIdString", tracker->customIdString());
+  return snapshot;
+}
+
+const Value neutral{{"marluneAppId", "demo"}};
+const Value neutralPartner{{"partnerId", "partner"}, {"partnerName", "name"}};
+
+/// The init request stands in the store and in the "send" event.
+void putInRequest(Snapshot& snapshot, const std::string& path, const Value& value) {
+  put(snapshot, storePath("INIT_PAYLOAD") + "/" + path, value);
+  put(snapshot, "event send 1/payload/" + path, value);
+}
+
+/// Of an option that wants text: wrong kinds are as not given, text has the effect given.
+void expectTextOption(std::string_view option, const Value& base,
+                      const std::function<void(Snapshot&, const std::string& taken)>& effect) {
+  const Snapshot without = constructed(base);
+  for (const Value& value : valuesThatAreNoText()) {
+    SCOPED_TRACE(traceOf(option, value));
+    expectSame(constructed(with(base, option, value)), without);
+  }
+  for (const auto& [given, taken] : texts()) {
+    SCOPED_TRACE(traceOf(option, given));
+    Snapshot expected = without;
+    effect(expected, taken);
+    expectSame(constructed(with(base, option, given)), expected);
+  }
+}
+
+void expectBooleanOption(std::string_view option, const std::function<void(Snapshot&)>& effectOfYes) {
+  const Snapshot no = constructed(neutral);
+  Snapshot yes = no;
+  effectOfYes(yes);
+  for (const auto& [given, expected] : booleans()) {
+    SCOPED_TRACE(traceOf(option, given));
+    expectSame(constructed(with(neutral, option, given)), expected ? yes : no);
+  }
+}
+
+TEST(ConstructionOptions, ApplicationIdentifierIsTakenAsTextOrNotAtAll) {
+  expectTextOption("marluneAppId", neutralPartner, [](Snapshot& expected, const std::string& taken) {
+    put(expected, storePath("appId"), taken);
+    putInRequest(expected, "marlune_app_id", taken);
+    putInRequest(expected, "data_orig/marlune_app_id", taken);
+  });
+}
+
+TEST(ConstructionOptions, ApplicationIdentifierOfAnotherKindIsNoIdentity) {
+  Snapshot failed = constructed(Dictionary());
+  EXPECT_EQ(failed["constructed"], "false");
+  for (const Value& value : valuesThatAreNoText()) {
+    SCOPED_TRACE(traceOf("marluneAppId", value));
+    expectSame(constructed({{"marluneAppId", value}}), failed);
+  }
+}
+
+TEST(ConstructionOptions, PartnerIdentifierIsTakenAsTextOrNotAtAll) {
+  expectTextOption("partnerId", neutral, [](Snapshot& expected, const std::string& taken) {
+    putInRequest(expected, "data/partner_id", taken);
+  });
+}
+
+TEST(ConstructionOptions, PartnerNameIsTakenAsTextOrNotAtAll) {
+  expectTextOption("partnerName", neutral, [](Snapshot& expected, const std::string& taken) {
+    putInRequest(expected, "data/partner_name", taken);
+  });
+}
+
+TEST(ConstructionOptions, HalfAPartnerIsNoIdentity) {
+  const Snapshot failed = constructed(Dictionary());
+  for (const std::string_view half : {"partnerId", "partnerName"}) {
+    const std::string_view other = half == "partnerId" ? "partnerName" : "partnerId";
+    for (const Value& value : valuesThatAreNoText()) {
+      SCOPED_TRACE(traceOf(other, value));
+      expectSame(constructed(with(with(Dictionary(), half, "text"), other, value)), failed);
+    }
+    expectSame(constructed(with(with(Dictionary(), half, "text"), other, "")), failed);
+  }
+}
+
+TEST(ConstructionOptions, HostnameIsTakenAsTextOrNotAtAll) {
+  expectTextOption("trackerHostname", neutral, [](Snapshot& expected, const std::string& taken) {
+    put(expected, "state/trackerHostname", taken);
+    put(expected, "event send 1/hostname", taken);
+  });
+}
+
+TEST(ConstructionOptions, CurrencyIsTakenAsTextThatIsNotEmpty) {
+  expectTextOption("currency", neutral, [](Snapshot& expected, const std::string& taken) {
+    const Value code = taken.empty() ? "usd" : taken;
+    put(expected, storePath("currency"), code);
+    putInRequest(expected, "data/currency", code);
+    putInRequest(expected, "data_orig/currency", code);
+  });
+}
+
+TEST(ConstructionOptions, VersionExtensionIsTakenAsTextOrNotAtAll) {
+  expectTextOption("versionExtension", neutral, [](Snapshot& expected, const std::string& taken) {
+    put(expected, "state/sdkVersion", "ios-20160921" + taken);
+    putInRequest(expected, "sdk_version", "ios-20160921" + taken);
+  });
+}
+
+TEST(ConstructionOptions, CustomIdentifierIsTakenAsTextOrNotAtAll) {
+  expectTextOption("customIdString", neutral,
+                   [](Snapshot& expected, const std::string& taken) { put(expected, "customIdString", taken); });
+}
+
+TEST(ConstructionOptions, IdentityLinkIsTakenAsADictionaryOrNotAtAll) {
+  const Snapshot without = constructed(neutral);
+  std::vector<Value> values = valuesThatAreNoText();
+  for (const TextCase& text : texts()) values.emplace_back(text.given);
+  values.push_back(
+      Value{{"user", Array({1, Value(), 1e300, invalidUtf8})}, {"", ""}, {megabyteOf('k'), megabyteOf('v')}});
+  for (const Value& value : values) {
+    SCOPED_TRACE(traceOf("identityLink", value));
+    Snapshot expected = without;
+    if (value.isDictionary()) put(expected, storePath("initialIdentityLink"), value);
+    expectSame(constructed(with(neutral, "identityLink", value)), expected);
+  }
+}
+
+TEST(ConstructionOptions, LimitAdTrackingIsReadAsABoolean) {
+  expectBooleanOption("limitAdTracking", [](Snapshot& yes) { put(yes, storePath("app_limit_tracking"), true); });
+}
+
+TEST(ConstructionOptions, NewUserIsReadAsABoolean) {
+  expectBooleanOption("isNewUser", [](Snapshot& yes) { put(yes, "state/_isNewUser", true); });
+}
+
+TEST(ConstructionOptions, LoggingIsReadAsABoolean) {
+  expectBooleanOption("enableLogging", [](Snapshot& yes) {
+    put(yes, "state/_loggingEnabled", true);
+    put(yes, "event send 1/logging", true);
+  });
+}
+
+TEST(ConstructionOptions, TheWishForAttributionIsReadAsABoolean) {
+  expectBooleanOption("retrieveAttribution", [](Snapshot& yes) { put(yes, storePath("requestAttribution"), true); });
+}
+
+TEST(ConstructionOptions, TheAnonymousIdentifierIsReadAsABoolean) {
+  expectBooleanOption("generateAnonymousMarluneDeviceId",
+                      [](Snapshot& yes) { putInRequest(yes, "data/idfv", nullptr); });
+}
+
+TEST(ConstructionOptions, UnknownKeysChangeNothing) {
+  const Snapshot without = constructed(neutral);
+  for (const std::string& key :
+       {std::string(), std::string("MarluneAppId"), std::string("logging"), invalidUtf8, megabyteOf('k')}) {
+    expectSame(constructed(with(neutral, key, true)), without);
+  }
+}
+
+TEST(ConstructionOptions, ThatAreNoDictionaryAreAFailedStart) {
+  const Snapshot failed = constructed(Dictionary());
+  EXPECT_EQ(failed.count(storePath("requestAttribution")), 1U);
+  EXPECT_EQ(failed.count(storePath("appId")), 0U);
+  std::vector<Value> values = valuesThatAreNoText();
+  for (const TextCase& text : texts()) values.emplace_back(text.given);
+  for (const Value& value : values) {
+    if (value.isDictionary()) continue;
+    SCOPED_TRACE(traceOf("options", value));
+    expectSame(constructed(value), failed);
+  }
+}
+
+TEST(ConstructionOptions, TheAdapterTakesOnlyADictionary) {
+  std::vector<AnyObject> objects{URL("https://host.example"), URL()};
+  for (const Value& value : valuesThatAreNoText()) {
+    if (!value.isDictionary()) objects.emplace_back(value);
+  }
+  for (const AnyObject& object : objects) {
+    Phone phone;
+    const Snapshot before = snapshotOf(phone);
+    EXPECT_EQ(MarluneTracker::swiftInitMarluneWithParams(phone.process, object), nullptr);
+    phone.process.runQueues();
+    expectSame(snapshotOf(phone), before);
+  }
+  Phone phone;
+  EXPECT_NE(MarluneTracker::swiftInitMarluneWithParams(phone.process, Value{{"marluneAppId", "demo"}}), nullptr);
+}
+
+/// A store that holds something else than the tracker ever wrote.
+TEST(Construction, CopesWithAnyStoredValue) {
+  Phone reference;
+  reference.construct();
+  const auto keys = reference.device.store.all().entries();
+  std::vector<Value> values = valuesThatAreNoText();
+  for (const TextCase& text : texts()) values.emplace_back(text.given);
+  for (const Dictionary::Entry& key : keys) {
+    for (const Value& value : values) {
+      Phone phone;
+      phone.device.store.setObject(value, key.key());
+      const auto tracker = phone.construct();
+      ASSERT_NE(tracker, nullptr) << key.key();
+      phone.reply(1, Value{{"success", 1}});
+      tracker->trackEvent("event", "value");
+      phone.process.post(ApplicationNotification::didBecomeActive);
+      phone.process.post(ApplicationNotification::didBecomeActive);
+      phone.process.post(ApplicationNotification::willResignActive);
+      phone.process.advance(120);
+      EXPECT_TRUE(tracker->swiftRetrieveAttribution().empty() || key.key().ends_with(".attribution"));
+    }
+  }
+}
+
+}  // namespace
+}  // namespace fliprugair

@@ -1,0 +1,183 @@
+// What the tracker's library is made of: the standard library, the collaborators' and the platform's interfaces, and no
+// variable that outlives a process's environment.
+
+#include <algorithm>
+#include <array>
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <memory>
+#include <regex>
+#include <set>
+#include <sstream>
+
+namespace {
+
+namespace fs = std::filesystem;
+
+const fs::path sources = FLIPRUGAIR_SOURCES;
+
+/// The headers that C++20 has, without those of C.
+const std::set<std::string>& standardHeaders() {
+  static const std::set<std::string> headers{
+      "algorithm",     "any",           "array",        "atomic",      "barrier",
+      "bit",           "bitset",        "cassert",      "cctype",      "cerrno",
+      "cfloat",        "charconv",      "chrono",       "cinttypes",   "climits",
+      "cmath",         "compare",       "complex",      "concepts",    "condition_variable",
+      "cstddef",       "cstdint",       "cstdlib",      "cstring",     "deque",
+      "exception",     "forward_list",  "functional",   "future",      "initializer_list",
+      "iomanip",       "ios",           "iosfwd",       "iterator",    "latch",
+      "limits",        "list",          "map",          "memory",      "memory_resource",
+      "mutex",         "new",           "numbers",      "numeric",     "optional",
+      "queue",         "random",        "ranges",       "ratio",       "regex",
+      "semaphore",     "set",           "shared_mutex", "span",        "sstream",
+      "stack",         "stdexcept",     "string",       "string_view", "system_error",
+      "thread",        "tuple",         "type_traits",  "typeindex",   "typeinfo",
+      "unordered_map", "unordered_set", "utility",      "valarray",    "variant",
+      "vector",        "version",
+  };
+  return headers;
+}
+
+std::vector<fs::path> filesBelow(const std::string& folder, bool recursive) {
+  std::vector<fs::path> files;
+  for (const auto& entry : fs::recursive_directory_iterator(sources / folder)) {
+    if (!entry.is_regular_file()) continue;
+    if (!recursive && entry.path().parent_path() != sources / folder) continue;
+    files.push_back(entry.path());
+  }
+  return files;
+}
+
+struct Include {
+  std::string file;
+  std::string header;
+  bool inBrackets;
+};
+
+std::vector<Include> includesOf(const std::vector<fs::path>& files) {
+  static const std::regex pattern(R"re(^\s*#\s*include\s*([<"])([^>"]+)[>"])re");
+  std::vector<Include> includes;
+  for (const fs::path& file : files) {
+    std::ifstream stream(file);
+    EXPECT_TRUE(stream) << file;
+    for (std::string line; std::getline(stream, line);) {
+      std::smatch match;
+      if (std::regex_search(line, match, pattern)) {
+        includes.push_back({fs::relative(file, sources).string(), match[2], match[1] == "<"});
+      }
+    }
+  }
+  return includes;
+}
+
+bool beginsWithOneOf(const std::string& header, std::initializer_list<std::string_view> folders) {
+  return std::ranges::any_of(folders, [&](std::string_view folder) { return header.starts_with(folder); });
+}
+
+TEST(TheLibrary, IncludesTheStandardLibraryCollaboratorsAndPlatformAlone) {
+  const auto includes = includesOf(filesBelow("Fliprugair", true));
+  ASSERT_GT(includes.size(), 50U);
+  for (const auto& [file, header, inBrackets] : includes) {
+    if (inBrackets) {
+      EXPECT_TRUE(standardHeaders().contains(header)) << file << " includes <" << header << ">";
+    } else {
+      EXPECT_TRUE(beginsWithOneOf(header, {"Fliprugair/", "collaborators/", "platform/"})) << file << ": " << header;
+      EXPECT_FALSE(beginsWithOneOf(header, {"platform/linux/", "platform/virtual/", "platform/json/"}))
+          << file << ": " << header;
+    }
+  }
+}
+
+TEST(TheLibrary, InterfacesBelowTheTrackerDoNotIncludeIt) {
+  auto files = filesBelow("platform", false);
+  for (const fs::path& file : filesBelow("collaborators", true)) files.push_back(file);
+  const auto includes = includesOf(files);
+  ASSERT_GT(includes.size(), 30U);
+  for (const auto& [file, header, inBrackets] : includes) {
+    if (inBrackets) {
+      EXPECT_TRUE(standardHeaders().contains(header)) << file << " includes <" << header << ">";
+    } else {
+      EXPECT_TRUE(beginsWithOneOf(header, {"collaborators/", "platform/"})) << file << ": " << header;
+      EXPECT_FALSE(beginsWithOneOf(header, {"platform/linux/", "platform/virtual/", "platform/json/"}))
+          << file << ": " << header;
+    }
+  }
+}
+
+TEST(TheLibrary, NoHeaderOfOursIncludesAnothersHeader) {
+  std::vector<fs::path> headers;
+  for (const std::string folder : {"Fliprugair", "collaborators", "platform"}) {
+    for (const fs::path& file : filesBelow(folder, true)) {
+      if (file.extension() == ".h" || !file.has_extension()) headers.push_back(file);
+    }
+  }
+  const auto includes = includesOf(headers);
+  ASSERT_GT(includes.size(), 50U);
+  for (const auto& [file, header, inBrackets] : includes) {
+    if (inBrackets) {
+      EXPECT_TRUE(standardHeaders().contains(header)) << file << " includes <" << header << ">";
+    } else {
+      EXPECT_TRUE(fs::exists(sources / header)) << file << " includes \"" << header << "\", which is none of ours";
+    }
+  }
+}
+
+#ifndef FLIPRUGAIR_SANITIZED  // sanitizers put variables of their own into every object
+
+std::string outputOf(const std::string& command) {
+  const std::unique_ptr<FILE, int (*)(FILE*)> pipe(popen(command.c_str(), "r"), pclose);
+  EXPECT_NE(pipe, nullptr) << command;
+  std::string output;
+  std::array<char, 4096> buffer;
+  while (pipe != nullptr) {
+    const std::size_t count = std::fread(buffer.data(), 1, buffer.size(), pipe.get());
+    if (count == 0) break;
+    output.append(buffer.data(), count);
+  }
+  return output;
+}
+
+std::string textOf(const std::vector<fs::path>& files) {
+  std::ostringstream text;
+  for (const fs::path& file : files) text << std::ifstream(file).rdbuf();
+  return text.str();
+}
+
+/// Whether the sources declare what `symbol` names as a constant: tables with addresses in them stand among the
+/// variables until they are linked.
+bool isConstant(const std::string& text, const std::string& symbol) {
+  const std::string name = symbol.substr(symbol.rfind(':') + 1);
+  return std::regex_search(text, std::regex("constexpr[^;={}]*\\b" + name + "\\b"));
+}
+
+/// A line of the symbol table names address, seven flags, section, size and name.
+TEST(TheLibrary, HasNoVariablesThatOutliveAnEnvironment) {
+  const std::string table = outputOf("objdump -t -C '" + std::string(FLIPRUGAIR_ARCHIVE) + "'");
+  ASSERT_NE(table.find("fliprugair::MarluneTracker::trackEvent"), std::string::npos)
+      << "no symbol table: " << FLIPRUGAIR_ARCHIVE;
+  auto files = filesBelow("Fliprugair", true);
+  for (const fs::path& file : filesBelow("platform", false)) files.push_back(file);
+  const std::string text = textOf(files);
+  const std::regex symbol(R"(^[0-9a-f]+ (.{7}) (\.(?:data|bss|tdata|tbss)\S*)\s+[0-9a-f]+\s+(?:\.hidden )?(.*)$)");
+  int variables = 0;
+  std::istringstream lines(table);
+  for (std::string line; std::getline(lines, line);) {
+    std::smatch match;
+    if (!std::regex_match(line, match, symbol)) continue;
+    const std::string section = match[2];
+    const std::string name = match[3];
+    ++variables;
+    if (section.starts_with(".data.rel.ro")) continue;  // tables of virtual functions, and the like
+    if (name == section || name.starts_with("DW.ref.")) continue;
+    // The text of what is no text: constant, and made at its first use.
+    if (name.find("fliprugair::Value::text[abi:cxx11]() const::none") != std::string::npos) continue;
+    if (section.starts_with(".data.rel.") && isConstant(text, name)) continue;
+    ADD_FAILURE() << "a variable in " << section << ": " << name;
+  }
+  EXPECT_GT(variables, 0);
+}
+
+#endif
+
+}  // namespace

@@ -1,0 +1,347 @@
+// Every public call with nothing, null pointers and empty values.
+
+#include <cmath>
+#include <limits>
+#include <stdexcept>
+
+#include "Fliprugair/core/ProcessState.h"
+#include "Phone.h"
+
+namespace fliprugair {
+namespace {
+
+constexpr const char* nullText = nullptr;
+
+/// A phone whose tracker has had its init reply; logging is on.
+class MissingArguments : public testing::Test {
+ protected:
+  MissingArguments() {
+    tracker = phone.construct({{"marluneAppId", "demo"}, {"enableLogging", true}});
+    phone.reply(1, {{"success", 1}, {"flags", Value{{"resend_initial", false}}}});
+    phone.forgetEvents();
+  }
+
+  /// The batch queue's only record, without the envelope.
+  Dictionary onlyData() {
+    EXPECT_EQ(phone.batch().size(), 1U);
+    return phone.batch().empty() ? Dictionary() : phone.batch()[0].dictionary()["data"].dictionary();
+  }
+
+  void expectOnlyLine(std::string_view ending) {
+    EXPECT_TRUE(phone.batch().empty());
+    const auto lines = phone.events("log");
+    ASSERT_EQ(lines.size(), 1U);
+    EXPECT_TRUE(lines[0]["text"].text().ends_with(ending)) << lines[0]["text"].text();
+  }
+
+  void expectNothing() {
+    phone.process.runQueues();
+    EXPECT_TRUE(phone.batch().empty());
+    EXPECT_TRUE(phone.events().empty());
+  }
+
+  Phone phone;
+  std::shared_ptr<MarluneTracker> tracker;
+};
+
+TEST_F(MissingArguments, ConstructorsWithoutAnIdentifierFail) {
+  for (const Text& appId : {Text(), Text(nullptr), Text(nullText), Text("")}) {
+    Phone fresh;
+    EXPECT_EQ(MarluneTracker::initWithMarluneAppId(fresh.process, appId), nullptr);
+    EXPECT_EQ(MarluneTracker::initWithMarluneAppId(fresh.process, appId, "eur"), nullptr);
+    EXPECT_EQ(MarluneTracker::initWithMarluneAppId(fresh.process, appId, "eur", true), nullptr);
+    EXPECT_EQ(MarluneTracker::initWithMarluneAppId(fresh.process, appId, "eur", true, true), nullptr);
+    EXPECT_EQ(MarluneTracker::initWithMarluneAppId(fresh.process, appId, "eur", true, true, true), nullptr);
+    EXPECT_TRUE(fresh.stored("appId").isNothing());
+  }
+  Phone fresh;
+  EXPECT_EQ(MarluneTracker::initMarluneWithParams(fresh.process, nullptr), nullptr);
+  EXPECT_EQ(MarluneTracker::swiftInitMarluneWithParams(fresh.process, Value()), nullptr);
+  EXPECT_EQ(MarluneTracker::swiftInitMarluneWithParams(fresh.process, URL()), nullptr);
+}
+
+TEST_F(MissingArguments, AMissingIdentifierDropsAllThatFollowsIt) {
+  Phone fresh;
+  EXPECT_EQ(MarluneTracker::initWithMarluneAppId(fresh.process, nullptr, "eur", true, true, true), nullptr);
+  EXPECT_TRUE(fresh.events("log").empty());
+  EXPECT_FALSE(fresh.process.processState()._isNewUser);
+}
+
+TEST_F(MissingArguments, AMissingCurrencyDropsWhatFollowsIt) {
+  Phone fresh;
+  const auto made = MarluneTracker::initWithMarluneAppId(fresh.process, "demo", nullText, true, true, true);
+  ASSERT_NE(made, nullptr);
+  EXPECT_EQ(fresh.stored("currency"), Value("usd"));
+  EXPECT_EQ(fresh.stored("app_limit_tracking"), Value(false));
+  EXPECT_FALSE(fresh.process.processState()._loggingEnabled);
+  EXPECT_FALSE(fresh.process.processState()._isNewUser);
+}
+
+TEST_F(MissingArguments, AnEmptyCurrencyDropsNothing) {
+  Phone fresh;
+  const auto made = MarluneTracker::initWithMarluneAppId(fresh.process, "demo", "", true, true, true);
+  ASSERT_NE(made, nullptr);
+  EXPECT_EQ(fresh.stored("currency"), Value("usd"));
+  EXPECT_EQ(fresh.stored("app_limit_tracking"), Value(true));
+  EXPECT_TRUE(fresh.process.processState()._loggingEnabled);
+  EXPECT_TRUE(fresh.process.processState()._isNewUser);
+}
+
+TEST_F(MissingArguments, AnEventWithoutTitleIsRefusedWithALine) {
+  tracker->trackEvent(nullptr, "value");
+  expectOnlyLine("Marlune library - nil sent as eventTitle (cannot send)");
+  phone.forgetEvents();
+  tracker->trackEvent(nullText, nullText, nullText);
+  expectOnlyLine("Marlune library - nil sent as eventTitle (cannot send)");
+  phone.forgetEvents();
+  tracker->trackEventWithEventTitleString(nullptr, nullptr, true);
+  expectOnlyLine("Marlune library - nil sent as eventTitle (cannot send)");
+}
+
+TEST_F(MissingArguments, AnEventWithoutValueEndsBehindItsName) {
+  tracker->trackEvent("title", nullptr);
+  EXPECT_EQ(onlyData(), Value({{"usertime", "1700000000"}, {"uptime", "0"}, {"event_name", "title"}}).dictionary());
+}
+
+TEST_F(MissingArguments, AStandardEventWithoutValueIsStillMarked) {
+  tracker->trackEventWithEventTitleString("title", nullText, true);
+  EXPECT_EQ(onlyData(),
+            Value({{"usertime", "1700000000"}, {"uptime", "0"}, {"event_name", "title"}, {"event_standard", 1}})
+                .dictionary());
+}
+
+TEST_F(MissingArguments, APurchaseWithoutReceiptEndsBehindItsValue) {
+  tracker->trackEvent("title", "value", nullptr);
+  EXPECT_EQ(onlyData(),
+            Value({{"usertime", "1700000000"}, {"uptime", "0"}, {"event_name", "title"}, {"event_data", "value"}})
+                .dictionary());
+}
+
+TEST_F(MissingArguments, EmptyTextIsPresent) {
+  tracker->trackEvent("", "", "");
+  EXPECT_EQ(onlyData(), Value({{"usertime", "1700000000"},
+                               {"uptime", "0"},
+                               {"event_name", ""},
+                               {"event_data", ""},
+                               {"receipt", ""},
+                               {"currency", "usd"}})
+                            .dictionary());
+}
+
+class Standard final : public EventStandardParameters {
+ public:
+  Standard(Text name, Value data) : name_(std::move(name)), data_(std::move(data)) {}
+  Text serverEventNameString() const override { return name_; }
+  Value serverEventDataDictionary() const override { return data_; }
+
+ private:
+  Text name_;
+  Value data_;
+};
+
+TEST_F(MissingArguments, MissingStandardParametersAreSaidEvenWithoutLogging) {
+  tracker->enableConsoleLogging(false);
+  tracker->trackEventWithEventStandardParameters(nullptr);
+  expectOnlyLine("EXCEPTION - EventNetworkTransaction - Parameter eventStandardParameters not provided.");
+}
+
+TEST_F(MissingArguments, StandardParametersWithoutNameAreRefused) {
+  const Standard nameless(nullptr, Value{{"a", 1}});
+  tracker->trackEventWithEventStandardParameters(&nameless);
+  expectOnlyLine("Marlune library - nil sent as eventTitle (cannot send)");
+}
+
+TEST_F(MissingArguments, StandardParametersWithoutDataEndBehindTheName) {
+  const Standard bare("title", nullptr);
+  tracker->trackEventWithEventStandardParameters(&bare);
+  EXPECT_EQ(onlyData(),
+            Value({{"usertime", "1700000000"}, {"uptime", "0"}, {"event_name", "title"}, {"event_standard", 1}})
+                .dictionary());
+}
+
+TEST_F(MissingArguments, StandardParametersOfNoJSONFormEndBehindTheName) {
+  const Standard odd("title", Value{{"a", std::nan("")}});
+  tracker->trackEventWithEventStandardParameters(&odd);
+  EXPECT_FALSE(onlyData().holds("event_data"));
+}
+
+/// Throws what it is told to.
+template <class Exception>
+class Throwing final : public EventStandardParameters {
+ public:
+  explicit Throwing(Exception exception) : exception_(std::move(exception)) {}
+  Text serverEventNameString() const override { throw exception_; }
+  Value serverEventDataDictionary() const override { throw exception_; }
+
+ private:
+  Exception exception_;
+};
+
+TEST_F(MissingArguments, StandardParametersThatThrowAreSaidEvenWithoutLogging) {
+  tracker->enableConsoleLogging(false);
+  const Throwing throwing(std::runtime_error("the reason"));
+  EXPECT_NO_THROW(tracker->trackEventWithEventStandardParameters(&throwing));
+  expectOnlyLine("EXCEPTION (CAUGHT) 7d716099-1ff1-4cf5-baa4-5ea7490736be - the reason");
+}
+
+TEST_F(MissingArguments, NothingOfAnyTypeThatIsThrownGetsOut) {
+  const Throwing number(42);
+  EXPECT_NO_THROW(tracker->trackEventWithEventStandardParameters(&number));
+  const Throwing text("text");
+  EXPECT_NO_THROW(tracker->trackEventWithEventStandardParameters(&text));
+  EXPECT_TRUE(phone.batch().empty());
+}
+
+TEST_F(MissingArguments, AnIdentityLinkThatIsNoDictionaryIsRefused) {
+  for (const Value& link : {Value(), Value("text"), Value(1), Value(Array({"a"}))}) {
+    phone.forgetEvents();
+    tracker->identityLinkEvent(link);
+    expectOnlyLine("Marlune library - nil identityLinkData sent");
+  }
+}
+
+TEST_F(MissingArguments, AnEmptyIdentityLinkIsPresent) {
+  tracker->identityLinkEvent(Dictionary());
+  EXPECT_TRUE(onlyData().empty());
+}
+
+TEST_F(MissingArguments, ASpatialEventWithoutTitleIsRefused) {
+  tracker->spatialEvent(nullptr, 1, 2, 3);
+  expectOnlyLine("Marlune library - spatialEvent eventTitle is nil");
+}
+
+TEST_F(MissingArguments, ASpatialEventTakesAnyCoordinates) {
+  constexpr float infinite = std::numeric_limits<float>::infinity();
+  tracker->spatialEvent("", infinite, -infinite, std::numeric_limits<float>::max());
+  const Dictionary data = onlyData();
+  EXPECT_EQ(data["event_name"], Value(""));
+  EXPECT_EQ(data["x"], Value("inf"));
+  EXPECT_EQ(data["y"], Value("-inf"));
+  EXPECT_EQ(data["z"], Value("340282346638528859811704183484516925440.000000"));
+  tracker->spatialEvent("nan", std::nanf(""), 0, 0);
+  EXPECT_EQ(phone.batch().size(), 2U);
+}
+
+TEST_F(MissingArguments, ADeepLinkWithoutAnythingIsEmpty) {
+  tracker->sendDeepLink(nullptr, nullptr);
+  EXPECT_EQ(onlyData(),
+            Value({{"uri", ""}, {"source_app", ""}, {"usertime", "1700000000"}, {"uptime", "0"}}).dictionary());
+  tracker->sendDeepLink(URL(nullText), nullText);
+  EXPECT_EQ(phone.batch()[1], phone.batch()[0]);
+}
+
+TEST_F(MissingArguments, AWatchWithoutLinkIsTheWatchWithTheEmptyOne) {
+  tracker->handleWatchEvents(nullptr);
+  EXPECT_EQ(phone.stored("pairedAppleWatches"), Value(Array({""})));
+  EXPECT_EQ(phone.batch().size(), 2U);
+  tracker->handleWatchEvents();
+  tracker->handleWatchEvents(nullText, true);
+  tracker->handleWatchEvents("", false);
+  EXPECT_EQ(phone.batch().size(), 2U);
+}
+
+TEST_F(MissingArguments, AWatchEventWithoutTitleReportsThePairingAlone) {
+  tracker->trackWatchEvent(nullptr, nullptr);
+  EXPECT_EQ(phone.batch().size(), 2U);
+  EXPECT_EQ(phone.batch()[0].dictionary()["data"].dictionary()["event_name"], Value("Watch Install"));
+}
+
+TEST_F(MissingArguments, WatchEventsWithoutArgumentsCanBePutOff) {
+  Phone fresh;
+  const auto waiting = fresh.construct();
+  waiting->trackWatchEvent(nullText, nullText);
+  waiting->trackWatchEvent("title", nullptr);
+  waiting->handleWatchEvents(nullptr);
+  EXPECT_EQ(fresh.stored("trackWatchEventDeferred"), Value(Array({Dictionary(), Value{{"eventTitle", "title"}}})));
+  fresh.reply(1, {{"success", 1}});
+  waiting->MarluneInitialResult(nullptr);
+  EXPECT_TRUE(fresh.stored("trackWatchEventDeferred").isNothing());
+  EXPECT_TRUE(fresh.stored("handleWatchEventsDeferred").isNothing());
+  EXPECT_EQ(fresh.batch().size(), 3U);  // the pairing's two, and the one that has a title
+}
+
+TEST_F(MissingArguments, PropertiesCanBeCleared) {
+  tracker->setCustomIdString("custom");
+  tracker->setCustomIdString(nullText);
+  EXPECT_TRUE(tracker->customIdString().isNothing());
+  tracker->setCustomIdString("");
+  EXPECT_EQ(tracker->customIdString(), Value(""));
+  tracker->setTrackerDelegate({});
+  EXPECT_EQ(tracker->trackerDelegate(), nullptr);
+  tracker->setIAdAttributionManager(phone.process.makeRetrieveiAdAttribution());
+  EXPECT_NE(tracker->iAdAttributionManager(), nullptr);
+  tracker->setIAdAttributionManager(nullptr);
+  EXPECT_EQ(tracker->iAdAttributionManager(), nullptr);
+  expectNothing();
+}
+
+TEST_F(MissingArguments, AResultThatIsMissingIsNothing) {
+  EXPECT_TRUE(tracker->retrieveAttribution().isNothing());
+  EXPECT_EQ(tracker->swiftRetrieveAttribution(), "");
+  for (const Value& stored : {Value("text"), Value(1), Value(Array())}) {
+    phone.store("attribution", stored);
+    EXPECT_EQ(tracker->swiftRetrieveAttribution(), "");
+  }
+  phone.store("attribution", Value{{"a", std::numeric_limits<double>::infinity()}});
+  EXPECT_EQ(tracker->swiftRetrieveAttribution(), "");
+  phone.store("attribution", Dictionary());
+  EXPECT_EQ(tracker->swiftRetrieveAttribution(), "{}");
+}
+
+TEST_F(MissingArguments, TheAdaptersDoNothingForAnotherKind) {
+  const std::vector<AnyObject> objects{Value(), Value(true),      Value(1), Value(1.5), Value(Array({"a"})),
+                                       URL(),   URL("app://link")};
+  for (const AnyObject& object : objects) {
+    tracker->swiftTrackEvent(object, Value("value"));
+    tracker->swiftTrackEvent(Value("title"), object);
+    tracker->swiftIdentityLinkEvent(object);
+    tracker->swiftSpatialEvent(object, 1, 2, 3);
+    tracker->swiftSendDeepLink(URL("app://link"), object);
+    if (std::holds_alternative<Value>(object)) tracker->swiftSendDeepLink(object, Value("source"));
+  }
+  tracker->swiftTrackEvent(Value{{"a", 1}}, Value{{"a", 1}});
+  tracker->swiftSpatialEvent(Value{{"a", 1}}, 1, 2, 3);
+  tracker->swiftIdentityLinkEvent(Value("text"));
+  tracker->swiftSendDeepLink(Value("app://link"), Value("source"));
+  tracker->swiftSendDeepLink(URL(), Value("source"));
+  expectNothing();
+}
+
+TEST_F(MissingArguments, TheAdaptersForwardWhatIsOfTheRightKind) {
+  tracker->swiftTrackEvent(Value("title"), Value(""));
+  tracker->swiftIdentityLinkEvent(Value{{"a", 1}});
+  tracker->swiftSpatialEvent(Value(""), 1, 2, 3);
+  tracker->swiftSendDeepLink(URL("app://link"), Value(""));
+  EXPECT_EQ(phone.batch().size(), 4U);
+  tracker->swiftEnableConsoleLogging(false);
+  EXPECT_FALSE(phone.process.processState()._loggingEnabled);
+  tracker->swiftSetLimitAdTracking(true);
+  EXPECT_EQ(phone.stored("app_limit_tracking"), Value(true));
+}
+
+TEST_F(MissingArguments, CallbacksWithoutAReplyAreSafe) {
+  tracker->MarluneRetrieveAttribution(nullptr);
+  tracker->MarluneInitResult(nullptr);
+  tracker->MarluneInitialResult(nullptr);
+  tracker->iAdAttributionData(nullptr, false);
+  tracker->currentLocationUpdate(nullptr);
+  phone.process.advance(100);
+  // The answer without details parked a report, and the check after the init reply sent it.
+  EXPECT_EQ(phone.stored("sendInitial"), Value(false));
+  EXPECT_EQ(phone.stored("lastLocationTime"), Value(1700000000));
+}
+
+TEST_F(MissingArguments, EnormousAndInvalidTextTravelsWhole) {
+  const std::string enormous = megabyteOf('x');
+  tracker->trackEvent(enormous, enormous, "\xFF");
+  tracker->identityLinkEvent(Value{{enormous, enormous}});
+  tracker->sendDeepLink(URL(enormous + "\xC0"), enormous);
+  tracker->handleWatchEvents(enormous);
+  EXPECT_EQ(phone.batch()[0].dictionary()["data"].dictionary()["event_name"].text(), enormous);
+  EXPECT_EQ(phone.batch()[0].dictionary()["data"].dictionary()["receipt"], Value("\xEF\xBF\xBD"));
+  phone.process.advance(60);
+  EXPECT_EQ(phone.events("send").size(), 1U);
+}
+
+}  // namespace
+}  // namespace fliprugair

@@ -1,0 +1,164 @@
+#include "Phone.h"
+
+#include <optional>
+
+#include "Fliprugair/core/ProcessState.h"
+#include "Fliprugair/core/StoredKeys.h"
+#include "platform/PairList.h"
+#include "platform/json/RapidJSONSerialization.h"
+
+namespace fliprugair {
+
+namespace {
+
+constexpr std::string_view prefix = "com.marlune.MarluneTracker.";
+
+std::string fullKey(std::string_view name) {
+  for (const std::string_view key : {key::eventsSending, key::batchEventQueue, key::networkQueue}) {
+    if (key.ends_with("." + std::string(name))) return std::string(key);
+  }
+  return std::string(prefix) + std::string(name);
+}
+
+void erase(Snapshot& snapshot, const std::string& path) {
+  snapshot.erase(path);
+  const auto below = snapshot.lower_bound(path + "/");
+  auto end = below;
+  while (end != snapshot.end() && end->first.starts_with(path + "/")) ++end;
+  snapshot.erase(below, end);
+}
+
+Dictionary stateOf(const ProcessState& state) {
+  const auto armed = [](const ProcessState::TimerReference& timer) { return timer.load() != nullptr; };
+  return Dictionary({
+      {"_loggingEnabled", state._loggingEnabled.load()},
+      {"_isNewUser", state._isNewUser.load()},
+      {"skipBecameActive", state.skipBecameActive.load()},
+      {"trackerHostname", state.trackerHostname.load()},
+      {"sdkVersion", state.sdkVersion.load()},
+      {"disabledDeviceTypes", state.disabledDeviceTypes.load()},
+      {"blacklistedEventNames", state.blacklistedEventNames.load()},
+      {"iAdAttributionAttempts", state.iAdAttributionAttempts.load()},
+      {"locMgr", state.locMgr.load() != nullptr},
+      {"rcascadeTimerDelay", state.rcascadeTimerDelay.load()},
+      {"rcascadeTimer", armed(state.rcascadeTimer)},
+      {"marluneAttributionCheckTimer", armed(state.marluneAttributionCheckTimer)},
+      {"marluneAttributionTimer", armed(state.marluneAttributionTimer)},
+      {"retryiAdAttributionTimer", armed(state.retryiAdAttributionTimer)},
+      {"iAdAttributionPayloadTimer", armed(state.iAdAttributionPayloadTimer)},
+      {"triggerRetryiAdRetrieval", state.triggerRetryiAdRetrieval.load()},
+      {"iAdDelegateProcessed", state.iAdDelegateProcessed.load()},
+      {"mlTrackerWaitTimer", armed(state.mlTrackerWaitTimer)},
+      {"reportLocation", state.reportLocation.load()},
+      {"location_accuracy", state.location_accuracy.load()},
+      {"location_timeout", state.location_timeout.load()},
+      {"location_staleness", state.location_staleness.load()},
+  });
+}
+
+std::string shortened(std::string text, std::size_t longest = 120) {
+  if (text.size() > longest) text.resize(longest);
+  return validUtf8(std::move(text));
+}
+
+std::string jsonText(const Value& value) {
+  std::optional<std::string> text = RapidJSONSerialization().text(value);
+  return text ? std::move(*text) : std::string(1, '?');
+}
+
+}  // namespace
+
+Phone::Phone()
+    : device(
+          [this](const Dictionary& event) {
+            const std::lock_guard lock(mutex_);
+            events_.push_back(event);
+          },
+          [](std::string_view bytes) { return bytes == "archive"; }),
+      process(device) {}
+
+std::shared_ptr<MarluneTracker> Phone::construct(const Value& options) {
+  auto tracker = MarluneTracker::initMarluneWithParams(process, options);
+  process.runQueues();
+  return tracker;
+}
+
+void Phone::reply(std::uint64_t number, const Value& body) {
+  process.network().reply(number, body);
+  process.runQueues();
+}
+
+std::vector<Dictionary> Phone::events() const {
+  const std::lock_guard lock(mutex_);
+  return events_;
+}
+
+std::vector<Dictionary> Phone::events(std::string_view name) const {
+  std::vector<Dictionary> found;
+  for (const Dictionary& event : events()) {
+    if (event["event"] == Value(name)) found.push_back(event);
+  }
+  return found;
+}
+
+void Phone::forgetEvents() {
+  const std::lock_guard lock(mutex_);
+  events_.clear();
+}
+
+Array Phone::batch() const { return device.store.objectForKey(key::batchEventQueue).array(); }
+
+Value Phone::stored(std::string_view name) const { return device.store.objectForKey(fullKey(name)); }
+
+void Phone::store(std::string_view name, const Value& value) { device.store.setObject(value, fullKey(name)); }
+
+void put(Snapshot& snapshot, const std::string& path, const Value& value) {
+  erase(snapshot, path);
+  if (value.isNothing()) return;
+  if (value.isDictionary() && !value.dictionary().empty()) {
+    const auto entries = value.dictionary().entries();
+    for (const Dictionary::Entry& entry : entries) put(snapshot, path + "/" + entry.key(), entry.value);
+  } else {
+    snapshot.insert_or_assign(path, jsonText(value));
+  }
+}
+
+Snapshot snapshotOf(Phone& phone) {
+  Snapshot snapshot;
+  put(snapshot, "store", phone.device.store.all());
+  put(snapshot, "state", stateOf(phone.process.processState()));
+  std::map<std::string, int> counts;
+  for (const Dictionary& event : phone.events()) {
+    const std::string name = event["event"].text();
+    if (name != "log") put(snapshot, "event " + name + " " + std::to_string(++counts[name]), event);
+  }
+  return snapshot;
+}
+
+void expectSame(const Snapshot& found, const Snapshot& expected) {
+  for (const auto& [path, text] : expected) {
+    const auto there = found.find(path);
+    if (there == found.end()) {
+      ADD_FAILURE() << path << " is absent, and should be " << shortened(text);
+    } else if (there->second != text) {
+      ADD_FAILURE() << path << " is " << shortened(there->second) << ", and should be " << shortened(text);
+    }
+  }
+  for (const auto& [path, text] : found) {
+    if (!expected.contains(path)) ADD_FAILURE() << path << " is " << shortened(text) << ", and should be absent";
+  }
+}
+
+std::string storePath(std::string_view name) { return "store/" + fullKey(name); }
+
+Value with(const Value& dictionary, std::string_view key, const Value& value) {
+  return dictionary.dictionary().setting(key, value);
+}
+
+std::string traceOf(std::string_view name, const Value& value) {
+  return std::string(name) + " = " + shortened(jsonText(value), 40);
+}
+
+std::string megabyteOf(char character) { return std::string(std::size_t{1} << 20, character); }
+
+}  // namespace fliprugair

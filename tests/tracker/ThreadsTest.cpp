@@ -1,0 +1,261 @@
+// What several threads do to one process at a time. The virtual clock stands still meanwhile: it belongs to the thread
+// that drives the process.
+
+#include <algorithm>
+#include <atomic>
+#include <barrier>
+#include <set>
+#include <thread>
+
+#include "Fliprugair/core/ProcessState.h"
+#include "Fliprugair/core/StoredKeys.h"
+#include "ObservedEnvironment.h"
+#include "Phone.h"
+
+namespace fliprugair {
+namespace {
+
+/// Runs `work` on `count` threads that set out together; `work` gets the thread's number.
+void onThreads(int count, const std::function<void(int thread)>& work) {
+  std::barrier start(count);
+  std::vector<std::thread> threads;
+  threads.reserve(static_cast<std::size_t>(count));
+  for (int number = 0; number < count; ++number) {
+    threads.emplace_back([&, number] {
+      start.arrive_and_wait();
+      work(number);
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+}
+
+const Value quietReply{{"success", 1}, {"flags", Value{{"resend_initial", false}}}};
+
+TEST(Threads, PublicCallsMayComeFromAnyOfThem) {
+  Phone phone;
+  const auto tracker = phone.construct({{"marluneAppId", "demo"}, {"enableLogging", true}});
+  phone.reply(1, quietReply);
+  onThreads(4, [&](int thread) {
+    const std::string name = "thread " + std::to_string(thread);
+    for (int round = 0; round < 5; ++round) {
+      tracker->trackEvent(name, "value");
+      tracker->trackEvent(name, "value", "receipt");
+      tracker->trackEventWithEventTitleString(name, nullptr, true);
+      tracker->identityLinkEvent(Value{{"user", name}});
+      tracker->spatialEvent(name, 1, 2, 3);
+      tracker->sendDeepLink(URL("app://link"), name);
+      tracker->setLimitAdTracking(round % 2 == 0);
+      tracker->handleWatchEvents(name);
+      tracker->trackWatchEvent(name, "value");
+      tracker->enableConsoleLogging(round % 2 == 0);
+      tracker->setCustomIdString(name);
+      tracker->customIdString();
+      tracker->retrieveAttribution();
+      tracker->swiftRetrieveAttribution();
+      tracker->setTrackerDelegate({});
+      tracker->trackerDelegate();
+      tracker->setIAdAttributionManager(nullptr);
+      tracker->iAdAttributionManager();
+    }
+  });
+  phone.process.runQueues();
+  EXPECT_FALSE(phone.events("send").empty());
+}
+
+TEST(Threads, RequestsHaveDifferentNumbers) {
+  Phone phone;
+  const auto tracker = phone.construct();
+  phone.reply(1, quietReply);
+  phone.forgetEvents();
+  onThreads(4, [&](int) {
+    for (int round = 0; round < 100; ++round) tracker->trackEvent("event", "value");
+  });
+  phone.process.runQueues();
+  std::set<std::int64_t> numbers;
+  const auto sends = phone.events("send");
+  for (const Dictionary& send : sends) numbers.insert(send["request"].integerValue());
+  EXPECT_EQ(numbers.size(), sends.size());
+}
+
+TEST(Threads, RecordsOfOneThreadArriveWholeAndInOrder) {
+  Phone phone;
+  const auto tracker = phone.construct();
+  phone.reply(1, quietReply);
+  phone.forgetEvents();
+  std::atomic<bool> done = false;
+  std::thread reader([&] {
+    while (!done) {
+      for (const Value& record : phone.batch()) {
+        const Dictionary data = record.dictionary()["data"].dictionary();
+        EXPECT_EQ(data["event_name"], data["event_data"]);
+      }
+    }
+  });
+  for (int number = 0; number < 240; ++number) {
+    const std::string text = std::to_string(number);
+    tracker->trackEvent(text, text);
+  }
+  done = true;
+  reader.join();
+  std::vector<std::string> names;
+  for (const Dictionary& send : phone.events("send")) {
+    for (const Value& record : send["payload"].array()) {
+      names.push_back(record.dictionary()["data"].dictionary()["event_name"].text());
+    }
+  }
+  for (const Value& record : phone.batch())
+    names.push_back(record.dictionary()["data"].dictionary()["event_name"].text());
+  ASSERT_EQ(names.size(), 240U);
+  for (std::size_t number = 0; number < names.size(); ++number) EXPECT_EQ(names[number], std::to_string(number));
+}
+
+/// A tracker that has asked for search-ad details, and counts what is parked.
+class SearchAd {
+ public:
+  explicit SearchAd(std::int64_t attempts) {
+    environment.store.onSet = [this](std::string_view key, const Value& value) {
+      if (key == key::initialPayload && !value.isNothing()) ++parked;
+    };
+    tracker = MarluneTracker::initMarluneWithParams(environment, Value{{"marluneAppId", "demo"}});
+    phone.process.runQueues();
+    phone.reply(1, Value{{"success", 1}, {"flags", Value{{"iad_attribution_attempts", attempts}}}});
+  }
+
+  /// The four details as they were merged; "" where there is none.
+  std::vector<std::string> mergedDetails() {
+    const Dictionary data = phone.stored("initialPayload").dictionary()["data"].dictionary();
+    EXPECT_EQ(data["device"], Value("iPhone8,1"));
+    std::vector<std::string> details;
+    for (const std::string_view name :
+         {"iad_attribution_details", "iad_attribution", "app_purchase_date", "iad_impression_date"}) {
+      details.push_back(data[name].text());
+    }
+    return details;
+  }
+
+  Phone phone;
+  ObservedEnvironment environment{phone.process};
+  std::shared_ptr<MarluneTracker> tracker;
+  std::atomic<int> parked = 0;
+};
+
+Value detailsOf(int thread) {
+  const std::string text = "thread " + std::to_string(thread);
+  return {
+      {"attributionDetails", text}, {"iAdAttribution", text}, {"appPurchaseDate", text}, {"iAdImpressionDate", text}};
+}
+
+TEST(Threads, OfRacingSearchAdAnswersOneIsMergedWhole) {
+  for (int round = 0; round < 40; ++round) {
+    SearchAd searchAd(3);
+    onThreads(4, [&](int thread) { searchAd.tracker->iAdAttributionData(detailsOf(thread), false); });
+    EXPECT_EQ(searchAd.parked, 1);
+    const auto details = searchAd.mergedDetails();
+    EXPECT_TRUE(details[0].starts_with("thread "));
+    for (const std::string& detail : details) EXPECT_EQ(detail, details[0]);
+    EXPECT_TRUE(searchAd.phone.stored("iAdAttribution_INITIAL_PASSTHROUGH").isNothing());
+    EXPECT_EQ(searchAd.environment.processState().iAdAttributionAttempts, 1);
+  }
+}
+
+TEST(Threads, OfRacingAnswersAndTimeOutsOneIsMerged) {
+  for (int round = 0; round < 40; ++round) {
+    SearchAd searchAd(3);
+    onThreads(4, [&](int thread) {
+      if (thread % 2 == 0) {
+        searchAd.tracker->iAdAttributionData(detailsOf(thread), false);
+      } else {
+        searchAd.tracker->iAdAttributionData(nullptr, false);  // as the time-out does
+      }
+    });
+    EXPECT_EQ(searchAd.parked, 1);
+    const auto details = searchAd.mergedDetails();
+    for (const std::string& detail : details) EXPECT_EQ(detail, details[0]);
+  }
+}
+
+TEST(Threads, OfRacingUnknownAnswersTheLastAllowedIsMerged) {
+  for (int round = 0; round < 40; ++round) {
+    SearchAd searchAd(3);
+    onThreads(4, [&](int) { searchAd.tracker->iAdAttributionData(nullptr, true); });
+    EXPECT_EQ(searchAd.parked, 1);
+    EXPECT_EQ(searchAd.environment.processState().iAdAttributionAttempts, 3);
+    EXPECT_TRUE(searchAd.environment.processState().iAdDelegateProcessed);
+  }
+}
+
+TEST(Threads, AnswersMayArriveWhileTrackersComeAndGo) {
+  Phone phone;
+  std::atomic<bool> done = false;
+  std::thread network([&] {
+    while (!done) {
+      for (const std::uint64_t request : phone.process.network().pending()) {
+        phone.process.network().reply(request, Value{{"success", 1}, {"data", Value{{"retry", 5}}}});
+      }
+    }
+  });
+  for (int round = 0; round < 100; ++round) {
+    auto tracker = MarluneTracker::initMarluneWithParams(
+        phone.process,
+        Value{{"marluneAppId", "demo"}, {"retrieveAttribution", true}, {"enableLogging", round % 2 == 0}});
+    ASSERT_NE(tracker, nullptr);
+    tracker->trackEvent("event", "value");
+    if (round % 3 == 0) phone.process.runQueues();
+    tracker.reset();
+    phone.process.runQueues();
+  }
+  done = true;
+  network.join();
+  phone.process.runQueues();
+  EXPECT_GE(phone.events("send").size(), 1U);
+}
+
+TEST(Threads, TheLastReferenceMayBeDroppedOnAnyOfThem) {
+  Phone phone;
+  for (int round = 0; round < 50; ++round) {
+    std::vector<std::shared_ptr<MarluneTracker>> held{phone.construct()};
+    const std::weak_ptr<MarluneTracker> weak = held[0];
+    held.resize(3, held[0]);
+    onThreads(3, [&](int thread) {
+      auto& own = held[static_cast<std::size_t>(thread)];
+      own->trackEvent("event", "value");
+      own.reset();
+    });
+    phone.process.runQueues();
+    EXPECT_TRUE(weak.expired());
+  }
+}
+
+TEST(Threads, NotificationsMayMeetTeardown) {
+  Phone phone;
+  std::atomic<bool> done = false;
+  std::thread system([&] {
+    while (!done) phone.process.post(ApplicationNotification::didBecomeActive);
+  });
+  for (int round = 0; round < 100; ++round) {
+    auto tracker = MarluneTracker::initMarluneWithParams(phone.process, Value{{"marluneAppId", "demo"}});
+    tracker.reset();
+    phone.process.runQueues();
+  }
+  done = true;
+  system.join();
+  phone.process.runQueues();
+  EXPECT_EQ(phone.stored("timeAppBecameActive"), Value(1700000000));
+}
+
+TEST(Threads, ConstructionsInSeveralProcessesShareNothing) {
+  onThreads(4, [&](int thread) {
+    Phone phone;
+    const std::string appId = "app " + std::to_string(thread);
+    for (int round = 0; round < 20; ++round) {
+      const auto tracker = phone.construct({{"marluneAppId", appId}, {"versionExtension", appId}});
+      EXPECT_EQ(phone.stored("appId"), Value(appId));
+      EXPECT_EQ(phone.process.processState().sdkVersion.load(), Value("ios-20160921" + appId));
+      tracker->trackEvent("event", "value");
+      phone.process.advance(100);
+    }
+  });
+}
+
+}  // namespace
+}  // namespace fliprugair
