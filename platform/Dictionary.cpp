@@ -1,5 +1,6 @@
 #include <algorithm>
 
+#include "platform/Text.h"
 #include "platform/Value.h"
 
 namespace fliprugair {
@@ -72,6 +73,7 @@ Dictionary::Dictionary(std::vector<std::pair<std::string, Value>> pairs) {
   entries.reserve(pairs.size());
   const bool mayBeLong = pairs.size() > shortSize;
   for (auto& pair : pairs) {
+    pair.first = validUtf8(std::move(pair.first));
     const std::uint32_t hash = hashOf(pair.first);
     const auto known = mayBeLong ? entries.end() : std::ranges::find_if(entries, [&](const Entry& entry) {
       return entry.hash == hash && entry.key() == pair.first;
@@ -139,8 +141,9 @@ Value Dictionary::operator[](std::string_view key) const {
 
 bool Dictionary::holds(std::string_view key) const { return find(key) != nullptr; }
 
-Dictionary Dictionary::setting(std::string_view key, Value value) const {
-  if (!node_) return Dictionary({{std::string(key), std::move(value)}});
+Dictionary Dictionary::setting(std::string_view given, Value value) const {
+  std::string key = validUtf8(std::string(given));
+  if (!node_) return Dictionary({{std::move(key), std::move(value)}});
   const std::uint32_t hash = hashOf(key);
   const std::size_t index = node_->bucketIndex(hash);
   const Entry* known = node_->find(key, hash);
@@ -151,7 +154,7 @@ Dictionary Dictionary::setting(std::string_view key, Value value) const {
   if (known != nullptr) {
     bucket[static_cast<std::size_t>(known - before.data())].value = std::move(value);
   } else {
-    bucket.push_back({std::make_shared<const std::string>(key), std::move(value), hash, node_->nextOrder});
+    bucket.push_back({std::make_shared<const std::string>(std::move(key)), std::move(value), hash, node_->nextOrder});
   }
   const auto node = node_->replacing(index, std::move(bucket));
   Dictionary result;

@@ -39,7 +39,11 @@ void MarluneTracker::log(std::string_view method, int line, std::string_view mes
   std::string text(method);
   text += " [Line " + std::to_string(line) + "] ";
   text += message;
-  platform().log(text);
+  try {
+    platform().log(text);
+  } catch (...) {
+    // A host app's sink that throws costs the line; there is nowhere left to say so.
+  }
 }
 
 std::string MarluneTracker::described(const Value& value) const {

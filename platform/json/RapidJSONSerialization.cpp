@@ -128,6 +128,8 @@ std::optional<std::string> RapidJSONSerialization::text(const Value& value, Layo
 }
 
 std::optional<Value> RapidJSONSerialization::value(std::string_view text, std::size_t depth) const {
+  // The reader takes a NUL for the end; JSON has none outside its escapes.
+  if (text.find('\0') != std::string_view::npos) return std::nullopt;
   const std::string valid = validUtf8(std::string(text));
   rapidjson::MemoryStream bytes(valid.data(), valid.size());
   rapidjson::EncodedInputStream<rapidjson::UTF8<>, rapidjson::MemoryStream> stream(bytes);

@@ -13,10 +13,10 @@ TEST(RequestTable, ShowsEveryRecordAndWhetherTheRequestWasConfirmed) {
       Value{{"number", 1}, {"received", 10.0}, {"action", "batch"}, {"body", Array{event, pause}}, {"status", 200}},
       Value{{"number", 2}, {"received", 11.5}, {"action", "update"}, {"body", update}, {"status", 503}}};
   EXPECT_EQ(requestTable(requests),
-            "  no.  when    action  records                     confirmed\n"
-            "  1    +0.0 s  batch   event \"level\"               yes\n"
+            "  no.  when    action  records                   confirmed\n"
+            "  1    +0.0 s  batch   event \"level\"             yes\n"
             "                       session \"pause\"\n"
-            "  2    +1.5 s  update  update of language, idfa    no (503)\n");
+            "  2    +1.5 s  update  update of language, idfa  no (503)\n");
 }
 
 TEST(RequestTable, HasOnlyItsHeadingWhenNothingCame) {
