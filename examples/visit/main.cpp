@@ -111,10 +111,6 @@ int visit(const Settings& settings) {
     const Value attribution = listener->wait(std::chrono::seconds(20));
     say(attribution.isNothing() ? "no attribution result came within 20 seconds"
                                 : "attribution result: " + tracker->swiftRetrieveAttribution());
-    if (!settings.gpsdPort.empty()) {
-      environment.applicationWillResignActive();
-      environment.applicationDidBecomeActive();
-    }
     reportEvents(*tracker);
   } else {
     say("attribution result is known from the last visit: " + tracker->swiftRetrieveAttribution());
