@@ -181,6 +181,32 @@ TEST(KeyedArchive, WhatIsNoArchiveIsAbsent) {
   }
 }
 
+TEST(KeyedArchive, WellFormedXMLThatIsNoPropertyListIsAbsent) {
+  for (const std::string content : {"<dict><key>k</key></dict>",
+                                    "<dict><true/></dict>",
+                                    "<dict><key>k</key><key>l</key><true/></dict>",
+                                    "<dict>text</dict>",
+                                    "<array>text<true/></array>",
+                                    "<array><key>k</key></array>",
+                                    "<string>&none;</string>",
+                                    "<string>&amp</string>",
+                                    "<string>&;</string>",
+                                    "<string>&#0;</string>",
+                                    "<integer>&amp;</integer>",
+                                    "<integer/>",
+                                    "<real>x</real>",
+                                    "<date>yesterday</date>",
+                                    "<date/>",
+                                    "<data>****</data>",
+                                    "<true>x</true>",
+                                    "<key>k</key>",
+                                    "<string>a<!-- b -->c</string>",
+                                    "<integer><!-- 1 -->2</integer>"}) {
+    EXPECT_FALSE(isReadableKeyedArchive("<plist version=\"1.0\">" + content + "</plist>")) << content;
+    EXPECT_FALSE(isReadableKeyedArchive("<plist version=\"1.0\"><array>" + content + "</array></plist>")) << content;
+  }
+}
+
 TEST(KeyedArchive, CutOffAnywhereAnArchiveIsAbsent) {
   const std::string binary = test::personArchive().binary();
   for (std::size_t length = 0; length < binary.size(); ++length) {

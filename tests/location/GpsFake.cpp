@@ -76,7 +76,7 @@ std::string devicesAt(const std::string& port) {
   const int output = open(log.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
   dup2(output, STDOUT_FILENO);
   dup2(output, STDERR_FILENO);
-  execvp("gpsfake", arguments);
+  execvp(arguments[0], arguments);
   _exit(127);
 }
 
@@ -118,7 +118,9 @@ GpsFake::~GpsFake() {
 void GpsFake::start() {
   port_ = freePort();
   const auto output = (folder_ / "output").string();
-  std::vector<std::string> words{"gpsfake", "-q", "-c", "0.01", "-P", port_, (folder_ / "receiver.nmea").string()};
+  // gpsd is where only the superuser's search path leads.
+  std::vector<std::string> words{
+      "env", "GPSD_HOME=/usr/sbin", "gpsfake", "-q", "-c", "0.01", "-P", port_, (folder_ / "receiver.nmea").string()};
   std::vector<char*> arguments;
   for (auto& word : words) arguments.push_back(word.data());
   arguments.push_back(nullptr);
