@@ -92,10 +92,14 @@ void LinuxEnvironment::applicationWillTerminate() {
 }
 
 void LinuxEnvironment::deliver(ApplicationNotification notification) {
-  if (parts_->options.mainThread == MainThread::own && !parts_->thread.start()) {
+  const auto post = [this, notification] { parts_->notificationCenter.post(notification); };
+  if (parts_->options.mainThread == MainThread::host) {
+    parts_->loop.async(post);
+  } else if (parts_->thread.start()) {
+    onMain(post);
+  } else {
     log("No thread for the main queue: the application's life goes by unnoticed.");
   }
-  parts_->loop.async([this, notification] { parts_->notificationCenter.post(notification); });
 }
 
 void LinuxEnvironment::terminate() {

@@ -41,8 +41,9 @@ class LinuxEnvironment final : public Environment, public Platform {
   /// a thread of the platform's.
   ~LinuxEnvironment() override;
 
-  // The application's life, told by the host app. Each call returns at once; the trackers hear of it on the main
-  // thread.
+  // The application's life, told by the host app; the trackers hear of it on the main thread. With MainThread::own each
+  // call returns when they have dealt with it, which waits for nothing, so that what the host app reports next comes
+  // next. With MainThread::host each call returns at once.
   void applicationDidFinishLaunching();
   void applicationDidBecomeActive();
   void applicationWillResignActive();

@@ -114,7 +114,7 @@ AnyObject Arguments::any(std::size_t index) const {
   if (marked(index, "$url")) return url(index);
   if (!marked(index, "$standard")) return values_[index];
   standard(index);  // checked, and of no kind that an adapter takes
-  return URL();
+  return AnyObject(std::in_place_type<URL>);
 }
 
 }  // namespace fliprugair::sim
