@@ -67,7 +67,8 @@ inline std::unique_ptr<SQLiteUserDefaults> openStore(const std::filesystem::path
   return std::get<std::unique_ptr<SQLiteUserDefaults>>(std::move(opened));
 }
 
-/// What a process would find in `file` if the one that has it open died at this moment.
+/// What a process would find in `file` if the one that has it open died at this moment. Only for stores that have
+/// written less than would wake their background thread: the copy is not made in one instant.
 class AfterSuddenDeath {
  public:
   explicit AfterSuddenDeath(const std::filesystem::path& file) {

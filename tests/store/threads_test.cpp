@@ -10,7 +10,7 @@ TEST(SQLiteStore, LosesNoUpdateOfSeveralThreads) {
   constexpr int threads = 4;
   constexpr int updates = 200;
   const TemporaryFolder folder;
-  const auto store = openStore(folder / "store");
+  auto store = openStore(folder / "store");
   std::vector<std::thread> writers;
   for (int writer = 0; writer < threads; ++writer) {
     writers.emplace_back([&, writer] {
@@ -25,14 +25,15 @@ TEST(SQLiteStore, LosesNoUpdateOfSeveralThreads) {
     });
   }
   for (std::thread& writer : writers) writer.join();
-  AfterSuddenDeath after(folder / "store");
-  EXPECT_EQ(after->integerForKey("count"), threads * updates);
-  EXPECT_EQ(after->arrayForKey("queue")->size(), static_cast<std::size_t>(threads * updates));
+  store.reset();
+  store = openStore(folder / "store");
+  EXPECT_EQ(store->integerForKey("count"), threads * updates);
+  EXPECT_EQ(store->arrayForKey("queue")->size(), static_cast<std::size_t>(threads * updates));
 }
 
 TEST(SQLiteStore, IsReadAndWrittenWhileItsLogIsCopied) {
   const TemporaryFolder folder;
-  const auto store = openStore(folder / "store");
+  auto store = openStore(folder / "store");
   std::atomic<bool> ends = false;
   std::thread reader([&] {
     std::int64_t last = 0;
@@ -54,9 +55,10 @@ TEST(SQLiteStore, IsReadAndWrittenWhileItsLogIsCopied) {
   }
   ends = true;
   reader.join();
-  AfterSuddenDeath after(folder / "store");
-  EXPECT_EQ(after->objectForKey("sent"), store->objectForKey("sent"));
-  EXPECT_EQ(after->objectForKey("sent").dictionary().size(), 20U);
+  const Value sent = store->objectForKey("sent");
+  EXPECT_EQ(sent.dictionary().size(), 20U);
+  store.reset();
+  EXPECT_EQ(openStore(folder / "store")->objectForKey("sent"), sent);
 }
 
 }  // namespace

@@ -155,6 +155,47 @@ TEST(SQLiteStore, KeepsTheOrderOfADictionaryThatWasAddedToAfterReopening) {
   EXPECT_EQ(expected.size(), 7U);
 }
 
+TEST(SQLiteStore, KeepsTheOrderOfMovedArraysAndOfWhatFollowsThem) {
+  const TemporaryFolder folder;
+  Dictionary sent = Value{{"first", 1}}.dictionary();
+  {
+    const auto store = openStore(folder / "store");
+    store->setObject(sent, "sent");
+    for (const char* key : {"a", "b", "c"}) store->setObject(Array{key}, key);
+    store->synchronize();
+    for (const char* key : {"c", "a", "b"}) {
+      sent = sent.setting(key, store->objectForKey(key));
+      store->removeObject(key);
+    }
+    store->setObject(sent, "sent");
+  }
+  const auto store = openStore(folder / "store");
+  EXPECT_EQ(store->objectForKey("sent"), Value(sent));
+  sent = store->objectForKey("sent").dictionary().setting("last", 2);
+  store->setObject(sent, "sent");
+  store->synchronize();
+  EXPECT_EQ(AfterSuddenDeath(folder / "store")->objectForKey("sent"), Value(sent));
+}
+
+TEST(SQLiteStore, LetsAnArrayMoveToWhereSomethingElseWas) {
+  const TemporaryFolder folder;
+  const auto store = openStore(folder / "store");
+  store->setObject(Array{1, 2}, "source");
+  store->setObject("text", "key");
+  store->setObject(Value{{"entry", "text"}}, "dictionary");
+  store->synchronize();
+  for (const char* target : {"key", "dictionary"}) {
+    const Value array = store->objectForKey("source");
+    store->setObject(target == std::string("key") ? array : Value{{"entry", array}}, target);
+    store->setObject(Array{3, 4}, "source");
+    store->synchronize();
+  }
+  AfterSuddenDeath after(folder / "store");
+  EXPECT_EQ(after->objectForKey("key"), Value(Array{1, 2}));
+  EXPECT_EQ(after->objectForKey("dictionary").dictionary()["entry"], Value(Array{3, 4}));
+  EXPECT_EQ(after->objectForKey("source"), Value(Array{3, 4}));
+}
+
 TEST(SQLiteStore, PutsJSONTextIntoTheRows) {
   const TemporaryFolder folder;
   openStore(folder / "store")->setObject(Value{{"name", "x"}, {"inner", Value{{"list", Array{1, 2.5}}}}}, "key");

@@ -2,8 +2,6 @@
 
 #include <sqlite3.h>
 
-#include <array>
-
 namespace fliprugair {
 
 namespace {
@@ -18,7 +16,7 @@ namespace {
       throw StoreError(StoreError::Kind::damaged, text);
     case SQLITE_BUSY:
     case SQLITE_LOCKED:
-      throw StoreError(StoreError::Kind::inUse, text);
+      throw StoreError(StoreError::Kind::inUse, "another process");
     default:
       throw StoreError(StoreError::Kind::unavailable, text);
   }

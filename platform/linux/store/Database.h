@@ -16,7 +16,7 @@ class StoreError : public std::runtime_error {
  public:
   enum class Kind {
     unavailable,  ///< the medium refuses: folder, rights, space
-    inUse,        ///< somebody else has it
+    inUse,        ///< somebody else has it; the text says who
     damaged,      ///< what is in the file is not a store
   };
 

@@ -17,7 +17,7 @@ constexpr std::int64_t formatVersion = 1;
 bool isAbsentOrEmpty(const std::string& path) {
   std::error_code error;
   const auto size = std::filesystem::file_size(path, error);
-  return error ? !std::filesystem::exists(path) : size == 0;
+  return error ? error == std::errc::no_such_file_or_directory : size == 0;
 }
 
 /// `value` with nothing for every number that JSON has no text for.
@@ -58,10 +58,16 @@ RowFile::~RowFile() = default;
 void RowFile::prepare() {
   database_.execute("PRAGMA secure_delete = OFF; PRAGMA temp_store = MEMORY; PRAGMA journal_size_limit = 4194304");
   sqlite3_wal_hook(database_.get(), noteLogPages, this);
-  if (database_.integer("PRAGMA page_count") == 0) create();
+  const bool isNew =
+      database_.integer("SELECT count(*) FROM sqlite_schema") == 0 && database_.integer("PRAGMA application_id") == 0;
+  if (isNew) create();
   if (database_.integer("PRAGMA application_id") != applicationId ||
       database_.integer("PRAGMA user_version") != formatVersion) {
     throw StoreError::damaged("not a store, or one of another version");
+  }
+  Statement journal(database_.get(), "PRAGMA journal_mode = WAL");
+  if (!journal.step() || journal.text(0) != "wal") {
+    throw StoreError(StoreError::Kind::unavailable, "no write-ahead log can be kept there");
   }
   Statement examination(database_.get(), "PRAGMA quick_check(1)");
   if (!examination.step() || examination.text(0) != "ok") throw StoreError::damaged(std::string(examination.text(0)));
@@ -73,9 +79,9 @@ void RowFile::prepare() {
 }
 
 void RowFile::create() {
-  // Pages of this size take three records; smaller ones make every record a page split, larger ones more to write.
+  database_.execute(("PRAGMA page_size = " + std::to_string(pageSize)).c_str());
   database_.execute(
-      "PRAGMA page_size = 2048; PRAGMA journal_mode = WAL; BEGIN;"
+      "PRAGMA journal_mode = WAL; BEGIN;"
       "CREATE TABLE rows (id INTEGER PRIMARY KEY, parent INTEGER NOT NULL, position INTEGER NOT NULL,"
       " name TEXT NOT NULL, value TEXT NOT NULL);");
   database_.execute(("PRAGMA application_id = " + std::to_string(applicationId)).c_str());
@@ -107,7 +113,7 @@ void RowFile::write(const std::vector<RowChange>& changes) {
   try {
     for (const RowChange& change : changes) make(change);
     commit_->run();
-  } catch (const StoreError&) {
+  } catch (...) {
     const bool isOpen = sqlite3_get_autocommit(database_.get()) == 0;
     if (isOpen) sqlite3_exec(database_.get(), "ROLLBACK", nullptr, nullptr, nullptr);
     throw;

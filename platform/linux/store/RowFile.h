@@ -19,6 +19,12 @@ namespace fliprugair {
 /// Owned by StoreDisk. Used by one thread at a time, except `checkpoint`.
 class RowFile {
  public:
+  /// Bytes. Pages of this size take three records: smaller ones would make every record a page split, larger ones more
+  /// to write.
+  static constexpr int pageSize = 2048;
+  static constexpr int logTarget = 1000;      ///< pages; from here on the log is to be begun anew
+  static constexpr int logLimit = 16 * 1024;  ///< pages; from here on even if the writes do not pause
+
   /// Opens the file, or begins one.
   explicit RowFile(const std::string& path);
   ~RowFile();
@@ -51,9 +57,6 @@ class RowFile {
   bool restartLog(int checkpointed);
 
  private:
-  static constexpr int logTarget = 1000;      ///< pages; about 2 MB
-  static constexpr int logLimit = 16 * 1024;  ///< pages; about 32 MB
-
   static std::vector<Row> rows(const Database& database);
   void prepare();
   void create();

@@ -205,7 +205,7 @@ Array RowMirror::takeRowsOfDonor(const Array& array, Stored& stored) {
   if (donor == donors_.end()) return {};
   stored = std::exchange((*donor)->row, {});
   stored.position = nextNumber_++;
-  return std::exchange((*donor)->value, {}).array();
+  return (*donor)->value.array();
 }
 
 }  // namespace fliprugair

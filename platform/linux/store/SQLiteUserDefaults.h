@@ -22,9 +22,10 @@ class StoreMemory;
 ///
 /// Ownership: the host's. Destruction makes pending writes durable, cleans up the file and stops the store's one
 /// background thread.
-/// Threads: as UserDefaults. A caller waits for other callers' writes, but not while the disk confirms (fsync): that
-/// happens on the background thread. Only when so much was written without a pause that the log reached its limit
-/// does one write wait for it.
+/// Threads: as UserDefaults. Reads never wait for the disk. A `synchronize` waits for those of other threads, but not
+/// for the disk to confirm anything (fsync): the background thread has SQLite's log copied into the file beside the
+/// writes. One wait remains, when the log is begun anew: the background thread seeks a pause in the writes for it,
+/// after about two megabytes, and does without one only after about thirty-two.
 class SQLiteUserDefaults final : public UserDefaults {
  public:
   /// Receives diagnostic lines, with no lock held; what it throws is dropped.

@@ -35,7 +35,7 @@ void StoreDisk::commit(StoreMemory& memory) {
     try {
       attempt(memory, lines);
       if (std::exchange(isFailing_, false)) lines.push_back("the store " + path_.string() + " is being written again");
-    } catch (const StoreError& error) {
+    } catch (const std::exception& error) {
       noteFailure(error, lines);
     }
   }
@@ -99,7 +99,7 @@ void StoreDisk::beginAfresh(const StoreError& damage, StoreMemory& memory, Lines
                   aside.filename().string() + " and a fresh one begun");
 }
 
-void StoreDisk::noteFailure(const StoreError& error, Lines& lines) {
+void StoreDisk::noteFailure(const std::exception& error, Lines& lines) {
   if (std::exchange(isFailing_, true)) return;
   lines.push_back("the store " + path_.string() + " cannot be written (" + error.what() +
                   "); going on from memory until it can");

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <exception>
 #include <filesystem>
 #include <functional>
 #include <memory>
@@ -39,7 +40,7 @@ class StoreDisk {
   void writeAll(StoreMemory& memory);
   void connect(StoreMemory& memory);
   void beginAfresh(const StoreError& damage, StoreMemory& memory, Lines& lines);
-  void noteFailure(const StoreError& error, Lines& lines);
+  void noteFailure(const std::exception& error, Lines& lines);
   void readUnwritable(StoreMemory& memory) const;
   bool checkpoint();
   void say(const Lines& lines) const;
