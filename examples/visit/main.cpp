@@ -49,7 +49,6 @@ class LevelCompleted final : public fliprugair::EventStandardParameters {
 struct Settings {
   std::string host;
   std::filesystem::path folder;
-  std::string gpsdHost = "localhost";
   std::string gpsdPort;
   bool first = true;
 };
@@ -65,11 +64,13 @@ void reportEvents(MarluneTracker& tracker) {
   tracker.spatialEvent("Treasure", 1.5F, -2.0F, 0.0F);
   tracker.sendDeepLink(fliprugair::URL("demo://welcome?from=mail"), "com.example.mail");
   tracker.identityLinkEvent({{"player", "4711"}});
+  tracker.trackEventWithEventTitleString("Rating", "5", true);
   tracker.setLimitAdTracking(true);
-  say("reported two events, a purchase, a standard event, a place, a deep link, an identity link and a privacy choice");
+  say("reported two events, a purchase, two standard events, a place, a deep link, an identity link, a privacy choice");
   tracker.handleWatchEvents("watch-1");
   tracker.trackWatchEvent("Steps", "1000");
-  say("reported a paired watch and one of its events");
+  tracker.trackWatchEvent("Heart Rate", "72");
+  say("reported a paired watch and two of its events");
 }
 
 int visit(const Settings& settings) {
@@ -82,7 +83,6 @@ int visit(const Settings& settings) {
   options.documentsFolder = settings.folder / "documents";
   options.facts.locationServicesEnabled = !settings.gpsdPort.empty();
   options.facts.locationAuthorizationStatus = 3;
-  options.gpsdHost = settings.gpsdHost;
   if (!settings.gpsdPort.empty()) options.gpsdPort = settings.gpsdPort;
   auto opened = LinuxEnvironment::open(std::move(options));
   if (!opened.environment) {
@@ -109,8 +109,11 @@ int visit(const Settings& settings) {
 
   if (settings.first) {
     const Value attribution = listener->wait(std::chrono::seconds(20));
-    say(attribution.isNothing() ? "no attribution result came within 20 seconds"
-                                : "attribution result: " + tracker->swiftRetrieveAttribution());
+    if (attribution.isNothing()) {
+      std::cerr << "fliprugair-visit: no attribution result came within 20 seconds\n";
+      return 1;
+    }
+    say("attribution result: " + tracker->swiftRetrieveAttribution());
     reportEvents(*tracker);
   } else {
     say("attribution result is known from the last visit: " + tracker->swiftRetrieveAttribution());
