@@ -1,0 +1,23 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace fliprugair::sim {
+
+/// What did not hold, and the shortest script found for which it does not.
+struct ScriptFailure {
+  std::string what;
+  std::vector<std::string> script;
+
+  /// Both, for a person.
+  std::string text() const;
+};
+
+/// Runs `length` random commands on a simulator; nothing when all held that must hold.
+std::optional<ScriptFailure> runRandomScript(std::uint64_t seed, std::size_t length);
+
+}  // namespace fliprugair::sim
