@@ -46,10 +46,12 @@ void StoreDisk::attempt(StoreMemory& memory, Lines& lines) {
   try {
     writeAll(memory);
   } catch (const StoreError& error) {
-    if (error.kind() != StoreError::Kind::damaged) throw;
+    // If a fresh file is damaged too, the next one will be no better.
+    if (error.kind() != StoreError::Kind::damaged || std::exchange(hasBegunAfresh_, true)) throw;
     beginAfresh(error, memory, lines);
     writeAll(memory);
   }
+  hasBegunAfresh_ = false;
 }
 
 void StoreDisk::writeAll(StoreMemory& memory) {

@@ -55,6 +55,7 @@ class StoreDisk {
   std::vector<StoreMemory::Write> writes_;
   std::vector<RowChange> changes_;  ///< staged and not yet in the file
   bool isFailing_ = false;
+  bool hasBegunAfresh_ = false;  ///< and not yet written successfully
 
   Checkpointer checkpointer_;
 };
