@@ -12,8 +12,9 @@ class MarluneTrackerClientDelegate {
   /// Called with the attribution dictionary when the control host has given its final answer: whatever the host
   /// sent, or {"attribution": "false"} when it knows of none. Implementing it is optional.
   ///
-  /// Runs directly on the thread that the network collaborator delivers replies on, with no lock held. A host app that
-  /// lives on another thread hands the value over (a Value may be copied to any thread):
+  /// Runs directly on the thread that the network collaborator delivers replies on, with no lock held. It must
+  /// not block: other requests wait meanwhile, and so does the end of the platform. A host app that lives on another
+  /// thread hands the value over (a Value may be copied to any thread):
   ///
   ///     void Marlune_attributionResult(const Value& attribution) override {
   ///       myLoop.post([this, attribution] { show(attribution); });

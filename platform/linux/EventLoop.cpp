@@ -83,6 +83,8 @@ void EventLoop::poll() { turn(Turn::once); }
 void EventLoop::turn(Turn how) {
   if (handles_ == nullptr || turning_.exchange(true)) return;
   mainThread_ = std::this_thread::get_id();
+  runsUntilStopped_ = how == Turn::untilStopped;
+  if (runsUntilStopped_ && stopRequested_) uv_async_send(&handles_->wake);  // poll() may have used up the stop's own
   uv_run(&handles_->loop, how == Turn::once ? UV_RUN_NOWAIT : UV_RUN_DEFAULT);
   turning_ = false;
 }
@@ -122,7 +124,7 @@ void EventLoop::runTimersAndSetAlarm() {
 }
 
 void EventLoop::runTasks() {
-  const bool stopping = stopRequested_.exchange(false);
+  const bool stopping = runsUntilStopped_ && stopRequested_.exchange(false);
   {
     const std::lock_guard lock(mutex_);
     std::swap(batch_, posted_);
@@ -133,6 +135,11 @@ void EventLoop::runTasks() {
   }
   batch_.clear();
   if (stopping) uv_stop(&handles_->loop);
+}
+
+bool EventLoop::isClosed() const {
+  const std::lock_guard lock(mutex_);
+  return closed_;
 }
 
 void EventLoop::close() {

@@ -54,6 +54,7 @@ class EventLoop final : public MainQueue {
 
   /// Drops tasks and timers that are left, and from now on those that come. Not while the loop is being turned.
   void close();
+  bool isClosed() const;
 
  private:
   struct Handles;
@@ -67,6 +68,7 @@ class EventLoop final : public MainQueue {
   std::unique_ptr<Handles> handles_;  ///< null when closed
   TimerList timers_;
   std::vector<Task> batch_;
+  bool runsUntilStopped_ = false;  ///< else what turns the loop is poll(), which leaves a stop to the next run()
   std::atomic<std::thread::id> mainThread_;
   std::atomic<bool> turning_ = false;
   std::atomic<bool> stopRequested_ = false;

@@ -1,11 +1,11 @@
 #pragma once
 
 #include <filesystem>
-#include <mutex>
 #include <optional>
 #include <string>
 
 #include "platform/Device.h"
+#include "platform/Locked.h"
 
 namespace fliprugair {
 
@@ -29,8 +29,7 @@ class LinuxBundle final : public Bundle {
  private:
   const Entries entries_;
   const std::filesystem::path receipt_;
-  mutable std::mutex mutex_;  ///< held while the file is read, so that two threads do not both encode it
-  mutable Value encoded_;
+  mutable Locked<Value> encoded_;
 };
 
 }  // namespace fliprugair

@@ -12,9 +12,12 @@ void LinuxSearchAdAttribution::setIAdAttributionDelegate(std::weak_ptr<MarluneiA
 void LinuxSearchAdAttribution::retrieveiAdAttribution(bool /*loggingEnabled*/) {
   // What answers knows the delegate, not this object, which may be gone by then. A second answer has no question.
   auto answered = std::make_shared<std::atomic<bool>>(false);
-  auto answer = [delegate = delegate_.load(), answered = std::move(answered)](const Value& details, bool unknown) {
+  auto answer = [delegate = delegate_.load(), answered = std::move(answered), answers = answers_](const Value& details,
+                                                                                                  bool unknown) {
     if (answered->exchange(true)) return;
-    if (const auto listener = delegate.lock()) listener->iAdAttributionData(details, unknown);
+    answers->pass([&] {
+      if (const auto listener = delegate.lock()) listener->iAdAttributionData(details, unknown);
+    });
   };
   queue_.async([source = source_, answer = std::move(answer)] {
     if (source) {

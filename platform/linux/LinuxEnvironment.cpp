@@ -7,6 +7,7 @@
 
 #include "platform/json/RapidJSONSerialization.h"
 #include "platform/linux/EventLoop.h"
+#include "platform/linux/Gate.h"
 #include "platform/linux/LinuxApplication.h"
 #include "platform/linux/LinuxBundle.h"
 #include "platform/linux/LinuxDevice.h"
@@ -42,13 +43,14 @@ struct LinuxEnvironment::Parts {
   WorkerPool workers;
   LinuxApplication application;
   NetworkPiece network;
-  std::function<std::shared_ptr<MarluneLocationManager>()> makeLocationManager;
+  LocationPiece location;
+  const std::shared_ptr<Gate> answers = std::make_shared<Gate>();
   LoopThread thread;
 
   std::atomic<bool> willTerminateWasSaid = false;
   std::atomic<bool> terminationHasBegun = false;
   std::atomic<bool> tasksHaveEnded = false;
-  bool closed = false;
+  std::atomic<bool> closed = false;
 };
 
 LinuxEnvironment::Parts::Parts(LinuxOptions given)
@@ -68,7 +70,7 @@ LinuxEnvironment::Parts::Parts(LinuxOptions given)
 
 LinuxEnvironment::LinuxEnvironment(std::unique_ptr<Parts> parts) : parts_(std::move(parts)) {
   parts_->network = openNetwork(parts_->options, *this, parts_->log);
-  parts_->makeLocationManager = openLocation(parts_->options, *this, parts_->log);
+  parts_->location = openLocation(parts_->options, *this, parts_->log);
 }
 
 LinuxEnvironment::Result LinuxEnvironment::open(LinuxOptions options) {
@@ -105,6 +107,7 @@ void LinuxEnvironment::deliver(ApplicationNotification notification) {
 void LinuxEnvironment::terminate() {
   if (parts_->closed) return;
   beginTermination();
+  if (isInsideCall()) return;
   if (parts_->options.mainThread == MainThread::own && parts_->thread.start()) {
     if (!parts_->thread.join()) return;
   } else {
@@ -116,7 +119,10 @@ void LinuxEnvironment::terminate() {
 
 void LinuxEnvironment::beginTermination() {
   if (parts_->terminationHasBegun.exchange(true)) return;
-  applicationWillTerminate();
+  // Posted, never waited for: this may be a thread that the handlers in turn wait for.
+  if (!parts_->willTerminateWasSaid.exchange(true)) {
+    parts_->loop.async([this] { parts_->notificationCenter.post(ApplicationNotification::willTerminate); });
+  }
   const auto waitForTasks = [this] {
     parts_->application.whenAllEnded([this] {
       parts_->tasksHaveEnded = true;
@@ -127,21 +133,31 @@ void LinuxEnvironment::beginTermination() {
   parts_->loop.async([this, waitForTasks] { parts_->loop.async(waitForTasks); });
 }
 
+/// Whether this thread belongs to what close() waits for.
+bool LinuxEnvironment::isInsideCall() const {
+  const auto isInside = [](const std::function<bool()>& isOwnThread) { return isOwnThread && isOwnThread(); };
+  return parts_->workers.isOwnThread() || parts_->answers->isInside() || isInside(parts_->location.isOwnThread) ||
+         isInside(parts_->network.isOwnThread);
+}
+
 void LinuxEnvironment::close() {
   // Whatever is dropped here may hold a tracker's last reference, and its end reaches for every part: all of them are
   // still there, and those that are closed ignore it.
   parts_->loop.close();
   parts_->workers.stop();
+  parts_->answers->close();
+  if (parts_->location.stop) parts_->location.stop();
   if (parts_->network.stop) parts_->network.stop();
   parts_->userDefaults->synchronize();
   parts_->closed = true;
 }
 
 bool LinuxEnvironment::onMain(std::function<void()> task) {
-  if (parts_->loop.isMainThread()) {
+  if (parts_->loop.isMainThread() && !parts_->loop.isClosed()) {
     runGuarded(task, "A task of the main queue", parts_->log);
     return true;
   }
+  if (parts_->options.mainThread == MainThread::own && !parts_->thread.start()) return false;
   // A task that is dropped takes the promise with it, which ends the waiting too.
   auto end = std::make_shared<std::promise<bool>>();
   std::future<bool> hasRun = end->get_future();
@@ -168,7 +184,9 @@ void LinuxEnvironment::poll() {
   if (parts_->options.mainThread == MainThread::host) parts_->loop.poll();
 }
 
-int LinuxEnvironment::fileDescriptor() const { return parts_->loop.fileDescriptor(); }
+int LinuxEnvironment::fileDescriptor() const {
+  return parts_->options.mainThread == MainThread::host ? parts_->loop.fileDescriptor() : -1;
+}
 
 std::optional<std::chrono::steady_clock::time_point> LinuxEnvironment::next_deadline() const {
   if (parts_->options.mainThread != MainThread::host) return std::nullopt;
@@ -180,11 +198,11 @@ void LinuxEnvironment::setFacts(HostFacts facts) { parts_->facts.store(shared(st
 std::shared_ptr<MarluneNetworkAccess> LinuxEnvironment::makeNetworkAccess() { return parts_->network.makeAccess(); }
 
 std::shared_ptr<MarluneLocationManager> LinuxEnvironment::makeLocationManager() {
-  return parts_->makeLocationManager();
+  return parts_->location.makeManager();
 }
 
 std::shared_ptr<MarluneRetrieveiAdAttribution> LinuxEnvironment::makeRetrieveiAdAttribution() {
-  return std::make_shared<LinuxSearchAdAttribution>(parts_->workers, parts_->options.searchAdSource);
+  return std::make_shared<LinuxSearchAdAttribution>(parts_->workers, parts_->options.searchAdSource, parts_->answers);
 }
 
 std::shared_ptr<MarluneHardwareInfo> LinuxEnvironment::makeHardwareInfo() {

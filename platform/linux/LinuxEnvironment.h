@@ -21,11 +21,12 @@ namespace fliprugair {
 ///     environment.applicationDidBecomeActive();
 ///     ...                                          // tracker->trackEvent(...) from any thread
 ///     environment.applicationWillResignActive();
-///     environment.terminate();                     // sends what is pending, for 5 seconds at most
+///     environment.terminate();                     // sends what is pending, for 5 seconds at most; see there
 ///
-/// The main thread: the one that opened the environment, until the first lifecycle call (MainThread::own) starts a
-/// thread for it, or until the host app first calls run() or poll() (MainThread::host). Construct trackers before that
-/// call and no main-queue work can get ahead of the construction; later, construct them inside onMain.
+/// The main thread: the one that opened the environment, until a thread for it is started (MainThread::own) by the
+/// first lifecycle call or by an onMain from another thread, or until the host app first calls run() or poll()
+/// (MainThread::host). Construct trackers before that call and no main-queue work can get ahead of the construction;
+/// later, construct them inside onMain.
 ///
 /// Threads: any, except where a method says otherwise. Nothing is thrown. Lifecycle calls and whatever else runs on the
 /// main thread are handed over in the order of the calls.
@@ -50,13 +51,19 @@ class LinuxEnvironment final : public Environment, public Platform {
   void applicationWillTerminate();  ///< only the first one counts; terminate() includes it
 
   /// Says that the application will terminate, and waits until background tasks have ended or their time is over;
-  /// meanwhile everything goes on as before. Then stops the main queue, the global queue and the network in this order,
-  /// drops their tasks, and makes the store durable. One thread at a time; MainThread::host: on the main thread. From
-  /// inside a task of the main queue it returns at once, and what remains is done by the next call or the destructor.
+  /// meanwhile everything goes on as before. Then stops the main queue, the global queue, the searches for a position
+  /// and the network in this order, drops their tasks, and makes the store durable.
+  ///
+  /// It takes the background tasks' time and a little at most, provided that the host app's code does not block: calls
+  /// of its delegate, its SearchAdSource, its log and its tasks that run by then are waited for, however long they
+  /// take. From inside such a call it returns at once, whatever the thread, and what remains is done by the next call
+  /// or the destructor.
+  ///
+  /// One thread at a time; MainThread::host: on the main thread.
   void terminate();
 
   /// Runs `task` on the main thread and waits for its end. False when it did not run, because the environment was
-  /// terminated. MainThread::host: waits until the host app turns the loop.
+  /// terminated, or because there is no thread to be had. MainThread::host: waits until the host app turns the loop.
   bool onMain(std::function<void()> task);
 
   // MainThread::host only; no effect otherwise.
@@ -107,6 +114,7 @@ class LinuxEnvironment final : public Environment, public Platform {
  private:
   void deliver(ApplicationNotification notification);
   void beginTermination();
+  bool isInsideCall() const;
   void close();
 
   std::unique_ptr<Parts> parts_;

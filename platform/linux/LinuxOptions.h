@@ -34,8 +34,8 @@ struct LinuxOptions {
 
   MainThread mainThread = MainThread::own;
 
-  /// How long a background task may run, and so how long terminate() waits. What is not sent by then is sent at the
-  /// next start.
+  /// How long a background task may run, and so how long terminate() waits for it. What is not sent by then is sent at
+  /// the next start.
   std::chrono::milliseconds backgroundTaskTime = std::chrono::seconds(5);
 
   /// Takes every diagnostic line, from any thread, with no lock held; what it throws is dropped. Empty: standard error.

@@ -13,7 +13,7 @@
 #include "platform/linux/network/CurlNetwork.h"
 #endif
 #if FLIPRUGAIR_GPS
-#include "platform/linux/location/GpsdLocationManager.h"
+#include "platform/linux/location/GpsdLocation.h"
 #endif
 #if FLIPRUGAIR_PLIST
 #include "platform/linux/documents/PlistDocuments.h"
@@ -92,28 +92,28 @@ std::shared_ptr<Documents> openDocuments(const LinuxOptions& options) {
 
 NetworkPiece openNetwork(const LinuxOptions& options, Platform& platform, [[maybe_unused]] const Log& log) {
   if (options.makeNetworkAccess) {
-    return {[make = options.makeNetworkAccess, &platform] { return make(platform); }, nullptr};
+    return {[make = options.makeNetworkAccess, &platform] { return make(platform); }, nullptr, nullptr};
   }
 #if FLIPRUGAIR_CURL
   const auto network = std::make_shared<CurlNetwork>(options.network, platform.userDefaults(), platform.json(),
                                                      platform.application(), log);
-  return {[network] { return network->makeAccess(); }, [network] { network->stop(); }};
+  return {[network] { return network->makeAccess(); }, [network] { network->stop(); },
+          [network] { return network->isOwnThread(); }};
 #else
   throw std::runtime_error("The platform was built without its network: give LinuxOptions a makeNetworkAccess.");
 #endif
 }
 
-std::function<std::shared_ptr<MarluneLocationManager>()> openLocation(const LinuxOptions& options, Platform& platform,
-                                                                      [[maybe_unused]] const Log& log) {
+LocationPiece openLocation(const LinuxOptions& options, Platform& platform, [[maybe_unused]] const Log& log) {
   if (options.makeLocationManager) {
-    return [make = options.makeLocationManager, &platform] { return make(platform); };
+    return {[make = options.makeLocationManager, &platform] { return make(platform); }, nullptr, nullptr};
   }
 #if FLIPRUGAIR_GPS
-  return [service = GpsdOptions{options.gpsdHost, options.gpsdPort}, log] {
-    return std::make_shared<GpsdLocationManager>(service, log);
-  };
+  const auto location = std::make_shared<GpsdLocation>(GpsdOptions{options.gpsdHost, options.gpsdPort}, log);
+  return {[location] { return location->makeManager(); }, [location] { location->stop(); },
+          [location] { return location->isOwnThread(); }};
 #else
-  return [] { return std::make_shared<NoLocationManager>(); };
+  return {[] { return std::make_shared<NoLocationManager>(); }, nullptr, nullptr};
 #endif
 }
 

@@ -16,14 +16,21 @@ std::shared_ptr<Documents> openDocuments(const LinuxOptions& options);
 /// The network of an environment.
 struct NetworkPiece {
   std::function<std::shared_ptr<MarluneNetworkAccess>()> makeAccess;
-  std::function<void()> stop;  ///< may be empty
+  std::function<void()> stop;         ///< may be empty
+  std::function<bool()> isOwnThread;  ///< may be empty
 };
 
 /// `platform` outlives the result. Throws as openUserDefaults.
 NetworkPiece openNetwork(const LinuxOptions& options, Platform& platform, const Log& log);
 
-/// Makes location managers. They may outlive `platform`, unless they are the host app's.
-std::function<std::shared_ptr<MarluneLocationManager>()> openLocation(const LinuxOptions& options, Platform& platform,
-                                                                      const Log& log);
+/// The location managers of an environment.
+struct LocationPiece {
+  std::function<std::shared_ptr<MarluneLocationManager>()> makeManager;
+  std::function<void()> stop;         ///< may be empty
+  std::function<bool()> isOwnThread;  ///< may be empty
+};
+
+/// `platform` outlives the result.
+LocationPiece openLocation(const LinuxOptions& options, Platform& platform, const Log& log);
 
 }  // namespace fliprugair

@@ -13,7 +13,7 @@ LinuxSurroundings::LinuxSurroundings(const FactsInForce& facts, SystemFiles file
 Reachability LinuxSurroundings::reachability(std::string_view host) const {
   if (host.empty()) return {};
   if (const auto flags = facts_.load()->reachabilityFlags) return {true, true, *flags};
-  return reachabilityBy(routeToInternet(), files_);
+  return reachabilityBy(routeToHost(std::string(host)), files_);
 }
 
 bool LinuxSurroundings::locationServicesEnabled() const { return facts_.load()->locationServicesEnabled; }

@@ -11,7 +11,8 @@ class LinuxSurroundings final : public Surroundings {
  public:
   LinuxSurroundings(const FactsInForce& facts, SystemFiles files);
 
-  /// The same for every host: whether there is a way out of this machine, and of which kind.
+  /// Whether there is a way out of this machine, and of which kind: towards the host when it is a numeric address, else
+  /// towards the internet.
   Reachability reachability(std::string_view host) const override;
   bool locationServicesEnabled() const override;
   int locationAuthorizationStatus() const override;

@@ -11,7 +11,10 @@ bool LoopThread::start() {
   const std::lock_guard lock(mutex_);
   if (started_) return true;
   try {
-    thread_ = startThread("fliprugair-main", [this] { loop_.run(); });
+    thread_ = startThread("fliprugair-main", [this] {
+      loop_.run();
+      loop_.close();
+    });
   } catch (const std::system_error&) {
     return false;
   }
@@ -25,10 +28,10 @@ bool LoopThread::join() {
   std::thread thread;
   {
     const std::lock_guard lock(mutex_);
-    if (!thread_.joinable() || thread_.get_id() == std::this_thread::get_id()) return false;
+    if (thread_.get_id() == std::this_thread::get_id()) return false;
     thread = std::move(thread_);
   }
-  thread.join();
+  if (thread.joinable()) thread.join();
   return true;
 }
 

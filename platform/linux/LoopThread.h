@@ -7,7 +7,8 @@
 
 namespace fliprugair {
 
-/// The main thread of the platform's own: turns the loop from start() until the loop is stopped. Any thread.
+/// The main thread of the platform's own: turns the loop from start() until the loop is stopped, and closes it
+/// then, so that nobody waits for a task that would never run. Any thread.
 class LoopThread {
  public:
   /// `loop` outlives this object.
@@ -16,8 +17,8 @@ class LoopThread {
   /// Has no effect the second time. False when the system has no thread for it.
   bool start();
 
-  /// Waits until the loop was stopped. False when there is nothing to wait for: it was waited for before, or this is
-  /// the thread itself.
+  /// Waits until the loop is closed, for which it may have to wait no longer. False on the thread itself, which cannot
+  /// wait for its own end.
   bool join();
 
  private:

@@ -20,6 +20,10 @@ Route routeTo(const std::string& address);
 /// The route to hosts beyond this machine and its neighbours.
 Route routeToInternet();
 
+/// The route to a host: its own when it is a numeric address, else the one to the internet. No name is looked up, which
+/// would send packets and could take seconds.
+Route routeToHost(const std::string& host);
+
 /// What a route means for reachability. The interface's kind is read from below /sys.
 Reachability reachabilityBy(const Route& route, const SystemFiles& files);
 

@@ -1,12 +1,42 @@
 #pragma once
 
-#include <functional>
+#include <pthread.h>
+
+#include <csignal>
 #include <thread>
+#include <utility>
 
 namespace fliprugair {
 
+/// Keeps the calling thread's signals for as long as it lives; a thread that is started meanwhile inherits that.
+class SignalsBlocked {
+ public:
+  SignalsBlocked() {
+    sigset_t blocked;
+    sigfillset(&blocked);
+    // What a thread does to itself would end the process unseen by the host app's crash handler.
+    for (const int fault : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGTRAP, SIGABRT, SIGSYS}) sigdelset(&blocked, fault);
+    pthread_sigmask(SIG_SETMASK, &blocked, &before_);
+  }
+  ~SignalsBlocked() { pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
+  SignalsBlocked(const SignalsBlocked&) = delete;
+  SignalsBlocked& operator=(const SignalsBlocked&) = delete;
+
+ private:
+  sigset_t before_;
+};
+
 /// A thread of the platform's that takes no signals but its own faults: a host app's handlers run on its own threads.
-/// `name` has at most 15 characters. Throws std::system_error when there can be no more threads.
-std::thread startThread(const char* name, std::function<void()> body);
+/// `name` is a literal of at most 15 characters. Throws std::system_error when there can be no more threads.
+///
+/// In the header, since the platform's pieces are libraries that do not link to one another.
+template <class Body>
+std::thread startThread(const char* name, Body body) {
+  const SignalsBlocked blocked;
+  return std::thread([name, body = std::move(body)]() mutable {
+    pthread_setname_np(pthread_self(), name);
+    body();
+  });
+}
 
 }  // namespace fliprugair

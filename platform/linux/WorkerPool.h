@@ -28,14 +28,18 @@ class WorkerPool final : public GlobalQueue {
   /// Waits for the tasks that run, drops those that do not yet, and from now on those that come. Not from a task.
   void stop();
 
+  /// Whether this is one of the threads, so that a task is running further up. Any thread.
+  bool isOwnThread() const;
+
  private:
   void work();
 
   const Log log_;
-  std::mutex mutex_;
+  mutable std::mutex mutex_;
   std::condition_variable changed_;
   std::deque<Task> tasks_;
   std::vector<std::thread> threads_;
+  std::vector<std::thread::id> ids_;  ///< of the threads until they have been joined
   std::size_t idle_ = 0;
   bool stopped_ = false;
 };

@@ -150,6 +150,23 @@ TEST(EventLoop, StopEndsTheNextRunWhenNoneIsInProgress) {
   EXPECT_TRUE(ran);
 }
 
+TEST(EventLoop, AStopIsNotUsedUpByPolling) {
+  EventLoop loop({});
+  loop.stop();
+  loop.poll();
+  bool ran = false;
+  loop.async([&] { ran = true; });
+  loop.run();
+  EXPECT_TRUE(ran);
+  loop.async([&] {
+    loop.stop();
+    ran = false;
+  });
+  loop.poll();
+  EXPECT_FALSE(ran);
+  loop.run();
+}
+
 TEST(EventLoop, RunningInsideATaskHasNoEffect) {
   EventLoop loop({});
   bool returned = false;

@@ -1,3 +1,5 @@
+#include <thread>
+
 #include "linux/Support.h"
 #include "platform/Text.h"
 #include "platform/linux/LinuxBundle.h"
@@ -15,7 +17,7 @@ TEST(LinuxBundle, AnEntryThatTheHostAppDoesNotGiveIsMissing) {
 
 TEST(LinuxBundle, TheReceiptIsTheWholeFileInBase64) {
   const TemporaryFolder folder;
-  for (const std::size_t size : {0u, 1u, 3u, 16384u, 16385u, 3000000u}) {
+  for (const std::size_t size : {0u, 1u, 3u, 16384u, 16385u, 5000000u}) {
     std::string content(size, 0);
     for (std::size_t at = 0; at < size; ++at) content[at] = static_cast<char>(at * 31 % 256);
     folder.write("receipt", content);
@@ -34,6 +36,18 @@ TEST(LinuxBundle, TheReceiptIsReadOnce) {
   folder.write("receipt", "second");
   EXPECT_EQ(encoded, Value("Zmlyc3Q="));
   EXPECT_TRUE(bundle.encodedReceipt().isSameObject(encoded));
+}
+
+TEST(LinuxBundle, ThreadsThatAskAtOnceGetTheSameReceipt) {
+  const TemporaryFolder folder;
+  folder.write("receipt", std::string(5000000, 'r'));
+  const LinuxBundle bundle({}, folder.path() / "receipt");
+  Value other;
+  std::thread reader([&] { other = bundle.encodedReceipt(); });
+  const Value encoded = bundle.encodedReceipt();
+  reader.join();
+  ASSERT_TRUE(encoded.isText());
+  EXPECT_EQ(encoded, other);
 }
 
 TEST(LinuxBundle, AReceiptThatIsNoReadableFileIsAbsent) {

@@ -27,7 +27,7 @@ struct Listener final : MarluneiAdAttributionDelegate {
 TEST(LinuxSearchAdAttribution, WithoutASourceThereAreNoDetails) {
   WorkerPool queue({});
   const auto listener = std::make_shared<Listener>();
-  LinuxSearchAdAttribution attribution(queue, {});
+  LinuxSearchAdAttribution attribution(queue, {}, std::make_shared<Gate>());
   attribution.setIAdAttributionDelegate(listener);
   attribution.retrieveiAdAttribution(false);
   ASSERT_TRUE(listener->answered.happened());
@@ -42,12 +42,15 @@ TEST(LinuxSearchAdAttribution, ASourceMayAnswerLaterOnAThreadOfItsOwnAndOnlyOnce
   const auto listener = std::make_shared<Listener>();
   std::thread source;
   {
-    LinuxSearchAdAttribution attribution(queue, [&source](const std::function<void(const Value&, bool)>& answer) {
-      source = std::thread([answer] {
-        answer(Value{{"campaign", "spring"}}, true);
-        answer(nullptr, false);
-      });
-    });
+    LinuxSearchAdAttribution attribution(
+        queue,
+        [&source](const std::function<void(const Value&, bool)>& answer) {
+          source = std::thread([answer] {
+            answer(Value{{"campaign", "spring"}}, true);
+            answer(nullptr, false);
+          });
+        },
+        std::make_shared<Gate>());
     attribution.setIAdAttributionDelegate(listener);
     attribution.retrieveiAdAttribution(false);
   }
@@ -64,11 +67,14 @@ TEST(LinuxSearchAdAttribution, ADelegateThatIsGoneIsNotKeptAliveForTheAnswer) {
   auto listener = std::make_shared<Listener>();
   Happening answered;
   std::promise<void> gone;
-  LinuxSearchAdAttribution attribution(queue, [&](const std::function<void(const Value&, bool)>& answer) {
-    gone.get_future().wait();
-    answer(nullptr, false);
-    answered.happens();
-  });
+  LinuxSearchAdAttribution attribution(
+      queue,
+      [&](const std::function<void(const Value&, bool)>& answer) {
+        gone.get_future().wait();
+        answer(nullptr, false);
+        answered.happens();
+      },
+      std::make_shared<Gate>());
   attribution.setIAdAttributionDelegate(listener);
   attribution.retrieveiAdAttribution(false);
   const std::weak_ptr<Listener> watched = listener;
@@ -78,14 +84,38 @@ TEST(LinuxSearchAdAttribution, ADelegateThatIsGoneIsNotKeptAliveForTheAnswer) {
   EXPECT_TRUE(answered.happened());
 }
 
+TEST(LinuxSearchAdAttribution, NoAnswerPassesAGateThatIsClosed) {
+  WorkerPool queue({});
+  const auto listener = std::make_shared<Listener>();
+  const auto answers = std::make_shared<Gate>();
+  Happening asked;
+  std::function<void(const Value&, bool)> late;
+  LinuxSearchAdAttribution attribution(
+      queue,
+      [&](const std::function<void(const Value&, bool)>& answer) {
+        late = answer;
+        asked.happens();
+      },
+      answers);
+  attribution.setIAdAttributionDelegate(listener);
+  attribution.retrieveiAdAttribution(false);
+  ASSERT_TRUE(asked.happened());
+  answers->close();
+  late(nullptr, false);
+  EXPECT_EQ(listener->answers, 0);
+}
+
 TEST(LinuxSearchAdAttribution, WhatASourceThrowsIsLogged) {
   Record record;
   WorkerPool queue(record.log());
   Happening asked;
-  LinuxSearchAdAttribution attribution(queue, [&asked](const auto&) {
-    asked.happens();
-    throw std::runtime_error("no network");
-  });
+  LinuxSearchAdAttribution attribution(
+      queue,
+      [&asked](const auto&) {
+        asked.happens();
+        throw std::runtime_error("no network");
+      },
+      std::make_shared<Gate>());
   attribution.retrieveiAdAttribution(false);
   ASSERT_TRUE(asked.happened());
   queue.stop();

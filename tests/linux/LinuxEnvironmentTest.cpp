@@ -217,6 +217,123 @@ TEST(LinuxEnvironment, TerminatingInsideATaskOfTheOwnThreadReturnsAtOnce) {
   EXPECT_FALSE(environment->onMain([] {}));
 }
 
+TEST(LinuxEnvironment, TerminatingInsideASearchAdSourceReturnsAtOnce) {
+  for (const MainThread mainThread : {MainThread::own, MainThread::host}) {
+    LinuxEnvironment* given = nullptr;
+    Happening returned;
+    LinuxOptions options = isolatedOptions(mainThread);
+    options.searchAdSource = [&](const auto&) {
+      given->terminate();
+      returned.happens();
+    };
+    const auto store = std::make_shared<MemoryUserDefaults>();
+    options.userDefaults = store;
+    const auto environment = opened(options);
+    given = environment.get();
+    environment->makeRetrieveiAdAttribution()->retrieveiAdAttribution(false);
+    EXPECT_TRUE(returned.happened());
+    environment->terminate();
+    EXPECT_EQ(store->synchronized, 1);
+    EXPECT_FALSE(environment->onMain([] {}));
+  }
+}
+
+/// A host app's thread that answers a search-ad question when it is told to.
+struct LateSource {
+  Happening asked;
+  std::function<void(const Value&, bool)> answer;
+
+  SearchAdSource source() {
+    return [this](std::function<void(const Value&, bool)> given) {
+      answer = std::move(given);
+      asked.happens();
+    };
+  }
+};
+
+struct CountingListener final : MarluneiAdAttributionDelegate {
+  void iAdAttributionData(const Value& /*details*/, bool /*unknown*/) override {
+    ++answers;
+    if (onAnswer) onAnswer();
+  }
+  std::atomic<int> answers = 0;
+  std::function<void()> onAnswer;
+};
+
+TEST(LinuxEnvironment, AnAnswerAfterTheEndHasNoEffect) {
+  LateSource late;
+  LinuxOptions options = isolatedOptions();
+  options.searchAdSource = late.source();
+  const auto listener = std::make_shared<CountingListener>();
+  {
+    const auto environment = opened(options);
+    const auto attribution = environment->makeRetrieveiAdAttribution();
+    attribution->setIAdAttributionDelegate(listener);
+    attribution->retrieveiAdAttribution(false);
+    ASSERT_TRUE(late.asked.happened());
+  }
+  late.answer(nullptr, false);
+  EXPECT_EQ(listener->answers, 0);
+}
+
+TEST(LinuxEnvironment, TheEndWaitsForAnAnswerOnAThreadOfTheHostApps) {
+  LateSource late;
+  LinuxOptions options = isolatedOptions();
+  options.searchAdSource = late.source();
+  auto environment = opened(options);
+  const auto listener = std::make_shared<CountingListener>();
+  Happening begun;
+  std::atomic<bool> over = false;
+  listener->onAnswer = [&] {
+    environment->terminate();  // returns at once
+    begun.happens();
+    std::this_thread::sleep_for(50ms);
+    over = true;
+  };
+  const auto attribution = environment->makeRetrieveiAdAttribution();
+  attribution->setIAdAttributionDelegate(listener);
+  attribution->retrieveiAdAttribution(false);
+  ASSERT_TRUE(late.asked.happened());
+  std::thread host([&] { late.answer(nullptr, false); });
+  EXPECT_TRUE(begun.happened());
+  environment->terminate();
+  EXPECT_TRUE(over);
+  host.join();
+}
+
+TEST(LinuxEnvironment, OnMainFromAnotherThreadStartsTheOwnThread) {
+  const auto environment = opened(isolatedOptions());
+  std::thread::id caller;
+  std::thread::id thread;
+  bool ran = false;
+  std::thread other([&] {
+    caller = std::this_thread::get_id();
+    ran = environment->onMain([&] { thread = std::this_thread::get_id(); });
+  });
+  other.join();
+  EXPECT_TRUE(ran);
+  EXPECT_NE(thread, std::this_thread::get_id());
+  EXPECT_NE(thread, caller);
+}
+
+TEST(LinuxEnvironment, OnMainRunsNothingAfterTheEnd) {
+  for (const MainThread mainThread : {MainThread::own, MainThread::host}) {
+    const auto environment = opened(isolatedOptions(mainThread));
+    environment->terminate();
+    bool ran = false;
+    EXPECT_FALSE(environment->onMain([&] { ran = true; }));
+    EXPECT_FALSE(ran);
+  }
+}
+
+TEST(LinuxEnvironment, LifecycleCallsReturnAlthoughATaskOfTheOwnThreadHasTerminated) {
+  const auto environment = opened(isolatedOptions());
+  environment->mainQueue().async([&] { environment->terminate(); });
+  for (int call = 0; call < 1000; ++call) environment->applicationWillResignActive();
+  environment->terminate();
+  EXPECT_FALSE(environment->onMain([] {}));
+}
+
 /// Stands for a tracker: its end reaches for every part of the platform.
 std::shared_ptr<void> usesPlatformWhenDestroyed(LinuxEnvironment& environment, std::atomic<int>& destroyed) {
   return std::shared_ptr<void>(nullptr, [&](void*) {

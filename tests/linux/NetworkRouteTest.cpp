@@ -19,6 +19,11 @@ TEST(NetworkRoute, AnAddressThatNobodyHasARouteToHasNone) {
 
 TEST(NetworkRoute, ANameIsNotLookedUp) { EXPECT_FALSE(routeTo("localhost").asked); }
 
+TEST(NetworkRoute, ANumericAddressHasARouteOfItsOwnAndANameTheInternets) {
+  EXPECT_EQ(routeToHost("127.0.0.1").interface, "lo");
+  EXPECT_EQ(routeToHost("host.example").interface, routeToInternet().interface);
+}
+
 TEST(NetworkRoute, TheInterfacesKindDecidesTheFlags) {
   struct Case {
     const char* name;

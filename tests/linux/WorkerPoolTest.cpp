@@ -19,6 +19,19 @@ TEST(WorkerPool, ATaskRunsOnAnotherThread) {
   EXPECT_NE(thread, std::this_thread::get_id());
 }
 
+TEST(WorkerPool, AThreadKnowsThatItIsOneOfThePools) {
+  bool own = false;
+  Happening ran;
+  WorkerPool pool({});
+  pool.async([&] {
+    own = pool.isOwnThread();
+    ran.happens();
+  });
+  ASSERT_TRUE(ran.happened());
+  EXPECT_TRUE(own);
+  EXPECT_FALSE(pool.isOwnThread());
+}
+
 TEST(WorkerPool, SeveralTasksRunAtATime) {
   Happening met;
   std::atomic<std::size_t> there = 0;

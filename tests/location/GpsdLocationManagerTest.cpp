@@ -16,7 +16,7 @@
 
 #include "GpsFake.h"
 #include "platform/linux/FileDescriptor.h"
-#include "platform/linux/location/GpsdLocationManager.h"
+#include "platform/linux/location/GpsdLocation.h"
 
 namespace fliprugair {
 namespace {
@@ -333,6 +333,43 @@ TEST_F(GpsdLocationManagerTest, DroppingTheObjectWaitsForACallOnAnotherThread) {
   ASSERT_TRUE(call.waitAndRelease());
   manager.reset();
   EXPECT_TRUE(call.isOver());
+}
+
+TEST_F(GpsdLocationManagerTest, StoppingEndsTheSearchesThatRunAndKeepsLaterOnesFromBeginning) {
+  GpsFake gpsd(epochs(60, {false}));
+  const Holdings before;
+  GpsdLocation location({"localhost", gpsd.port()}, recorder->sink());
+  const auto running = location.makeManager();
+  running->initLocationServices(true, 50, 3600);
+  ASSERT_TRUE(recorder->waitForLine("searching"));
+  const auto stopped = std::chrono::steady_clock::now();
+  location.stop();
+  EXPECT_LT(std::chrono::steady_clock::now() - stopped, promptly);
+  const auto lines = recorder->lines().size();
+  location.makeManager()->initLocationServices(true, 50, 3600);
+  running->initLocationServices(true, 50, 3600);
+  EXPECT_TRUE(before.areRestored());
+  EXPECT_EQ(recorder->lines().size(), lines);
+}
+
+TEST_F(GpsdLocationManagerTest, StoppingWaitsForACallThatHasDroppedItsObject) {
+  GpsFake gpsd(epochs(60, {}));
+  GpsdLocation location({"localhost", gpsd.port()}, recorder->sink());
+  LongCall call;
+  std::shared_ptr<MarluneLocationManager> dropped = location.makeManager();
+  bool ownThread = false;
+  recorder->onFix = [&] {
+    dropped.reset();
+    ownThread = location.isOwnThread();
+    call();
+  };
+  dropped->setLocationManagerDelegate(recorder);
+  dropped->initLocationServices(true, 50, 60);
+  ASSERT_TRUE(call.waitAndRelease());
+  location.stop();
+  EXPECT_TRUE(call.isOver());
+  EXPECT_TRUE(ownThread);
+  EXPECT_FALSE(location.isOwnThread());
 }
 
 TEST_F(GpsdLocationManagerTest, DetachingTheDelegateWaitsForACallOnAnotherThread) {

@@ -48,6 +48,55 @@ TEST_F(ManyRequests, WaitForTheirTurnInOrder) {
   for (int number = 0; number < 40; ++number) EXPECT_EQ(requests[number].body, numbered(number));
 }
 
+TEST_F(ManyRequests, AreNeverMoreThanEightAtATimeNorNone) {
+  for (const std::size_t asked : {std::size_t(0), std::size_t(100)}) {
+    std::atomic<int> now = 0;
+    Gate first;
+    Mailbox<int> inside;
+    TestServer server([&](const TestServer::Request&) {
+      inside.put(++now);
+      first.pass();
+      --now;
+      return TestServer::Reply{};
+    });
+    const std::size_t before = application_.ended.items().size();
+    const Running running = start({.requestsAtATime = asked});
+    for (int number = 0; number < 12; ++number) send(server.hostname(), Value{{"action", "event"}});
+    inside.wait(asked == 0 ? 1 : 8);
+    first.open();
+    EXPECT_EQ(application_.ended.wait(before + 12).size(), before + 12);
+    const std::vector<int> counts = inside.items();
+    EXPECT_EQ(*std::max_element(counts.begin(), counts.end()), asked == 0 ? 1 : 8);
+  }
+}
+
+TEST_F(ManyRequests, AreGivenTheDefaultTimeInsteadOfNone) {
+  TestServer server;
+  const Running running = start({.connectTimeout = std::chrono::seconds(-1), .timeout = std::chrono::seconds(0)});
+  sendQueued(server.hostname());
+  expectAccepted();
+}
+
+TEST_F(ManyRequests, TellADelegateThatItIsOnTheNetworksThread) {
+  struct Delegate : RecordingDelegate {
+    void MarluneInitResult(const Value& reply) override {
+      onOwnThread = network->isOwnThread();
+      calls.put({"init", reply});
+    }
+    CurlNetwork* network = nullptr;
+    std::atomic<bool> onOwnThread = false;
+  };
+  const auto delegate = std::make_shared<Delegate>();
+  delegate_ = delegate;
+  TestServer server;
+  const Running running = start();
+  delegate->network = network_.get();
+  send(server.hostname(), Value{{"action", "init"}});
+  ASSERT_EQ(delegate->calls.wait(1).size(), 1u);
+  EXPECT_TRUE(delegate->onOwnThread);
+  EXPECT_FALSE(network_->isOwnThread());
+}
+
 TEST_F(ManyRequests, ShareAConnection) {
   TestServer server;
   const Running running = start();

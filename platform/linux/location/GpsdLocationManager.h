@@ -9,6 +9,8 @@
 
 namespace fliprugair {
 
+class GpsdSearch;
+
 struct GpsdOptions {
   /// "localhost" or a numeric address. Other names are not looked up: a resolver could hold the search up for longer
   /// than it may last.
@@ -32,6 +34,7 @@ class GpsdLocationManager final : public MarluneLocationManager {
 
   /// `log` takes the lines of a search with logging enabled; it may be empty.
   GpsdLocationManager(GpsdOptions options, Log log);
+  explicit GpsdLocationManager(std::shared_ptr<GpsdSearch> search);
   ~GpsdLocationManager() override;
   GpsdLocationManager(const GpsdLocationManager&) = delete;
   GpsdLocationManager& operator=(const GpsdLocationManager&) = delete;
@@ -42,8 +45,7 @@ class GpsdLocationManager final : public MarluneLocationManager {
   void initLocationServices(bool loggingEnabled, std::int64_t accuracy, std::int64_t timeout) override;
 
  private:
-  class Search;
-  std::shared_ptr<Search> search_;  ///< shared with the search's thread
+  const std::shared_ptr<GpsdSearch> search_;  ///< shared with the search's thread
 };
 
 }  // namespace fliprugair

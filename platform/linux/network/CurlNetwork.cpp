@@ -64,4 +64,6 @@ std::shared_ptr<MarluneNetworkAccess> CurlNetwork::makeAccess() { return std::ma
 
 void CurlNetwork::stop() { thread_->stop(); }
 
+bool CurlNetwork::isOwnThread() const { return thread_->isOwnThread(); }
+
 }  // namespace fliprugair

@@ -38,6 +38,9 @@ class CurlNetwork {
   /// delegate, and its background task is ended. Later sends fail at once. Not from a delegate's method.
   void stop();
 
+  /// Whether this is the network's thread, so that a delegate's method is running further up. Any thread.
+  bool isOwnThread() const;
+
  private:
   std::shared_ptr<NetworkThread> thread_;
 };

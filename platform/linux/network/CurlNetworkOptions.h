@@ -20,11 +20,11 @@ struct CurlNetworkOptions {
   /// A development host on the same machine hardly has a certificate.
   LoopbackScheme loopbackScheme = LoopbackScheme::http;
 
-  /// Both count from the moment when the request's turn has come.
+  /// Both count from the moment when the request's turn has come. No time at all stands for the default.
   std::chrono::milliseconds connectTimeout = std::chrono::seconds(10);
   std::chrono::milliseconds timeout = std::chrono::seconds(30);  ///< from the first packet to the end of the reply
 
-  /// The others wait in the order in which they were sent.
+  /// The others wait in the order in which they were sent. From 1 to 8; what lies outside is taken for the nearer one.
   std::size_t requestsAtATime = 8;
 };
 

@@ -1,9 +1,6 @@
 #include "platform/linux/network/NetworkThread.h"
 
-#include <pthread.h>
-
 #include <algorithm>
-#include <csignal>
 #include <iterator>
 #include <limits>
 #include <new>
@@ -11,17 +8,19 @@
 #include <stdexcept>
 #include <utility>
 
+#include "platform/linux/Threads.h"
+
 namespace fliprugair {
 
 namespace {
 
-/// Signals belong to the host app's own threads, and a closed connection is an error here, not a signal. Crashes stay
-/// visible to whoever handles them.
-void blockSignals() {
-  sigset_t signals;
-  sigfillset(&signals);
-  for (const int crash : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGABRT, SIGTRAP, SIGSYS}) sigdelset(&signals, crash);
-  pthread_sigmask(SIG_SETMASK, &signals, nullptr);
+CurlNetworkOptions withinLimits(CurlNetworkOptions options) {
+  const CurlNetworkOptions standard;
+  options.requestsAtATime = std::clamp<std::size_t>(options.requestsAtATime, 1, standard.requestsAtATime);
+  // To libcurl 0 means other times than ours, and what is below 0 is an error.
+  if (options.connectTimeout <= options.connectTimeout.zero()) options.connectTimeout = standard.connectTimeout;
+  if (options.timeout <= options.timeout.zero()) options.timeout = standard.timeout;
+  return options;
 }
 
 }  // namespace
@@ -31,14 +30,14 @@ NetworkThread::Library::Library() {
 }
 
 NetworkThread::NetworkThread(CurlNetworkOptions options, const JSONSerialization& json, RequestLedger ledger)
-    : options_(std::move(options)), json_(json), ledger_(std::move(ledger)), multi_(curl_multi_init()) {
+    : options_(withinLimits(std::move(options))), json_(json), ledger_(std::move(ledger)), multi_(curl_multi_init()) {
   headers_.reset(curl_slist_append(nullptr, "Content-Type: application/json; charset=utf-8"));
   // Without this line libcurl asks for leave before it sends a large body, and waits for the answer.
   if (headers_ == nullptr || curl_slist_append(headers_.get(), "Expect:") == nullptr || multi_ == nullptr) {
     throw std::bad_alloc();
   }
   curl_multi_setopt(multi_.get(), CURLMOPT_MAXCONNECTS, static_cast<long>(options_.requestsAtATime));
-  thread_ = std::thread([this] { run(); });
+  thread_ = startThread("fliprugair-net", [this] { run(); });
 }
 
 bool NetworkThread::send(NetworkRequest request) {
@@ -66,7 +65,7 @@ void NetworkThread::stop() {
 }
 
 void NetworkThread::run() {
-  blockSignals();
+  id_ = std::this_thread::get_id();
   while (takeQueued()) {
     startWaiting();
     int running = 0;

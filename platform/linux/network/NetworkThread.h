@@ -2,6 +2,7 @@
 
 #include <curl/curl.h>
 
+#include <atomic>
 #include <deque>
 #include <memory>
 #include <mutex>
@@ -32,7 +33,11 @@ class NetworkThread {
 
   LoopbackScheme loopbackScheme() const { return options_.loopbackScheme; }
 
+  /// Waits for the thread, so not from there.
   void stop();
+
+  /// Whether a delegate's method or the log is running further up. Any thread.
+  bool isOwnThread() const { return std::this_thread::get_id() == id_; }
 
  private:
   /// libcurl counts its users itself.
@@ -69,6 +74,7 @@ class NetworkThread {
   bool stopping_ = false;
 
   std::thread thread_;
+  std::atomic<std::thread::id> id_;  ///< of thread_, which whoever stops it changes
 };
 
 }  // namespace fliprugair
