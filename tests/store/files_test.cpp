@@ -51,6 +51,14 @@ void fill(const std::filesystem::path& file, int records = 100) {
   store->setObject("identity", "key");
 }
 
+/// The store cannot be locked until `makeLockable`, and so cannot be written; root is no exception.
+void makeUnlockable(const std::filesystem::path& file) {
+  std::filesystem::remove(file.string() + ".lock");
+  std::filesystem::create_symlink("missing/folder", file.string() + ".lock");
+}
+
+void makeLockable(const std::filesystem::path& file) { std::filesystem::remove(file.string() + ".lock"); }
+
 struct Damage {
   const char* name;
   std::function<void(const std::filesystem::path&)> inflict;
@@ -71,7 +79,7 @@ std::vector<Damage> damages() {
       {"halfAFile",
        [](const auto& file) { std::filesystem::resize_file(file, std::filesystem::file_size(file) / 4096 * 2048); }},
       {"anotherProgramsDatabase", bySQL("DROP TABLE rows; PRAGMA application_id = 0; CREATE TABLE x (y)")},
-      {"anotherVersion", bySQL("PRAGMA user_version = 1000")},
+      {"aVersionThatNeverWas", bySQL("PRAGMA user_version = 0")},
       {"aMissingTable", bySQL("DROP TABLE rows")},
       {"otherColumns", bySQL("ALTER TABLE rows RENAME COLUMN value TO content")},
       {"aRowThatIsNotJSON", bySQL("UPDATE rows SET value = '{\"a\":' WHERE name = 'key'")},
@@ -175,6 +183,27 @@ std::string refusalOf(const std::filesystem::path& file) {
   return refusal != nullptr ? refusal->reason : std::string();
 }
 
+TEST(AStoreOfANewerVersion, IsRefusedAndLeftAsItIs) {
+  const TemporaryFolder folder;
+  fill(folder / "store");
+  execute(folder / "store", "PRAGMA user_version = 2");
+  const std::string content = contentOf(folder / "store");
+  const std::string reason = refusalOf(folder / "store");
+  EXPECT_NE(reason.find("newer version"), std::string::npos) << reason;
+  EXPECT_NE(reason.find((folder / "store").string()), std::string::npos) << reason;
+  EXPECT_EQ(contentOf(folder / "store"), content);
+  EXPECT_TRUE(filesSetAside(folder).empty());
+}
+
+TEST(AStoreOfANewerVersion, IsRefusedWhenItCanOnlyBeReadToo) {
+  const TemporaryFolder folder;
+  fill(folder / "store");
+  execute(folder / "store", "PRAGMA user_version = 2");
+  makeUnlockable(folder / "store");
+  const std::string reason = refusalOf(folder / "store");
+  EXPECT_NE(reason.find("newer version"), std::string::npos) << reason;
+}
+
 TEST(StoreOwnership, ASecondStoreInThisProcessIsRefused) {
   const TemporaryFolder folder;
   auto store = openStore(folder / "store");
@@ -272,6 +301,85 @@ TEST(AMediumThatRefuses, GivesUpItsValuesOnceItCanBeRead) {
   EXPECT_TRUE(after->objectForKey("removed").isNothing());
 }
 
+/// What a process that died a sudden death leaves in `file`, most of it in the log.
+void leaveWithLog(const std::filesystem::path& file, const std::function<void(SQLiteUserDefaults&)>& write) {
+  fill(file, 3);
+  const TemporaryFolder folder;
+  {
+    const auto store = openStore(file);
+    write(*store);
+    store->synchronize();
+    for (const char* suffix : {"", "-wal"}) {
+      std::filesystem::copy_file(file.string() + suffix, (folder / "copy").string() + suffix);
+    }
+  }
+  for (const char* suffix : {"", "-wal"}) {
+    std::filesystem::copy_file((folder / "copy").string() + suffix, file.string() + suffix,
+                               std::filesystem::copy_options::overwrite_existing);
+  }
+  ASSERT_GT(logSize(file), 0U);
+}
+
+TEST(AMediumThatRefuses, IsReadWithItsLogAndLosesNothingOfIt) {
+  const TemporaryFolder folder;
+  const auto file = folder / "store";
+  leaveWithLog(file, [](SQLiteUserDefaults& store) {
+    store.setObject(Array{"a1", "a2", "a3"}, "records");
+    store.removeObject("key");
+  });
+  makeUnlockable(file);
+  StoreLog log;
+  const auto store = openStore(file, log.sink());
+  EXPECT_EQ(store->objectForKey("records"), Value(Array{"a1", "a2", "a3"}));
+  EXPECT_TRUE(store->objectForKey("key").isNothing());
+  store->setObject(store->objectForKey("records").array().appending("b1"), "records");
+  store->synchronize();
+  EXPECT_EQ(log.lines().size(), 1U);
+
+  makeLockable(file);
+  store->synchronize();
+  EXPECT_EQ(log.lines().size(), 2U);
+  AfterSuddenDeath after(file);
+  EXPECT_EQ(after->objectForKey("records"), Value(Array{"a1", "a2", "a3", "b1"}));
+  EXPECT_EQ(after->arrayForKey("queue")->size(), 3U);
+  EXPECT_TRUE(after->objectForKey("key").isNothing());
+}
+
+TEST(AMediumThatRefuses, IsJoinedWithWhatWasWrittenBeforeItCouldBeRead) {
+  const TemporaryFolder folder;
+  const auto file = folder / "store";
+  leaveWithLog(file, [](SQLiteUserDefaults& store) {
+    store.setObject(Array{"a1", "a2"}, "records");
+    store.setObject(Array{"c1"}, "moved");
+    store.setObject(Value{{"x", 1}, {"y", 1}}, "requests");
+    store.setObject("old", "text");
+    store.setObject("old", "untouched");
+  });
+  const auto elsewhere = folder / "elsewhere";
+  std::filesystem::rename(file, elsewhere);
+  makeUnlockable(file);
+  const auto store = openStore(file);
+  EXPECT_TRUE(store->objectForKey("records").isNothing());
+  store->setObject(Array{"b1"}, "records");
+  store->setObject(Array{"d1"}, "moved");
+  store->removeObject("moved");
+  store->setObject(Value{{"y", 2}, {"z", 2}}, "requests");
+  store->setObject("new", "text");
+  store->synchronize();
+
+  std::filesystem::rename(elsewhere, file);
+  makeLockable(file);
+  store->synchronize();
+  AfterSuddenDeath after(file);
+  for (SQLiteUserDefaults* each : {store.get(), after.operator->()}) {
+    EXPECT_EQ(each->objectForKey("records"), Value(Array{"a1", "a2", "b1"}));
+    EXPECT_EQ(each->objectForKey("moved"), Value(Array{"c1"}));
+    EXPECT_EQ(each->objectForKey("requests"), (Value{{"x", 1}, {"y", 2}, {"z", 2}}));
+    EXPECT_EQ(each->objectForKey("text"), Value("new"));
+    EXPECT_EQ(each->objectForKey("untouched"), Value("old"));
+  }
+}
+
 /// No file of this process can grow beyond `bytes`, as if the disk were full.
 class FullDisk {
  public:
@@ -320,6 +428,27 @@ TEST(AFullDisk, CostsNothingThatWasWrittenMeanwhile) {
   AfterSuddenDeath after(folder / "store");
   EXPECT_EQ(after->objectForKey("queue"), store->objectForKey("queue"));
   EXPECT_EQ(after->arrayForKey("queue")->size(), 61U);
+}
+
+TEST(AFullDisk, WhileAStoreIsBegunIsNotTakenForDamage) {
+  for (const rlim_t room : {100, 600, 2047, 2048, 3000, 5000, 7000}) {
+    const TemporaryFolder folder;
+    StoreLog log;
+    std::unique_ptr<SQLiteUserDefaults> store;
+    {
+      const FullDisk full(room);
+      store = openStore(folder / "store", log.sink());
+      for (int number = 0; number < 3; ++number) {
+        store->setObject(number, "key");
+        store->synchronize();
+      }
+    }
+    EXPECT_EQ(log.lines().size(), 1U) << room;
+    store->synchronize();
+    EXPECT_EQ(log.lines().size(), 2U) << room;
+    EXPECT_TRUE(filesSetAside(folder).empty()) << room;
+    EXPECT_EQ(AfterSuddenDeath(folder / "store")->objectForKey("key"), Value(2)) << room;
+  }
 }
 
 TEST(AFullDisk, DoesNotKeepTheStoreFromBeingRead) {

@@ -11,8 +11,6 @@ namespace {
   switch (code & 0xFF) {
     case SQLITE_CORRUPT:
     case SQLITE_NOTADB:
-    case SQLITE_ERROR:  // a statement does not fit the tables
-    case SQLITE_MISMATCH:
       throw StoreError(StoreError::Kind::damaged, text);
     case SQLITE_BUSY:
     case SQLITE_LOCKED:

@@ -18,6 +18,7 @@ class StoreError : public std::runtime_error {
     unavailable,  ///< the medium refuses: folder, rights, space
     inUse,        ///< somebody else has it; the text says who
     damaged,      ///< what is in the file is not a store
+    newer,        ///< a later version of this library wrote it
   };
 
   StoreError(Kind kind, const std::string& text) : std::runtime_error(text), kind_(kind) {}

@@ -6,6 +6,8 @@
 #include <system_error>
 #include <utility>
 
+#include "platform/linux/store/TemporaryCopy.h"
+
 namespace fliprugair {
 
 namespace {
@@ -57,14 +59,15 @@ RowFile::~RowFile() = default;
 
 void RowFile::prepare() {
   database_.execute("PRAGMA secure_delete = OFF; PRAGMA temp_store = MEMORY; PRAGMA journal_size_limit = 4194304");
+  // SQLite makes do with reading, and would not look again whether it may write.
+  if (sqlite3_db_readonly(database_.get(), nullptr) == 1) {
+    throw StoreError(StoreError::Kind::unavailable, "it can only be read");
+  }
   sqlite3_wal_hook(database_.get(), noteLogPages, this);
   const bool isNew =
       database_.integer("SELECT count(*) FROM sqlite_schema") == 0 && database_.integer("PRAGMA application_id") == 0;
   if (isNew) create();
-  if (database_.integer("PRAGMA application_id") != applicationId ||
-      database_.integer("PRAGMA user_version") != formatVersion) {
-    throw StoreError::damaged("not a store, or one of another version");
-  }
+  examine(database_);
   Statement journal(database_.get(), "PRAGMA journal_mode = WAL");
   if (!journal.step() || journal.text(0) != "wal") {
     throw StoreError(StoreError::Kind::unavailable, "no write-ahead log can be kept there");
@@ -76,6 +79,18 @@ void RowFile::prepare() {
   put_.emplace(database_.get(),
                "INSERT OR REPLACE INTO rows (id, parent, position, name, value) VALUES (?, ?, ?, ?, ?)");
   erase_.emplace(database_.get(), "DELETE FROM rows WHERE id BETWEEN ? AND ?");
+}
+
+void RowFile::examine(const Database& database) {
+  if (database.integer("PRAGMA application_id") != applicationId) throw StoreError::damaged("not a store");
+  const std::int64_t version = database.integer("PRAGMA user_version");
+  if (version > formatVersion) {
+    throw StoreError(StoreError::Kind::newer,
+                     "was written by a newer version of this library (format " + std::to_string(version) + ")");
+  }
+  constexpr const char* columns =
+      "SELECT count(*) FROM pragma_table_info('rows') WHERE name IN ('id', 'parent', 'position', 'name', 'value')";
+  if (version != formatVersion || database.integer(columns) != 5) throw StoreError::damaged("no table of a store");
 }
 
 void RowFile::create() {
@@ -104,7 +119,14 @@ std::vector<Row> RowFile::rows(const Database& database) {
 }
 
 std::vector<Row> RowFile::rowsOfUnwritable(const std::string& path) {
-  return rows(Database(path, Database::Mode::readOnlyUnchanging));
+  const auto rowsOf = [](const Database& database) {
+    examine(database);
+    return rows(database);
+  };
+  if (isAbsentOrEmpty(path + "-wal")) return rowsOf(Database(path, Database::Mode::readOnlyUnchanging));
+  // SQLite would read the file without its log, and so as it was some time ago.
+  const TemporaryCopy copy(path);
+  return rowsOf(Database(copy.file().string(), Database::Mode::readWrite));
 }
 
 void RowFile::write(const std::vector<RowChange>& changes) {

@@ -33,7 +33,7 @@ class RowFile {
 
   std::vector<Row> rows() const { return rows(database_); }
 
-  /// The rows of a file that can be read only, as of its last checkpoint.
+  /// The rows of a file that can be read only, with those in its log.
   static std::vector<Row> rowsOfUnwritable(const std::string& path);
 
   /// Makes the changes, in their order, in one transaction.
@@ -58,6 +58,7 @@ class RowFile {
 
  private:
   static std::vector<Row> rows(const Database& database);
+  static void examine(const Database& database);
   void prepare();
   void create();
   void make(const RowChange& change);

@@ -31,7 +31,8 @@ class SQLiteUserDefaults final : public UserDefaults {
   /// Receives diagnostic lines, with no lock held; what it throws is dropped.
   using Log = std::function<void(std::string_view)>;
 
-  /// Why there is no store, in words: another process, or another object of this one, has it.
+  /// Why there is no store, in words: another process, or another object of this one, has it, or a newer version of
+  /// this library wrote it. Then nothing was touched.
   struct Refusal {
     std::string reason;
   };

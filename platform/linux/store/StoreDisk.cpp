@@ -17,11 +17,14 @@ std::optional<std::string> StoreDisk::open(StoreMemory& memory) {
     try {
       attempt(memory, lines);
     } catch (const StoreError& error) {
-      if (error.kind() == StoreError::Kind::inUse) {
-        return "the store " + path_.string() + " is in use by " + error.what();
-      }
+      if (auto reason = refusal(error)) return reason;
       noteFailure(error, lines);
-      if (!file_) readUnwritable(memory);
+      try {
+        if (!file_) readUnwritable(memory);
+      } catch (const StoreError& unreadable) {
+        // The store begins empty, and is joined with the file once that can be read.
+        if (auto reason = refusal(unreadable)) return reason;
+      }
     }
   }
   say(lines);
@@ -85,7 +88,10 @@ void StoreDisk::connect(StoreMemory& memory) {
     file->leaveFilesAlone();
     throw;
   }
-  mirror_.forEachKey([&](const std::string& name, const Value& value) { memory.adopt(name, value); });
+  mirror_.forEachKey([&](const std::string& name, const Value& value) {
+    wasRead_ ? memory.adopt(name, value) : memory.merge(name, value);
+  });
+  wasRead_ = true;
   file_ = std::move(file);
   file_->touch();
 }
@@ -101,19 +107,23 @@ void StoreDisk::beginAfresh(const StoreError& damage, StoreMemory& memory, Lines
                   aside.filename().string() + " and a fresh one begun");
 }
 
+std::optional<std::string> StoreDisk::refusal(const StoreError& error) const {
+  const std::string store = "the store " + path_.string() + " ";
+  if (error.kind() == StoreError::Kind::inUse) return store + "is in use by " + error.what();
+  if (error.kind() == StoreError::Kind::newer) return store + error.what();
+  return std::nullopt;
+}
+
 void StoreDisk::noteFailure(const std::exception& error, Lines& lines) {
   if (std::exchange(isFailing_, true)) return;
   lines.push_back("the store " + path_.string() + " cannot be written (" + error.what() +
                   "); going on from memory until it can");
 }
 
-void StoreDisk::readUnwritable(StoreMemory& memory) const {
-  try {
-    const RowMirror mirror(RowFile::rowsOfUnwritable(path_.string()));
-    mirror.forEachKey([&](const std::string& name, const Value& value) { memory.adopt(name, value); });
-  } catch (const StoreError&) {
-    // Nothing there to be read: the store begins empty.
-  }
+void StoreDisk::readUnwritable(StoreMemory& memory) {
+  const RowMirror mirror(RowFile::rowsOfUnwritable(path_.string()));
+  mirror.forEachKey([&](const std::string& name, const Value& value) { memory.adopt(name, value); });
+  wasRead_ = true;
 }
 
 bool StoreDisk::checkpoint() {

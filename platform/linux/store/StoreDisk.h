@@ -26,7 +26,7 @@ class StoreDisk {
   StoreDisk(std::filesystem::path path, std::function<void(std::string_view)> log);
 
   /// Opens the file and gives its values to `memory`, before anything else is called. Answers with a reason when
-  /// another process has the file; every other failure is one of the medium.
+  /// another process has the file or a newer version wrote it; every other failure is one of the medium.
   std::optional<std::string> open(StoreMemory& memory);
 
   /// Makes durable what was written in `memory` until now. When the medium fails nothing is lost: it is tried again
@@ -40,8 +40,9 @@ class StoreDisk {
   void writeAll(StoreMemory& memory);
   void connect(StoreMemory& memory);
   void beginAfresh(const StoreError& damage, StoreMemory& memory, Lines& lines);
+  std::optional<std::string> refusal(const StoreError& error) const;
   void noteFailure(const std::exception& error, Lines& lines);
-  void readUnwritable(StoreMemory& memory) const;
+  void readUnwritable(StoreMemory& memory);
   bool checkpoint();
   void say(const Lines& lines) const;
 
@@ -56,6 +57,7 @@ class StoreDisk {
   std::vector<RowChange> changes_;  ///< staged and not yet in the file
   bool isFailing_ = false;
   bool hasBegunAfresh_ = false;  ///< and not yet written successfully
+  bool wasRead_ = false;  ///< the memory has been given what the file held
 
   Checkpointer checkpointer_;
 };

@@ -5,6 +5,27 @@
 
 namespace fliprugair {
 
+namespace {
+
+/// The list `older` with what stands in `newer`; otherwise `newer`.
+Value joined(const Value& older, const Value& newer) {
+  const bool isList = older.isArray() || older.isDictionary();
+  if (isList && newer.isNothing()) return older;
+  if (older.isArray() && newer.isArray()) {
+    Array array = older.array();
+    for (const Value& item : newer.array()) array = array.appending(item);
+    return array;
+  }
+  if (older.isDictionary() && newer.isDictionary()) {
+    Dictionary dictionary = older.dictionary();
+    for (const auto& entry : newer.dictionary().entries()) dictionary = dictionary.setting(entry.key(), entry.value);
+    return dictionary;
+  }
+  return newer;
+}
+
+}  // namespace
+
 Value StoreMemory::read(std::string_view name) const {
   const std::lock_guard lock(mutex_);
   const auto found = table_.find(name);
@@ -31,7 +52,14 @@ void StoreMemory::update(std::string_view name, const std::function<Value(const 
 
 void StoreMemory::adopt(std::string_view name, const Value& value) {
   const std::lock_guard lock(mutex_);
-  table_.try_emplace(std::string(name), Slot{value});
+  Slot& slot = table_[std::string(name)];
+  if (!slot.written) slot.value = value;
+}
+
+void StoreMemory::merge(std::string_view name, const Value& value) {
+  const std::lock_guard lock(mutex_);
+  Slot& slot = table_[std::string(name)];
+  slot.value = slot.written ? joined(value, slot.value) : value;
 }
 
 void StoreMemory::takeWrites(std::vector<Write>& writes) {

@@ -26,8 +26,12 @@ class StoreMemory {
   void write(std::string_view name, Value value);
   void update(std::string_view name, const std::function<Value(const Value&)>& change);
 
-  /// Takes over what the file holds under `name`, unless something was written here before.
+  /// Takes over what the file holds under `name`, unless something was written here.
   void adopt(std::string_view name, const Value& value);
+
+  /// As `adopt`, for a file that could not be read so far: what was written without having seen its lists must not
+  /// delete them. What stands in them comes first; a dictionary's entry yields to one of its name written here.
+  void merge(std::string_view name, const Value& value);
 
   /// Appends every key that was written since the last call.
   void takeWrites(std::vector<Write>& writes);
