@@ -1,6 +1,7 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <fstream>
@@ -77,6 +78,10 @@ class AStoreBeingCopied : public testing::Test {
  protected:
   void SetUp() override {
     isTheTest = true;
+    std::vector<Value> items;
+    for (int number = 0; number < 8000; ++number) items.push_back(record(number));
+    openStore(file_)->setObject(Array(std::move(items)), "more than SQLite keeps in memory");
+    store_ = openStore(file_);
     while (logSize(file_) < 32 + RowFile::logTarget * (RowFile::pageSize + 24)) append();
     diskIsStuck = true;
     ASSERT_TRUE(comesTrue([] { return waitingThreads > 0; }));
@@ -91,7 +96,7 @@ class AStoreBeingCopied : public testing::Test {
 
   const TemporaryFolder folder_;
   const std::filesystem::path file_ = folder_ / "store";
-  std::unique_ptr<SQLiteUserDefaults> store_ = openStore(file_);
+  std::unique_ptr<SQLiteUserDefaults> store_;
   Array queue_;
 };
 
@@ -108,6 +113,26 @@ TEST_F(AStoreBeingCopied, KeepsNoCallerWaiting) {
   caller.join();
   store_.reset();
   EXPECT_EQ(openStore(file_)->objectForKey("queue"), Value(queue_));
+}
+
+TEST_F(AStoreBeingCopied, IsLetGoBeforeADamagedFileIsReplaced) {
+  const std::string noise(std::filesystem::file_size(file_) - RowFile::pageSize, '\xA5');
+  std::fstream(file_, std::ios::binary | std::ios::in | std::ios::out).seekp(RowFile::pageSize) << noise;
+  const auto isReplaced = [&] { return std::filesystem::file_size(file_) < noise.size(); };
+  std::atomic<bool> isDone = false;
+  std::thread caller([&] {
+    store_->removeObject("more than SQLite keeps in memory");
+    store_->synchronize();
+    isDone = true;
+  });
+  std::this_thread::sleep_for(std::chrono::milliseconds(200));  // in which the caller comes to the damage
+  EXPECT_FALSE(isDone);
+  EXPECT_FALSE(isReplaced());
+  diskIsStuck = false;
+  caller.join();
+  EXPECT_TRUE(isReplaced());
+  append();
+  EXPECT_EQ(AfterSuddenDeath(file_)->objectForKey("queue"), Value(queue_));
 }
 
 TEST(StoreBackground, NeverBeginsTheLogAnewWhileWritesFollowEachOther) {
@@ -148,10 +173,13 @@ TEST(StoreBackground, BeginsTheLogAnewAtItsLimitWithoutAPause) {
   write(0);
   const std::string header = headerOfLog(file);
   const auto deadline = std::chrono::steady_clock::now() + std::chrono::minutes(2);
+  std::uintmax_t size = 0;
   for (int number = 1; headerOfLog(file) == header; ++number) {
+    size = std::max(size, logSize(file));
     ASSERT_LT(std::chrono::steady_clock::now(), deadline);
     write(number);
   }
+  EXPECT_GT(size, RowFile::logLimit * std::uintmax_t{RowFile::pageSize} - 2 * text.size());
   write(-1);
   store.reset();
   EXPECT_EQ(openStore(file)->objectForKey("key"), Value(last));
