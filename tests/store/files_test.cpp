@@ -488,6 +488,47 @@ TEST(AReadOnlyFolder, IsStillRead) {
   EXPECT_EQ(status, 0);
 }
 
+TEST(AReadOnlyFolder, IsWrittenOnceItCanBe) {
+  const TemporaryFolder folder;
+  const auto file = folder / "store";
+  leaveWithLog(file, [](SQLiteUserDefaults& store) { store.setObject(Array{"a1"}, "records"); });
+  const auto permit = [&](unsigned all, unsigned files) {
+    for (const char* suffix : {"", "-wal", ".lock"}) {
+      std::filesystem::permissions(file.string() + suffix, std::filesystem::perms{files});
+    }
+    std::filesystem::permissions(folder.path(), std::filesystem::perms{all});
+  };
+  permit(0555, 0444);
+  int failed[2];
+  int permitted[2];
+  ASSERT_EQ(pipe(failed), 0);
+  ASSERT_EQ(pipe(permitted), 0);
+  const pid_t writer = fork();
+  ASSERT_GE(writer, 0);
+  if (writer == 0) {
+    constexpr uid_t nobody = 65534;  // rights are nothing to root
+    if (getuid() == 0 && (setgroups(0, nullptr) != 0 || setgid(nobody) != 0 || setuid(nobody) != 0)) _exit(2);
+    StoreLog log;
+    const auto store = openStore(file, log.sink());
+    if (!store || store->objectForKey("records") != Value(Array{"a1"})) _exit(3);
+    store->setObject(store->objectForKey("records").array().appending("b1"), "records");
+    store->synchronize();
+    char byte = 'x';
+    if (log.lines().size() != 1 || write(failed[1], &byte, 1) != 1 || read(permitted[0], &byte, 1) != 1) _exit(4);
+    store->synchronize();
+    _exit(log.lines().size() == 2 ? 0 : 5);
+  }
+  close(failed[1]);
+  char byte = 'x';
+  EXPECT_EQ(read(failed[0], &byte, 1), 1);
+  permit(0777, 0666);
+  EXPECT_EQ(write(permitted[1], &byte, 1), 1);
+  int status = -1;
+  waitpid(writer, &status, 0);
+  EXPECT_EQ(status, 0);
+  EXPECT_EQ(openStore(file)->objectForKey("records"), Value(Array{"a1", "b1"}));
+}
+
 TEST(StoreDiagnostics, AreGivenWithNoLockHeld) {
   const TemporaryFolder folder;
   std::ofstream(folder / "blocker") << "a file where a folder should be";

@@ -2,20 +2,13 @@
 
 #include <pthread.h>
 
-#include <chrono>
 #include <csignal>
 #include <utility>
 
 namespace fliprugair {
 
-namespace {
-
-/// Between two attempts: the callers' writes keep the work from being finished, and are likely to pause.
-constexpr std::chrono::milliseconds rest{100};
-
-}  // namespace
-
-Checkpointer::Checkpointer(std::function<bool()> work) : work_(std::move(work)) {
+Checkpointer::Checkpointer(std::function<bool()> work, std::chrono::milliseconds pause)
+    : work_(std::move(work)), pause_(pause) {
   // The host's signals are for the host's threads. A fault of this thread's own is not: blocked, it would end the
   // process unseen by the host's crash handler.
   sigset_t blocked;
@@ -41,11 +34,11 @@ Checkpointer::~Checkpointer() {
   thread_.join();
 }
 
-void Checkpointer::request() {
-  if (requested_.load(std::memory_order_relaxed)) return;
+void Checkpointer::ask(std::atomic<bool>& wish) {
+  if (wish.load(std::memory_order_relaxed)) return;
   {
     const std::lock_guard lock(mutex_);
-    requested_ = true;
+    wish = true;
   }
   changed_.notify_one();
 }
@@ -53,16 +46,15 @@ void Checkpointer::request() {
 void Checkpointer::run() {
   std::unique_lock lock(mutex_);
   while (!stops_) {
-    changed_.wait(lock, [this] { return stops_ || requested_; });
+    changed_.wait(lock, [this] { return stops_ || requested_ || hurried_; });
+    changed_.wait_for(lock, pause_, [this] { return stops_ || hurried_; });
     if (stops_) return;
+    requested_ = true;
     lock.unlock();
     const bool isDone = work_();
     lock.lock();
-    if (isDone) {
-      requested_ = false;
-    } else {
-      changed_.wait_for(lock, rest, [this] { return stops_; });
-    }
+    hurried_ = false;
+    if (isDone) requested_ = false;
   }
 }
 

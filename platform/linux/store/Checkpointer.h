@@ -1,6 +1,7 @@
 #pragma once
 
 #include <atomic>
+#include <chrono>
 #include <condition_variable>
 #include <functional>
 #include <mutex>
@@ -8,28 +9,34 @@
 
 namespace fliprugair {
 
-/// The store's background thread. It sleeps until work is requested, then does a piece of it after the other, with a
-/// short rest in between, until nothing is left. Owned by StoreDisk; ends, and waits for the piece at hand, when
-/// destroyed. Threads: `request` may be called from any.
+/// The store's background thread. It sleeps until work is requested, then tries to do it after each pause, until it is
+/// done. Owned by StoreDisk; ends, and waits for the attempt at hand, when destroyed. Threads: `request` and `hurry`
+/// may be called from any.
 class Checkpointer {
  public:
-  /// `work` does a piece and answers whether that was all. Called on this thread only, with no lock held.
-  explicit Checkpointer(std::function<bool()> work);
+  /// `work` makes an attempt and answers whether there is none to follow. Called on this thread only, with no lock
+  /// held.
+  Checkpointer(std::function<bool()> work, std::chrono::milliseconds pause);
   ~Checkpointer();
   Checkpointer(const Checkpointer&) = delete;
   Checkpointer& operator=(const Checkpointer&) = delete;
 
   /// Costs next to nothing while a request is being worked on.
-  void request();
+  void request() { ask(requested_); }
+  /// Has the next attempt made at once.
+  void hurry() { ask(hurried_); }
 
  private:
+  void ask(std::atomic<bool>& wish);
   void run();
 
   std::function<bool()> work_;
+  const std::chrono::milliseconds pause_;
   std::mutex mutex_;
   std::condition_variable changed_;
   bool stops_ = false;
   std::atomic<bool> requested_ = false;
+  std::atomic<bool> hurried_ = false;
   std::thread thread_;
 };
 

@@ -162,6 +162,9 @@ std::optional<int> RowFile::checkpoint(const std::string& path) {
   int length = 0;
   int copied = 0;
   const int code = sqlite3_wal_checkpoint_v2(database.get(), nullptr, SQLITE_CHECKPOINT_PASSIVE, &length, &copied);
+  if (code != SQLITE_OK && (code & 0xFF) != SQLITE_BUSY) {
+    throw StoreError(StoreError::Kind::unavailable, sqlite3_errmsg(database.get()));
+  }
   return code == SQLITE_OK && copied == length ? std::optional(length) : std::nullopt;
 }
 

@@ -22,8 +22,8 @@ class RowFile {
   /// Bytes. Pages of this size take three records: smaller ones would make every record a page split, larger ones more
   /// to write.
   static constexpr int pageSize = 2048;
-  static constexpr int logTarget = 1000;      ///< pages; from here on the log is to be begun anew
-  static constexpr int logLimit = 16 * 1024;  ///< pages; from here on even if the writes do not pause
+  static constexpr int logTarget = 1000;      ///< pages; from here on the log is to be begun anew in a pause
+  static constexpr int logLimit = 32 * 1024;  ///< pages; from here on even if the writes do not pause
 
   /// Opens the file, or begins one.
   explicit RowFile(const std::string& path);
@@ -43,6 +43,7 @@ class RowFile {
   /// To be called once before the first `write`.
   void touch();
 
+  int logPages() const { return logPages_; }
   bool logIsLong() const { return logPages_ >= logTarget; }
   bool logIsAtItsLimit() const { return logPages_ >= logLimit; }
 

@@ -22,10 +22,12 @@ class StoreMemory;
 ///
 /// Ownership: the host's. Destruction makes pending writes durable, cleans up the file and stops the store's one
 /// background thread.
-/// Threads: as UserDefaults. Reads never wait for the disk. A `synchronize` waits for those of other threads, but not
-/// for the disk to confirm anything (fsync): the background thread has SQLite's log copied into the file beside the
-/// writes. One wait remains, when the log is begun anew: the background thread seeks a pause in the writes for it,
-/// after about two megabytes, and does without one only after about thirty-two.
+/// Threads: as UserDefaults. Reads never wait for the disk. A `synchronize` waits for those of other threads; while
+/// writes follow each other within a second, neither it nor what it waits for awaits the disk's confirmation (fsync).
+/// When nothing was written for a second or two, and SQLite's log is longer than two megabytes, the background thread
+/// copies it into the file beside any writes and begins it anew. A write at that very moment waits for the one
+/// confirmation this takes. The other exceptions: a log of 64 megabytes is begun anew without a pause, and
+/// confirmations are waited for while a damaged file is replaced or a medium that refused is tried again.
 class SQLiteUserDefaults final : public UserDefaults {
  public:
   /// Receives diagnostic lines, with no lock held; what it throws is dropped.

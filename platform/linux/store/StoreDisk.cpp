@@ -1,5 +1,6 @@
 #include "platform/linux/store/StoreDisk.h"
 
+#include <chrono>
 #include <system_error>
 #include <utility>
 
@@ -7,8 +8,16 @@
 
 namespace fliprugair {
 
+namespace {
+
+/// How long nothing is written before the log is copied and begun anew. The writes of one occasion are closer together,
+/// and those of the next must not find the file busy.
+constexpr std::chrono::seconds pause{1};
+
+}  // namespace
+
 StoreDisk::StoreDisk(std::filesystem::path path, std::function<void(std::string_view)> log)
-    : path_(std::move(path)), log_(std::move(log)), checkpointer_([this] { return checkpoint(); }) {}
+    : path_(std::move(path)), log_(std::move(log)), checkpointer_([this] { return checkpoint(); }, pause) {}
 
 std::optional<std::string> StoreDisk::open(StoreMemory& memory) {
   Lines lines;
@@ -64,10 +73,13 @@ void StoreDisk::writeAll(StoreMemory& memory) {
   memory.takeWrites(writes_);
   mirror_.stage(writes_, changes_);
   writes_.clear();
-  if (changes_.empty()) return;
-  file_->write(changes_);
+  if (!changes_.empty()) file_->write(changes_);
   changes_.clear();
-  if (file_->logIsLong()) checkpointer_.request();
+  if (file_->logIsAtItsLimit()) {
+    checkpointer_.hurry();
+  } else if (file_->logIsLong()) {
+    checkpointer_.request();
+  }
 }
 
 void StoreDisk::connect(StoreMemory& memory) {
@@ -97,6 +109,7 @@ void StoreDisk::connect(StoreMemory& memory) {
 }
 
 void StoreDisk::beginAfresh(const StoreError& damage, StoreMemory& memory, Lines& lines) {
+  const std::lock_guard fileStays(fileStays_);
   if (file_) file_->leaveFilesAlone();
   file_.reset();
   mirror_ = {};
@@ -128,11 +141,26 @@ void StoreDisk::readUnwritable(StoreMemory& memory) {
 
 bool StoreDisk::checkpoint() {
   try {
-    std::optional<int> checkpointed = RowFile::checkpoint(path_.string());
-    const std::lock_guard lock(mutex_);
-    if (!file_ || !file_->logIsLong()) return true;
+    std::unique_lock lock(mutex_);
+    if (!file_ || !file_->logIsLong()) {
+      pagesSeen_ = 0;
+      return true;
+    }
+    const int pages = file_->logPages();
+    const bool pauses = std::exchange(pagesSeen_, pages) == pages;
+    if (!pauses && !file_->logIsAtItsLimit()) return false;
+    std::optional<int> checkpointed;
+    {
+      const std::lock_guard fileStays(fileStays_);
+      lock.unlock();
+      checkpointed = RowFile::checkpoint(path_.string());
+    }
+    lock.lock();
+    if (!file_) return true;
     if (file_->logIsAtItsLimit()) checkpointed = RowFile::checkpoint(path_.string());
-    return checkpointed && file_->restartLog(*checkpointed);
+    if (!checkpointed || !file_->restartLog(*checkpointed)) return false;
+    pagesSeen_ = 0;
+    return true;
   } catch (const StoreError&) {
     return true;  // the next write that the medium refuses says so
   }
