@@ -342,8 +342,11 @@ Dictionary RandomCommands::spoilt(Dictionary command) {
       return command.setting(text(), anything());
     default: {
       const std::string name = pick(names);
-      // The store is left alone by scripts that do not write to it.
-      return name == "set" && !writesTheStore_ ? command : command.setting(name, anything());
+      Value value = anything();
+      // The store is left alone by scripts that do not write to it, and a timer that is armed anew each second makes
+      // long times long.
+      if ((name == "set" && !writesTheStore_) || (name == "seconds" && value.realValue() > 200)) return command;
+      return command.setting(name, std::move(value));
     }
   }
 }

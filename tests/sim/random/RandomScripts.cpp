@@ -51,12 +51,14 @@ std::string ScriptFailure::text() const {
   return result;
 }
 
-std::optional<ScriptFailure> runRandomScript(std::uint64_t seed, std::size_t length) {
+std::optional<ScriptFailure> runRandomScript(std::uint64_t seed, std::size_t length,
+                                             const std::function<void(const std::string&)>& show) {
   WatchedSimulator simulator(seed);
   RandomCommands commands(seed);
   Script script;
   for (std::size_t index = 0; index < length; ++index) {
     script.push_back(commands.next(simulator));
+    if (show) show(script.back());
     const std::string what = simulator.run(script.back());
     if (what.empty()) continue;
     script = shortened(std::move(script), seed, what);

@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
@@ -17,7 +18,9 @@ struct ScriptFailure {
   std::string text() const;
 };
 
-/// Runs `length` random commands on a simulator; nothing when all held that must hold.
-std::optional<ScriptFailure> runRandomScript(std::uint64_t seed, std::size_t length);
+/// Runs `length` random commands on a simulator, each shown to `show` before it runs; nothing when all held that must
+/// hold.
+std::optional<ScriptFailure> runRandomScript(std::uint64_t seed, std::size_t length,
+                                             const std::function<void(const std::string& command)>& show = {});
 
 }  // namespace fliprugair::sim

@@ -1,4 +1,4 @@
-// Runs random scripts for as long as one likes: fliprugair_random_scripts --seed N --scripts M [--length L].
+// Runs random scripts for as long as one likes: fliprugair_random_scripts --seed N --scripts M [--length L] [--show].
 
 #include <CLI/CLI.hpp>
 #include <iostream>
@@ -13,12 +13,15 @@ int main(int argc, char** argv) {
   app.add_option("--seed", seed, "the seed of the first script; each further one has the next number");
   app.add_option("--scripts", scripts, "how many scripts to run");
   app.add_option("--length", length, "commands in each");
+  bool show = false;
+  app.add_flag("--show", show, "write each command before it runs, so that a crash leaves its script behind");
   CLI11_PARSE(app, argc, argv);
   int failures = 0;
   for (std::uint64_t number = 0; number < scripts; ++number) {
-    // Said before it runs, so that a crash leaves its seed behind.
     if (number % 100 == 0) std::cerr << "from seed " << seed + number << '\n';
-    const auto failure = fliprugair::sim::runRandomScript(seed + number, length);
+    const auto showCommand = [](const std::string& command) { std::cout << command << std::endl; };
+    const auto failure = fliprugair::sim::runRandomScript(
+        seed + number, length, show ? showCommand : std::function<void(const std::string&)>());
     if (!failure) continue;
     ++failures;
     std::cout << "seed " << seed + number << ": " << failure->text() << std::endl;
