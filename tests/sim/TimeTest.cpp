@@ -48,10 +48,10 @@ TEST_F(Time, ManyYearsMayPass) {
   script.call("trackEvent::", {"event", "value"});
   EXPECT_EQ(named(script.advance(1e9), "timer_fired").size(), 1U);
   EXPECT_EQ(localTime(), "2700000000");
-  script.advance(1e300);
-  script.advance(1e300);
+  script.advance(1e20);
+  script.advance(1e20);
   script.call("trackEvent::", {"event", "value"});
-  script.advance(1e300);
+  script.advance(1e20);
 }
 
 TEST_F(Time, TheClockIsSetWithoutFiringTimers) {
