@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <functional>
 #include <map>
@@ -77,8 +78,8 @@ class VirtualDevice {
   double clockBase_ = 1700000000.0;
   Nanoseconds clockSetAt_ = 0;
   Nanoseconds uptime_ = 0;
-  std::uint64_t requests_ = 0;
-  std::uint64_t tasks_ = 0;
+  std::atomic<std::uint64_t> requests_ = 0;
+  std::atomic<std::uint64_t> tasks_ = 0;
 };
 
 }  // namespace fliprugair

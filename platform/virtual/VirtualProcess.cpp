@@ -42,6 +42,7 @@ void VirtualProcess::die() {
   dead_ = true;
   mainQueue_.close();
   globalQueue_.tasks().close();
+  const std::lock_guard lock(backgroundTasksMutex_);
   backgroundTasks_.clear();
 }
 
@@ -50,9 +51,12 @@ void VirtualProcess::answerSearchAd(const Value& details, bool unknown) {
 }
 
 void VirtualProcess::expire(BackgroundTaskIdentifier task) {
-  const auto found = backgroundTasks_.find(task);
-  if (found == backgroundTasks_.end()) return;
-  const auto handler = found->second;
+  std::function<void()> handler;
+  {
+    const std::lock_guard lock(backgroundTasksMutex_);
+    const auto found = backgroundTasks_.find(task);
+    if (found != backgroundTasks_.end()) handler = found->second;
+  }
   if (handler) handler();
 }
 
@@ -81,12 +85,16 @@ BackgroundTaskIdentifier VirtualProcess::beginBackgroundTask(std::string_view na
                                                              std::function<void()> expirationHandler) {
   const BackgroundTaskIdentifier task = device_.nextTask();
   write(PairList().add("event", "background_task_began").add("name", name).add("task", task).dictionary());
+  const std::lock_guard lock(backgroundTasksMutex_);
   backgroundTasks_.emplace(task, std::move(expirationHandler));
   return task;
 }
 
 void VirtualProcess::endBackgroundTask(BackgroundTaskIdentifier task) {
-  if (backgroundTasks_.erase(task) == 0) return;
+  {
+    const std::lock_guard lock(backgroundTasksMutex_);
+    if (backgroundTasks_.erase(task) == 0) return;
+  }
   write(PairList().add("event", "background_task_ended").add("task", task).dictionary());
 }
 

@@ -3,6 +3,7 @@
 #include <atomic>
 #include <map>
 #include <memory>
+#include <mutex>
 
 #include "collaborators/Environment.h"
 #include "platform/json/RapidJSONSerialization.h"
@@ -106,6 +107,7 @@ class VirtualProcess final : public Environment,
   VirtualMainQueue mainQueue_;
   VirtualGlobalQueue globalQueue_;
   VirtualNetwork network_;
+  std::mutex backgroundTasksMutex_;
   std::map<BackgroundTaskIdentifier, std::function<void()>> backgroundTasks_;
   std::shared_ptr<VirtualSearchAd> newestSearchAd_;
 };
