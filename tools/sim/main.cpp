@@ -1,5 +1,6 @@
 #include <CLI/CLI.hpp>
 #include <cstdio>
+#include <filesystem>
 #include <fstream>
 #include <iostream>
 
@@ -41,7 +42,7 @@ int main(int argc, char** argv) {
   bool help = false;
   app.set_help_flag();
   app.add_flag("-h,--help", help);
-  app.add_option("--seed", seed);
+  app.add_option("--seed", seed)->check(CLI::NonNegativeNumber);
   app.add_option("FILE", file);
   try {
     app.parse(argc, argv);
@@ -55,7 +56,7 @@ int main(int argc, char** argv) {
   }
   if (file.empty()) return runScript(std::cin, "standard input", seed);
   std::ifstream script(file);
-  if (!script) {
+  if (!script || std::filesystem::is_directory(file)) {
     std::cerr << "fliprugair-sim: cannot read " << file << '\n';
     return notUnderstood;
   }
