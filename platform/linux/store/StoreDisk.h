@@ -57,7 +57,7 @@ class StoreDisk {
   std::vector<RowChange> changes_;  ///< staged and not yet in the file
   bool isFailing_ = false;
   bool hasBegunAfresh_ = false;  ///< and not yet written successfully
-  bool wasRead_ = false;  ///< the memory has been given what the file held
+  bool wasRead_ = false;         ///< the memory has been given what the file held
 
   int pagesSeen_ = 0;  ///< of the log, a while ago
   /// Taken with `mutex_` held and kept without it while the file is checkpointed: it is not replaced meanwhile.
