@@ -15,7 +15,8 @@ namespace fliprugair {
 /// `synchronize`. Values are shared, not copied: what is stored, enqueued and sent is one object.
 ///
 /// Threads: every operation may be called from any thread and is atomic by itself; sequences of them are not, except
-/// `update`. Failures of the medium are the store's own affair: it says so in the log and goes on from memory.
+/// `update`. Failures of the medium are the store's own affair: it says so in the log, throws nothing and goes on from
+/// memory.
 class UserDefaults {
  public:
   virtual ~UserDefaults() = default;
@@ -48,6 +49,9 @@ class UserDefaults {
     const Value object = objectForKey(key);
     return object.isArray() ? std::optional(object.array()) : std::nullopt;
   }
+
+  /// An unsigned integer, such as a time, in the signed form that integerForKey reads.
+  void setInteger(std::uint64_t number, std::string_view key) { setObject(static_cast<std::int64_t>(number), key); }
 
   void removeObject(std::string_view key) { setObject(nullptr, key); }
 };

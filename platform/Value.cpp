@@ -41,7 +41,7 @@ bool Value::boolValue() const {
     case Kind::boolean:
       return std::get<bool>(content_);
     case Kind::integer:
-      return std::get<std::int64_t>(content_) != 0;
+      return isUnsigned() || std::get<std::int64_t>(content_) != 0;
     case Kind::real:
       return std::get<double>(content_) != 0;
     case Kind::text:
@@ -56,7 +56,7 @@ std::int64_t Value::integerValue() const {
     case Kind::boolean:
       return std::get<bool>(content_) ? 1 : 0;
     case Kind::integer:
-      return std::get<std::int64_t>(content_);
+      return isUnsigned() ? std::numeric_limits<std::int64_t>::max() : std::get<std::int64_t>(content_);
     case Kind::real:
       return truncated(std::get<double>(content_));
     case Kind::text:
@@ -66,8 +66,11 @@ std::int64_t Value::integerValue() const {
   }
 }
 
+std::uint64_t Value::unsignedValue() const { return isUnsigned() ? std::get<std::uint64_t>(content_) : 0; }
+
 double Value::realValue() const {
   if (const auto* real = std::get_if<double>(&content_)) return *real;
+  if (isUnsigned()) return static_cast<double>(unsignedValue());
   return isNumber() ? static_cast<double>(integerValue()) : 0.0;
 }
 

@@ -105,8 +105,15 @@ class Value {
   template <class T>
   requires std::is_same_v<T, bool> Value(T truth) : content_(truth) {}
   template <class T>
-  requires(std::is_integral_v<T> && !std::is_same_v<T, bool>) Value(T number)
-      : content_(static_cast<std::int64_t>(number)) {}
+  requires(std::is_integral_v<T> && !std::is_same_v<T, bool>) Value(T number) {
+    if constexpr (std::is_unsigned_v<T> && sizeof(T) == sizeof(std::int64_t)) {
+      if (number > INT64_MAX) {
+        content_ = static_cast<std::uint64_t>(number);
+        return;
+      }
+    }
+    content_ = static_cast<std::int64_t>(number);
+  }
   Value(double number) : content_(number) {}
   Value(std::string text);
   Value(std::string_view text);
@@ -117,13 +124,15 @@ class Value {
   /// A dictionary: `Value{{"marluneAppId", "demo"}, {"enableLogging", true}}`.
   Value(std::initializer_list<std::pair<std::string_view, Value>> pairs);
 
-  Kind kind() const { return static_cast<Kind>(content_.index()); }
+  Kind kind() const { return isUnsigned() ? Kind::integer : static_cast<Kind>(content_.index()); }
   bool isNothing() const { return kind() == Kind::nothing; }
   bool isText() const { return kind() == Kind::text; }
   bool isArray() const { return kind() == Kind::array; }
   bool isDictionary() const { return kind() == Kind::dictionary; }
   /// A boolean counts as a number.
   bool isNumber() const;
+  /// An integer that only an unsigned one of 64 bits can hold; its integerValue() is saturated.
+  bool isUnsigned() const { return std::holds_alternative<std::uint64_t>(content_); }
 
   /// As the platform's objects answer for their boolean value: a number by being other than 0; text when, after
   /// blanks, one sign and zeros, one of Y y T t 1 to 9 begins it; everything else NO.
@@ -132,6 +141,9 @@ class Value {
   /// A number truncated toward zero, or the integer that text begins with (after blanks and one sign); saturated at
   /// the bounds of the type, and 0 where there is none.
   std::int64_t integerValue() const;
+
+  /// The integer of one that isUnsigned(); 0 for everything else.
+  std::uint64_t unsignedValue() const;
 
   /// The text, or "" when this is none. Valid as long as this value.
   const std::string& text() const;
@@ -151,7 +163,8 @@ class Value {
 
  private:
   using SharedText = std::shared_ptr<const std::string>;
-  std::variant<std::monostate, bool, std::int64_t, double, SharedText, Array, Dictionary> content_;
+  // The kinds in their order, and behind them the integers that are too large for the first form.
+  std::variant<std::monostate, bool, std::int64_t, double, SharedText, Array, Dictionary, std::uint64_t> content_;
 };
 
 struct Dictionary::Entry {

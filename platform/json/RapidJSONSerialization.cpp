@@ -7,7 +7,6 @@
 #include <rapidjson/stringbuffer.h>
 #include <rapidjson/writer.h>
 
-#include <limits>
 #include <vector>
 
 #include "platform/Text.h"
@@ -24,7 +23,7 @@ bool write(Writer& writer, const Value& value) {
     case Value::Kind::boolean:
       return writer.Bool(value.boolValue());
     case Value::Kind::integer:
-      return writer.Int64(value.integerValue());
+      return value.isUnsigned() ? writer.Uint64(value.unsignedValue()) : writer.Int64(value.integerValue());
     case Value::Kind::real:
       return writer.Double(value.realValue());
     case Value::Kind::text:
@@ -58,10 +57,7 @@ class ValueBuilder : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, Valu
   bool Int(int number) { return take(number); }
   bool Uint(unsigned number) { return take(number); }
   bool Int64(std::int64_t number) { return take(number); }
-  bool Uint64(std::uint64_t number) {
-    constexpr auto highest = static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max());
-    return number <= highest ? take(number) : take(static_cast<double>(number));
-  }
+  bool Uint64(std::uint64_t number) { return take(number); }
   bool Double(double number) { return take(number); }
   bool String(const char* text, rapidjson::SizeType length, bool) { return take(std::string_view(text, length)); }
   bool StartObject() { return open(true); }

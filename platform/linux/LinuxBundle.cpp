@@ -18,12 +18,12 @@ Value LinuxBundle::infoEntry(std::string_view key) const {
 }
 
 Value LinuxBundle::encodedReceipt() const {
-  const Value known = encoded_.load();
+  Value known = encoded_.load();
   if (!known.isNothing() || receipt_.empty()) return known;
   // Two threads may both get here; what the later one has read replaces the same content.
   const std::optional<std::string> receipt = contentOfFile(receipt_);
   if (!receipt) return nullptr;
-  const Value encoded = base64Text(*receipt);
+  Value encoded = base64Text(*receipt);
   encoded_.store(encoded);
   return encoded;
 }

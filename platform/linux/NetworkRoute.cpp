@@ -82,7 +82,7 @@ Route routeTo(const std::string& address) {
 Route routeToInternet() {
   // A root name server's addresses stand for the public internet: they are known everywhere, and have hardly ever
   // changed. Nothing is sent to them. Addresses that are nobody's would not do, since careful machines refuse them.
-  const Route route = routeTo("198.41.0.4");
+  Route route = routeTo("198.41.0.4");
   if (route.interface) return route;
   const Route sixth = routeTo("2001:503:ba3e::2:30");
   return {route.asked || sixth.asked, sixth.interface};

@@ -1,4 +1,5 @@
 #include "network/Certificates.h"
+#include "network/ConnectProxy.h"
 #include "network/NetworkTest.h"
 #include "network/TemporaryDirectory.h"
 #include "network/TestServer.h"
@@ -86,6 +87,28 @@ TEST_F(TLS, AMissingCAFileIsAFailure) {
 
 TEST_F(TLS, TravelsThroughTheProxy) {
   const Certificate made = certificate("behind", "IP:127.0.0.1");
+  ConnectProxy proxy;
+  TestServer server(made, accept);
+  const Running running = NetworkTest::start(
+      {.caFile = made.certificateFile, .proxy = proxy.url(), .loopbackScheme = LoopbackScheme::https});
+  sendQueued(server.hostname());
+  expectAccepted();
+  EXPECT_EQ(proxy.asked.items(), std::vector<std::string>{"CONNECT " + server.hostname() + " HTTP/1.1"});
+}
+
+TEST_F(TLS, TravelsThroughTheProxyThatTheEnvironmentNames) {
+  const Certificate made = certificate("behind", "IP:127.0.0.1");
+  ConnectProxy proxy;
+  TestServer server(made, accept);
+  setenv("https_proxy", proxy.url().c_str(), 1);
+  const Running running = start(made.certificateFile);
+  sendQueued(server.hostname());
+  expectAccepted();
+  EXPECT_EQ(proxy.asked.items().size(), 1U);
+}
+
+TEST_F(TLS, FailsWhenTheProxyIsNotThere) {
+  const Certificate made = certificate("behind", "IP:127.0.0.1");
   const DeadPort proxy;
   TestServer server(made, accept);
   const Running running = NetworkTest::start(
@@ -94,6 +117,27 @@ TEST_F(TLS, TravelsThroughTheProxy) {
   expectStillQueued();
   expectLogged("failed, Failed to connect");
   EXPECT_TRUE(server.requests.items().empty());
+}
+
+TEST_F(TLS, TakesNoProxyToAHostThatTheEnvironmentExcepts) {
+  const Certificate made = certificate("excepted", "IP:127.0.0.1");
+  const DeadPort proxy;
+  TestServer server(made, accept);
+  setenv("https_proxy", ("http://" + proxy.hostname()).c_str(), 1);
+  setenv("no_proxy", "127.0.0.1", 1);
+  const Running running = start(made.certificateFile);
+  sendQueued(server.hostname());
+  expectAccepted();
+}
+
+TEST_F(TLS, AHostThatNeverShakesHandsIsGivenUpWithinTheTimeToConnect) {
+  const SilentPort port;
+  const Running running = NetworkTest::start({.loopbackScheme = LoopbackScheme::https,
+                                              .connectTimeout = std::chrono::milliseconds(100),
+                                              .timeout = std::chrono::hours(1)});
+  sendQueued(port.hostname());
+  expectStillQueued();
+  expectLogged("timeout");
 }
 
 TEST_F(TLS, WhatIsNotEncryptedTakesNoProxy) {

@@ -90,4 +90,6 @@ DeadPort::DeadPort() : socket_(socket(AF_INET, SOCK_STREAM, 0)) {
 
 DeadPort::~DeadPort() { close(socket_); }
 
+SilentPort::SilentPort() { EXPECT_EQ(listen(socket_, 1), 0); }
+
 }  // namespace fliprugair::test

@@ -55,9 +55,17 @@ class DeadPort {
   DeadPort& operator=(const DeadPort&) = delete;
   std::string hostname() const { return "127.0.0.1:" + std::to_string(port_); }
 
- private:
+ protected:
   int socket_ = -1;
+
+ private:
   int port_ = 0;
+};
+
+/// A port on which the system takes connections that nobody ever answers.
+class SilentPort : public DeadPort {
+ public:
+  SilentPort();
 };
 
 }  // namespace fliprugair::test

@@ -17,6 +17,7 @@ TEST(Value, IsOfTheKindOfWhatItIsMadeOf) {
   EXPECT_EQ(Value(true).kind(), Kind::boolean);
   EXPECT_EQ(Value(0).kind(), Kind::integer);
   EXPECT_EQ(Value(std::uint64_t{7}).kind(), Kind::integer);
+  EXPECT_EQ(Value(UINT64_MAX).kind(), Kind::integer);
   EXPECT_EQ(Value(1.0).kind(), Kind::real);
   EXPECT_EQ(Value("").kind(), Kind::text);
   EXPECT_EQ(Value(std::string()).kind(), Kind::text);
@@ -44,6 +45,19 @@ TEST(Value, AnswersForItsBooleanValue) {
                           Value(Array({1})), Value({{"a", true}})}) {
     EXPECT_FALSE(no.boolValue());
   }
+}
+
+TEST(Value, HoldsUnsignedIntegersOf64Bits) {
+  EXPECT_EQ(Value(std::uint64_t{INT64_MAX}), Value(INT64_MAX));
+  const Value large(UINT64_MAX - 1);
+  EXPECT_TRUE(large.isUnsigned() && large.isNumber() && large.boolValue());
+  EXPECT_EQ(large.unsignedValue(), UINT64_MAX - 1);
+  EXPECT_EQ(large.integerValue(), INT64_MAX);
+  EXPECT_EQ(large.realValue(), 18446744073709551616.0);
+  EXPECT_EQ(large, Value(UINT64_MAX - 1));
+  EXPECT_FALSE(large == Value(UINT64_MAX) || large == Value(INT64_MAX) || large == Value(18446744073709551614.0));
+  EXPECT_FALSE(Value(INT64_MAX).isUnsigned());
+  EXPECT_EQ(Value(INT64_MAX).unsignedValue(), 0U);
 }
 
 TEST(Value, TruncatesAndSaturatesItsIntegerValue) {

@@ -6,7 +6,7 @@ namespace fliprugair {
 
 namespace {
 
-constexpr std::size_t longestReply = 1024 * 1024;
+constexpr std::size_t longestReply = std::size_t{1024} * 1024;
 
 }  // namespace
 

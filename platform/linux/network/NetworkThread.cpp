@@ -100,12 +100,9 @@ void NetworkThread::startWaiting() {
 }
 
 void NetworkThread::start(NetworkRequest request) {
-  std::optional<std::string> body = json_.text(request.payload);
-  if (!body) {
-    ledger_.end(request, {false, "", "failed, the payload has no JSON form"});
-    return;
-  }
-  auto transfer = std::make_unique<CurlTransfer>(std::move(request), std::move(*body), options_, headers_.get());
+  // What was stored reads the same after a restart: a number that JSON has none for must not hold up a whole batch.
+  std::string body = json_.textOfAny(request.payload);
+  auto transfer = std::make_unique<CurlTransfer>(std::move(request), std::move(body), options_, headers_.get());
   CURLcode failure = transfer->prepared();
   if (failure == CURLE_OK && curl_multi_add_handle(multi_.get(), transfer->handle()) != CURLM_OK) {
     failure = CURLE_FAILED_INIT;

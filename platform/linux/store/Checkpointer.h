@@ -10,8 +10,8 @@
 namespace fliprugair {
 
 /// The store's background thread. It sleeps until work is requested, then tries to do it after each pause, until it is
-/// done. Owned by StoreDisk; ends, and waits for the attempt at hand, when destroyed. Threads: `request` and `hurry`
-/// may be called from any.
+/// done. Owned by StoreDisk; ends, and waits for the attempt at hand, when destroyed. Threads: `request` may be called
+/// from any.
 class Checkpointer {
  public:
   /// `work` makes an attempt and answers whether there is none to follow. Called on this thread only, with no lock
@@ -22,12 +22,9 @@ class Checkpointer {
   Checkpointer& operator=(const Checkpointer&) = delete;
 
   /// Costs next to nothing while a request is being worked on.
-  void request() { ask(requested_); }
-  /// Has the next attempt made at once.
-  void hurry() { ask(hurried_); }
+  void request();
 
  private:
-  void ask(std::atomic<bool>& wish);
   void run();
 
   std::function<bool()> work_;
@@ -36,7 +33,6 @@ class Checkpointer {
   std::condition_variable changed_;
   bool stops_ = false;
   std::atomic<bool> requested_ = false;
-  std::atomic<bool> hurried_ = false;
   std::thread thread_;
 };
 

@@ -22,32 +22,11 @@ bool isAbsentOrEmpty(const std::string& path) {
   return error ? error == std::errc::no_such_file_or_directory : size == 0;
 }
 
-/// `value` with nothing for every number that JSON has no text for.
-Value withoutUnwritableNumbers(const Value& value) {
-  if (value.isArray()) {
-    std::vector<Value> items;
-    for (const Value& item : value.array()) items.push_back(withoutUnwritableNumbers(item));
-    return Array(std::move(items));
-  }
-  if (value.isDictionary()) {
-    std::vector<std::pair<std::string, Value>> pairs;
-    for (const auto& entry : value.dictionary().entries()) {
-      pairs.emplace_back(entry.key(), withoutUnwritableNumbers(entry.value));
-    }
-    return Dictionary(std::move(pairs));
-  }
-  if (value.kind() == Value::Kind::real && !RapidJSONSerialization().text(value)) return nullptr;
-  return value;
-}
-
 }  // namespace
 
 RowFile::RowFile(const std::string& path) : database_(path, Database::Mode::readWriteCreate) {
-  // What begins a log must be on the disk before what follows it, lest an older log shine through after a power cut.
-  // Where there is no older log there is nothing to wait for; see touch.
-  const bool logIsEmpty = isAbsentOrEmpty(path + "-wal");
   try {
-    database_.execute(logIsEmpty ? "PRAGMA synchronous = OFF" : "PRAGMA synchronous = NORMAL");
+    database_.execute("PRAGMA synchronous = OFF");
     prepare();
   } catch (const StoreError&) {
     leaveFilesAlone();
@@ -55,10 +34,13 @@ RowFile::RowFile(const std::string& path) : database_(path, Database::Mode::read
   }
 }
 
-RowFile::~RowFile() = default;
+RowFile::~RowFile() {
+  // SQLite copies the log and deletes it when the last connection ends.
+  sqlite3_exec(database_.get(), "PRAGMA synchronous = NORMAL", nullptr, nullptr, nullptr);
+}
 
 void RowFile::prepare() {
-  database_.execute("PRAGMA secure_delete = OFF; PRAGMA temp_store = MEMORY; PRAGMA journal_size_limit = 4194304");
+  database_.execute("PRAGMA secure_delete = OFF; PRAGMA temp_store = MEMORY");
   // SQLite makes do with reading, and would not look again whether it may write.
   if (sqlite3_db_readonly(database_.get(), nullptr) == 1) {
     throw StoreError(StoreError::Kind::unavailable, "it can only be read");
@@ -146,32 +128,22 @@ void RowFile::make(const RowChange& change) {
   if (const auto* range = std::get_if<RowRange>(&change))
     return erase_->bind(1, range->first).bind(2, range->last).run();
   const Row& row = std::get<Row>(change);
-  std::optional<std::string> text = json_.text(row.value);
-  if (!text) text = json_.text(withoutUnwritableNumbers(row.value));
-  put_->bind(1, row.id).bind(2, row.parent).bind(3, row.position).bind(4, row.name).bind(5, *text).run();
+  const std::string text = json_.textOfAny(row.value);
+  put_->bind(1, row.id).bind(2, row.parent).bind(3, row.position).bind(4, row.name).bind(5, text).run();
 }
 
-void RowFile::touch() {
-  database_.execute(("PRAGMA user_version = " + std::to_string(formatVersion)).c_str());
-  database_.execute("PRAGMA synchronous = NORMAL");
-}
+void RowFile::touch() { database_.execute(("PRAGMA user_version = " + std::to_string(formatVersion)).c_str()); }
 
-std::optional<int> RowFile::checkpoint(const std::string& path) {
-  const Database database(path, Database::Mode::readWrite);
-  database.integer("PRAGMA schema_version");  // the log is not looked at before the first read
-  int length = 0;
-  int copied = 0;
-  const int code = sqlite3_wal_checkpoint_v2(database.get(), nullptr, SQLITE_CHECKPOINT_PASSIVE, &length, &copied);
-  if (code != SQLITE_OK && (code & 0xFF) != SQLITE_BUSY) {
-    throw StoreError(StoreError::Kind::unavailable, sqlite3_errmsg(database.get()));
+bool RowFile::emptyLog(LogCopy& copy) {
+  if (copy.pages() != logPages_) return false;
+  copy.letGo();
+  if (sqlite3_wal_checkpoint_v2(database_.get(), nullptr, SQLITE_CHECKPOINT_TRUNCATE, nullptr, nullptr) != SQLITE_OK) {
+    // The next write may begin the log anew by itself, and must then wait for the disk.
+    database_.execute("PRAGMA synchronous = NORMAL");
+    return false;
   }
-  return code == SQLITE_OK && copied == length ? std::optional(length) : std::nullopt;
-}
-
-bool RowFile::restartLog(int checkpointed) {
-  if (logPages_ != checkpointed) return false;
-  touch();
-  return logPages_ < checkpointed;
+  logPages_ = 0;
+  return true;
 }
 
 int RowFile::noteLogPages(void* self, sqlite3*, const char*, int pages) {

@@ -22,12 +22,11 @@ class StoreMemory;
 ///
 /// Ownership: the host's. Destruction makes pending writes durable, cleans up the file and stops the store's one
 /// background thread.
-/// Threads: as UserDefaults. Reads never wait for the disk. A `synchronize` waits for those of other threads; while
-/// writes follow each other within a second, neither it nor what it waits for awaits the disk's confirmation (fsync).
-/// When nothing was written for a second or two, and SQLite's log is longer than two megabytes, the background thread
-/// copies it into the file beside any writes and begins it anew. A write at that very moment waits for the one
-/// confirmation this takes. The other exceptions: a log of 64 megabytes is begun anew without a pause, and
-/// confirmations are waited for while a damaged file is replaced or a medium that refused is tried again.
+/// Threads: as UserDefaults. Reads never wait for the disk. A `synchronize` waits for those of other threads; neither
+/// it nor what it waits for awaits the disk's confirmation (fsync). That is the background thread's: when nothing was
+/// written for a second or two, and SQLite's log is longer than two megabytes, it copies the log into the file beside
+/// any writes, and empties it at the first moment when nothing was written meanwhile. From 32 megabytes on it does not
+/// wait for the pause. The one exception: while a damaged file is replaced, confirmations are waited for.
 class SQLiteUserDefaults final : public UserDefaults {
  public:
   /// Receives diagnostic lines, with no lock held; what it throws is dropped.

@@ -10,9 +10,12 @@ namespace fliprugair {
 
 namespace {
 
-/// How long nothing is written before the log is copied and begun anew. The writes of one occasion are closer together,
-/// and those of the next must not find the file busy.
+/// How long nothing is written before the log is copied: the writes of one occasion are closer together, and the disk
+/// is theirs.
 constexpr std::chrono::seconds pause{1};
+
+/// How often in a row the log is copied when writes keep adding to it. What is left gets shorter each time.
+constexpr int copiesInARow = 4;
 
 }  // namespace
 
@@ -22,9 +25,9 @@ StoreDisk::StoreDisk(std::filesystem::path path, std::function<void(std::string_
 std::optional<std::string> StoreDisk::open(StoreMemory& memory) {
   Lines lines;
   {
-    const std::lock_guard lock(mutex_);
+    Lock lock(mutex_);
     try {
-      attempt(memory, lines);
+      attempt(memory, lines, lock);
     } catch (const StoreError& error) {
       if (auto reason = refusal(error)) return reason;
       noteFailure(error, lines);
@@ -43,9 +46,9 @@ std::optional<std::string> StoreDisk::open(StoreMemory& memory) {
 void StoreDisk::commit(StoreMemory& memory) {
   Lines lines;
   {
-    const std::lock_guard lock(mutex_);
+    Lock lock(mutex_);
     try {
-      attempt(memory, lines);
+      attempt(memory, lines, lock);
       if (std::exchange(isFailing_, false)) lines.push_back("the store " + path_.string() + " is being written again");
     } catch (const std::exception& error) {
       noteFailure(error, lines);
@@ -54,13 +57,13 @@ void StoreDisk::commit(StoreMemory& memory) {
   say(lines);
 }
 
-void StoreDisk::attempt(StoreMemory& memory, Lines& lines) {
+void StoreDisk::attempt(StoreMemory& memory, Lines& lines, Lock& lock) {
   try {
     writeAll(memory);
   } catch (const StoreError& error) {
     // If a fresh file is damaged too, the next one will be no better.
     if (error.kind() != StoreError::Kind::damaged || std::exchange(hasBegunAfresh_, true)) throw;
-    beginAfresh(error, memory, lines);
+    beginAfresh(error, memory, lines, lock);
     writeAll(memory);
   }
   hasBegunAfresh_ = false;
@@ -75,11 +78,7 @@ void StoreDisk::writeAll(StoreMemory& memory) {
   writes_.clear();
   if (!changes_.empty()) file_->write(changes_);
   changes_.clear();
-  if (file_->logIsAtItsLimit()) {
-    checkpointer_.hurry();
-  } else if (file_->logIsLong()) {
-    checkpointer_.request();
-  }
+  if (file_->logIsLong()) checkpointer_.request();
 }
 
 void StoreDisk::connect(StoreMemory& memory) {
@@ -108,8 +107,8 @@ void StoreDisk::connect(StoreMemory& memory) {
   file_->touch();
 }
 
-void StoreDisk::beginAfresh(const StoreError& damage, StoreMemory& memory, Lines& lines) {
-  const std::lock_guard fileStays(fileStays_);
+void StoreDisk::beginAfresh(const StoreError& damage, StoreMemory& memory, Lines& lines, Lock& lock) {
+  copyEnded_.wait(lock, [this] { return !isCopying_; });
   if (file_) file_->leaveFilesAlone();
   file_.reset();
   mirror_ = {};
@@ -140,30 +139,36 @@ void StoreDisk::readUnwritable(StoreMemory& memory) {
 }
 
 bool StoreDisk::checkpoint() {
-  try {
-    std::unique_lock lock(mutex_);
-    if (!file_ || !file_->logIsLong()) {
-      pagesSeen_ = 0;
-      return true;
-    }
-    const int pages = file_->logPages();
-    const bool pauses = std::exchange(pagesSeen_, pages) == pages;
-    if (!pauses && !file_->logIsAtItsLimit()) return false;
-    std::optional<int> checkpointed;
-    {
-      const std::lock_guard fileStays(fileStays_);
-      lock.unlock();
-      checkpointed = RowFile::checkpoint(path_.string());
-    }
-    lock.lock();
-    if (!file_) return true;
-    if (file_->logIsAtItsLimit()) checkpointed = RowFile::checkpoint(path_.string());
-    if (!checkpointed || !file_->restartLog(*checkpointed)) return false;
+  Lock lock(mutex_);
+  if (!file_ || !file_->logIsLong()) {
     pagesSeen_ = 0;
     return true;
-  } catch (const StoreError&) {
-    return true;  // the next write that the medium refuses says so
   }
+  const int pages = file_->logPages();
+  const bool pauses = std::exchange(pagesSeen_, pages) == pages;
+  if (!pauses && !file_->logIsAtItsLimit()) return false;
+  isCopying_ = true;
+  bool isDone = true;
+  try {
+    isDone = copyAndEmptyLog(lock);
+  } catch (const StoreError&) {
+    // The next write that the medium refuses says so.
+    if (!lock.owns_lock()) lock.lock();
+  }
+  isCopying_ = false;
+  copyEnded_.notify_all();
+  return isDone;
+}
+
+/// Everything that waits for the disk is done without the lock.
+bool StoreDisk::copyAndEmptyLog(Lock& lock) {
+  for (int time = 0; time < copiesInARow; ++time) {
+    lock.unlock();
+    LogCopy copy(path_.string());
+    lock.lock();
+    if (file_->emptyLog(copy)) return true;
+  }
+  return false;
 }
 
 void StoreDisk::say(const Lines& lines) const {

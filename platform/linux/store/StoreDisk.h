@@ -1,5 +1,6 @@
 #pragma once
 
+#include <condition_variable>
 #include <exception>
 #include <filesystem>
 #include <functional>
@@ -35,15 +36,17 @@ class StoreDisk {
 
  private:
   using Lines = std::vector<std::string>;
+  using Lock = std::unique_lock<std::mutex>;
 
-  void attempt(StoreMemory& memory, Lines& lines);
+  void attempt(StoreMemory& memory, Lines& lines, Lock& lock);
   void writeAll(StoreMemory& memory);
   void connect(StoreMemory& memory);
-  void beginAfresh(const StoreError& damage, StoreMemory& memory, Lines& lines);
+  void beginAfresh(const StoreError& damage, StoreMemory& memory, Lines& lines, Lock& lock);
   std::optional<std::string> refusal(const StoreError& error) const;
   void noteFailure(const std::exception& error, Lines& lines);
   void readUnwritable(StoreMemory& memory);
   bool checkpoint();
+  bool copyAndEmptyLog(Lock& lock);
   void say(const Lines& lines) const;
 
   const std::filesystem::path path_;
@@ -59,9 +62,9 @@ class StoreDisk {
   bool hasBegunAfresh_ = false;  ///< and not yet written successfully
   bool wasRead_ = false;         ///< the memory has been given what the file held
 
-  int pagesSeen_ = 0;  ///< of the log, a while ago
-  /// Taken with `mutex_` held and kept without it while the file is checkpointed: it is not replaced meanwhile.
-  std::mutex fileStays_;
+  int pagesSeen_ = 0;       ///< of the log, a while ago
+  bool isCopying_ = false;  ///< the log, without `mutex_`; the file is not replaced meanwhile
+  std::condition_variable copyEnded_;
 
   Checkpointer checkpointer_;
 };

@@ -27,6 +27,8 @@ std::string textOf(const std::filesystem::path& file, const char* sql) {
 struct NamedValue {
   const char* name;
   Value value;
+
+  friend void PrintTo(const NamedValue& named, std::ostream* out) { *out << named.name; }
 };
 
 Value nested(int levels) {

@@ -134,7 +134,7 @@ TEST(SQLiteStore, EveryCommitIsWholeAndThereAfterKill9) {
     int number = 0;
     const int target = confirmed + 1 + static_cast<int>(random() % 120);
     while (confirmed < target && read(pipeEnds[0], &number, sizeof number) == sizeof number) confirmed = number;
-    std::this_thread::sleep_for(std::chrono::microseconds(random() % 500));
+    std::this_thread::sleep_for(std::chrono::microseconds(random() % 500));  // into its next write
     kill(child, SIGKILL);
     waitpid(child, nullptr, 0);
     while (read(pipeEnds[0], &number, sizeof number) == sizeof number) confirmed = number;

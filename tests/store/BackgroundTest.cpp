@@ -25,6 +25,7 @@ std::atomic<int> waitingThreads = 0;
 extern "C" int fdatasync(int descriptor) {
   ++waitsForTheDisk;
   ++waitingThreads;
+  // A disk waits in the system, where no condition variable reaches.
   while (diskIsStuck && !isTheTest) std::this_thread::sleep_for(std::chrono::milliseconds(1));
   --waitingThreads;
   return static_cast<int>(syscall(SYS_fdatasync, descriptor));
@@ -33,6 +34,7 @@ extern "C" int fdatasync(int descriptor) {
 namespace fliprugair {
 namespace {
 
+/// The conditions are the disk's and the file's, which signal nobody.
 template <class Condition>
 bool comesTrue(Condition condition) {
   const auto deadline = std::chrono::steady_clock::now() + std::chrono::minutes(1);
@@ -43,13 +45,11 @@ bool comesTrue(Condition condition) {
   return true;
 }
 
-std::string headerOfLog(const std::filesystem::path& file) {
-  std::string header(32, '\0');
-  std::ifstream(file.string() + "-wal", std::ios::binary).read(header.data(), 32);
-  return header;
-}
+/// Of the log, in bytes.
+constexpr std::uintmax_t longLog = 32 + RowFile::logTarget * std::uintmax_t{RowFile::pageSize + 24};
+constexpr std::uintmax_t logAtItsLimit = 32 + RowFile::logLimit * std::uintmax_t{RowFile::pageSize + 24};
 
-TEST(StoreBackground, CopiesTheLogIntoTheFileAndBeginsItAnewWhileTheCallerNeverWaitsForTheDisk) {
+TEST(StoreBackground, CopiesTheLogIntoTheFileAndEmptiesItWhileTheCallerNeverWaitsForTheDisk) {
   const TemporaryFolder folder;
   const auto file = folder / "store";
   waitsForTheDisk = 0;
@@ -60,12 +60,9 @@ TEST(StoreBackground, CopiesTheLogIntoTheFileAndBeginsItAnewWhileTheCallerNeverW
     store->setObject(queue, "queue");
     store->synchronize();
   };
-  const std::string header = headerOfLog(file);
-  while (logSize(file) < 32 + RowFile::logTarget * (RowFile::pageSize + 24)) append();
-  ASSERT_TRUE(comesTrue([&] { return headerOfLog(file) != header; }));
-  const auto size = logSize(file);
+  while (logSize(file) < longLog) append();
+  ASSERT_TRUE(comesTrue([&] { return logSize(file) == 0; }));
   for (int number = 0; number < 100; ++number) append();
-  EXPECT_EQ(logSize(file), size);
   EXPECT_GT(std::filesystem::file_size(file), queue.size() * 400);
   EXPECT_EQ(waitsForTheDisk, 0);
   store.reset();
@@ -82,7 +79,7 @@ class AStoreBeingCopied : public testing::Test {
     for (int number = 0; number < 8000; ++number) items.push_back(record(number));
     openStore(file_)->setObject(Array(std::move(items)), "more than SQLite keeps in memory");
     store_ = openStore(file_);
-    while (logSize(file_) < 32 + RowFile::logTarget * (RowFile::pageSize + 24)) append();
+    while (logSize(file_) < longLog) append();
     diskIsStuck = true;
     ASSERT_TRUE(comesTrue([] { return waitingThreads > 0; }));
   }
@@ -135,54 +132,71 @@ TEST_F(AStoreBeingCopied, IsLetGoBeforeADamagedFileIsReplaced) {
   EXPECT_EQ(AfterSuddenDeath(file_)->objectForKey("queue"), Value(queue_));
 }
 
-TEST(StoreBackground, NeverBeginsTheLogAnewWhileWritesFollowEachOther) {
-  const TemporaryFolder folder;
-  const auto file = folder / "store";
-  auto store = openStore(file);
-  const std::string text(4000, 'x');
-  int number = 0;
-  const auto write = [&] {
-    store->setObject(text + std::to_string(++number), "key");
-    store->synchronize();
-  };
-  write();
-  const std::string header = headerOfLog(file);
-  while (logSize(file) < 32 + RowFile::logTarget * (RowFile::pageSize + 24)) write();
+/// A store of which one text is written again and again.
+class AWrittenStore : public testing::Test {
+ protected:
+  /// Writes `size` bytes and a number.
+  void write(std::size_t size) {
+    last_ = std::string(size, 'x') + std::to_string(++number_);
+    store_->setObject(last_, "key");
+    store_->synchronize();
+  }
+
+  const TemporaryFolder folder_;
+  const std::filesystem::path file_ = folder_ / "store";
+  std::unique_ptr<SQLiteUserDefaults> store_ = openStore(file_);
+  std::string last_;
+  int number_ = 0;
+};
+
+TEST_F(AWrittenStore, KeepsItsLogWhileWritesFollowEachOther) {
+  while (logSize(file_) < longLog) write(4000);
+  const auto size = logSize(file_);
   waitsForTheDisk = 0;
   const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(3);
   while (std::chrono::steady_clock::now() < end) {
-    write();
+    write(4000);
     ASSERT_EQ(waitingThreads, 0);
-    std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    std::this_thread::sleep_for(std::chrono::milliseconds(5));  // a pause too short to count as idleness
   }
-  EXPECT_EQ(headerOfLog(file), header);
+  EXPECT_GT(logSize(file_), size);
   EXPECT_EQ(waitsForTheDisk, 0);
 }
 
-TEST(StoreBackground, BeginsTheLogAnewAtItsLimitWithoutAPause) {
-  const TemporaryFolder folder;
-  const auto file = folder / "store";
-  auto store = openStore(file);
-  const std::string text(400000, 'x');
-  std::string last;
-  const auto write = [&](int number) {
-    last = text + std::to_string(number);
-    store->setObject(last, "key");
-    store->synchronize();
-  };
-  write(0);
-  const std::string header = headerOfLog(file);
-  const auto deadline = std::chrono::steady_clock::now() + std::chrono::minutes(2);
-  std::uintmax_t size = 0;
-  for (int number = 1; headerOfLog(file) == header; ++number) {
-    size = std::max(size, logSize(file));
-    ASSERT_LT(std::chrono::steady_clock::now(), deadline);
-    write(number);
-  }
-  EXPECT_GT(size, RowFile::logLimit * std::uintmax_t{RowFile::pageSize} - 2 * text.size());
-  write(-1);
-  store.reset();
-  EXPECT_EQ(openStore(file)->objectForKey("key"), Value(last));
+TEST_F(AWrittenStore, HasALogAtItsLimitEmptiedInAPauseThatIsNone) {
+  while (logSize(file_) < logAtItsLimit) write(400000);
+  waitsForTheDisk = 0;
+  EXPECT_TRUE(comesTrue([&] {
+    write(10);
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));  // much less than what counts as a pause
+    return logSize(file_) < logAtItsLimit / 2;
+  }));
+  EXPECT_EQ(waitsForTheDisk, 0);
+  write(10);
+  EXPECT_EQ(AfterSuddenDeath(file_)->objectForKey("key"), Value(last_));
+}
+
+TEST_F(AWrittenStore, KeepsNoCallerWaitingWhenItsLogIsAtItsLimitAndTheDiskIsStuck) {
+  isTheTest = true;
+  diskIsStuck = true;
+  while (logSize(file_) < logAtItsLimit) write(400000);
+  ASSERT_TRUE(comesTrue([] { return waitingThreads > 0; }));
+  waitsForTheDisk = 0;
+  for (int number = 0; number < 100; ++number) write(10);
+  EXPECT_EQ(waitsForTheDisk, 0);
+  EXPECT_EQ(waitingThreads, 1);
+  diskIsStuck = false;
+  store_.reset();
+  EXPECT_EQ(openStore(file_)->objectForKey("key"), Value(last_));
+}
+
+TEST_F(AWrittenStore, WhoseLogWasEmptiedIsWholeAfterASuddenDeath) {
+  while (logSize(file_) < longLog) write(4000);
+  ASSERT_TRUE(comesTrue([&] { return logSize(file_) == 0; }));
+  EXPECT_EQ(AfterSuddenDeath(file_)->objectForKey("key"), Value(last_));
+  write(4000);
+  EXPECT_GT(logSize(file_), 0U);
+  EXPECT_EQ(AfterSuddenDeath(file_)->objectForKey("key"), Value(last_));
 }
 
 TEST(StoreBackground, SleepsUntilWorkIsRequested) {

@@ -1,0 +1,35 @@
+#include "platform/JSONSerialization.h"
+
+#include <cmath>
+#include <utility>
+#include <vector>
+
+namespace fliprugair {
+
+namespace {
+
+Value withoutUnwritableNumbers(const Value& value) {
+  if (value.isArray()) {
+    std::vector<Value> items;
+    for (const Value& item : value.array()) items.push_back(withoutUnwritableNumbers(item));
+    return Array(std::move(items));
+  }
+  if (value.isDictionary()) {
+    std::vector<std::pair<std::string, Value>> pairs;
+    for (const auto& entry : value.dictionary().entries()) {
+      pairs.emplace_back(entry.key(), withoutUnwritableNumbers(entry.value));
+    }
+    return Dictionary(std::move(pairs));
+  }
+  if (value.kind() == Value::Kind::real && !std::isfinite(value.realValue())) return nullptr;
+  return value;
+}
+
+}  // namespace
+
+std::string JSONSerialization::textOfAny(const Value& value) const {
+  if (auto exact = text(value)) return *std::move(exact);
+  return text(withoutUnwritableNumbers(value)).value_or("null");
+}
+
+}  // namespace fliprugair
