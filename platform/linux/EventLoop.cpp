@@ -14,6 +14,8 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
+constexpr std::chrono::milliseconds secondLook{1};
+
 /// Longer waits than anyone's process lives are cut to this, far from the clock's own bounds.
 constexpr double longestWait = 100.0 * 365 * 24 * 60 * 60;
 
@@ -64,11 +66,15 @@ EventLoop::EventLoop(Log log)
 
 EventLoop::~EventLoop() { close(); }
 
-void EventLoop::async(Task task) {
+void EventLoop::async(Task task) { post(std::move(task), false); }
+
+void EventLoop::asyncAtOnce(Task task) { post(std::move(task), true); }
+
+void EventLoop::post(Task task, bool atOnce) {
   const std::lock_guard lock(mutex_);
   if (closed_) return;  // the caller's frame destroys the task, after the lock is gone
   posted_.push_back(std::move(task));
-  if (posted_.size() == 1) uv_async_send(&handles_->wake);
+  if (looksAgain_ ? atOnce : posted_.size() == 1) uv_async_send(&handles_->wake);
 }
 
 std::shared_ptr<Timer> EventLoop::scheduleTimer(double seconds, std::string_view selector, Task action) {
@@ -86,6 +92,7 @@ void EventLoop::turn(Turn how) {
   runsUntilStopped_ = how == Turn::untilStopped;
   if (runsUntilStopped_ && stopRequested_) uv_async_send(&handles_->wake);  // poll() may have used up the stop's own
   uv_run(&handles_->loop, how == Turn::once ? UV_RUN_NOWAIT : UV_RUN_DEFAULT);
+  endTurn();
   turning_ = false;
 }
 
@@ -112,7 +119,12 @@ void EventLoop::runTimersAndSetAlarm() {
   });
 
   uv_timer_stop(&handles_->alarm);
-  const std::optional<Clock::time_point> next = timers_.next();
+  std::optional<Clock::time_point> next = timers_.next();
+  {
+    const std::lock_guard lock(mutex_);
+    const auto look = Clock::now() + secondLook;
+    if (looksAgain_ && (!next || *next > look)) next = look;
+  }
   if (!next) return;
   // libuv counts in milliseconds from the time at which it last looked at the same clock. Rounded up, so that the loop
   // does not wake before something is due.
@@ -120,7 +132,8 @@ void EventLoop::runTimersAndSetAlarm() {
   const std::uint64_t due = std::chrono::ceil<std::chrono::milliseconds>(next->time_since_epoch()).count();
   const std::uint64_t now = uv_now(&handles_->loop);
   uv_timer_start(
-      &handles_->alarm, [](uv_timer_t*) {}, due > now ? due - now : 0, 0);
+      &handles_->alarm, [](uv_timer_t* handle) { Handles::of(handle->loop).lookAgain(); }, due > now ? due - now : 0,
+      0);
 }
 
 void EventLoop::runTasks() {
@@ -128,6 +141,7 @@ void EventLoop::runTasks() {
   {
     const std::lock_guard lock(mutex_);
     std::swap(batch_, posted_);
+    looksAgain_ = runsUntilStopped_ && !batch_.empty();
   }
   for (Task& task : batch_) {
     runGuarded(task, "A task of the main queue", log_);
@@ -135,6 +149,21 @@ void EventLoop::runTasks() {
   }
   batch_.clear();
   if (stopping) uv_stop(&handles_->loop);
+}
+
+void EventLoop::lookAgain() {
+  {
+    const std::lock_guard lock(mutex_);
+    if (!looksAgain_) return;
+  }
+  runTasks();
+}
+
+/// Whoever turns the loop next is woken by what is left.
+void EventLoop::endTurn() {
+  const std::lock_guard lock(mutex_);
+  looksAgain_ = false;
+  if (!posted_.empty()) uv_async_send(&handles_->wake);
 }
 
 bool EventLoop::isClosed() const {

@@ -17,8 +17,10 @@ namespace fliprugair {
 /// The main queue, on libuv. It is turned by whoever calls run() or poll(); that thread is the main thread. Until the
 /// first such call it is the thread that made the loop.
 ///
-/// Posting costs a lock and an append; only the first task of a batch wakes the loop. The loop takes all that was
-/// posted at once, and sleeps until the next timer is due or a task arrives. What a task throws is logged and dropped.
+/// Posting costs a lock and an append; only the first task of a batch wakes the loop, which costs the caller several
+/// times as much. The loop takes all that was posted at once. Inside run() it then looks once more a millisecond later,
+/// so that calls in a burst wake it but once, and sleeps until the next timer is due or a task arrives. What a task
+/// throws is logged and dropped.
 class EventLoop final : public MainQueue {
  public:
   /// Throws std::runtime_error when the system has no file descriptors left for it.
@@ -28,6 +30,8 @@ class EventLoop final : public MainQueue {
   EventLoop& operator=(const EventLoop&) = delete;
 
   void async(Task task) override;
+  /// As `async`, for a task that somebody waits for.
+  void asyncAtOnce(Task task);
   std::shared_ptr<Timer> scheduleTimer(double seconds, std::string_view selector, Task action) override;
 
   /// Runs timers and tasks until stop(). Returns at once inside a task.
@@ -61,8 +65,11 @@ class EventLoop final : public MainQueue {
   enum class Turn { untilStopped, once };
 
   void turn(Turn how);
+  void post(Task task, bool atOnce);
   void runTimersAndSetAlarm();
   void runTasks();
+  void lookAgain();
+  void endTurn();
 
   const Log log_;
   std::unique_ptr<Handles> handles_;  ///< null when closed
@@ -73,8 +80,9 @@ class EventLoop final : public MainQueue {
   std::atomic<bool> turning_ = false;
   std::atomic<bool> stopRequested_ = false;
 
-  mutable std::mutex mutex_;  ///< around the two below, and around waking a loop that may be closed
+  mutable std::mutex mutex_;  ///< around what is below, and around waking a loop that may be closed
   std::vector<Task> posted_;
+  bool looksAgain_ = false;  ///< soon and by itself
   bool closed_ = false;
 };
 

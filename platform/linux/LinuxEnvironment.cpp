@@ -161,7 +161,7 @@ bool LinuxEnvironment::onMain(std::function<void()> task) {
   // A task that is dropped takes the promise with it, which ends the waiting too.
   auto end = std::make_shared<std::promise<bool>>();
   std::future<bool> hasRun = end->get_future();
-  parts_->loop.async([this, task = std::move(task), end = std::move(end)] {
+  parts_->loop.asyncAtOnce([this, task = std::move(task), end = std::move(end)] {
     runGuarded(task, "A task of the main queue", parts_->log);
     end->set_value(true);
   });

@@ -1,3 +1,6 @@
+#include <poll.h>
+#include <unistd.h>
+
 #include <algorithm>
 #include <limits>
 #include <stdexcept>
@@ -46,6 +49,44 @@ TEST(EventLoop, TasksOfEveryThreadKeepTheirOrder) {
   for (std::thread& poster : posters) poster.join();
   EXPECT_EQ(run, threads * tasksEach);
   EXPECT_EQ(outOfOrder, 0);
+}
+
+TEST(EventLoop, TasksInABurstAllRunAlthoughTheFirstAloneWakesIt) {
+  EventLoop loop({});
+  constexpr int count = 1000;
+  int run = 0;
+  std::atomic<long> sleeps = -1;
+  std::thread main([&] {
+    loop.run();
+    sleeps = sleepsOf(gettid());
+  });
+  const auto begin = Clock::now();
+  for (int number = 0; number < count; ++number) {
+    loop.async([&] { ++run; });
+    const auto next = Clock::now() + 20us;
+    while (Clock::now() < next) {
+    }
+  }
+  const auto length = std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - begin).count();
+  loop.stop();
+  main.join();
+  EXPECT_EQ(run, count);
+  EXPECT_LE(sleeps, length + 20);
+}
+
+TEST(EventLoop, ATaskIsNotForgottenBetweenARunAndAPoll) {
+  EventLoop loop({});
+  int run = 0;
+  loop.async([&] {
+    loop.async([&] { ++run; });
+    loop.stop();
+  });
+  loop.run();
+  while (run == 0) {
+    pollfd descriptor{loop.fileDescriptor(), POLLIN, 0};
+    ASSERT_EQ(poll(&descriptor, 1, 10000), 1);
+    loop.poll();
+  }
 }
 
 TEST(EventLoop, ATimerFiresOnceAndNeverEarly) {

@@ -38,7 +38,7 @@ TEST(Gate, ClosingWaitsForTheCallsThatAreInside) {
     gate.pass([&] {
       inside.happens();
       release.get_future().wait();
-      std::this_thread::sleep_for(std::chrono::milliseconds(20));
+      std::this_thread::sleep_for(std::chrono::milliseconds(20));  // in which a closing that does not wait is seen
       over = true;
     });
   });

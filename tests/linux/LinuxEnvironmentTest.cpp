@@ -287,7 +287,7 @@ TEST(LinuxEnvironment, TheEndWaitsForAnAnswerOnAThreadOfTheHostApps) {
   listener->onAnswer = [&] {
     environment->terminate();  // returns at once
     begun.happens();
-    std::this_thread::sleep_for(50ms);
+    std::this_thread::sleep_for(50ms);  // in which an end that does not wait is seen
     over = true;
   };
   const auto attribution = environment->makeRetrieveiAdAttribution();
@@ -412,20 +412,12 @@ TEST(LinuxEnvironment, AnIdleEnvironmentSleeps) {
     environment->mainQueue().scheduleTimer(3600, "far", [] {});
     environment->mainQueue().scheduleTimer(0.05, "invalidated", [] {})->invalidate();
   });
-  const auto sleeps = [&] {
-    std::ifstream status("/proc/self/task/" + std::to_string(mainThread) + "/status");
-    for (std::string word; status >> word;) {
-      long count = -1;
-      if (word == "voluntary_ctxt_switches:" && status >> count) return count;
-    }
-    return -1L;
-  };
-  // The thread goes to sleep once after onMain's task; from then on the count stays as it is.
+  // The thread goes to sleep after onMain's task and a second look; from then on the count stays as it is.
   std::this_thread::sleep_for(50ms);
-  const long before = sleeps();
+  const long before = sleepsOf(mainThread);
   ASSERT_GT(before, 0);
-  std::this_thread::sleep_for(500ms);
-  EXPECT_EQ(sleeps(), before);
+  std::this_thread::sleep_for(500ms);  // in which one that polls wakes up
+  EXPECT_EQ(sleepsOf(mainThread), before);
 }
 
 TEST(LinuxEnvironment, WhatTheLogThrowsIsDropped) {
