@@ -25,7 +25,7 @@ struct HostFacts {
   /// Else derived from the machine's and the application's identifiers, one way. "" keeps it to oneself.
   std::optional<std::string> vendorIdentifier = {};
 
-  std::optional<std::string> advertisingIdentifier = {};  ///< a UUID; none: the device has none
+  std::optional<std::string> advertisingIdentifier = {};  ///< a UUID; none or "": the device has none
   bool advertisingTrackingEnabled = false;                ///< whether the user lets it be used for advertising
 
   std::optional<std::vector<std::string>> preferredLanguages = {};  ///< else the locale's

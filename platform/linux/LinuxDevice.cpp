@@ -33,6 +33,15 @@ bool isPlaceholder(std::string_view product) {
   return std::find(placeholders.begin(), placeholders.end(), product) != placeholders.end();
 }
 
+/// An identifier as platforms write it; "" is none.
+std::optional<std::string> canonical(std::optional<std::string> uuid) {
+  if (!uuid || uuid->empty()) return std::nullopt;
+  for (char& character : *uuid) {
+    if (character >= 'a' && character <= 'z') character = static_cast<char>(character - 'a' + 'A');
+  }
+  return uuid;
+}
+
 double number(std::string_view text) {
   double value = 0;
   std::from_chars(text.data(), text.data() + text.size(), value);
@@ -76,13 +85,15 @@ std::optional<std::string> LinuxDevice::osRelease(std::string_view field) const 
 double LinuxDevice::foundationVersionNumber() const { return facts_.load()->foundationVersionNumber; }
 
 std::optional<std::string> LinuxDevice::identifierForVendor() const {
-  if (const auto stated = facts_.load()->vendorIdentifier) return stated->empty() ? std::nullopt : stated;
+  if (const auto stated = facts_.load()->vendorIdentifier) return canonical(stated);
   if (bundleIdentifier_.empty()) return std::nullopt;
   const std::optional<std::string> machineId = files_.firstLine("etc/machine-id");
   return machineId ? machineIdentifierFor(bundleIdentifier_, *machineId) : std::nullopt;
 }
 
-std::optional<std::string> LinuxDevice::advertisingIdentifier() const { return facts_.load()->advertisingIdentifier; }
+std::optional<std::string> LinuxDevice::advertisingIdentifier() const {
+  return canonical(facts_.load()->advertisingIdentifier);
+}
 
 bool LinuxDevice::advertisingTrackingEnabled() const { return facts_.load()->advertisingTrackingEnabled; }
 

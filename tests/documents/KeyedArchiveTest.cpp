@@ -171,6 +171,16 @@ TEST(KeyedArchive, AListOfManyObjectsIsReadable) {
   EXPECT_TRUE(isReadable(archive.finish(archive.addCollection(list, items))));
 }
 
+TEST(KeyedArchive, AnXMLTextMayBeginWithAByteOrderMarkAndBlanks) {
+  const std::string xml = test::personArchive().xml();
+  for (const char* heading : {"\xEF\xBB\xBF", "\n \t\r\n", "\xEF\xBB\xBF\n"}) {
+    EXPECT_TRUE(isReadableKeyedArchive(heading + xml));
+  }
+  EXPECT_FALSE(isReadableKeyedArchive("\xEF\xBB" + xml));
+  EXPECT_FALSE(isReadableKeyedArchive("\xEF\xBB\xBF"));
+  EXPECT_FALSE(isReadableKeyedArchive(" \n"));
+}
+
 TEST(KeyedArchive, WhatIsNoArchiveIsAbsent) {
   EXPECT_FALSE(isReadable(Tree::dictionary().with("key", Tree::text("value"))));
   EXPECT_FALSE(isReadable(Tree::array().with(Tree::text("$archiver"))));

@@ -54,10 +54,8 @@ TEST_F(PlistDocumentsTest, APathIsTheFolderAndTheName) {
 TEST_F(PlistDocumentsTest, AnArchiveInTheFolderIsReadable) {
   write("Documents/binary.plist", archive);
   write("Documents/xml", test::personArchive().xml());
-  write("Documents/..two dots", archive);
   EXPECT_TRUE(isReadable("binary.plist"));
   EXPECT_TRUE(isReadable("xml"));
-  EXPECT_TRUE(isReadable("..two dots"));
 }
 
 TEST_F(PlistDocumentsTest, TheFolderMayBeReachedByALink) {
@@ -79,11 +77,13 @@ TEST_F(PlistDocumentsTest, WhatIsMissingEmptyOrNoArchiveIsAbsent) {
 TEST_F(PlistDocumentsTest, ANameThatLeadsElsewhereIsAbsent) {
   fs::create_directory(folder() / "inner");
   write("Documents/inner/a.plist", archive);
-  write("Documents/a.plist", archive);
+  for (const char* name : {"a.plist", "..a.plist", "a..plist"}) write(std::string("Documents/") + name, archive);
   ASSERT_TRUE(isReadable("a.plist"));
   const std::vector<std::string> names{"",
                                        ".",
                                        "..",
+                                       "..a.plist",
+                                       "a..plist",
                                        "/",
                                        "../outside.plist",
                                        "inner/../../outside.plist",
@@ -109,15 +109,33 @@ TEST_F(PlistDocumentsTest, APathOfAnotherFolderIsAbsent) {
   EXPECT_FALSE(documents.unarchivesAsObject(folder().string()));
 }
 
-TEST_F(PlistDocumentsTest, ALinkIsAbsent) {
+TEST_F(PlistDocumentsTest, WithoutAFolderEverythingIsAbsent) {
+  const PlistDocuments documents("");
+  fs::current_path(folder());
+  write("Documents/a.plist", archive);
+  for (const char* name : {"a.plist", "/a.plist"}) EXPECT_FALSE(documents.unarchivesAsObject(name)) << name;
+  EXPECT_FALSE(documents.unarchivesAsObject(documents.pathForFile((folder() / "a.plist").string())));
+}
+
+TEST_F(PlistDocumentsTest, ALinkWithinTheFolderIsFollowed) {
+  write("Documents/a.plist", archive);
+  fs::create_symlink("a.plist", folder() / "link");
+  fs::create_symlink("link", folder() / "link to a link");
+  EXPECT_TRUE(isReadable("link"));
+  EXPECT_TRUE(isReadable("link to a link"));
+}
+
+TEST_F(PlistDocumentsTest, ALinkThatLeadsOutIsAbsent) {
   write("Documents/a.plist", archive);
   fs::create_symlink(base / "outside.plist", folder() / "out");
   fs::create_symlink("../outside.plist", folder() / "relative");
-  fs::create_symlink("a.plist", folder() / "within");
+  fs::create_symlink("../Documents/a.plist", folder() / "out and in");
+  fs::create_symlink(folder() / "a.plist", folder() / "absolute");
   fs::create_symlink("missing", folder() / "dangling");
   fs::create_symlink("loop", folder() / "loop");
   fs::create_directory_symlink(base, folder() / "directory");
-  for (const char* name : {"out", "relative", "within", "dangling", "loop", "directory", "directory/outside.plist"}) {
+  for (const char* name :
+       {"out", "relative", "out and in", "absolute", "dangling", "loop", "directory", "directory/outside.plist"}) {
     EXPECT_FALSE(isReadable(name)) << name;
   }
 }

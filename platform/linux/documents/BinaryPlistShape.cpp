@@ -111,7 +111,7 @@ bool BinaryShape::isBounded(std::uint64_t object, std::size_t depth, bool asKey)
 bool BinaryShape::isBoundedContainer(std::size_t offset, std::uint64_t count, unsigned marker, std::size_t depth) {
   const std::uint64_t keys = marker == dictionary ? count : 0;
   const std::uint64_t references = count + keys;
-  if (keys > PlistBounds::keys || !holds(offset, references * referenceSize_)) return false;
+  if (!holds(offset, references * referenceSize_)) return false;
   for (std::uint64_t index = 0; index < references; ++index, offset += referenceSize_) {
     if (!isBounded(numberAt(offset, referenceSize_), depth + 1, index < keys)) return false;
   }

@@ -1,5 +1,6 @@
 #include "platform/linux/documents/KeyedArchive.h"
 
+#include <algorithm>
 #include <string>
 
 #include "platform/linux/documents/ArchivedObjects.h"
@@ -10,13 +11,19 @@ namespace fliprugair {
 
 namespace {
 
+/// What may stand before the first tag of a text.
+std::string_view withoutHeading(std::string_view text) {
+  if (text.starts_with("\xEF\xBB\xBF")) text.remove_prefix(3);
+  return text.substr(std::min(text.find_first_not_of(" \t\r\n"), text.size()));
+}
+
 Plist propertyList(std::string_view bytes) {
   plist_t plist = nullptr;
   if (bytes.starts_with("bplist00")) {
     if (isBoundedBinaryPlist(bytes)) plist_from_bin(bytes.data(), static_cast<std::uint32_t>(bytes.size()), &plist);
-  } else if (isBoundedXMLPlist(bytes)) {
+  } else if (isBoundedXMLPlist(withoutHeading(bytes))) {
     // libplist reads on to the end of a number or a name, wherever the text ends: a terminator has to be there.
-    const std::string text(bytes);
+    const std::string text(withoutHeading(bytes));
     plist_from_xml(text.c_str(), static_cast<std::uint32_t>(text.size()), &plist);
   }
   return Plist(plist);

@@ -26,8 +26,7 @@ class XMLShape {
 
     std::size_t mostChildren() const {
       if (name == "plist") return 1;
-      if (name == "dict") return 2 * PlistBounds::keys;
-      return name == "array" ? PlistBounds::values : 0;
+      return name == "dict" || name == "array" ? PlistBounds::values : 0;
     }
   };
 
