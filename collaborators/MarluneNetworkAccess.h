@@ -1,12 +1,22 @@
 #pragma once
 
 #include <memory>
+#include <string_view>
 
 #include "platform/Application.h"
 #include "platform/Text.h"
 #include "platform/Value.h"
 
 namespace fliprugair {
+
+namespace key {
+
+/// Stored by a tracker and its network collaborators together: dictionaries by event timestamp, of what is being sent
+/// (true) and of the requests that the host has not accepted yet.
+inline constexpr std::string_view eventsSending = "com.marlune.marluneTracker.eventsSending";
+inline constexpr std::string_view networkQueue = "com.marlune.marluneTracker.networkQueue";
+
+}  // namespace key
 
 /// Who receives what becomes of the requests of a network collaborator. Every method is optional. Called on the
 /// collaborator's thread. When a collaborator reports the first two and the last is its own business.
@@ -26,11 +36,11 @@ class MarluneNetworkAccessDelegate {
 /// Posts one request to the control host. A fresh object for every request; it is configured, told to send, and
 /// dropped.
 ///
-/// For a request with an event timestamp the collaborator lists the timestamp in
-/// "com.marlune.marluneTracker.eventsSending" from before the send returns until the request ends, and removes the
-/// entry from "com.marlune.marluneTracker.networkQueue" when the host has accepted the request. Then it calls the
-/// delegate's method that belongs to the request's "action", if the delegate still lives and the reply is a dictionary.
-/// A request that fails stays in the queue and reaches no method. A valid background task is ended last, either way.
+/// For a request with an event timestamp the collaborator lists the timestamp in key::eventsSending from before the
+/// send returns until the request ends, and removes the entry from key::networkQueue when the host has accepted the
+/// request. Then it calls the delegate's method that belongs to the request's "action", if the delegate still lives and
+/// the reply is a dictionary. A request that fails stays in the queue and reaches no method. A valid background task is
+/// ended last, either way.
 class MarluneNetworkAccess {
  public:
   virtual ~MarluneNetworkAccess() = default;

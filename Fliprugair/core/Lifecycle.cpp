@@ -16,7 +16,7 @@ constexpr std::int64_t fullSessionTracking = 1;
 void MarluneTracker::appDidLaunch() { state().skipBecameActive = true; }
 
 void MarluneTracker::appDidBecomeActive() {
-  store().setObject(now(), key::timeAppBecameActive);
+  store().setInteger(now(), key::timeAppBecameActive);
   if (store().integerForKey(key::sessionTracking) == fullSessionTracking && !store().boolForKey(key::sendInitial)) {
     sessionEvent("resume");
   }

@@ -10,7 +10,9 @@ namespace fliprugair {
 void MarluneTracker::storeUserAgent() {
   const Value stored = store().objectForKey(key::userAgent);
   if (!stored.isNothing() && stored != Value("")) return;
-  store().setObject(environment_.makeWebViewUserAgent()->userAgentString().string(), key::userAgent);
+  Text userAgent;
+  guarded([&] { userAgent = environment_.makeWebViewUserAgent()->userAgentString(); });
+  store().setObject(userAgent.string(), key::userAgent);
 }
 
 /// Writes what is absent, in the order in which a new store lists it.

@@ -39,7 +39,7 @@ MarluneTracker::MarluneTracker(ConstructionKey, Environment& environment) : envi
 
 MarluneTracker::~MarluneTracker() {
   // A start that failed has subscribed to nothing and armed nothing.
-  if (started_) tearDown();
+  if (started_) guarded([this] { tearDown(); });
 }
 
 std::shared_ptr<MarluneTracker> MarluneTracker::initWithMarluneAppId(Environment& environment, const Text& appId) {
@@ -108,7 +108,8 @@ bool MarluneTracker::startUp(const Value& given) {
   state().blacklistedEventNames.store(Array());
   storeDefaults(options);
   subscribe();
-  initOrResumeAttribution(options);
+  // A network collaborator that throws leaves the request in its queue: no reason to have no tracker.
+  guarded([&] { initOrResumeAttribution(options); });
   return true;
 }
 
@@ -167,7 +168,7 @@ void MarluneTracker::initOrResumeAttribution(const Options& options) {
 /// The tasks outlive this tracker, so they hold on to the process's state alone.
 void MarluneTracker::tearDown() {
   platform().notificationCenter().removeObserver(this);
-  if (const auto manager = state().locMgr.load()) manager->setLocationManagerDelegate({});
+  if (const auto manager = state().locMgr.load()) guarded([&] { manager->setLocationManagerDelegate({}); });
   ProcessState& process = state();
   platform().mainQueue().async([&process] {
     stop(process.rcascadeTimer);

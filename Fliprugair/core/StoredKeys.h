@@ -2,6 +2,8 @@
 
 #include <string_view>
 
+#include "collaborators/MarluneNetworkAccess.h"
+
 /// The keys of everything that survives the process. Times are whole seconds since 1970-01-01 00:00 UTC.
 namespace fliprugair::key {
 
@@ -49,9 +51,8 @@ FLIPRUGAIR_KEY(trackWatchEventDeferred);             // array of dictionaries: w
 
 #undef FLIPRUGAIR_KEY
 
-// The three keys of the request pipeline are spelled with a lower-case "m".
-inline constexpr std::string_view eventsSending = "com.marlune.marluneTracker.eventsSending";
+// The keys of the request pipeline are spelled with a lower-case "m"; its other two are shared with the network
+// collaborator and stand there.
 inline constexpr std::string_view batchEventQueue = "com.marlune.marluneTracker.batchEventQueue";
-inline constexpr std::string_view networkQueue = "com.marlune.marluneTracker.networkQueue";
 
 }  // namespace fliprugair::key

@@ -26,7 +26,7 @@ std::string MarluneTracker::returnUptime() const {
 std::string MarluneTracker::returnAndSetUptimeDelta() {
   const std::uint64_t time = now();
   const std::uint64_t delta = time - static_cast<std::uint64_t>(store().integerForKey(key::lastUpdateTime));
-  store().setObject(time, key::lastUpdateTime);
+  store().setInteger(time, key::lastUpdateTime);
   store().synchronize();
   return signedText(delta);
 }

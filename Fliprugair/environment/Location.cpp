@@ -39,8 +39,10 @@ void MarluneTracker::reportFix(const Value& fix) {
   if (loggingEnabled()) {
     log("-[MarluneTracker currentLocationUpdate:]", 2420, "Marlune library - current location: " + described(fix));
   }
-  if (const auto manager = state().locMgr.exchange(nullptr)) manager->setLocationManagerDelegate({});
-  store().setObject(now(), key::lastLocationTime);
+  if (const auto manager = state().locMgr.exchange(nullptr)) {
+    guarded([&] { manager->setLocationManagerDelegate({}); });
+  }
+  store().setInteger(now(), key::lastLocationTime);
   const Dictionary given = fix.dictionary();
   const Dictionary location = PairList()
                                   .add("lat", given["latitude"])

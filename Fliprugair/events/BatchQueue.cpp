@@ -26,7 +26,7 @@ void MarluneTracker::appendBatchEvent(const Value& batchEvent) {
   } else {
     flushBatchQueue(false);
   }
-  store().setObject(now(), key::lastMLTrackerQueued);
+  store().setInteger(now(), key::lastMLTrackerQueued);
   store().synchronize();
 }
 

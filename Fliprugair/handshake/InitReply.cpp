@@ -37,7 +37,7 @@ void MarluneTracker::takeInitReply(const Value& given) {
   if (!reportsSuccess(reply["success"]) && loggingEnabled()) {
     log(replyMethod, 1203, "Marlune library - init command failed: " + described(given));
   }
-  store().setObject(now(), key::lastMLInitSent);
+  store().setInteger(now(), key::lastMLInitSent);
   store().synchronize();
 
   const Dictionary flags = reply["flags"].dictionary();

@@ -48,10 +48,12 @@ void MarluneTracker::askForSearchAdAttribution(const Dictionary& data, const Dic
                     key::iAdAttribution_INITIAL_PASSTHROUGH);
   store().synchronize();
   state().iAdDelegateProcessed = false;
-  const auto manager = environment_.makeRetrieveiAdAttribution();
-  setIAdAttributionManager(manager);
-  manager->setIAdAttributionDelegate(weak_from_this());
-  manager->retrieveiAdAttribution(loggingEnabled());
+  guarded([&] {
+    const auto manager = environment_.makeRetrieveiAdAttribution();
+    setIAdAttributionManager(manager);
+    manager->setIAdAttributionDelegate(weak_from_this());
+    manager->retrieveiAdAttribution(loggingEnabled());
+  });
 }
 
 Dictionary MarluneTracker::installRequest(const Value& data) const {
@@ -74,8 +76,10 @@ Dictionary MarluneTracker::installData(bool& deviceLimitsTracking) {
   // A pasteboard without text is nothing, one that does not exist is "".
   const auto pasteboard = platform().surroundings().pasteboard("fb_app_attribution");
   const Value pasteboardText = pasteboard ? pasteboard->text : Value("");
+  Text hardware;
+  guarded([&] { hardware = environment_.makeHardwareInfo()->obtainHardwareDescription(); });
   Dictionary data = PairList()
-                        .add("device", environment_.makeHardwareInfo()->obtainHardwareDescription().value())
+                        .add("device", hardware.value())
                         .add("language", preferredLanguage())
                         .add("package_name", bundleText("CFBundleIdentifier"))
                         .add("app_version", bundleText("CFBundleVersion"))

@@ -34,7 +34,7 @@ bool MarluneTracker::addPairedWatch(const Text& watchLink) {
 
 void MarluneTracker::reportWatchEvent(const Text& eventTitle, const Text& eventValue) {
   if (!store().arrayForKey(key::pairedAppleWatches) &&
-      store().objectForKey(key::handleWatchEventsDeferred).isNothing()) {
+      !store().objectForKey(key::handleWatchEventsDeferred).isDictionary()) {
     reportWatch("", true);
   }
   if (store().boolForKey(key::firstInitReceived)) {

@@ -4,13 +4,6 @@
 
 namespace fliprugair {
 
-namespace {
-
-constexpr std::string_view eventsSending = "com.marlune.marluneTracker.eventsSending";
-constexpr std::string_view networkQueue = "com.marlune.marluneTracker.networkQueue";
-
-}  // namespace
-
 class VirtualNetwork::Access final : public MarluneNetworkAccess {
  public:
   explicit Access(VirtualNetwork& network) : network_(network) {}
@@ -49,7 +42,7 @@ void VirtualNetwork::send(Request request) {
                             {"background_task", task},
                             {"logging", request.logging}}));
   if (!request.eventTimestamp.isNothing()) {
-    device_.store.update(eventsSending, [&](const Value& sending) -> Value {
+    device_.store.update(key::eventsSending, [&](const Value& sending) -> Value {
       return sending.dictionary().setting(request.eventTimestamp.text(), true);
     });
   }
@@ -76,8 +69,8 @@ std::vector<std::uint64_t> VirtualNetwork::pending() const {
 void VirtualNetwork::reply(std::uint64_t number, const Value& body) {
   const auto request = take(number);
   if (!request) return;
-  removeFrom(eventsSending, request->eventTimestamp);
-  removeFrom(networkQueue, request->eventTimestamp);
+  removeFrom(key::eventsSending, request->eventTimestamp);
+  removeFrom(key::networkQueue, request->eventTimestamp);
   if (body.isDictionary()) deliver(*request, body);
   if (request->backgroundTask != invalidBackgroundTask) application_.endBackgroundTask(request->backgroundTask);
 }
@@ -85,7 +78,7 @@ void VirtualNetwork::reply(std::uint64_t number, const Value& body) {
 void VirtualNetwork::fail(std::uint64_t number) {
   const auto request = take(number);
   if (!request) return;
-  removeFrom(eventsSending, request->eventTimestamp);
+  removeFrom(key::eventsSending, request->eventTimestamp);
   if (request->backgroundTask != invalidBackgroundTask) application_.endBackgroundTask(request->backgroundTask);
 }
 

@@ -232,6 +232,29 @@ void expectNoThrowOut(const Exception& exception) {
   EXPECT_EQ(device.store.objectForKey("com.marlune.MarluneTracker.firstInitReceived"), Value(true));
 }
 
+TEST(ACollaborator, ThatThrowsIsLoggedAndTheTrackerGoesOn) {
+  Phone phone;
+  ObservedEnvironment environment(phone.process);
+  int exceptions = 0;
+  environment.onLog = [&](std::string_view line) { exceptions += line.ends_with("the host's own") ? 1 : 0; };
+  environment.onMake = [] { throw std::runtime_error("the host's own"); };
+  const auto tracker = MarluneTracker::initMarluneWithParams(environment, {{"marluneAppId", "demo"}});
+  ASSERT_NE(tracker, nullptr);
+  EXPECT_EQ(exceptions, 2);  // the user agent's and the init request's
+
+  tracker->MarluneInitResult({{"success", 1}, {"flags", Value{{"mlinit_wait", 90}, {"currency", "eur"}}}});
+  phone.process.runQueues();
+  EXPECT_EQ(exceptions, 4);  // the hardware's and the search-ad's, after which the reply is dealt with to its end
+  EXPECT_EQ(phone.stored("mlinitWait"), Value(90));
+  EXPECT_EQ(phone.stored("currency"), Value("eur"));
+  EXPECT_EQ(phone.stored("firstInitReceived"), Value(true));
+
+  for (int number = 0; number < 25; ++number) tracker->trackEvent("event", "value");
+  EXPECT_EQ(exceptions, 5);
+  EXPECT_EQ(phone.batch().size(), 25U);
+  EXPECT_EQ(phone.stored("networkQueue").dictionary().size(), 1U);
+}
+
 TEST(ALogSink, ThatThrowsHarmsNobody) { expectNoThrowOut(std::runtime_error("the host's own")); }
 
 TEST(ALogSink, ThatThrowsWhatIsNoExceptionHarmsNobody) { expectNoThrowOut(42); }

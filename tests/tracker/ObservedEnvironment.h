@@ -50,15 +50,30 @@ class ObservedEnvironment final : public Environment, private Platform {
   ObservedStore store;
   /// Receives the diagnostic lines, on the thread that logs.
   std::function<void(std::string_view line)> onLog = [](std::string_view) {};
+  /// Runs before each collaborator is made.
+  std::function<void()> onMake = [] {};
 
   Platform& platform() override { return *this; }
-  std::shared_ptr<MarluneNetworkAccess> makeNetworkAccess() override { return inner_.makeNetworkAccess(); }
-  std::shared_ptr<MarluneLocationManager> makeLocationManager() override { return inner_.makeLocationManager(); }
+  std::shared_ptr<MarluneNetworkAccess> makeNetworkAccess() override {
+    onMake();
+    return inner_.makeNetworkAccess();
+  }
+  std::shared_ptr<MarluneLocationManager> makeLocationManager() override {
+    onMake();
+    return inner_.makeLocationManager();
+  }
   std::shared_ptr<MarluneRetrieveiAdAttribution> makeRetrieveiAdAttribution() override {
+    onMake();
     return inner_.makeRetrieveiAdAttribution();
   }
-  std::shared_ptr<MarluneHardwareInfo> makeHardwareInfo() override { return inner_.makeHardwareInfo(); }
-  std::shared_ptr<WebViewUserAgent> makeWebViewUserAgent() override { return inner_.makeWebViewUserAgent(); }
+  std::shared_ptr<MarluneHardwareInfo> makeHardwareInfo() override {
+    onMake();
+    return inner_.makeHardwareInfo();
+  }
+  std::shared_ptr<WebViewUserAgent> makeWebViewUserAgent() override {
+    onMake();
+    return inner_.makeWebViewUserAgent();
+  }
 
  private:
   UserDefaults& userDefaults() override { return store; }

@@ -2,10 +2,9 @@
 
 #include <optional>
 
-#include "Fliprugair/core/ProcessState.h"
 #include "Fliprugair/core/StoredKeys.h"
-#include "platform/PairList.h"
 #include "platform/json/RapidJSONSerialization.h"
+#include "tools/sim/StateValues.h"
 
 namespace fliprugair {
 
@@ -26,34 +25,6 @@ void erase(Snapshot& snapshot, const std::string& path) {
   auto end = below;
   while (end != snapshot.end() && end->first.starts_with(path + "/")) ++end;
   snapshot.erase(below, end);
-}
-
-Dictionary stateOf(const ProcessState& state) {
-  const auto armed = [](const ProcessState::TimerReference& timer) { return timer.load() != nullptr; };
-  return Dictionary({
-      {"_loggingEnabled", state._loggingEnabled.load()},
-      {"_isNewUser", state._isNewUser.load()},
-      {"skipBecameActive", state.skipBecameActive.load()},
-      {"trackerHostname", state.trackerHostname.load()},
-      {"sdkVersion", state.sdkVersion.load()},
-      {"disabledDeviceTypes", state.disabledDeviceTypes.load()},
-      {"blacklistedEventNames", state.blacklistedEventNames.load()},
-      {"iAdAttributionAttempts", state.iAdAttributionAttempts.load()},
-      {"locMgr", state.locMgr.load() != nullptr},
-      {"rcascadeTimerDelay", state.rcascadeTimerDelay.load()},
-      {"rcascadeTimer", armed(state.rcascadeTimer)},
-      {"marluneAttributionCheckTimer", armed(state.marluneAttributionCheckTimer)},
-      {"marluneAttributionTimer", armed(state.marluneAttributionTimer)},
-      {"retryiAdAttributionTimer", armed(state.retryiAdAttributionTimer)},
-      {"iAdAttributionPayloadTimer", armed(state.iAdAttributionPayloadTimer)},
-      {"triggerRetryiAdRetrieval", state.triggerRetryiAdRetrieval.load()},
-      {"iAdDelegateProcessed", state.iAdDelegateProcessed.load()},
-      {"mlTrackerWaitTimer", armed(state.mlTrackerWaitTimer)},
-      {"reportLocation", state.reportLocation.load()},
-      {"location_accuracy", state.location_accuracy.load()},
-      {"location_timeout", state.location_timeout.load()},
-      {"location_staleness", state.location_staleness.load()},
-  });
 }
 
 std::string shortened(std::string text, std::size_t longest = 120) {
@@ -126,7 +97,7 @@ void put(Snapshot& snapshot, const std::string& path, const Value& value) {
 Snapshot snapshotOf(Phone& phone) {
   Snapshot snapshot;
   put(snapshot, "store", phone.device.store.all());
-  put(snapshot, "state", stateOf(phone.process.processState()));
+  put(snapshot, "state", sim::stateValues(phone.process.processState(), phone.process.mainQueue()));
   std::map<std::string, int> counts;
   for (const Dictionary& event : phone.events()) {
     const std::string name = event["event"].text();

@@ -43,7 +43,7 @@ class Phone {
 /// Everything that a process and its store hold, as paths with the JSON text of what stands there.
 using Snapshot = std::map<std::string, std::string>;
 
-/// The store, the process-wide values and the events but for log lines.
+/// The store, the process-wide values with the armed timers, and the events but for log lines.
 Snapshot snapshotOf(Phone& phone);
 
 /// Puts `value` at `path` (and below) in `snapshot`; nothing removes what is there.

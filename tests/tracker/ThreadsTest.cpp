@@ -139,6 +139,18 @@ TEST(Threads, RecordsOfOneThreadArriveWholeAndInOrder) {
   for (std::size_t number = 0; number < names.size(); ++number) EXPECT_EQ(names[number], std::to_string(number));
 }
 
+/// The four details as they were merged into an install report; "" where there is none.
+std::vector<std::string> detailsIn(const Dictionary& report) {
+  const Dictionary data = report["data"].dictionary();
+  EXPECT_EQ(data["device"], Value("iPhone8,1"));
+  std::vector<std::string> details;
+  for (const std::string_view name :
+       {"iad_attribution_details", "iad_attribution", "app_purchase_date", "iad_impression_date"}) {
+    details.push_back(data[name].text());
+  }
+  return details;
+}
+
 /// A tracker that has asked for search-ad details, and counts what is parked.
 class SearchAd {
  public:
@@ -151,17 +163,7 @@ class SearchAd {
     phone.reply(1, Value{{"success", 1}, {"flags", Value{{"iad_attribution_attempts", attempts}}}});
   }
 
-  /// The four details as they were merged; "" where there is none.
-  std::vector<std::string> mergedDetails() {
-    const Dictionary data = phone.stored("initialPayload").dictionary()["data"].dictionary();
-    EXPECT_EQ(data["device"], Value("iPhone8,1"));
-    std::vector<std::string> details;
-    for (const std::string_view name :
-         {"iad_attribution_details", "iad_attribution", "app_purchase_date", "iad_impression_date"}) {
-      details.push_back(data[name].text());
-    }
-    return details;
-  }
+  std::vector<std::string> mergedDetails() { return detailsIn(phone.stored("initialPayload").dictionary()); }
 
   Phone phone;
   ObservedEnvironment environment{phone.process};
@@ -201,6 +203,34 @@ TEST(Threads, OfRacingAnswersAndTimeOutsOneIsMerged) {
     EXPECT_EQ(searchAd.parked, 1);
     const auto details = searchAd.mergedDetails();
     for (const std::string& detail : details) EXPECT_EQ(detail, details[0]);
+  }
+}
+
+TEST(Threads, AnAnswerThatRacesTheTimersOfARetryIsMergedOnce) {
+  for (int round = 0; round < 40; ++round) {
+    SearchAd searchAd(10);
+    searchAd.tracker->iAdAttributionData(nullptr, true);
+    const auto& timeOut = searchAd.environment.processState().iAdAttributionPayloadTimer;
+    for (int second = 0; second < 60 && timeOut.load() == nullptr; ++second) searchAd.phone.process.advance(1);
+    ASSERT_NE(timeOut.load(), nullptr);
+    onThreads(4, [&](int thread) {
+      if (thread == 0) {
+        searchAd.phone.process.advance(30);  // in which the time-out is due
+      } else {
+        searchAd.tracker->iAdAttributionData(detailsOf(thread), thread == 3);
+      }
+    });
+    searchAd.phone.process.advance(2);
+    EXPECT_EQ(searchAd.parked, 1);
+    int reports = 0;
+    for (const Dictionary& send : searchAd.phone.events("send")) {
+      const Dictionary payload = send["payload"].dictionary();
+      if (payload["action"] != Value("initial")) continue;
+      ++reports;
+      const auto details = detailsIn(payload);
+      for (const std::string& detail : details) EXPECT_EQ(detail, details[0]);
+    }
+    EXPECT_EQ(reports, 1);
   }
 }
 

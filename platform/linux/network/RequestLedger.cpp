@@ -7,8 +7,6 @@ namespace fliprugair {
 
 namespace {
 
-constexpr std::string_view eventsSending = "com.marlune.marluneTracker.eventsSending";
-constexpr std::string_view networkQueue = "com.marlune.marluneTracker.networkQueue";
 constexpr std::size_t replyDepth = 64;
 
 using Callback = void (MarluneNetworkAccessDelegate::*)(const Value&);
@@ -38,7 +36,7 @@ void removeEntry(UserDefaults& store, std::string_view key, const std::string& e
 
 void RequestLedger::list(const NetworkRequest& request) {
   if (request.eventTimestamp.isNothing()) return;
-  store_.update(eventsSending, [&](const Value& entries) {
+  store_.update(key::eventsSending, [&](const Value& entries) {
     return Value(entries.dictionary().setting(request.eventTimestamp.string(), true));
   });
 }
@@ -63,8 +61,8 @@ void RequestLedger::endAll(const std::vector<NetworkRequest>& requests, const Ne
 void RequestLedger::strike(const Text& eventTimestamp, bool accepted) {
   if (eventTimestamp.isNothing()) return;
   const StoreGroup group(store_);
-  removeEntry(store_, eventsSending, eventTimestamp.string());
-  if (accepted) removeEntry(store_, networkQueue, eventTimestamp.string());
+  removeEntry(store_, key::eventsSending, eventTimestamp.string());
+  if (accepted) removeEntry(store_, key::networkQueue, eventTimestamp.string());
   store_.synchronize();
 }
 

@@ -1,0 +1,244 @@
+// What a control host may set: nothing but a setting's own entries may change.
+
+#include <algorithm>
+
+#include "InitReplies.h"
+
+namespace fliprugair {
+namespace {
+
+TEST(InitSettings, IdentifiersAreTakenAsTextThatIsNotEmpty) {
+  struct Case {
+    std::string_view name;
+    std::string_view key;
+  };
+  const Snapshot without = afterReply(reported(), neutral);
+  for (const auto& [name, key] : {Case{"marlune_app_id", "appId"}, Case{"marlune_device_id", "deviceId"}}) {
+    for (const Value& value : wrongValues()) {
+      SCOPED_TRACE(traceOf(name, value));
+      Snapshot expected = without;
+      if (!value.text().empty()) put(expected, storePath(key), value);
+      expectSame(afterReply(reported(), withFlag(name, value)), expected);
+    }
+  }
+}
+
+TEST(InitSettings, TheFirstDeviceIdentifierIsFilledInOnlyWhenItIsEmpty) {
+  for (const Value& first : {Value(""), Value("first"), Value(7), Value(Array())}) {
+    SCOPED_TRACE(traceOf("origDeviceId", first));
+    Setting setting = reported();
+    setting.stored = with(setting.stored, "origDeviceId", first);
+    Snapshot expected = afterReply(setting, neutral);
+    put(expected, storePath("deviceId"), "given");
+    if (first == Value("")) put(expected, storePath("origDeviceId"), "given");
+    expectSame(afterReply(setting, withFlag("marlune_device_id", "given")), expected);
+  }
+}
+
+TEST(InitSettings, NumericSettingsAreLimitedWhateverTheyAre) {
+  struct Case {
+    std::string_view name;
+    std::string_view key;
+    std::int64_t least;
+    std::int64_t most;
+  };
+  const Snapshot without = afterReply(reported(), neutral);
+  for (const auto& [name, key, least, most] : {
+           Case{"mlinit_wait", "mlinitWait", 60, 604800},
+           Case{"mltracker_wait", "mltrackerWait", 60, 604800},
+           Case{"iad_attribution_attempts", "iAdAttributionAttempts", 1, 10},
+           Case{"iad_attribution_wait", "iAdAttributionWait", 1, 120},
+           Case{"iad_retry_wait", "iAdRetryWait", 1, 60},
+       }) {
+    for (const auto& [given, read] : numbers()) {
+      SCOPED_TRACE(traceOf(name, given));
+      Snapshot expected = without;
+      put(expected, storePath(key), std::clamp(read, least, most));
+      expectSame(afterReply(reported(), withFlag(name, given)), expected);
+    }
+  }
+}
+
+TEST(InitSettings, TheAttributionWaitIsLimitedWhileAttributionIsWanted) {
+  Setting wanting = reported();
+  wanting.options = with(wanting.options, "retrieveAttribution", true);
+  const Snapshot without = afterReply(wanting, neutral);
+  EXPECT_EQ(without.at(storePath("attributionWait")), "7");
+  for (const auto& [given, read] : numbers()) {
+    SCOPED_TRACE(traceOf("getattribution_wait", given));
+    Snapshot expected = without;
+    put(expected, storePath("attributionWait"), std::clamp<std::int64_t>(read, 1, 30));
+    expectSame(afterReply(wanting, withFlag("getattribution_wait", given)), expected);
+    expectSame(afterReply(reported(), withFlag("getattribution_wait", given)), afterReply(reported(), neutral));
+  }
+}
+
+TEST(InitSettings, IdentifierUpdatesAreReadAsABoolean) {
+  Setting on = reported();
+  on.stored = with(on.stored, "sendIdUpdates", true);
+  for (const auto& [given, yes] : booleans()) {
+    SCOPED_TRACE(traceOf("send_id_updates", given));
+    for (const Setting& setting : {reported(), on}) {
+      Snapshot expected = afterReply(setting, neutral);
+      put(expected, storePath("sendIdUpdates"), yes);
+      expectSame(afterReply(setting, withFlag("send_id_updates", given)), expected);
+    }
+  }
+}
+
+TEST(InitSettings, ResendingTheReportIsReadAsABooleanAndAbsentIsYes) {
+  const Snapshot asked = afterReply(reported(), Value{{"success", 1}});
+  EXPECT_EQ(asked.at(storePath("sendInitial")), "true");
+  expectSame(afterReply(reported(), withFlag("resend_initial", nullptr)), asked);
+  const Snapshot left = afterReply(reported(), neutral);
+  EXPECT_EQ(left.at(storePath("sendInitial")), "false");
+  for (const auto& [given, yes] : booleans()) {
+    SCOPED_TRACE(traceOf("resend_initial", given));
+    expectSame(afterReply(reported(), withFlag("resend_initial", given)), yes ? asked : left);
+  }
+}
+
+TEST(InitSettings, ListsOfAnotherKindChangeNothing) {
+  const Snapshot expected = afterReply(reported(), neutral);
+  for (const std::string_view name : {"blacklist", "eventname_blacklist", "whitelist"}) {
+    for (const Value& value : wrongValues([](const Value& value) { return !value.isArray(); })) {
+      SCOPED_TRACE(traceOf(name, value));
+      expectSame(afterReply(reported(), with(neutral, name, value)), expected);
+    }
+  }
+}
+
+TEST(InitSettings, TheBlacklistIsTakenWhateverIsInIt) {
+  struct Case {
+    Array list;
+    bool vendor;
+    bool advertising;
+  };
+  for (const auto& [list, vendor, advertising] :
+       {Case{Array(), false, false}, Case{oddItems(), false, false}, Case{oddItems().appending("idfv"), true, false},
+        Case{oddItems().appending("idfa").appending("idfa"), false, true},
+        Case{Array({"IDFA", "idfa ", "idf"}), false, false}}) {
+    Snapshot expected = afterReply(reported(), neutral);
+    put(expected, "state/disabledDeviceTypes", list);
+    put(expected, storePath("idfvBlacklisted"), vendor);
+    put(expected, storePath("idfaBlacklisted"), advertising);
+    expectSame(afterReply(reported(), with(neutral, "blacklist", list)), expected);
+  }
+}
+
+TEST(InitSettings, TheEventNamesAreTakenWhateverIsInThem) {
+  for (const Array& list : {Array(), oddItems(), oddItems().appending("level")}) {
+    Snapshot expected = afterReply(reported(), neutral);
+    put(expected, "state/blacklistedEventNames", list);
+    put(expected, storePath("blacklistedEventNames"), list);
+    expectSame(afterReply(reported(), with(neutral, "eventname_blacklist", list)), expected);
+  }
+}
+
+TEST(InitSettings, OnlyTheWordLocationTurnsLocationReportsOn) {
+  const Snapshot off = afterReply(reported(), neutral);
+  expectSame(afterReply(reported(), with(neutral, "whitelist", Array())), off);
+  expectSame(afterReply(reported(), with(neutral, "whitelist", oddItems())), off);
+  const Snapshot on = afterReply(reported(), with(neutral, "whitelist", Array({"location"})));
+  EXPECT_EQ(on.at("state/reportLocation"), "true");
+  expectSame(afterReply(reported(), with(neutral, "whitelist", oddItems().appending("location"))), on);
+}
+
+TEST(InitSettings, LocationSettingsOfAnotherKindKeepTheirDefault) {
+  struct Case {
+    std::string_view name;
+    std::string_view member;  ///< of the request to the location manager
+    std::int64_t standard;
+    std::int64_t least;
+    std::int64_t most;
+  };
+  const Value locating = with(neutral, "whitelist", Array({"location"}));
+  const Snapshot on = afterReply(reported(), locating);
+  for (const auto& [name, member, standard, least, most] :
+       {Case{"location_accuracy", "accuracy", 50, 10, 5000}, Case{"location_timeout", "timeout", 15, 3, 60},
+        Case{"location_staleness", "", 15, 1, 10080}}) {
+    for (const auto& [given, read] : numbers()) {
+      SCOPED_TRACE(traceOf(name, given));
+      const std::int64_t value = given.isNumber() || given.isText() ? std::clamp(read, least, most) : standard;
+      Snapshot expected = on;
+      put(expected, "state/" + std::string(name), value);
+      if (!member.empty()) put(expected, "event location_request 1/" + std::string(member), value);
+      expectSame(afterReply(reported(), withFlag(name, given, locating)), expected);
+      expectSame(afterReply(reported(), withFlag(name, given)), afterReply(reported(), neutral));
+    }
+  }
+}
+
+TEST(InitSettings, CurrencyIsStoredWhateverItIs) {
+  for (const Value& value : wrongValues()) {
+    SCOPED_TRACE(traceOf("currency", value));
+    Snapshot expected = afterReply(reported(), neutral);
+    put(expected, storePath("currency"), value);
+    expectSame(afterReply(reported(), withFlag("currency", value)), expected);
+  }
+}
+
+TEST(InitSettings, SessionTrackingKnowsTwoWords) {
+  struct Case {
+    Value stored;
+    std::int64_t code;  ///< what it reads as
+  };
+  for (const auto& [stored, code] : {Case{1, 1}, Case{2, 2}, Case{7, 7}, Case{"2", 2}, Case{2.9, 2}, Case{true, 1},
+                                     Case{"none", 0}, Case{Array(), 0}, Case{1e300, INT64_MAX}}) {
+    Setting setting = reported();
+    setting.stored = with(setting.stored, "sessionTracking", stored);
+    const Snapshot without = afterReply(setting, neutral);
+    std::vector<Value> words = wrongValues();
+    for (const std::string_view word : {"full", "none", "Full", "none ", "fullnone"}) words.emplace_back(word);
+    for (const Value& word : words) {
+      SCOPED_TRACE(traceOf("session_tracking", word));
+      Snapshot expected = without;
+      put(expected, storePath("sessionTracking"), word == Value("full") ? 1 : word == Value("none") ? 2 : code);
+      expectSame(afterReply(setting, withFlag("session_tracking", word)), expected);
+    }
+  }
+}
+
+Value nested(const Value& inner) { return {{"ios_nsud", inner}, {"ios_docs", inner}}; }
+
+TEST(InitSettings, OutsideServicesOfAnotherKindFindNothing) {
+  const Snapshot expected = afterReply(reported(), neutral);
+  for (const Value& value : wrongValues()) {
+    SCOPED_TRACE(traceOf("outside_services", value));
+    expectSame(afterReply(reported(), with(neutral, "outside_services", value)), expected);
+    expectSame(afterReply(reported(), with(neutral, "outside_services", nested(value))), expected);
+    expectSame(afterReply(reported(), with(neutral, "outside_services", nested({{"service", value}}))), expected);
+    expectSame(afterReply(reported(), with(neutral, "outside_services", nested({{"service", Array({value, value})}}))),
+               expected);
+  }
+  for (const std::string_view name : {"../../etc/passwd", "/etc/passwd", ".", "..", "/", "a/../b", "CON", "%s%n"}) {
+    SCOPED_TRACE(name);
+    expectSame(afterReply(reported(), with(neutral, "outside_services", nested({{"service", Array({name})}}))),
+               expected);
+  }
+}
+
+TEST(InitSettings, OutsideServicesAreFoundAmongAnything) {
+  const std::string_view there = "com.marlune.MarluneTracker.deviceId";
+  const Value clean{{"ios_nsud", Value{{"service", Array({there})}}}};
+  const Value odd{
+      {"ios_nsud",
+       Value{{"bare", there}, {"service", oddItems().appending(there).appending(there)}, {"none", oddItems()}}},
+      {"ios_docs", oddItems()},
+      {"others", Array({there})}};
+  const Snapshot expected = afterReply(reported(), with(neutral, "outside_services", clean));
+  EXPECT_NE(expected.at(storePath("batchEventQueue")).find(R"({"outside_services":["service"]})"), std::string::npos);
+  expectSame(afterReply(reported(), with(neutral, "outside_services", odd)), expected);
+}
+
+TEST(InitSettings, ManySettingsAtOnceAreEachTakenForThemselves) {
+  Value flags = neutralFlags;
+  for (int number = 0; number < 10000; ++number) flags = with(flags, "unknown " + std::to_string(number), oddItems());
+  flags = with(flags, "mlinit_wait", "120");
+  Snapshot expected = afterReply(reported(), neutral);
+  put(expected, storePath("mlinitWait"), 120);
+  expectSame(afterReply(reported(), with(neutral, "flags", flags)), expected);
+}
+
+}  // namespace
+}  // namespace fliprugair
