@@ -31,12 +31,13 @@ void expectRefused(const std::vector<Refused>& table) {
 
 TEST(CommandErrors, OfLinesThatAreNoCommand) {
   expectRefused({
-      {"dance", "", "JSON object"},
-      {R"({"do":)", "", "JSON object"},
-      {R"({'do':'state'})", "", "JSON object"},
-      {R"({"do":"state"} {"do":"state"})", "", "JSON object"},
-      {R"({"do":"state"},)", "", "JSON object"},
-      {std::string(100000, '['), "", "JSON object"},
+      {"dance", R"("dance")", "JSON object"},
+      {R"({"do":)", R"("{\"do\":")", "JSON object"},
+      {R"({'do':'state'})", R"("{'do':'state'}")", "JSON object"},
+      {R"({"do":"state"} {"do":"state"})", R"(} {)", "JSON object"},
+      {R"({"do":"state"},)", R"(},")", "JSON object"},
+      {R"({"do":"clock","now":1e400})", "1e400", "JSON object"},
+      {std::string(100000, '['), "[[[[", "JSON object"},
       {"[]", "[]", "object"},
       {"\"state\"", "\"state\"", "object"},
       {"5", "5", "object"},
@@ -52,7 +53,7 @@ TEST(CommandErrors, OfLinesThatAreNoCommand) {
 }
 
 TEST(CommandErrors, OfLinesWithANULInThem) {
-  expectRefused({{std::string("{\"do\":\"state\"}\0garbage", 21), "", "JSON object"}});
+  expectRefused({{std::string("{\"do\":\"state\"}\0garbage", 22), "garbage", "JSON object"}});
 }
 
 TEST(CommandErrors, OfTimeCommands) {
@@ -132,7 +133,6 @@ TEST(CommandErrors, OfAnswers) {
       {R"({"do":"reply","body":{}})", "\"request\"", "a whole number"},
       {R"({"do":"reply","request":"1","body":{}})", "\"1\"", "a whole number"},
       {R"({"do":"reply","request":1.5,"body":{}})", "1.5", "a whole number"},
-      {R"({"do":"reply","request":-1,"body":{}})", "-1", "a whole number"},
       {R"({"do":"reply","request":true,"body":{}})", "true", "a whole number"},
       {R"({"do":"reply","request":null,"body":{}})", "null", "a whole number"},
       {R"({"do":"reply","request":1,"body":{},"status":200})", "\"status\"", "\"body\""},
@@ -151,7 +151,6 @@ TEST(CommandErrors, OfAnswers) {
       {R"({"do":"location","fix":{},"at":1})", "\"at\"", "\"fix\""},
       {R"({"do":"expire"})", "\"task\"", "a whole number"},
       {R"({"do":"expire","task":"1"})", "\"1\"", "a whole number"},
-      {R"({"do":"expire","task":-1})", "-1", "a whole number"},
       {R"({"do":"expire","task":1,"now":true})", "\"now\"", "\"task\""},
   });
 }

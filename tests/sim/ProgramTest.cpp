@@ -140,14 +140,17 @@ TEST(Program, ReadsTheScriptFromAFileToo) {
 
 TEST(Program, RefusesArgumentsThatItCannotUnderstand) {
   const std::string folder = testing::TempDir();
-  for (const std::vector<std::string>& arguments : std::vector<std::vector<std::string>>{{"--seed"},
-                                                                                         {"--seed", "x"},
-                                                                                         {"--seed", "-1"},
-                                                                                         {"--seed", "1.5"},
-                                                                                         {"--unknown"},
-                                                                                         {"one", "two"},
-                                                                                         {"/nowhere/script.jsonl"},
-                                                                                         {folder}}) {
+  for (const std::vector<std::string>& arguments :
+       std::vector<std::vector<std::string>>{{"--seed"},
+                                             {"--seed", "x"},
+                                             {"--seed", "-1"},
+                                             {"--seed", "1.5"},
+                                             {"--seed", "0x10"},
+                                             {"--seed", "18446744073709551616"},
+                                             {"--unknown"},
+                                             {"one", "two"},
+                                             {"/nowhere/script.jsonl"},
+                                             {folder}}) {
     SCOPED_TRACE(testing::PrintToString(arguments));
     const auto [status, output, errors] = outcomeOf("", arguments);
     EXPECT_EQ(status, 2);

@@ -81,6 +81,14 @@ TEST_F(Time, AnyNumberCanBeTheClock) {
   }
 }
 
+TEST_F(Time, ClocksPastTheSignedRangeAreSubtractedAsOthersAre) {
+  script.run(R"({"do":"clock","now":1e19})");
+  script.call("returnAndSetUptimeDelta");
+  EXPECT_EQ(script.result("returnAndSetUptimeDelta"), Value("0"));
+  script.advance(1e6);
+  EXPECT_EQ(script.result("returnAndSetUptimeDelta"), Value("999424"));  // as near as a real comes at that size
+}
+
 TEST_F(Time, ResultsAreWrittenBeforeTheQueuesRun) {
   EXPECT_EQ(inShort(script.call("trackEvent::", {"event", "value"})),
             (Lines{"returned trackEvent::", "timer_armed batchQueueTimerFired: 60.0"}));

@@ -33,7 +33,7 @@ void Members::allowOnly(std::initializer_list<std::string_view> names) const {
 }
 
 void Members::fail(std::string_view name, std::string_view wanted) const {
-  const std::string member = where_ + " wants \"" + std::string(name) + "\" to be " + std::string(wanted);
+  const std::string member = where_ + " wants " + shown(name) + " to be " + std::string(wanted);
   throw CommandError(member + (has(name) ? ", found " + shown(any(name)) : "; it is missing"));
 }
 

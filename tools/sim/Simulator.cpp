@@ -28,7 +28,10 @@ void Simulator::run(std::string_view line, std::uint64_t number) {
   const std::size_t begin = line.find_first_not_of(" \t\r\n");
   if (begin == std::string_view::npos || line[begin] == '#') return;
   const auto parsed = json_.value(line);
-  if (!parsed) throw CommandError("not a JSON object");
+  if (!parsed) {
+    throw CommandError("found " + shown(line) +
+                       R"(, which cannot be read as a JSON object; a command is one, such as {"do":"release"})");
+  }
   const std::string name = Members("a command", *parsed).text("do");
   const Command command = commandNamed(name);
   (this->*command)(Members("\"" + name + "\"", *parsed));
@@ -139,12 +142,13 @@ void Simulator::notify(const Members& members) {
 
 void Simulator::reply(const Members& members) {
   members.allowOnly({"do", "request", "body"});
-  process_->network().reply(static_cast<std::uint64_t>(members.integer("request", 0, INT64_MAX)), members.any("body"));
+  process_->network().reply(static_cast<std::uint64_t>(members.integer("request", INT64_MIN, INT64_MAX)),
+                            members.any("body"));
 }
 
 void Simulator::fail(const Members& members) {
   members.allowOnly({"do", "request"});
-  process_->network().fail(static_cast<std::uint64_t>(members.integer("request", 0, INT64_MAX)));
+  process_->network().fail(static_cast<std::uint64_t>(members.integer("request", INT64_MIN, INT64_MAX)));
 }
 
 void Simulator::searchAd(const Members& members) {
@@ -165,7 +169,7 @@ void Simulator::location(const Members& members) {
 
 void Simulator::expire(const Members& members) {
   members.allowOnly({"do", "task"});
-  process_->expire(static_cast<BackgroundTaskIdentifier>(members.integer("task", 0, INT64_MAX)));
+  process_->expire(static_cast<BackgroundTaskIdentifier>(members.integer("task", INT64_MIN, INT64_MAX)));
 }
 
 void Simulator::delegate(const Members& members) {
@@ -213,7 +217,7 @@ void Simulator::setTrackerDelegate(const std::string& kind) { tracker_->setTrack
 
 Value Simulator::trackerDelegateKind() const {
   const auto delegate = std::dynamic_pointer_cast<HostDelegate>(tracker_->trackerDelegate());
-  return delegate != nullptr ? Value(delegate->kind()) : Value();
+  return delegate != nullptr ? delegate->kind() : "none";
 }
 
 }  // namespace fliprugair::sim

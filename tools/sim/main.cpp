@@ -1,4 +1,6 @@
 #include <CLI/CLI.hpp>
+#include <charconv>
+#include <cstdint>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
@@ -38,11 +40,11 @@ int runScript(std::istream& script, const std::string& name, std::uint64_t seed)
 int main(int argc, char** argv) {
   CLI::App app;
   std::string file;
-  std::uint64_t seed = 1;
+  std::string seedText = "1";
   bool help = false;
   app.set_help_flag();
   app.add_flag("-h,--help", help);
-  app.add_option("--seed", seed)->check(CLI::NonNegativeNumber);
+  app.add_option("--seed", seedText);
   app.add_option("FILE", file);
   try {
     app.parse(argc, argv);
@@ -53,6 +55,13 @@ int main(int argc, char** argv) {
   if (help) {
     std::cout << fliprugair::sim::helpText();
     return 0;
+  }
+  std::uint64_t seed = 0;
+  const char* end = seedText.data() + seedText.size();
+  if (const auto read = std::from_chars(seedText.data(), end, seed); read.ec != std::errc() || read.ptr != end) {
+    std::cerr << "fliprugair-sim: --seed wants a whole number from 0 to " << UINT64_MAX << ", found " << seedText
+              << '\n';
+    return notUnderstood;
   }
   if (file.empty()) return runScript(std::cin, "standard input", seed);
   std::ifstream script(file);

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cmath>
 #include <regex>
 
 #include "Fliprugair/core/StoredKeys.h"
@@ -153,6 +154,7 @@ std::string WatchedSimulator::run(const std::string& text) {
   checkTimers(state);
   checkIdentifiers(store);
   storeBefore_ = store;
+  timeBefore_ = time_;
   loggingBefore_ = state["_loggingEnabled"].boolValue();
   return failure_;
 }
@@ -177,14 +179,17 @@ void WatchedSimulator::takeNote(const Dictionary& command, const Events& events)
   noteTaints(command);
   if (is(command, "reply") || is(command, "fail")) pending_.erase(command["request"].integerValue());
   if (is(command, "release")) holdsTracker_ = false;
+  if (is(command, "clock")) time_ = timeBefore_ = command["now"].realValue();
+  if (is(command, "advance")) time_ += command["seconds"].realValue();
   if (is(command, "restart")) {
-    holdsTracker_ = keptAny_ = false;
+    holdsTracker_ = false;
+    kept_ = 0;
     pending_.clear();
     armed_.clear();
     sendingIsForeign_ = true;
   }
   if (constructs(command)) {
-    keptAny_ = keptAny_ || (command["keep"].boolValue() && holdsTracker_);
+    if (command["keep"].boolValue() && holdsTracker_) ++kept_;
     holdsTracker_ = false;
   }
   for (const Dictionary& event : events) noteEvent(event);
@@ -233,13 +238,18 @@ void WatchedSimulator::checkSends(const Dictionary& command, const Events& event
   const Dictionary queue = store[key::networkQueue].dictionary();
   const Dictionary sendingBefore = storeBefore_[key::eventsSending].dictionary();
   std::map<std::string, Value> firstSends;
+  std::map<std::pair<std::string, std::string>, std::size_t> times;
   std::set<std::string> resent;
   for (const Dictionary& event : events) {
     if (event["event"] != Value("send") || event["event_timestamp"].isNothing()) continue;
     const std::string timestamp = event["event_timestamp"].text();
     if (event["delegate"].boolValue()) {
-      if (!isTimestamp(timestamp)) fail("no timestamp: " + timestamp);
+      if (!isTimestamp(timestamp) || !isOfThisCommand(timestamp)) fail("not entered when it was sent: " + timestamp);
       firstSends[timestamp] = event["payload"];
+      if (event["payload"].isNothing()) continue;
+      // Trackers may well send the same at one moment, but each but once.
+      const std::size_t trackers = kept_ + 1;
+      if (++times[{timestamp, jsonText(event["payload"])}] > trackers) fail("sent more than once: " + timestamp);
       continue;
     }
     if (!mayResend(command)) fail("a request without delegate that nobody asked to resend");
@@ -256,6 +266,13 @@ void WatchedSimulator::checkSends(const Dictionary& command, const Events& event
     if (before.holds(entry.key()) || firstSends.contains(entry.key())) continue;
     if (storeBefore_[key::firstInitReceived].boolValue()) fail("queued but not sent: " + entry.key());
   }
+}
+
+bool WatchedSimulator::isOfThisCommand(const std::string& timestamp) const {
+  constexpr double referenceDate = 978307200;
+  const double time = std::stod(timestamp) + referenceDate;
+  const double inexactness = 1e-3 + std::abs(time) * 1e-9;
+  return time >= timeBefore_ - inexactness && time <= time_ + inexactness;
 }
 
 void WatchedSimulator::checkBatches(const Events& events, const Dictionary& store) {
@@ -323,7 +340,7 @@ void WatchedSimulator::checkLog(const Dictionary& command, const Events& events,
 
 /// With no tracker alive nothing happens but what belongs to the device.
 void WatchedSimulator::checkWithoutTracker(const Dictionary& command, const Events& events) {
-  if (holdsTracker_ || keptAny_ || constructs(command) || is(command, "release")) return;
+  if (holdsTracker_ || kept_ != 0 || constructs(command) || is(command, "release")) return;
   static const std::set<std::string_view> allowed{"timer_fired", "store", "state", "returned", "background_task_ended"};
   for (const Dictionary& event : events) {
     const std::string& name = event["event"].text();

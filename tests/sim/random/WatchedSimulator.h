@@ -38,6 +38,7 @@ class WatchedSimulator {
   void noteEvent(const Dictionary& event);
   void checkNumbers(const Dictionary& event);
   void checkSends(const Dictionary& command, const Events& events, const Dictionary& store);
+  bool isOfThisCommand(const std::string& timestamp) const;
   void checkBatches(const Events& events, const Dictionary& store);
   void checkSending(const Dictionary& store);
   void checkKeys(const Dictionary& command, const Dictionary& store);
@@ -52,13 +53,15 @@ class WatchedSimulator {
   std::string failure_;
 
   Dictionary storeBefore_;
+  double timeBefore_ = 1700000000;
+  double time_ = 1700000000;
   bool loggingBefore_ = false;
   std::map<std::int64_t, std::string> pending_;
   std::multiset<std::string> armed_;
   std::int64_t requests_ = 0;
   std::int64_t tasks_ = 0;
   bool holdsTracker_ = false;
-  bool keptAny_ = false;              ///< since the last restart
+  std::size_t kept_ = 0;              ///< trackers, since the last restart
   bool wroteBatch_ = false;           ///< the script wrote the batch queue that is there
   bool wroteNetworkQueue_ = false;    ///< the script wrote to the network queue
   bool sendingIsForeign_ = false;     ///< "eventsSending" is the script's, or of an earlier process
