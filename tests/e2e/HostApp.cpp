@@ -1,6 +1,10 @@
 #include "e2e/HostApp.h"
 
+#include <pthread.h>
+
+#include <array>
 #include <cstdlib>
+#include <fstream>
 
 namespace fliprugair::e2e {
 
@@ -14,6 +18,7 @@ Folder::~Folder() {
   std::filesystem::remove_all(path_, ignored);
 }
 
+// The conditions are other processes' and the store's, which signal nobody here.
 bool eventually(const std::function<bool()>& condition) {
   const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(30);
   while (!condition()) {
@@ -21,6 +26,28 @@ bool eventually(const std::function<bool()>& condition) {
     std::this_thread::sleep_for(std::chrono::milliseconds(5));
   }
   return true;
+}
+
+void Listener::Marlune_attributionResult(const Value& attribution) {
+  std::array<char, 16> name{};
+  pthread_getname_np(pthread_self(), name.data(), name.size());
+  const std::lock_guard lock(mutex_);
+  results_.push_back(attribution);
+  lastThread_ = name.data();
+}
+
+std::map<std::string, long> sleepsOfThreads(std::string_view prefix) {
+  std::map<std::string, long> result;
+  for (const auto& thread : std::filesystem::directory_iterator("/proc/self/task")) {
+    std::string name;
+    std::getline(std::ifstream(thread.path() / "comm"), name);
+    if (!name.starts_with(prefix)) continue;
+    std::ifstream status(thread.path() / "status");
+    for (std::string word; status >> word;) {
+      if (word == "voluntary_ctxt_switches:") status >> result[name + ' ' + thread.path().filename().string()];
+    }
+  }
+  return result;
 }
 
 LinuxOptions optionsIn(const std::filesystem::path& folder) {

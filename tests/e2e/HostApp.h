@@ -7,6 +7,7 @@
 #include <condition_variable>
 #include <filesystem>
 #include <functional>
+#include <map>
 #include <mutex>
 #include <thread>
 
@@ -34,19 +35,26 @@ bool eventually(const std::function<bool()>& condition);
 /// Receives attribution results.
 class Listener final : public MarluneTrackerClientDelegate {
  public:
-  void Marlune_attributionResult(const Value& attribution) override {
-    const std::lock_guard lock(mutex_);
-    results_.push_back(attribution);
-  }
+  void Marlune_attributionResult(const Value& attribution) override;
   std::vector<Value> results() const {
     const std::lock_guard lock(mutex_);
     return results_;
+  }
+  /// The name of the thread that brought the last one.
+  std::string lastThread() const {
+    const std::lock_guard lock(mutex_);
+    return lastThread_;
   }
 
  private:
   mutable std::mutex mutex_;
   std::vector<Value> results_;
+  std::string lastThread_;
 };
+
+/// How often each thread of this process whose name begins with `prefix` has gone to sleep by itself, by name and
+/// number.
+std::map<std::string, long> sleepsOfThreads(std::string_view prefix);
 
 /// The options of an application that keeps everything in `folder` and says nothing on standard error.
 LinuxOptions optionsIn(const std::filesystem::path& folder);

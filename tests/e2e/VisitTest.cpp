@@ -1,7 +1,11 @@
 // A host app against a control host: real sockets, the real store.
 
+#include <fstream>
+#include <random>
+
 #include "Fliprugair/core/StoredKeys.h"
 #include "e2e/HostApp.h"
+#include "platform/Text.h"
 
 namespace fliprugair::e2e {
 namespace {
@@ -56,10 +60,15 @@ TEST(Visit, ThatTheHostMissesIsReportedAtTheNextOne) {
     trackEvents(app, "offline", 25);
     EXPECT_TRUE(eventually([&] { return app.stored(key::eventsSending).dictionary().empty(); }));
     EXPECT_EQ(app.stored(key::networkQueue).dictionary().size(), 1U);
-    app.resign();
+    app.tracker().trackEvent("offline25", "value");
   }
   ControlHostOptions hostOptions;
   hostOptions.port = port;
+  hostOptions.settings = [] {
+    HostSettings settings;
+    settings.init = Value{{"success", 1}, {"flags", Value{{"resend_initial", false}, {"mltracker_wait", 90}}}};
+    return settings;
+  };
   ControlHostServer host(hostOptions);
   HostApp app(optionsIn(folder.path()), optionsFor(hostname));
   ASSERT_TRUE(eventually([&] { return app.stored(key::firstInitReceived).boolValue(); }));
@@ -68,7 +77,33 @@ TEST(Visit, ThatTheHostMissesIsReportedAtTheNextOne) {
   EXPECT_EQ(eventNames(host).front(), "offline0");
   EXPECT_EQ(eventNames(host).back(), "offline24");
   ASSERT_TRUE(eventually([&] { return requestsOf(host, "initial").size() == 1; }));
+  EXPECT_EQ(app.stored(key::mltrackerWait), Value(90));
+
+  app.tracker().trackEvent("online", "value");
+  app.resign();
+  ASSERT_TRUE(eventually([&] { return eventNames(host).size() == 27; }));
+  EXPECT_EQ(eventNames(host)[25], "offline25");
+  EXPECT_EQ(eventNames(host)[26], "online");
   EXPECT_TRUE(eventually([&] { return app.stored(key::networkQueue) == Value(Dictionary()); }));
+  EXPECT_TRUE(eventually([&] { return app.stored(key::eventsSending) == Value(Dictionary()); }));
+  EXPECT_TRUE(app.stored(key::batchEventQueue).isNothing());
+}
+
+TEST(Visit, LeavesEveryThreadOfThePlatformAsleepWhenNothingIsDue) {
+  ControlHostServer host;
+  const Folder folder;
+  HostApp app(optionsIn(folder.path()), optionsFor(host.hostname()));
+  ASSERT_TRUE(eventually([&] { return requestsOf(host, "initial").size() == 1; }));
+  app.resign();
+  ASSERT_TRUE(eventually([&] { return app.stored(key::networkQueue) == Value(Dictionary()); }));
+  // The host's closing of a connection that it has kept for a second is the last thing that happens.
+  std::map<std::string, long> before;
+  EXPECT_TRUE(eventually([&] {
+    before = sleepsOfThreads("fliprugair-");
+    std::this_thread::sleep_for(std::chrono::seconds(2));  // in which one that looks around by itself wakes up
+    return sleepsOfThreads("fliprugair-") == before;
+  }));
+  EXPECT_GE(before.size(), 3U);
 }
 
 TEST(Visit, EndsWithItsLastBatchConfirmedBecauseTerminationWaitsForIt) {
@@ -110,6 +145,21 @@ TEST(Visit, WithAnUnknownSearchAdAnswerReportsTheInstallationAfterTheThirdOne) {
   EXPECT_EQ(data["os_version"].text().substr(data["os_version"].text().size() - 3), "9.3");
 }
 
+TEST(Visit, ReportsAReceiptOfFiveMegabytesWhole) {
+  const Folder folder;
+  std::string receipt(5'000'000, '\0');
+  std::minstd_rand random(1);
+  for (char& byte : receipt) byte = static_cast<char>(random());
+  std::ofstream(folder.path() / "receipt", std::ios::binary) << receipt;
+  ControlHostServer host(ControlHostOptions{});
+  LinuxOptions options = optionsIn(folder.path());
+  options.receiptPath = folder.path() / "receipt";
+  const HostApp app(options, optionsFor(host.hostname()));
+  ASSERT_TRUE(eventually([&] { return requestsOf(host, "initial").size() == 1; }));
+  const Dictionary data = requestsOf(host, "initial")[0].body.dictionary()["data"].dictionary();
+  EXPECT_TRUE(bytesOfBase64(data["receipt"].text()) == receipt);
+}
+
 TEST(Visit, PollsForTheAttributionResultAndDeliversItOnce) {
   ControlHostOptions hostOptions;
   hostOptions.settings = [] {
@@ -125,6 +175,7 @@ TEST(Visit, PollsForTheAttributionResultAndDeliversItOnce) {
     HostApp app(optionsIn(folder.path()), wanted);
     ASSERT_TRUE(eventually([&] { return app.listener().results().size() == 1; }));
     EXPECT_EQ(app.listener().results()[0], Value({{"network", "Example Ads"}}));
+    EXPECT_EQ(app.listener().lastThread(), "fliprugair-net");
     EXPECT_EQ(requestsOf(host, "get_attribution").size(), 3U);
     EXPECT_TRUE(eventually([&] { return app.stored(key::requestAttribution) == Value(false); }));
   }

@@ -129,6 +129,7 @@ void GpsFake::start() {
   setpgid(process_, process_);
 }
 
+// gpsd tells nobody that it is ready: it is asked until it is.
 bool GpsFake::hasReceiver() const {
   const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(5);
   while (std::chrono::steady_clock::now() < deadline) {

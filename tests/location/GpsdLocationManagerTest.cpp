@@ -102,7 +102,7 @@ class Holdings {
     const auto deadline = std::chrono::steady_clock::now() + promptly;
     while (searchThreads() != 0 || openFiles() != before_) {
       if (std::chrono::steady_clock::now() > deadline) return false;
-      std::this_thread::sleep_for(5ms);
+      std::this_thread::sleep_for(5ms);  // the system does not say when a thread is gone
     }
     return true;
   }
@@ -306,7 +306,7 @@ struct LongCall {
     changed.notify_all();
     changed.wait(lock, [this] { return released; });
     lock.unlock();
-    std::this_thread::sleep_for(50ms);
+    std::this_thread::sleep_for(50ms);  // in which an end that does not wait is seen
     lock.lock();
     over = true;
   }
