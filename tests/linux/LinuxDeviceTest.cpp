@@ -174,6 +174,18 @@ TEST(LinuxDevice, WhatTheHostAppStatesCountsBeforeTheSystem) {
   EXPECT_EQ(device.identifierForVendor(), std::nullopt);
 }
 
+TEST(LinuxDevice, StatedIdentifiersAreUpperCaseAndNeverEmpty) {
+  Fixture fixture;
+  const LinuxDevice device = fixture.device();
+  fixture.state({.vendorIdentifier = "11111111-aaaa-4bbb-8ccc-dddddddddddd",
+                 .advertisingIdentifier = "66666666-eeee-4fff-9aaa-bbbbbbbbbbbb"});
+  EXPECT_EQ(device.identifierForVendor(), "11111111-AAAA-4BBB-8CCC-DDDDDDDDDDDD");
+  EXPECT_EQ(device.advertisingIdentifier(), "66666666-EEEE-4FFF-9AAA-BBBBBBBBBBBB");
+  fixture.state({.vendorIdentifier = "", .advertisingIdentifier = ""});
+  EXPECT_EQ(device.identifierForVendor(), std::nullopt);
+  EXPECT_EQ(device.advertisingIdentifier(), std::nullopt);
+}
+
 TEST(LinuxDevice, WhatLinuxHasNoSourceForIsAbsent) {
   Fixture fixture;
   const LinuxDevice device = fixture.device();

@@ -16,7 +16,7 @@ namespace fliprugair::controlhost {
 namespace {
 
 constexpr std::size_t threadCount = 32;  // each holds one connection
-constexpr std::size_t longestBody = 64 * 1024 * 1024;
+constexpr std::size_t longestBody = std::size_t{64} * 1024 * 1024;
 
 class ListeningServer final : public httplib::Server {
  public:
