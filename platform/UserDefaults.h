@@ -56,7 +56,8 @@ class UserDefaults {
   void removeObject(std::string_view key) { setObject(nullptr, key); }
 };
 
-/// The writes of one scope become durable together, when it ends.
+/// The writes of one scope become durable together, when it ends; earlier, as far as they have come, if another thread
+/// synchronizes meanwhile.
 class StoreGroup {
  public:
   explicit StoreGroup(UserDefaults& store) : store_(store) { store_.beginGroup(); }

@@ -79,7 +79,8 @@ void MarluneTracker::guarded(const std::function<void()>& operation) const {
 }
 
 /// A public operation: what it writes becomes durable together, before it returns. A request that it sends may be on
-/// its way a moment earlier; if the process ends in that moment, the request is sent again, and nothing is lost.
+/// its way a moment earlier, and another thread may make the first half durable alone; if the process ends in that
+/// moment, something is sent twice, and nothing is lost.
 void MarluneTracker::perform(const std::function<void()>& operation) const {
   const StoreGroup group(store());
   guarded(operation);

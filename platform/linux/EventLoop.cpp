@@ -74,7 +74,7 @@ void EventLoop::post(Task task, bool atOnce) {
   const std::lock_guard lock(mutex_);
   if (closed_) return;  // the caller's frame destroys the task, after the lock is gone
   posted_.push_back(std::move(task));
-  if (looksAgain_ ? atOnce : posted_.size() == 1) uv_async_send(&handles_->wake);
+  if (looksAgain_ ? atOnce || isMainThread() : posted_.size() == 1) uv_async_send(&handles_->wake);
 }
 
 std::shared_ptr<Timer> EventLoop::scheduleTimer(double seconds, std::string_view selector, Task action) {

@@ -19,8 +19,8 @@ namespace fliprugair {
 ///
 /// Posting costs a lock and an append; only the first task of a batch wakes the loop, which costs the caller several
 /// times as much. The loop takes all that was posted at once. Inside run() it then looks once more a millisecond later,
-/// so that calls in a burst wake it but once, and sleeps until the next timer is due or a task arrives. What a task
-/// throws is logged and dropped.
+/// so that a burst of calls on another thread wakes it but once, and sleeps until the next timer is due or a task
+/// arrives. What a task throws is logged and dropped.
 class EventLoop final : public MainQueue {
  public:
   /// Throws std::runtime_error when the system has no file descriptors left for it.

@@ -2,6 +2,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <functional>
 #include <limits>
 #include <stdexcept>
 #include <thread>
@@ -72,6 +73,16 @@ TEST(EventLoop, TasksInABurstAllRunAlthoughTheFirstAloneWakesIt) {
   main.join();
   EXPECT_EQ(run, count);
   EXPECT_LE(sleeps, length + 20);
+}
+
+TEST(EventLoop, ATaskThatATaskPostsDoesNotWait) {
+  EventLoop loop({});
+  int left = 500;
+  std::function<void()> next = [&] { --left > 0 ? loop.async(next) : loop.stop(); };
+  loop.async(next);
+  const auto begin = Clock::now();
+  loop.run();
+  EXPECT_LT(Clock::now() - begin, 250ms);
 }
 
 TEST(EventLoop, ATaskIsNotForgottenBetweenARunAndAPoll) {

@@ -3,8 +3,10 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cerrno>
 #include <chrono>
 #include <fstream>
+#include <functional>
 #include <thread>
 
 #include "platform/linux/store/Checkpointer.h"
@@ -18,6 +20,7 @@ thread_local bool isTheTest = false;
 
 std::atomic<bool> diskIsStuck = false;  ///< for all threads but the test's
 std::atomic<int> waitingThreads = 0;
+std::atomic<bool> cutsFail = false;  ///< those to nothing
 
 }  // namespace
 
@@ -29,6 +32,14 @@ extern "C" int fdatasync(int descriptor) {
   while (diskIsStuck && !isTheTest) std::this_thread::sleep_for(std::chrono::milliseconds(1));
   --waitingThreads;
   return static_cast<int>(syscall(SYS_fdatasync, descriptor));
+}
+
+extern "C" int ftruncate64(int descriptor, off64_t length) noexcept {
+  if (cutsFail && length == 0) {
+    errno = EIO;
+    return -1;
+  }
+  return static_cast<int>(syscall(SYS_ftruncate, descriptor, length));
 }
 
 namespace fliprugair {
@@ -43,6 +54,12 @@ bool comesTrue(Condition condition) {
     std::this_thread::sleep_for(std::chrono::milliseconds(1));
   }
   return true;
+}
+
+std::string headerOfLog(const std::filesystem::path& file) {
+  std::string header(32, '\0');
+  std::ifstream(file.string() + "-wal", std::ios::binary).read(header.data(), 32);
+  return header;
 }
 
 /// Of the log, in bytes.
@@ -116,17 +133,25 @@ TEST_F(AStoreBeingCopied, IsLetGoBeforeADamagedFileIsReplaced) {
   const std::string noise(std::filesystem::file_size(file_) - RowFile::pageSize, '\xA5');
   std::fstream(file_, std::ios::binary | std::ios::in | std::ios::out).seekp(RowFile::pageSize) << noise;
   const auto isReplaced = [&] { return std::filesystem::file_size(file_) < noise.size(); };
-  std::atomic<bool> isDone = false;
+  std::atomic<int> done = 0;
   std::thread caller([&] {
     store_->removeObject("more than SQLite keeps in memory");
     store_->synchronize();
-    isDone = true;
+    ++done;
   });
   std::this_thread::sleep_for(std::chrono::milliseconds(200));  // in which the caller comes to the damage
-  EXPECT_FALSE(isDone);
+  std::thread other([&] {
+    store_->setObject("other", "key");
+    store_->synchronize();
+    ++done;
+    EXPECT_EQ(AfterSuddenDeath(file_)->objectForKey("key"), Value("other"));
+  });
+  std::this_thread::sleep_for(std::chrono::milliseconds(200));  // in which the other one does too
+  EXPECT_EQ(done, 0);
   EXPECT_FALSE(isReplaced());
   diskIsStuck = false;
   caller.join();
+  other.join();
   EXPECT_TRUE(isReplaced());
   append();
   EXPECT_EQ(AfterSuddenDeath(file_)->objectForKey("queue"), Value(queue_));
@@ -190,6 +215,40 @@ TEST_F(AWrittenStore, KeepsNoCallerWaitingWhenItsLogIsAtItsLimitAndTheDiskIsStuc
   EXPECT_EQ(openStore(file_)->objectForKey("key"), Value(last_));
 }
 
+TEST_F(AWrittenStore, WaitsForTheDiskAgainOnlyUntilItsLogCanBeCutOff) {
+  cutsFail = true;
+  waitsForTheDisk = 0;
+  while (logSize(file_) < longLog) write(4000);
+  const std::string header = headerOfLog(file_);
+  EXPECT_TRUE(comesTrue([&] {  // an attempt has failed when a write begins the log anew
+    std::this_thread::sleep_for(std::chrono::milliseconds(2500));
+    write(4000);
+    return headerOfLog(file_) != header;
+  }));
+  EXPECT_EQ(waitsForTheDisk, 1);
+  EXPECT_EQ(AfterSuddenDeath(file_)->objectForKey("key"), Value(last_));
+  cutsFail = false;
+  for (int number = 0; number < RowFile::logTarget; ++number) write(4000);
+  EXPECT_TRUE(comesTrue([&] { return logSize(file_) == 0; }));
+  waitsForTheDisk = 0;
+  write(4000);
+  EXPECT_EQ(waitsForTheDisk, 0);
+  EXPECT_EQ(AfterSuddenDeath(file_)->objectForKey("key"), Value(last_));
+}
+
+TEST_F(AWrittenStore, DoesNotLetItsLogGrowWithoutEnd) {
+  constexpr std::uintmax_t most = 2 * RowFile::hugeLog * std::uintmax_t{RowFile::pageSize};
+  std::uintmax_t size = 0;
+  const auto deadline = std::chrono::steady_clock::now() + std::chrono::minutes(2);
+  do {
+    ASSERT_LT(std::chrono::steady_clock::now(), deadline);
+    ASSERT_LT(size, most);
+    size = std::max(size, logSize(file_));
+    write(100000);
+  } while (logSize(file_) >= size);
+  EXPECT_EQ(AfterSuddenDeath(file_)->objectForKey("key"), Value(last_));
+}
+
 TEST_F(AWrittenStore, WhoseLogWasEmptiedIsWholeAfterASuddenDeath) {
   while (logSize(file_) < longLog) write(4000);
   ASSERT_TRUE(comesTrue([&] { return logSize(file_) == 0; }));
@@ -208,6 +267,20 @@ TEST(StoreBackground, SleepsUntilWorkIsRequested) {
     std::this_thread::sleep_for(std::chrono::milliseconds(20));  // in which one that does not sleep does much more
   }
   EXPECT_EQ(pieces, 1);
+}
+
+TEST(StoreBackground, DoesNotMissARequestThatComesWhileItWorks) {
+  std::atomic<int> pieces = 0;
+  std::function<void()> request;
+  Checkpointer checkpointer(
+      [&] {
+        if (++pieces == 1) request();
+        return true;
+      },
+      std::chrono::milliseconds(1));
+  request = [&] { checkpointer.request(); };
+  checkpointer.request();
+  EXPECT_TRUE(comesTrue([&] { return pieces == 2; }));
 }
 
 TEST(StoreBackground, GoesOnUntilTheWorkIsDone) {

@@ -1,8 +1,28 @@
+#include <sys/syscall.h>
+#include <unistd.h>
+
 #include <algorithm>
+#include <atomic>
+#include <cerrno>
 #include <fstream>
 #include <functional>
 
 #include "store/StoreFiles.h"
+
+namespace {
+
+std::atomic<bool> renamesFail = false;
+
+}  // namespace
+
+/// Stands in for the C library's.
+extern "C" int rename(const char* from, const char* to) noexcept {
+  if (renamesFail) {
+    errno = EROFS;
+    return -1;
+  }
+  return static_cast<int>(syscall(SYS_rename, from, to));
+}
 
 namespace fliprugair {
 namespace {
@@ -90,6 +110,22 @@ TEST(DamagedFiles, NeverReplaceEachOther) {
   for (const auto& file : filesSetAside(folder)) contents.push_back(contentOf(file));
   std::ranges::sort(contents);
   EXPECT_EQ(contents, (std::vector<std::string>{"damage 0", "damage 1", "damage 2"}));
+}
+
+TEST(DamagedFiles, AreSetAsideOnceThatIsPossible) {
+  const TemporaryFolder folder;
+  const auto file = folder / "store";
+  std::ofstream(file) << "this is not a database, and never was one";
+  StoreLog log;
+  renamesFail = true;
+  const auto store = openStore(file, log.sink());
+  store->setObject("value", "key");
+  store->synchronize();
+  EXPECT_TRUE(filesSetAside(folder).empty());
+  renamesFail = false;
+  store->synchronize();
+  EXPECT_EQ(filesSetAside(folder).size(), 1U);
+  EXPECT_EQ(AfterSuddenDeath(file)->objectForKey("key"), Value("value"));
 }
 
 TEST(DamagedFiles, TakeTheirLogWithThem) {

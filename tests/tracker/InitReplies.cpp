@@ -66,9 +66,10 @@ Value withFlag(std::string_view name, const Value& value, const Value& body) {
   return with(body, "flags", with(body.dictionary()["flags"], name, value));
 }
 
-Array oddItems() {
-  return Array(
-      {1, Value(), true, 1e300, "", invalidUtf8, megabyteOf('x'), Array({"idfa", "idfv", "location"}), Dictionary()});
+const Array& oddItems() {
+  static const Array items{
+      1, Value(), true, 1e300, "", invalidUtf8, megabyteOf('x'), Array({"idfa", "idfv", "location"}), Dictionary()};
+  return items;
 }
 
 const std::vector<NumericCase>& numbers() {

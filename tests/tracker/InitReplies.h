@@ -14,7 +14,7 @@ const std::vector<Value>& wrongValues();
 /// Those of them that are wrong by that measure.
 std::vector<Value> wrongValues(bool (*isWrong)(const Value&));
 /// The items of a list that has none of the words that are looked for.
-Array oddItems();
+const Array& oddItems();
 
 struct NumericCase {
   Value given;

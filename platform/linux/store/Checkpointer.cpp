@@ -33,10 +33,11 @@ void Checkpointer::run() {
     changed_.wait(lock, [this] { return stops_ || requested_; });
     changed_.wait_for(lock, pause_, [this] { return stops_; });
     if (stops_) return;
+    requested_ = false;  // what is requested from now on may be more than the attempt finds
     lock.unlock();
     const bool isDone = work_();
     lock.lock();
-    if (isDone) requested_ = false;
+    if (!isDone) requested_ = true;
   }
 }
 

@@ -108,7 +108,9 @@ std::vector<Row> RowFile::rowsOfUnwritable(const std::string& path) {
   if (isAbsentOrEmpty(path + "-wal")) return rowsOf(Database(path, Database::Mode::readOnlyUnchanging));
   // SQLite would read the file without its log, and so as it was some time ago.
   const TemporaryCopy copy(path);
-  return rowsOf(Database(copy.file().string(), Database::Mode::readWrite));
+  const Database database(copy.file().string(), Database::Mode::readWrite);
+  database.leaveFilesAlone();
+  return rowsOf(database);
 }
 
 void RowFile::write(const std::vector<RowChange>& changes) {
@@ -137,13 +139,12 @@ void RowFile::touch() { database_.execute(("PRAGMA user_version = " + std::to_st
 bool RowFile::emptyLog(LogCopy& copy) {
   if (copy.pages() != logPages_) return false;
   copy.letGo();
-  if (sqlite3_wal_checkpoint_v2(database_.get(), nullptr, SQLITE_CHECKPOINT_TRUNCATE, nullptr, nullptr) != SQLITE_OK) {
-    // The next write may begin the log anew by itself, and must then wait for the disk.
-    database_.execute("PRAGMA synchronous = NORMAL");
-    return false;
-  }
-  logPages_ = 0;
-  return true;
+  logPages_ = 0;  // the next write says how long it is
+  const bool isCut =
+      sqlite3_wal_checkpoint_v2(database_.get(), nullptr, SQLITE_CHECKPOINT_TRUNCATE, nullptr, nullptr) == SQLITE_OK;
+  // If it could not be cut off, the next write begins at its front, and must wait for the disk between the two.
+  database_.execute(isCut ? "PRAGMA synchronous = OFF" : "PRAGMA synchronous = NORMAL");
+  return isCut;
 }
 
 int RowFile::noteLogPages(void* self, sqlite3*, const char*, int pages) {

@@ -26,6 +26,7 @@ class RowFile {
   static constexpr int pageSize = 2048;
   static constexpr int logTarget = 1000;      ///< pages; from here on the log is to be emptied in a pause
   static constexpr int logLimit = 16 * 1024;  ///< pages; from here on as soon as a moment without writes is met
+  static constexpr int hugeLog = 64 * 1024;   ///< pages; from here on even if writes wait a moment for it
 
   /// Opens the file, or begins one.
   explicit RowFile(const std::string& path);
@@ -47,6 +48,7 @@ class RowFile {
   int logPages() const { return logPages_; }
   bool logIsLong() const { return logPages_ >= logTarget; }
   bool logIsAtItsLimit() const { return logPages_ >= logLimit; }
+  bool logIsHuge() const { return logPages_ >= hugeLog; }
 
   /// Empties the log if all of it is in the file. Does not wait for the disk.
   bool emptyLog(LogCopy& copy);

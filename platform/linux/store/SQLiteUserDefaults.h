@@ -25,8 +25,10 @@ class StoreMemory;
 /// Threads: as UserDefaults. Reads never wait for the disk. A `synchronize` waits for those of other threads; neither
 /// it nor what it waits for awaits the disk's confirmation (fsync). That is the background thread's: when nothing was
 /// written for a second or two, and SQLite's log is longer than two megabytes, it copies the log into the file beside
-/// any writes, and empties it at the first moment when nothing was written meanwhile. From 32 megabytes on it does not
-/// wait for the pause. The one exception: while a damaged file is replaced, confirmations are waited for.
+/// any writes, and empties it when nothing was written meanwhile. From 32 megabytes on it does not wait for the pause.
+/// The exceptions: a write may wait for a confirmation while a damaged file is replaced, after a log that the system
+/// would not cut off, and when the log has grown to 128 megabytes because writes follow each other faster than a quick
+/// disk confirms.
 class SQLiteUserDefaults final : public UserDefaults {
  public:
   /// Receives diagnostic lines, with no lock held; what it throws is dropped.

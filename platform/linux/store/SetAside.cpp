@@ -10,8 +10,9 @@ namespace fliprugair {
 
 namespace {
 
-/// SQLite's own files first: one that stayed behind would be taken for the next store's.
-constexpr std::array suffixes = {"-wal", "-shm", ""};
+/// The file first: without its log it would be opened as it was some time ago. A log that stays behind belongs to no
+/// file, and SQLite deletes it.
+constexpr std::array suffixes = {"", "-wal", "-shm"};
 
 std::string utcTime() {
   const std::time_t now = std::time(nullptr);

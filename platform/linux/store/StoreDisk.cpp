@@ -17,6 +17,25 @@ constexpr std::chrono::seconds pause{1};
 /// How often in a row the log is copied when writes keep adding to it. What is left gets shorter each time.
 constexpr int copiesInARow = 4;
 
+/// A copy that took no longer may be made while writes wait for it, lest a huge log grow without end.
+constexpr std::chrono::milliseconds aMoment{50};
+
+/// While it lives `flag` is up. Made and destroyed with the lock held that guards the flag.
+class Raised {
+ public:
+  Raised(bool& flag, std::condition_variable& changed) : flag_(flag), changed_(changed) { flag_ = true; }
+  ~Raised() {
+    flag_ = false;
+    changed_.notify_all();
+  }
+  Raised(const Raised&) = delete;
+  Raised& operator=(const Raised&) = delete;
+
+ private:
+  bool& flag_;
+  std::condition_variable& changed_;
+};
+
 }  // namespace
 
 StoreDisk::StoreDisk(std::filesystem::path path, std::function<void(std::string_view)> log)
@@ -58,13 +77,18 @@ void StoreDisk::commit(StoreMemory& memory) {
 }
 
 void StoreDisk::attempt(StoreMemory& memory, Lines& lines, Lock& lock) {
+  filesAreFree_.wait(lock, [this] { return !isReplacing_; });
   try {
     writeAll(memory);
   } catch (const StoreError& error) {
     // If a fresh file is damaged too, the next one will be no better.
-    if (error.kind() != StoreError::Kind::damaged || std::exchange(hasBegunAfresh_, true)) throw;
+    if (error.kind() != StoreError::Kind::damaged || hasBegunAfresh_) throw;
+    const Raised replacing(isReplacing_, filesAreFree_);
     beginAfresh(error, memory, lines, lock);
     writeAll(memory);
+    // Until the disk has it there is neither the old file nor the new.
+    LogCopy copy(path_.string());
+    file_->emptyLog(copy);
   }
   hasBegunAfresh_ = false;
 }
@@ -72,7 +96,10 @@ void StoreDisk::attempt(StoreMemory& memory, Lines& lines, Lock& lock) {
 void StoreDisk::writeAll(StoreMemory& memory) {
   if (!file_) connect(memory);
   // While the medium refuses, what is written gathers in memory, where a later value replaces an earlier one.
-  if (isFailing_) file_->touch();
+  if (isFailing_) {
+    if (file_->logIsLong()) checkpointer_.request();  // on a full disk that makes room
+    file_->touch();
+  }
   memory.takeWrites(writes_);
   mirror_.stage(writes_, changes_);
   writes_.clear();
@@ -108,13 +135,14 @@ void StoreDisk::connect(StoreMemory& memory) {
 }
 
 void StoreDisk::beginAfresh(const StoreError& damage, StoreMemory& memory, Lines& lines, Lock& lock) {
-  copyEnded_.wait(lock, [this] { return !isCopying_; });
+  filesAreFree_.wait(lock, [this] { return !isCopying_; });
   if (file_) file_->leaveFilesAlone();
   file_.reset();
   mirror_ = {};
   changes_.clear();
   memory.forgetTaken();
   const std::filesystem::path aside = setAside(path_);
+  hasBegunAfresh_ = true;
   lines.push_back("the store " + path_.string() + " is damaged (" + damage.what() + "); it is set aside as " +
                   aside.filename().string() + " and a fresh one begun");
 }
@@ -147,26 +175,30 @@ bool StoreDisk::checkpoint() {
   const int pages = file_->logPages();
   const bool pauses = std::exchange(pagesSeen_, pages) == pages;
   if (!pauses && !file_->logIsAtItsLimit()) return false;
-  isCopying_ = true;
-  bool isDone = true;
+  const Raised copying(isCopying_, filesAreFree_);
   try {
-    isDone = copyAndEmptyLog(lock);
-  } catch (const StoreError&) {
+    return copyAndEmptyLog(lock);
+  } catch (const std::exception&) {
     // The next write that the medium refuses says so.
     if (!lock.owns_lock()) lock.lock();
+    return true;
   }
-  isCopying_ = false;
-  copyEnded_.notify_all();
-  return isDone;
 }
 
-/// Everything that waits for the disk is done without the lock.
+/// What waits for the disk is done without the lock, but for the last bit of a huge log on a disk that is quick.
 bool StoreDisk::copyAndEmptyLog(Lock& lock) {
   for (int time = 0; time < copiesInARow; ++time) {
     lock.unlock();
+    const auto begin = std::chrono::steady_clock::now();
     LogCopy copy(path_.string());
+    const bool wasQuick = std::chrono::steady_clock::now() - begin < aMoment;
     lock.lock();
     if (file_->emptyLog(copy)) return true;
+    if (wasQuick && file_->logIsHuge()) {
+      copy.letGo();
+      LogCopy rest(path_.string());
+      return file_->emptyLog(rest);
+    }
   }
   return false;
 }

@@ -62,9 +62,10 @@ class StoreDisk {
   bool hasBegunAfresh_ = false;  ///< and not yet written successfully
   bool wasRead_ = false;         ///< the memory has been given what the file held
 
-  int pagesSeen_ = 0;       ///< of the log, a while ago
-  bool isCopying_ = false;  ///< the log, without `mutex_`; the file is not replaced meanwhile
-  std::condition_variable copyEnded_;
+  int pagesSeen_ = 0;         ///< of the log, a while ago
+  bool isCopying_ = false;    ///< the log, without `mutex_`; the file is not replaced meanwhile
+  bool isReplacing_ = false;  ///< the file, and may be waiting for that; nobody else writes meanwhile
+  std::condition_variable filesAreFree_;
 
   Checkpointer checkpointer_;
 };
