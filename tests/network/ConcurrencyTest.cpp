@@ -1,8 +1,10 @@
 // Many requests, many threads, and the end in the middle of it.
 
 #include <algorithm>
+#include <functional>
 #include <set>
 #include <thread>
+#include <vector>
 
 #include "network/NetworkTest.h"
 #include "network/TestServer.h"
@@ -14,6 +16,17 @@ namespace {
 class ManyRequests : public NetworkTest {
  protected:
   static std::string numbered(int number) { return "{\"action\":\"event\",\"number\":" + std::to_string(number) + "}"; }
+
+  /// Threads that each call `work` with so many timestamps of their own.
+  static std::vector<std::thread> onThreads(int threads, int each, std::function<void(const std::string&)> work) {
+    std::vector<std::thread> started;
+    for (int thread = 0; thread < threads; ++thread) {
+      started.emplace_back([thread, each, work] {
+        for (int number = 0; number < each; ++number) work(std::to_string(thread) + "." + std::to_string(number));
+      });
+    }
+    return started;
+  }
 };
 
 TEST_F(ManyRequests, TravelEightAtATimeTheFirstOnesFirst) {
@@ -115,16 +128,10 @@ TEST_F(ManyRequests, FromManyThreadsAllEnd) {
   constexpr int requestCount = 50;
   TestServer server;
   const Running running = start();
-  std::vector<std::thread> threads;
-  for (int thread = 0; thread < threadCount; ++thread) {
-    threads.emplace_back([&, thread] {
-      for (int number = 0; number < requestCount; ++number) {
-        const std::string timestamp = std::to_string(thread) + "." + std::to_string(number);
-        store_.update(networkQueue, [&](const Value& queue) { return queue.dictionary().setting(timestamp, "entry"); });
-        EXPECT_TRUE(send(server.hostname(), Value{{"action", "initial"}}, timestamp));
-      }
-    });
-  }
+  std::vector<std::thread> threads = onThreads(threadCount, requestCount, [&](const std::string& timestamp) {
+    store_.update(networkQueue, [&](const Value& queue) { return queue.dictionary().setting(timestamp, "entry"); });
+    EXPECT_TRUE(send(server.hostname(), Value{{"action", "initial"}}, timestamp));
+  });
   for (std::thread& thread : threads) thread.join();
   EXPECT_EQ(application_.ended.wait(threadCount * requestCount).size(), std::size_t(threadCount * requestCount));
   EXPECT_EQ(delegate_->calls.items().size(), std::size_t(threadCount * requestCount));
@@ -201,14 +208,9 @@ TEST_F(ManyRequests, StopWhileThreadsSendLosesNoEntryAndNoBackgroundTask) {
   constexpr int requestCount = 50;
   TestServer server;
   const Running running = start();
-  std::vector<std::thread> threads;
-  for (int thread = 0; thread < threadCount; ++thread) {
-    threads.emplace_back([&, thread] {
-      for (int number = 0; number < requestCount; ++number) {
-        send(server.hostname(), Value{{"action", "event"}}, std::to_string(thread) + "." + std::to_string(number));
-      }
-    });
-  }
+  std::vector<std::thread> threads = onThreads(threadCount, requestCount, [&](const std::string& timestamp) {
+    send(server.hostname(), Value{{"action", "event"}}, timestamp);
+  });
   server.requests.wait(10);
   network_->stop();
   for (std::thread& thread : threads) thread.join();

@@ -1,8 +1,5 @@
 #include "network/ConnectProxy.h"
 
-#include <arpa/inet.h>
-#include <gtest/gtest.h>
-#include <netinet/in.h>
 #include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -10,17 +7,12 @@
 #include <array>
 #include <cstdlib>
 
+#include "network/Loopback.h"
+#include "platform/linux/FileDescriptor.h"
+
 namespace fliprugair::test {
 
 namespace {
-
-sockaddr_in loopback(int port) {
-  sockaddr_in address{};
-  address.sin_family = AF_INET;
-  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  address.sin_port = htons(static_cast<std::uint16_t>(port));
-  return address;
-}
 
 /// Hands on what `from` has. Whether there was anything.
 bool handOn(int from, int to) {
@@ -31,26 +23,17 @@ bool handOn(int from, int to) {
 
 }  // namespace
 
-ConnectProxy::ConnectProxy() : listener_(socket(AF_INET, SOCK_STREAM, 0)) {
-  sockaddr_in address = loopback(0);
-  socklen_t size = sizeof address;
-  auto* const generic = reinterpret_cast<sockaddr*>(&address);
-  EXPECT_EQ(bind(listener_.get(), generic, size), 0);
-  EXPECT_EQ(listen(listener_.get(), 8), 0);
-  EXPECT_EQ(getsockname(listener_.get(), generic, &size), 0);
-  port_ = ntohs(address.sin_port);
-  thread_ = std::thread([this] { serve(); });
-}
+ConnectProxy::ConnectProxy() : thread_([this] { serve(); }) {}
 
 ConnectProxy::~ConnectProxy() {
   stops_ = true;
-  shutdown(listener_.get(), SHUT_RDWR);
+  shutdown(port_.listener(), SHUT_RDWR);
   thread_.join();
 }
 
 void ConnectProxy::serve() {
   while (!stops_) {
-    const FileDescriptor client(accept(listener_.get(), nullptr, nullptr));
+    const FileDescriptor client(accept(port_.listener(), nullptr, nullptr));
     if (client) tunnel(client.get());
   }
 }

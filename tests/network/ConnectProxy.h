@@ -4,8 +4,7 @@
 #include <string>
 #include <thread>
 
-#include "network/Doubles.h"
-#include "platform/linux/FileDescriptor.h"
+#include "network/TestServer.h"
 
 namespace fliprugair::test {
 
@@ -17,7 +16,7 @@ class ConnectProxy {
   ConnectProxy(const ConnectProxy&) = delete;
   ConnectProxy& operator=(const ConnectProxy&) = delete;
 
-  std::string url() const { return "http://127.0.0.1:" + std::to_string(port_); }
+  std::string url() const { return "http://" + port_.hostname(); }
 
   Mailbox<std::string> asked;  ///< the first line of what each client said
 
@@ -25,8 +24,7 @@ class ConnectProxy {
   void serve();
   void tunnel(int client);
 
-  FileDescriptor listener_;
-  int port_ = 0;
+  const SilentPort port_;
   std::atomic<bool> stops_ = false;
   std::thread thread_;
 };

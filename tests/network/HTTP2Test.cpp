@@ -15,20 +15,13 @@
 #include <thread>
 
 #include "network/Certificates.h"
+#include "network/Loopback.h"
 #include "network/NetworkTest.h"
 #include "network/TemporaryDirectory.h"
 
 namespace fliprugair::test {
 
 namespace {
-
-sockaddr_in loopback(int port) {
-  sockaddr_in address{};
-  address.sin_family = AF_INET;
-  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  address.sin_port = htons(static_cast<std::uint16_t>(port));
-  return address;
-}
 
 /// Nothing keeps the port from being taken before it is used, so this is for a server that cannot choose one itself.
 int freePort() {

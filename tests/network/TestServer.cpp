@@ -1,13 +1,13 @@
 #include "network/TestServer.h"
 
-#include <arpa/inet.h>
 #include <gtest/gtest.h>
 #include <httplib.h>
-#include <netinet/in.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
 #include <thread>
+
+#include "network/Loopback.h"
 
 namespace fliprugair::test {
 
@@ -78,9 +78,7 @@ TestServer::~TestServer() = default;
 int TestServer::port() const { return implementation_->port; }
 
 DeadPort::DeadPort() : socket_(socket(AF_INET, SOCK_STREAM, 0)) {
-  sockaddr_in address{};
-  address.sin_family = AF_INET;
-  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  sockaddr_in address = loopback(0);
   socklen_t size = sizeof address;
   auto* const generic = reinterpret_cast<sockaddr*>(&address);
   EXPECT_EQ(bind(socket_, generic, size), 0);
@@ -90,6 +88,6 @@ DeadPort::DeadPort() : socket_(socket(AF_INET, SOCK_STREAM, 0)) {
 
 DeadPort::~DeadPort() { close(socket_); }
 
-SilentPort::SilentPort() { EXPECT_EQ(listen(socket_, 1), 0); }
+SilentPort::SilentPort() { EXPECT_EQ(listen(socket_, 8), 0); }
 
 }  // namespace fliprugair::test

@@ -62,10 +62,11 @@ class DeadPort {
   int port_ = 0;
 };
 
-/// A port on which the system takes connections that nobody ever answers.
+/// A port on which the system takes connections, which nobody answers who does not accept them.
 class SilentPort : public DeadPort {
  public:
   SilentPort();
+  int listener() const { return socket_; }
 };
 
 }  // namespace fliprugair::test
