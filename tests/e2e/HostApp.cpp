@@ -6,6 +6,8 @@
 #include <cstdlib>
 #include <fstream>
 
+#include "support/ThreadSleeps.h"
+
 namespace fliprugair::e2e {
 
 Folder::Folder() {
@@ -18,12 +20,11 @@ Folder::~Folder() {
   std::filesystem::remove_all(path_, ignored);
 }
 
-// The conditions are other processes' and the store's, which signal nobody here.
 bool eventually(const std::function<bool()>& condition) {
   const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(30);
   while (!condition()) {
     if (std::chrono::steady_clock::now() > deadline) return false;
-    std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    std::this_thread::sleep_for(std::chrono::milliseconds(5));  // the store and other processes signal nobody here
   }
   return true;
 }
@@ -41,11 +42,8 @@ std::map<std::string, long> sleepsOfThreads(std::string_view prefix) {
   for (const auto& thread : std::filesystem::directory_iterator("/proc/self/task")) {
     std::string name;
     std::getline(std::ifstream(thread.path() / "comm"), name);
-    if (!name.starts_with(prefix)) continue;
-    std::ifstream status(thread.path() / "status");
-    for (std::string word; status >> word;) {
-      if (word == "voluntary_ctxt_switches:") status >> result[name + ' ' + thread.path().filename().string()];
-    }
+    const std::string number = thread.path().filename();
+    if (name.starts_with(prefix)) result[name + ' ' + number] = sleepsOf(std::stoi(number));
   }
   return result;
 }

@@ -412,8 +412,7 @@ TEST(LinuxEnvironment, AnIdleEnvironmentSleeps) {
     environment->mainQueue().scheduleTimer(3600, "far", [] {});
     environment->mainQueue().scheduleTimer(0.05, "invalidated", [] {})->invalidate();
   });
-  // The thread goes to sleep after onMain's task and a second look; from then on the count stays as it is.
-  std::this_thread::sleep_for(50ms);
+  std::this_thread::sleep_for(50ms);  // in which the thread goes to sleep after onMain's task and a second look
   const long before = sleepsOf(mainThread);
   ASSERT_GT(before, 0);
   std::this_thread::sleep_for(500ms);  // in which one that polls wakes up

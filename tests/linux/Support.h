@@ -16,6 +16,7 @@
 #include <vector>
 
 #include "platform/linux/LinuxEnvironment.h"
+#include "support/ThreadSleeps.h"
 
 namespace fliprugair {
 
@@ -115,16 +116,6 @@ class UnusedNetworkAccess final : public MarluneNetworkAccess {
   void setBackgroundTask(BackgroundTaskIdentifier /*task*/) override {}
   bool sendHTTPRequestWithHostname(const std::string& /*hostname*/, const Value& /*payload*/) override { return false; }
 };
-
-/// How often the thread of this process has gone to sleep by itself.
-inline long sleepsOf(pid_t thread) {
-  std::ifstream status("/proc/self/task/" + std::to_string(thread) + "/status");
-  for (std::string word; status >> word;) {
-    long count = -1;
-    if (word == "voluntary_ctxt_switches:" && status >> count) return count;
-  }
-  return -1;
-}
 
 /// Options of an environment that touches neither files nor the network.
 inline LinuxOptions isolatedOptions(MainThread mainThread = MainThread::own) {

@@ -129,12 +129,11 @@ void GpsFake::start() {
   setpgid(process_, process_);
 }
 
-// gpsd tells nobody that it is ready: it is asked until it is.
 bool GpsFake::hasReceiver() const {
   const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(5);
   while (std::chrono::steady_clock::now() < deadline) {
     if (devicesAt(port_).find("/dev/") != std::string::npos) return true;
-    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));  // gpsd tells nobody when it is ready
   }
   return false;
 }

@@ -28,8 +28,9 @@ std::atomic<bool> cutsFail = false;  ///< those to nothing
 extern "C" int fdatasync(int descriptor) {
   ++waitsForTheDisk;
   ++waitingThreads;
-  // A disk waits in the system, where no condition variable reaches.
-  while (diskIsStuck && !isTheTest) std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  while (diskIsStuck && !isTheTest) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));  // a lock here would order threads that are to race
+  }
   --waitingThreads;
   return static_cast<int>(syscall(SYS_fdatasync, descriptor));
 }
@@ -45,13 +46,12 @@ extern "C" int ftruncate64(int descriptor, off64_t length) noexcept {
 namespace fliprugair {
 namespace {
 
-/// The conditions are the disk's and the file's, which signal nobody.
 template <class Condition>
 bool comesTrue(Condition condition) {
   const auto deadline = std::chrono::steady_clock::now() + std::chrono::minutes(1);
   while (!condition()) {
     if (std::chrono::steady_clock::now() > deadline) return false;
-    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));  // neither the disk nor the file signals anybody
   }
   return true;
 }
@@ -221,7 +221,7 @@ TEST_F(AWrittenStore, WaitsForTheDiskAgainOnlyUntilItsLogCanBeCutOff) {
   while (logSize(file_) < longLog) write(4000);
   const std::string header = headerOfLog(file_);
   EXPECT_TRUE(comesTrue([&] {  // an attempt has failed when a write begins the log anew
-    std::this_thread::sleep_for(std::chrono::milliseconds(2500));
+    std::this_thread::sleep_for(std::chrono::milliseconds(2500));  // the pause in which an attempt is made
     write(4000);
     return headerOfLog(file_) != header;
   }));

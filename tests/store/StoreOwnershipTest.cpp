@@ -46,47 +46,58 @@ TEST(StoreOwnership, ASecondStoreInThisProcessIsRefused) {
   EXPECT_EQ(refusalOf(folder / "store"), "");
 }
 
+/// A process that has the store in a file open, with "first" under "key", until it is killed.
+class OtherProcess {
+ public:
+  explicit OtherProcess(const std::filesystem::path& file) {
+    int ready[2];
+    EXPECT_EQ(pipe(ready), 0);
+    process_ = fork();
+    if (process_ == 0) {
+      const auto store = openStore(file);
+      store->setObject("first", "key");
+      store->synchronize();
+      if (write(ready[1], "x", 1) != 1) _exit(1);
+      while (true) pause();
+    }
+    close(ready[1]);
+    char byte = 0;
+    EXPECT_EQ(read(ready[0], &byte, 1), 1);
+    close(ready[0]);
+  }
+  ~OtherProcess() { end(); }
+  OtherProcess(const OtherProcess&) = delete;
+  OtherProcess& operator=(const OtherProcess&) = delete;
+
+  pid_t number() const { return process_; }
+  void end() {
+    if (process_ > 0) {
+      kill(process_, SIGKILL);
+      waitpid(process_, nullptr, 0);
+    }
+    process_ = -1;
+  }
+
+ private:
+  pid_t process_ = -1;
+};
+
 TEST(StoreOwnership, ASecondProcessIsRefusedUntilTheFirstDies) {
   const TemporaryFolder folder;
-  int ready[2];
-  ASSERT_EQ(pipe(ready), 0);
-  const pid_t first = fork();
-  ASSERT_GE(first, 0);
-  if (first == 0) {
-    const auto store = openStore(folder / "store");
-    store->setObject("first", "key");
-    store->synchronize();
-    if (write(ready[1], "x", 1) != 1) _exit(1);
-    while (true) pause();
-  }
-  char byte = 0;
-  ASSERT_EQ(read(ready[0], &byte, 1), 1);
+  OtherProcess first(folder / "store");
   const std::string reason = refusalOf(folder / "store");
-  EXPECT_NE(reason.find("in use by process " + std::to_string(first)), std::string::npos) << reason;
+  EXPECT_NE(reason.find("in use by process " + std::to_string(first.number())), std::string::npos) << reason;
   EXPECT_NE(reason.find((folder / "store").string()), std::string::npos) << reason;
 
-  kill(first, SIGKILL);
-  waitpid(first, nullptr, 0);
+  first.end();
   EXPECT_EQ(openStore(folder / "store")->objectForKey("key"), Value("first"));
 }
 
 TEST(StoreOwnership, ASecondStoreIsRefusedWhenTheLockFileWasDeletedToo) {
   const TemporaryFolder folder;
-  int ready[2];
-  ASSERT_EQ(pipe(ready), 0);
-  const pid_t first = fork();
-  ASSERT_GE(first, 0);
-  if (first == 0) {
-    const auto store = openStore(folder / "store");
-    if (write(ready[1], "x", 1) != 1) _exit(1);
-    while (true) pause();
-  }
-  char byte = 0;
-  ASSERT_EQ(read(ready[0], &byte, 1), 1);
+  const OtherProcess first(folder / "store");
   std::filesystem::remove(folder / "store.lock");
   EXPECT_NE(refusalOf(folder / "store").find("in use"), std::string::npos);
-  kill(first, SIGKILL);
-  waitpid(first, nullptr, 0);
 }
 
 }  // namespace
