@@ -4,6 +4,8 @@
 #include <sstream>
 #include <utility>
 
+#include "platform/linux/Letters.h"
+
 namespace fliprugair {
 
 namespace {
@@ -13,18 +15,7 @@ bool isPlain(std::string_view locale) {
   return name == "C" || name == "POSIX";
 }
 
-// By hand, because the C library's functions follow the locale, and in some a small I has another capital.
-constexpr bool isLower(char each) { return each >= 'a' && each <= 'z'; }
-constexpr bool isUpper(char each) { return each >= 'A' && each <= 'Z'; }
 constexpr bool isDigit(char each) { return each >= '0' && each <= '9'; }
-constexpr char lower(char each) { return isUpper(each) ? static_cast<char>(each - 'A' + 'a') : each; }
-constexpr char upper(char each) { return isLower(each) ? static_cast<char>(each - 'a' + 'A') : each; }
-
-std::string mapped(std::string_view text, char (*character)(char)) {
-  std::string result(text);
-  std::transform(result.begin(), result.end(), result.begin(), character);
-  return result;
-}
 
 bool isLetters(std::string_view text, std::size_t least, std::size_t most) {
   return text.size() >= least && text.size() <= most &&

@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "platform/linux/Languages.h"
+#include "platform/linux/Letters.h"
 #include "platform/linux/MachineIdentity.h"
 
 namespace fliprugair {
@@ -34,12 +35,9 @@ bool isPlaceholder(std::string_view product) {
 }
 
 /// An identifier as platforms write it; "" is none.
-std::optional<std::string> canonical(std::optional<std::string> uuid) {
+std::optional<std::string> canonical(const std::optional<std::string>& uuid) {
   if (!uuid || uuid->empty()) return std::nullopt;
-  for (char& character : *uuid) {
-    if (character >= 'a' && character <= 'z') character = static_cast<char>(character - 'a' + 'A');
-  }
-  return uuid;
+  return mapped(*uuid, upper);
 }
 
 double number(std::string_view text) {
