@@ -11,7 +11,7 @@
 #include <vector>
 
 #include "benchmarks/Support.h"
-#include "platform/linux/store/SQLiteUserDefaults.h"
+#include "platform/sqlite/SQLiteUserDefaults.h"
 
 namespace fliprugair::bench {
 namespace {

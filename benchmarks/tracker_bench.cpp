@@ -5,8 +5,8 @@
 
 #include "Fliprugair/MarluneTracker.h"
 #include "Fliprugair/core/StoredKeys.h"
+#include "Fliprugair/platform/linux/LinuxEnvironment.h"
 #include "benchmarks/Support.h"
-#include "platform/linux/LinuxEnvironment.h"
 
 namespace fliprugair::bench {
 namespace {

@@ -1,4 +1,4 @@
-#include "platform/linux/documents/KeyedArchive.h"
+#include "platform/plist/KeyedArchive.h"
 
 #include <cstddef>
 #include <cstdint>

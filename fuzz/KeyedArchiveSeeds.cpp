@@ -2,7 +2,7 @@
 #include <fstream>
 #include <iostream>
 
-#include "documents/Archives.h"
+#include "plist/Archives.h"
 
 /// Writes the archives that the fuzzer begins with into the folder that the argument names.
 int main(int argumentCount, char** arguments) {

@@ -1,6 +1,6 @@
 #include <algorithm>
 
-#include "platform/Value.h"
+#include "Fliprugair/platform/Value.h"
 
 namespace fliprugair {
 

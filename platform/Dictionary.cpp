@@ -1,7 +1,7 @@
 #include <algorithm>
 
-#include "platform/Text.h"
-#include "platform/Value.h"
+#include "Fliprugair/platform/Text.h"
+#include "Fliprugair/platform/Value.h"
 
 namespace fliprugair {
 

@@ -1,4 +1,4 @@
-#include "platform/JSONSerialization.h"
+#include "Fliprugair/platform/JSONSerialization.h"
 
 #include <cmath>
 #include <utility>

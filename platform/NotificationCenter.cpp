@@ -1,4 +1,4 @@
-#include "platform/NotificationCenter.h"
+#include "Fliprugair/platform/NotificationCenter.h"
 
 #include <algorithm>
 

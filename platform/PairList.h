@@ -5,7 +5,7 @@
 #include <utility>
 #include <vector>
 
-#include "platform/Value.h"
+#include "Fliprugair/platform/Value.h"
 
 namespace fliprugair {
 
@@ -15,7 +15,7 @@ namespace fliprugair {
 class PairList {
  public:
   PairList& add(std::string_view key, Value value) {
-    ended_ = ended_ || value.isNothing();
+    ended_ = ended_ || value.isNull();
     if (!ended_) pairs_.emplace_back(key, std::move(value));
     return *this;
   }

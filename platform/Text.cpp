@@ -1,4 +1,4 @@
-#include "platform/Text.h"
+#include "Fliprugair/platform/Text.h"
 
 #include <algorithm>
 #include <array>

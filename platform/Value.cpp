@@ -1,9 +1,9 @@
-#include "platform/Value.h"
+#include "Fliprugair/platform/Value.h"
 
 #include <cmath>
 #include <limits>
 
-#include "platform/Text.h"
+#include "Fliprugair/platform/Text.h"
 
 namespace fliprugair {
 

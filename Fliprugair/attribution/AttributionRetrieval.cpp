@@ -40,7 +40,7 @@ void MarluneTracker::marluneAttributionCheckTimerFired() {
     });
     state().triggerRetryiAdRetrieval = false;
   }
-  if (const Value parked = store().objectForKey(key::initialPayload); !parked.isNothing()) {
+  if (const Value parked = store().objectForKey(key::initialPayload); !parked.isNull()) {
     sendInitial(parked);
     store().removeObject(key::initialPayload);
     store().synchronize();

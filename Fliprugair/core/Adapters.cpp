@@ -43,7 +43,7 @@ void MarluneTracker::swiftSetLimitAdTracking(bool limitAdTracking) { setLimitAdT
 void MarluneTracker::swiftSendDeepLink(const AnyObject& url, const AnyObject& sourceApplication) {
   const auto* link = std::get_if<URL>(&url);
   const Value source = valueOf(sourceApplication);
-  if (link != nullptr && !link->absoluteString().isNothing() && source.isText()) {
+  if (link != nullptr && !link->absoluteString().isNull() && source.isText()) {
     sendDeepLink(*link, Text::of(source));
   }
 }

@@ -9,7 +9,7 @@ namespace fliprugair {
 
 void MarluneTracker::storeUserAgent() {
   const Value stored = store().objectForKey(key::userAgent);
-  if (!stored.isNothing() && stored != Value("")) return;
+  if (!stored.isNull() && stored != Value("")) return;
   Text userAgent;
   guarded([&] { userAgent = environment_.makeWebViewUserAgent()->userAgentString(); });
   store().setObject(userAgent.string(), key::userAgent);
@@ -24,7 +24,7 @@ void MarluneTracker::storeDefaults(const Options& options) {
   storeDefault(key::firstInitReceived, false);
   storeDefault(key::sendInitial, true);
   for (const std::string_view position : {key::deviceLatitude, key::deviceLongitude}) {
-    if (!store().objectForKey(position).isNothing()) store().setObject("", position);
+    if (!store().objectForKey(position).isNull()) store().setObject("", position);
   }
   storeDefault(key::lastUpdateTime, time);
   storeDefault(key::lastPostTime, 0);
@@ -59,13 +59,13 @@ void MarluneTracker::storeDefaults(const Options& options) {
 }
 
 void MarluneTracker::storeDefault(std::string_view key, const Value& value) {
-  if (store().objectForKey(key).isNothing()) store().setObject(value, key);
+  if (store().objectForKey(key).isNull()) store().setObject(value, key);
 }
 
 /// For text, "" counts as absent too.
 void MarluneTracker::storeDefaultText(std::string_view key, const std::string& text) {
   const Value stored = store().objectForKey(key);
-  if (stored.isNothing() || stored == Value("")) store().setObject(text, key);
+  if (stored.isNull() || stored == Value("")) store().setObject(text, key);
 }
 
 /// The stored identifier; "" when there is none or it is no text.

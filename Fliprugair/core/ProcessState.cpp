@@ -1,6 +1,6 @@
 #include "Fliprugair/core/ProcessState.h"
 
-#include "collaborators/Environment.h"
+#include "Fliprugair/collaborators/Environment.h"
 
 namespace fliprugair {
 

@@ -4,10 +4,10 @@
 #include <cstdint>
 #include <memory>
 
-#include "collaborators/MarluneLocationManager.h"
-#include "platform/Locked.h"
-#include "platform/MainQueue.h"
-#include "platform/Value.h"
+#include "Fliprugair/collaborators/MarluneLocationManager.h"
+#include "Fliprugair/platform/Locked.h"
+#include "Fliprugair/platform/MainQueue.h"
+#include "Fliprugair/platform/Value.h"
 
 namespace fliprugair {
 

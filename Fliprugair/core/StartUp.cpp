@@ -91,7 +91,7 @@ bool MarluneTracker::startUp(const Value& given) {
   setCustomIdString(options.customIdString);
   if (loggingEnabled()) log(initMethod, 722, "Marlune library - in init");
 
-  const bool attributionRequested = options.retrieveAttribution && retrieveAttribution().isNothing();
+  const bool attributionRequested = options.retrieveAttribution && retrieveAttribution().isNull();
   // Written before the identity is checked: it holds even when this start fails.
   store().setObject(attributionRequested, key::requestAttribution);
 
@@ -156,7 +156,7 @@ void MarluneTracker::initOrResumeAttribution(const Options& options) {
               options.generateAnonymousMarluneDeviceId);
     return;
   }
-  if (store().boolForKey(key::requestAttribution) && retrieveAttribution().isNothing()) {
+  if (store().boolForKey(key::requestAttribution) && retrieveAttribution().isNull()) {
     if (loggingEnabled()) {
       log(initMethod, 958, "Marlune library - starting attribution timer (not resending mlinit)");
     }

@@ -2,7 +2,7 @@
 
 #include <string_view>
 
-#include "collaborators/MarluneNetworkAccess.h"
+#include "Fliprugair/collaborators/MarluneNetworkAccess.h"
 
 /// The keys of everything that survives the process. Times are whole seconds since 1970-01-01 00:00 UTC.
 namespace fliprugair::key {

@@ -47,7 +47,7 @@ void MarluneTracker::log(std::string_view method, int line, std::string_view mes
 }
 
 std::string MarluneTracker::described(const Value& value) const {
-  if (value.isNothing()) return "(null)";
+  if (value.isNull()) return "(null)";
   if (value.isText()) return value.text();
   return platform().json().text(value).value_or("(null)");
 }

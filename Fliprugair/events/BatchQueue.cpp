@@ -16,7 +16,7 @@ void MarluneTracker::appendBatchEvent(const Value& batchEvent) {
   }
   stopTrackerWaitTimer();
   Array batchEventArray = store().arrayForKey(key::batchEventQueue).value_or(Array());
-  if (!batchEvent.isNothing()) batchEventArray = batchEventArray.appending(batchEvent);
+  if (!batchEvent.isNull()) batchEventArray = batchEventArray.appending(batchEvent);
   store().setObject(batchEventArray, key::batchEventQueue);
   store().synchronize();
   if (static_cast<std::int64_t>(batchEventArray.size()) < MAX_BATCH_QUEUE_ITEMS) {

@@ -3,9 +3,9 @@
 #include <exception>
 
 #include "Fliprugair/MarluneTracker.h"
+#include "Fliprugair/collaborators/MLDictionaryHelper.h"
 #include "Fliprugair/core/ProcessState.h"
 #include "Fliprugair/core/StoredKeys.h"
-#include "collaborators/MLDictionaryHelper.h"
 #include "platform/PairList.h"
 
 namespace fliprugair {
@@ -70,10 +70,10 @@ void MarluneTracker::appendEventRecord(Dictionary trackingData) {
 
 /// A forbidden title is dropped silently, a missing one with a log line.
 bool MarluneTracker::refusesEvent(const Text& eventTitle, std::string_view method, int line) const {
-  if (!eventTitle.isNothing() && state().blacklistedEventNames.load().array().containsText(eventTitle.string())) {
+  if (!eventTitle.isNull() && state().blacklistedEventNames.load().array().containsText(eventTitle.string())) {
     return true;
   }
-  if (!eventTitle.isNothing()) return false;
+  if (!eventTitle.isNull()) return false;
   if (loggingEnabled()) log(method, line, "Marlune library - nil sent as eventTitle (cannot send)");
   return true;
 }
@@ -87,7 +87,7 @@ void MarluneTracker::addUptimeDeltaAndLastPostTime(Dictionary& data) {
 }
 
 void MarluneTracker::recordSpatialEvent(const Text& eventTitle, float x, float y, float z) {
-  if (eventTitle.isNothing()) {
+  if (eventTitle.isNull()) {
     if (loggingEnabled()) {
       log("-[MarluneTracker spatialEvent::::]", 2252, "Marlune library - spatialEvent eventTitle is nil");
     }

@@ -17,14 +17,14 @@ constexpr double referenceDate = 978307200;
 std::string MarluneTracker::enqueueMarluneEvent(const Value& trackingObject) {
   std::string eventTimestamp = fixedText(platform().secondsSince1970() - referenceDate);
   Dictionary marluneEventQueue = store().objectForKey(key::networkQueue).dictionary();
-  if (!trackingObject.isNothing()) marluneEventQueue = marluneEventQueue.setting(eventTimestamp, trackingObject);
+  if (!trackingObject.isNull()) marluneEventQueue = marluneEventQueue.setting(eventTimestamp, trackingObject);
   store().setObject(marluneEventQueue, key::networkQueue);
   store().synchronize();
   return eventTimestamp;
 }
 
 bool MarluneTracker::isEventSending(std::string_view eventTimestamp) const {
-  return !store().objectForKey(key::eventsSending).dictionary()[eventTimestamp].isNothing();
+  return !store().objectForKey(key::eventsSending).dictionary()[eventTimestamp].isNull();
 }
 
 void MarluneTracker::enqueueAndSend(const Value& payload) {

@@ -82,7 +82,7 @@ void MarluneTracker::rcascadeTimerFired() {
 
 /// While the install report is unsent the check runs even if nobody asked for attribution: it also sends the report.
 void MarluneTracker::startAttributionCheckAfterInit() {
-  const bool attributionIsMissing = store().boolForKey(key::requestAttribution) && retrieveAttribution().isNothing();
+  const bool attributionIsMissing = store().boolForKey(key::requestAttribution) && retrieveAttribution().isNull();
   if (!store().boolForKey(key::sendInitial) && !attributionIsMissing) return;
   if (loggingEnabled()) log(replyMethod, 1467, "Marlune library - starting attribution timer (mlinit result)");
   armAttributionCheckTimer();

@@ -46,14 +46,14 @@ void MarluneTracker::adoptSettings(const Dictionary& reply, const Dictionary& fl
   adoptIdentifiers(flags);
   for (const NumericSetting& setting : numericSettings) {
     const Value value = flags[setting.name];
-    if (value.isNothing()) continue;
+    if (value.isNull()) continue;
     store().setObject(std::clamp(numericSetting(value), setting.least, setting.most), setting.key);
   }
-  if (const Value value = flags["send_id_updates"]; !value.isNothing()) {
+  if (const Value value = flags["send_id_updates"]; !value.isNull()) {
     store().setObject(value.boolValue(), key::sendIdUpdates);
   }
   // Absent asks for the report again; present and false leaves things as they are.
-  if (const Value resend = flags["resend_initial"]; resend.isNothing() || resend.boolValue()) {
+  if (const Value resend = flags["resend_initial"]; resend.isNull() || resend.boolValue()) {
     store().setObject(true, key::sendInitial);
   }
   adoptLists(reply);
@@ -66,7 +66,7 @@ void MarluneTracker::adoptIdentifiers(const Dictionary& flags) {
   if (deviceId.text().empty()) return;
   store().setObject(deviceId, key::deviceId);
   const Value first = store().objectForKey(key::origDeviceId);
-  if (first.isNothing() || first == Value("")) store().setObject(deviceId, key::origDeviceId);
+  if (first.isNull() || first == Value("")) store().setObject(deviceId, key::origDeviceId);
 }
 
 void MarluneTracker::adoptLists(const Dictionary& reply) {
@@ -91,9 +91,9 @@ void MarluneTracker::adoptLocationSettings(const Dictionary& reply, const Dictio
 }
 
 void MarluneTracker::adoptCurrencyAndSessionTracking(const Dictionary& flags) {
-  if (const Value currency = flags["currency"]; !currency.isNothing()) store().setObject(currency, key::currency);
+  if (const Value currency = flags["currency"]; !currency.isNull()) store().setObject(currency, key::currency);
   const Value word = flags["session_tracking"];
-  if (word.isNothing()) return;
+  if (word.isNull()) return;
   const std::int64_t code = word == Value("full")   ? 1
                             : word == Value("none") ? 2
                                                     : store().integerForKey(key::sessionTracking);
@@ -102,7 +102,7 @@ void MarluneTracker::adoptCurrencyAndSessionTracking(const Dictionary& flags) {
 
 void MarluneTracker::adoptAttributionWait(const Dictionary& flags) {
   const Value wait = flags["getattribution_wait"];
-  const std::int64_t seconds = wait.isNothing() ? 7 : std::clamp<std::int64_t>(numericSetting(wait), 1, 30);
+  const std::int64_t seconds = wait.isNull() ? 7 : std::clamp<std::int64_t>(numericSetting(wait), 1, 30);
   store().setObject(seconds, key::attributionWait);
   store().synchronize();
 }

@@ -96,18 +96,18 @@ Dictionary MarluneTracker::installData(bool& deviceLimitsTracking) {
   addUptimeDeltaAndLastPostTime(data);
   addFacebookAttribution(data, pasteboardText);
   deviceLimitsTracking = systemVersion() >= 6.0 && addAdvertisingEntries(data);
-  if (const Value link = store().objectForKey(key::initialIdentityLink); !link.isNothing()) {
+  if (const Value link = store().objectForKey(key::initialIdentityLink); !link.isNull()) {
     data = data.setting("identity_link", link);
   }
   addScreenSize(data);
   addReceipt(data);
   addDeviceState(data);
-  if (const Value customId = customIdString(); !customId.isNothing()) data = data.setting("custom_id", customId);
+  if (const Value customId = customIdString(); !customId.isNull()) data = data.setting("custom_id", customId);
   return data;
 }
 
 void MarluneTracker::addFacebookAttribution(Dictionary& data, const Value& pasteboardText) const {
-  if (isDisabled("fb_attribution_id") || pasteboardText.isNothing()) return;
+  if (isDisabled("fb_attribution_id") || pasteboardText.isNull()) return;
   try {
     data = data.setting("fb_attribution_id", pasteboardText);
   } catch (const std::exception& exception) {
@@ -144,7 +144,7 @@ void MarluneTracker::addScreenSize(Dictionary& data) const {
 void MarluneTracker::addReceipt(Dictionary& data) const {
   if (std::floor(platform().device().foundationVersionNumber()) <= lastFoundationWithoutReceipt) return;
   const Value receipt = platform().bundle().encodedReceipt();
-  if (receipt.isNothing()) return;
+  if (receipt.isNull()) return;
   data = data.setting("receipt", receipt);
   if (loggingEnabled()) log(initialMethod, 1668, "Marlune library - install receipt: " + receipt.text());
 }

@@ -28,7 +28,7 @@ void addFound(Array& found, const Dictionary& services, const std::function<bool
 void MarluneTracker::determineOutsideServices(const Dictionary& services) {
   Array found;
   addFound(found, services["ios_nsud"].dictionary(),
-           [&](const std::string& name) { return !store().objectForKey(name).isNothing(); });
+           [&](const std::string& name) { return !store().objectForKey(name).isNull(); });
   addFound(found, services["ios_docs"].dictionary(),
            [&](const std::string& name) { return platform().documents().unarchivesAsObject(getFullFilename(name)); });
   if (found.empty()) return;

@@ -21,7 +21,7 @@ class PropertyComparison {
 
   /// Nothing is no change.
   void compare(std::string_view key, const Value& current) {
-    if (!current.isNothing() && watched_[key] != current) change(key, current);
+    if (!current.isNull() && watched_[key] != current) change(key, current);
   }
 
   void change(std::string_view key, const Value& current) {
@@ -50,7 +50,7 @@ void MarluneTracker::checkWatchPropertiesChanged() {
   properties.compare("is_genuine", isOSGenuine());
   properties.compare("language", preferredLanguage());
   properties.compare("os_version", systemNameAndVersion());
-  if (const Value identifier = changedAdvertisingIdentifier(); !identifier.isNothing()) {
+  if (const Value identifier = changedAdvertisingIdentifier(); !identifier.isNull()) {
     properties.change("idfa", identifier);
     store().setObject(identifier, key::idfa);
   }
@@ -79,7 +79,7 @@ Value MarluneTracker::changedAdvertisingIdentifier() const {
 void MarluneTracker::refreshUserAgent() {
   postToMainQueue([](MarluneTracker& self) {
     const Text userAgent = self.environment_.makeWebViewUserAgent()->userAgentString();
-    if (userAgent.isNothing()) return;
+    if (userAgent.isNull()) return;
     self.store().setObject(userAgent.value(), key::userAgent);
     self.store().synchronize();
   });

@@ -44,8 +44,7 @@ void MarluneTracker::takeSearchAdAnswer(const Value& details, bool unknown) {
     Dictionary merged = installData.dictionary();
     const Dictionary given = details.dictionary();
     for (const CopiedDetail& copied : copiedDetails) {
-      if (const Value value = given[copied.detail]; !value.isNothing())
-        merged = merged.setting(copied.installKey, value);
+      if (const Value value = given[copied.detail]; !value.isNull()) merged = merged.setting(copied.installKey, value);
     }
     installData = merged;
   }

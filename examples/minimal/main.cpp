@@ -1,4 +1,4 @@
-#include <platform/linux/LinuxEnvironment.h>
+#include <Fliprugair/platform/linux/LinuxEnvironment.h>
 
 #include <Fliprugair/Fliprugair>
 #include <iostream>

@@ -9,8 +9,8 @@
 #include <iostream>
 #include <mutex>
 
+#include "Fliprugair/platform/linux/LinuxEnvironment.h"
 #include "examples/visit/Archive.h"
-#include "platform/linux/LinuxEnvironment.h"
 
 namespace {
 
@@ -30,7 +30,7 @@ class AttributionListener final : public fliprugair::MarluneTrackerClientDelegat
   /// Nothing when none came in time.
   Value wait(std::chrono::seconds atMost) {
     std::unique_lock lock(mutex_);
-    arrived_.wait_for(lock, atMost, [&] { return !attribution_.isNothing(); });
+    arrived_.wait_for(lock, atMost, [&] { return !attribution_.isNull(); });
     return attribution_;
   }
 
@@ -109,7 +109,7 @@ int visit(const Settings& settings) {
 
   if (settings.first) {
     const Value attribution = listener->wait(std::chrono::seconds(20));
-    if (attribution.isNothing()) {
+    if (attribution.isNull()) {
       std::cerr << "fliprugair-visit: no attribution result came within 20 seconds\n";
       return 1;
     }
@@ -117,7 +117,7 @@ int visit(const Settings& settings) {
     reportEvents(*tracker);
   } else {
     say("attribution result is known from the last visit: " + tracker->swiftRetrieveAttribution());
-    if (known.isNothing()) return 1;
+    if (known.isNull()) return 1;
     tracker->trackEvent("Return", "second visit");
     say("reported one event");
   }

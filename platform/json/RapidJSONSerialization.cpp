@@ -9,7 +9,7 @@
 
 #include <vector>
 
-#include "platform/Text.h"
+#include "Fliprugair/platform/Text.h"
 
 namespace fliprugair {
 
@@ -18,7 +18,7 @@ namespace {
 template <class Writer>
 bool write(Writer& writer, const Value& value) {
   switch (value.kind()) {
-    case Value::Kind::nothing:
+    case Value::Kind::null:
       return writer.Null();
     case Value::Kind::boolean:
       return writer.Bool(value.boolValue());

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/JSONSerialization.h"
+#include "Fliprugair/platform/JSONSerialization.h"
 
 namespace fliprugair {
 

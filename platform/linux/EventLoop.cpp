@@ -8,6 +8,8 @@
 #include <string>
 #include <utility>
 
+#include "platform/linux/GuardedLog.h"
+
 namespace fliprugair {
 
 namespace {
@@ -103,7 +105,7 @@ void EventLoop::stop() {
   uv_async_send(&handles_->wake);
 }
 
-std::optional<Clock::time_point> EventLoop::next_deadline() const {
+std::optional<Clock::time_point> EventLoop::nextDeadline() const {
   {
     const std::lock_guard lock(mutex_);
     if (!posted_.empty()) return Clock::now();

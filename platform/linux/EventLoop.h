@@ -8,8 +8,8 @@
 #include <thread>
 #include <vector>
 
-#include "platform/MainQueue.h"
-#include "platform/linux/Log.h"
+#include "Fliprugair/platform/MainQueue.h"
+#include "Fliprugair/platform/linux/Log.h"
 #include "platform/linux/TimerList.h"
 
 namespace fliprugair {
@@ -45,7 +45,7 @@ class EventLoop final : public MainQueue {
 
   /// When poll() has something to do: now when there are tasks, nothing when there is neither a task nor
   /// a timer. Main thread only.
-  std::optional<std::chrono::steady_clock::time_point> next_deadline() const;
+  std::optional<std::chrono::steady_clock::time_point> nextDeadline() const;
 
   /// Readable when there are tasks.
   int fileDescriptor() const;

@@ -4,7 +4,7 @@
 #include <sstream>
 #include <utility>
 
-#include "platform/linux/Letters.h"
+#include "platform/posix/Letters.h"
 
 namespace fliprugair {
 

@@ -3,6 +3,8 @@
 #include <utility>
 #include <vector>
 
+#include "platform/linux/GuardedLog.h"
+
 namespace fliprugair {
 
 LinuxApplication::LinuxApplication(MainQueue& mainQueue, std::chrono::duration<double> taskTime,

@@ -7,10 +7,10 @@
 #include <mutex>
 #include <string>
 
-#include "platform/Application.h"
-#include "platform/MainQueue.h"
-#include "platform/linux/HostFacts.h"
-#include "platform/linux/Log.h"
+#include "Fliprugair/platform/Application.h"
+#include "Fliprugair/platform/MainQueue.h"
+#include "Fliprugair/platform/linux/Log.h"
+#include "platform/linux/FactsInForce.h"
 
 namespace fliprugair {
 

@@ -2,7 +2,7 @@
 
 #include <utility>
 
-#include "platform/Text.h"
+#include "Fliprugair/platform/Text.h"
 #include "platform/linux/SystemFiles.h"
 
 namespace fliprugair {
@@ -19,7 +19,7 @@ Value LinuxBundle::infoEntry(std::string_view key) const {
 
 Value LinuxBundle::encodedReceipt() const {
   Value known = encoded_.load();
-  if (!known.isNothing() || receipt_.empty()) return known;
+  if (!known.isNull() || receipt_.empty()) return known;
   // Two threads may both get here; what the later one has read replaces the same content.
   const std::optional<std::string> receipt = contentOfFile(receipt_);
   if (!receipt) return nullptr;

@@ -4,8 +4,8 @@
 #include <optional>
 #include <string>
 
-#include "platform/Device.h"
-#include "platform/Locked.h"
+#include "Fliprugair/platform/Device.h"
+#include "Fliprugair/platform/Locked.h"
 
 namespace fliprugair {
 

@@ -3,22 +3,17 @@
 #include <functional>
 #include <memory>
 
-#include "collaborators/MarluneHardwareInfo.h"
-#include "collaborators/MarluneRetrieveiAdAttribution.h"
-#include "collaborators/WebViewUserAgent.h"
-#include "platform/Locked.h"
-#include "platform/MainQueue.h"
+#include "Fliprugair/collaborators/MarluneHardwareInfo.h"
+#include "Fliprugair/collaborators/MarluneRetrieveiAdAttribution.h"
+#include "Fliprugair/collaborators/WebViewUserAgent.h"
+#include "Fliprugair/platform/Locked.h"
+#include "Fliprugair/platform/MainQueue.h"
+#include "Fliprugair/platform/linux/SearchAdSource.h"
+#include "platform/linux/FactsInForce.h"
 #include "platform/linux/Gate.h"
-#include "platform/linux/HostFacts.h"
 #include "platform/linux/LinuxDevice.h"
 
 namespace fliprugair {
-
-/// Whatever knows on this system whether a search ad led to the installation. Called on a thread of the global queue;
-/// calls `answer` once, then or later, on any thread: with the details (a dictionary, or nothing when there are none),
-/// and whether they are not known yet. It must not block, since terminate() waits for it: what takes long belongs on a
-/// thread of the host app's, which answers later. An answer after the environment's termination has no effect.
-using SearchAdSource = std::function<void(std::function<void(const Value& details, bool unknown)> answer)>;
 
 /// Asks the host app's source. Without one the answer is at once that there are no details. Belongs to one thread at a
 /// time; the answer arrives on another one, as

@@ -2,8 +2,8 @@
 
 #include <string>
 
-#include "platform/Device.h"
-#include "platform/linux/HostFacts.h"
+#include "Fliprugair/platform/Device.h"
+#include "platform/linux/FactsInForce.h"
 #include "platform/linux/SystemFiles.h"
 #include "platform/linux/UserFolders.h"
 

@@ -1,4 +1,4 @@
-#include "platform/linux/LinuxEnvironment.h"
+#include "Fliprugair/platform/linux/LinuxEnvironment.h"
 
 #include <atomic>
 #include <exception>
@@ -8,8 +8,10 @@
 #include "platform/json/RapidJSONSerialization.h"
 #include "platform/linux/EventLoop.h"
 #include "platform/linux/Gate.h"
+#include "platform/linux/GuardedLog.h"
 #include "platform/linux/LinuxApplication.h"
 #include "platform/linux/LinuxBundle.h"
+#include "platform/linux/LinuxCollaborators.h"
 #include "platform/linux/LinuxDevice.h"
 #include "platform/linux/LinuxPieces.h"
 #include "platform/linux/LinuxSurroundings.h"
@@ -188,9 +190,9 @@ int LinuxEnvironment::fileDescriptor() const {
   return parts_->options.mainThread == MainThread::host ? parts_->loop.fileDescriptor() : -1;
 }
 
-std::optional<std::chrono::steady_clock::time_point> LinuxEnvironment::next_deadline() const {
+std::optional<std::chrono::steady_clock::time_point> LinuxEnvironment::nextDeadline() const {
   if (parts_->options.mainThread != MainThread::host) return std::nullopt;
-  return parts_->loop.next_deadline();
+  return parts_->loop.nextDeadline();
 }
 
 void LinuxEnvironment::setFacts(HostFacts facts) { parts_->facts.store(shared(std::move(facts))); }

@@ -7,16 +7,16 @@
 #include "platform/linux/UserFolders.h"
 
 #if FLIPRUGAIR_SQLITE
-#include "platform/linux/store/SQLiteUserDefaults.h"
+#include "platform/sqlite/SQLiteUserDefaults.h"
 #endif
 #if FLIPRUGAIR_CURL
-#include "platform/linux/network/CurlNetwork.h"
+#include "platform/curl/CurlNetwork.h"
 #endif
 #if FLIPRUGAIR_GPS
-#include "platform/linux/location/GpsdLocation.h"
+#include "platform/gpsd/GpsdLocation.h"
 #endif
 #if FLIPRUGAIR_PLIST
-#include "platform/linux/documents/PlistDocuments.h"
+#include "platform/plist/PlistDocuments.h"
 #endif
 
 namespace fliprugair {

@@ -4,7 +4,7 @@
 #include <memory>
 #include <string>
 
-#include "platform/linux/LinuxOptions.h"
+#include "Fliprugair/platform/linux/LinuxOptions.h"
 
 namespace fliprugair {
 

@@ -2,7 +2,7 @@
 
 #include <utility>
 
-#include "platform/Text.h"
+#include "Fliprugair/platform/Text.h"
 #include "platform/linux/NetworkRoute.h"
 
 namespace fliprugair {

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "platform/Device.h"
-#include "platform/linux/HostFacts.h"
+#include "Fliprugair/platform/Device.h"
+#include "platform/linux/FactsInForce.h"
 #include "platform/linux/SystemFiles.h"
 
 namespace fliprugair {

@@ -3,7 +3,7 @@
 #include <system_error>
 #include <utility>
 
-#include "platform/linux/Threads.h"
+#include "platform/posix/Threads.h"
 
 namespace fliprugair {
 

@@ -3,7 +3,7 @@
 #include <optional>
 #include <string>
 
-#include "platform/Device.h"
+#include "Fliprugair/platform/Device.h"
 #include "platform/linux/SystemFiles.h"
 
 namespace fliprugair {

@@ -8,7 +8,7 @@
 #include <string_view>
 #include <utility>
 
-#include "platform/MainQueue.h"
+#include "Fliprugair/platform/MainQueue.h"
 
 namespace fliprugair {
 

@@ -4,7 +4,8 @@
 #include <system_error>
 #include <utility>
 
-#include "platform/linux/Threads.h"
+#include "platform/linux/GuardedLog.h"
+#include "platform/posix/Threads.h"
 
 namespace fliprugair {
 

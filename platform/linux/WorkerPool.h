@@ -7,8 +7,8 @@
 #include <thread>
 #include <vector>
 
-#include "platform/MainQueue.h"
-#include "platform/linux/Log.h"
+#include "Fliprugair/platform/MainQueue.h"
+#include "Fliprugair/platform/linux/Log.h"
 
 namespace fliprugair {
 

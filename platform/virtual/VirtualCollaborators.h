@@ -3,11 +3,11 @@
 #include <functional>
 #include <memory>
 
-#include "collaborators/MarluneHardwareInfo.h"
-#include "collaborators/MarluneLocationManager.h"
-#include "collaborators/MarluneRetrieveiAdAttribution.h"
-#include "collaborators/WebViewUserAgent.h"
-#include "platform/Locked.h"
+#include "Fliprugair/collaborators/MarluneHardwareInfo.h"
+#include "Fliprugair/collaborators/MarluneLocationManager.h"
+#include "Fliprugair/collaborators/MarluneRetrieveiAdAttribution.h"
+#include "Fliprugair/collaborators/WebViewUserAgent.h"
+#include "Fliprugair/platform/Locked.h"
 #include "platform/PairList.h"
 
 namespace fliprugair {

@@ -9,8 +9,8 @@
 #include <string>
 #include <vector>
 
-#include "platform/Device.h"
-#include "platform/Text.h"
+#include "Fliprugair/platform/Device.h"
+#include "Fliprugair/platform/Text.h"
 #include "platform/virtual/VirtualStore.h"
 
 namespace fliprugair {

@@ -41,7 +41,7 @@ void VirtualNetwork::send(Request request) {
                             {"delegate", request.hasDelegate},
                             {"background_task", task},
                             {"logging", request.logging}}));
-  if (!request.eventTimestamp.isNothing()) {
+  if (!request.eventTimestamp.isNull()) {
     device_.store.update(key::eventsSending, [&](const Value& sending) -> Value {
       return sending.dictionary().setting(request.eventTimestamp.text(), true);
     });
@@ -84,7 +84,7 @@ void VirtualNetwork::fail(std::uint64_t number) {
 
 /// A dictionary that becomes empty stays; what is no dictionary is left alone.
 void VirtualNetwork::removeFrom(std::string_view key, const Value& eventTimestamp) {
-  if (eventTimestamp.isNothing()) return;
+  if (eventTimestamp.isNull()) return;
   device_.store.update(key, [&](const Value& entries) -> Value {
     return entries.isDictionary() ? Value(entries.dictionary().removing(eventTimestamp.text())) : entries;
   });

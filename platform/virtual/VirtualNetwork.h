@@ -3,7 +3,7 @@
 #include <map>
 #include <memory>
 
-#include "collaborators/MarluneNetworkAccess.h"
+#include "Fliprugair/collaborators/MarluneNetworkAccess.h"
 #include "platform/virtual/VirtualDevice.h"
 
 namespace fliprugair {

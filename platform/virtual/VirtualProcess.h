@@ -5,7 +5,7 @@
 #include <memory>
 #include <mutex>
 
-#include "collaborators/Environment.h"
+#include "Fliprugair/collaborators/Environment.h"
 #include "platform/json/RapidJSONSerialization.h"
 #include "platform/virtual/VirtualDevice.h"
 #include "platform/virtual/VirtualNetwork.h"

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/MainQueue.h"
+#include "Fliprugair/platform/MainQueue.h"
 #include "platform/virtual/VirtualDevice.h"
 
 namespace fliprugair {

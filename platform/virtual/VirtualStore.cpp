@@ -10,7 +10,7 @@ void VirtualStore::update(std::string_view key, const std::function<Value(const 
   const std::lock_guard lock(writing_);
   const Dictionary values = values_.load();
   Value value = change(values[key]);
-  values_.store(value.isNothing() ? values.removing(key) : values.setting(key, std::move(value)));
+  values_.store(value.isNull() ? values.removing(key) : values.setting(key, std::move(value)));
 }
 
 }  // namespace fliprugair

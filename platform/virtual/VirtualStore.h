@@ -1,7 +1,7 @@
 #pragma once
 
-#include "platform/Locked.h"
-#include "platform/UserDefaults.h"
+#include "Fliprugair/platform/Locked.h"
+#include "Fliprugair/platform/UserDefaults.h"
 
 namespace fliprugair {
 

@@ -11,7 +11,7 @@
 #include <mutex>
 #include <thread>
 
-#include "platform/linux/LinuxEnvironment.h"
+#include "Fliprugair/platform/linux/LinuxEnvironment.h"
 #include "tools/controlhost/ControlHostServer.h"
 
 namespace fliprugair::e2e {

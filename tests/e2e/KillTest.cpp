@@ -13,7 +13,7 @@
 
 #include "Fliprugair/core/StoredKeys.h"
 #include "e2e/HostApp.h"
-#include "platform/linux/store/SQLiteUserDefaults.h"
+#include "platform/sqlite/SQLiteUserDefaults.h"
 
 namespace fliprugair::e2e {
 namespace {

@@ -4,8 +4,8 @@
 #include <random>
 
 #include "Fliprugair/core/StoredKeys.h"
+#include "Fliprugair/platform/Text.h"
 #include "e2e/HostApp.h"
-#include "platform/Text.h"
 
 namespace fliprugair::e2e {
 namespace {
@@ -48,7 +48,7 @@ TEST(Visit, IsReportedWholeAndLeavesEmptyQueues) {
 
   EXPECT_TRUE(eventually([&] { return app.stored(key::networkQueue) == Value(Dictionary()); }));
   EXPECT_TRUE(eventually([&] { return app.stored(key::eventsSending) == Value(Dictionary()); }));
-  EXPECT_TRUE(app.stored(key::batchEventQueue).isNothing());
+  EXPECT_TRUE(app.stored(key::batchEventQueue).isNull());
 }
 
 TEST(Visit, ThatTheHostMissesIsReportedAtTheNextOne) {
@@ -86,7 +86,7 @@ TEST(Visit, ThatTheHostMissesIsReportedAtTheNextOne) {
   EXPECT_EQ(eventNames(host)[26], "online");
   EXPECT_TRUE(eventually([&] { return app.stored(key::networkQueue) == Value(Dictionary()); }));
   EXPECT_TRUE(eventually([&] { return app.stored(key::eventsSending) == Value(Dictionary()); }));
-  EXPECT_TRUE(app.stored(key::batchEventQueue).isNothing());
+  EXPECT_TRUE(app.stored(key::batchEventQueue).isNull());
 }
 
 TEST(Visit, LeavesEveryThreadOfThePlatformAsleepWhenNothingIsDue) {
@@ -195,8 +195,7 @@ TEST(Visit, ReplaysWatchEventsOnceTheInstallationIsConfirmed) {
   }
   HostApp app(optionsIn(folder.path()), optionsFor(host.hostname()));
   ASSERT_TRUE(eventually([&] {
-    return app.stored(key::trackWatchEventDeferred).isNothing() &&
-           app.stored(key::handleWatchEventsDeferred).isNothing();
+    return app.stored(key::trackWatchEventDeferred).isNull() && app.stored(key::handleWatchEventsDeferred).isNull();
   }));
   app.resign();
   ASSERT_TRUE(eventually([&] { return eventNames(host).size() == 2; }));

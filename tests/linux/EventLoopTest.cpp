@@ -116,7 +116,7 @@ TEST(EventLoop, ATimerFiresOnceAndNeverEarly) {
     EXPECT_EQ(fired, 1);
     EXPECT_FALSE(timer->isValid());
     EXPECT_GE(std::chrono::duration<double>(at - armed).count(), seconds);
-    EXPECT_EQ(loop.next_deadline(), std::nullopt);
+    EXPECT_EQ(loop.nextDeadline(), std::nullopt);
   }
 }
 
@@ -137,7 +137,7 @@ TEST(EventLoop, AnInvalidatedTimerDoesNotFire) {
   const auto timer = loop.scheduleTimer(0.001, "tested", [&] { fired = true; });
   timer->invalidate();
   EXPECT_FALSE(timer->isValid());
-  EXPECT_EQ(loop.next_deadline(), std::nullopt);
+  EXPECT_EQ(loop.nextDeadline(), std::nullopt);
   loop.scheduleTimer(0.003, "later", [&] { loop.stop(); });
   loop.run();
   EXPECT_FALSE(fired);
@@ -167,8 +167,8 @@ TEST(EventLoop, HugeWaitsAreWaits) {
     loop.scheduleTimer(0.002, "soon", [&] { loop.stop(); });
     loop.run();
     EXPECT_FALSE(fired) << seconds;
-    ASSERT_TRUE(loop.next_deadline());
-    EXPECT_GT(*loop.next_deadline() - Clock::now(), std::chrono::hours(24 * 365 * 20));
+    ASSERT_TRUE(loop.nextDeadline());
+    EXPECT_GT(*loop.nextDeadline() - Clock::now(), std::chrono::hours(24 * 365 * 20));
     timer->invalidate();
   }
 }

@@ -39,7 +39,7 @@ TEST(LinuxApplication, EveryBackgroundTaskHasAnIdentifierOfItsOwn) {
 TEST(LinuxApplication, WithoutBackgroundTasksNothingIsWaitedFor) {
   Fixture fixture(1h);
   fixture.waitForTasks();
-  EXPECT_EQ(fixture.loop.next_deadline(), std::nullopt);
+  EXPECT_EQ(fixture.loop.nextDeadline(), std::nullopt);
 }
 
 TEST(LinuxApplication, ATaskThatEndsInTimeDoesNotExpire) {
@@ -51,7 +51,7 @@ TEST(LinuxApplication, ATaskThatEndsInTimeDoesNotExpire) {
   other.join();
   EXPECT_FALSE(expired);
   fixture.loop.poll();
-  EXPECT_EQ(fixture.loop.next_deadline(), std::nullopt);
+  EXPECT_EQ(fixture.loop.nextDeadline(), std::nullopt);
 }
 
 TEST(LinuxApplication, ATaskExpiresOnTheMainThreadWhenItsTimeIsOver) {

@@ -1,7 +1,7 @@
 #include <thread>
 
+#include "Fliprugair/platform/Text.h"
 #include "linux/Support.h"
-#include "platform/Text.h"
 #include "platform/linux/LinuxBundle.h"
 
 namespace fliprugair {

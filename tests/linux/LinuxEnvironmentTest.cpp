@@ -5,8 +5,8 @@
 #include <stdexcept>
 #include <thread>
 
+#include "Fliprugair/platform/linux/LinuxEnvironment.h"
 #include "linux/Support.h"
-#include "platform/linux/LinuxEnvironment.h"
 
 namespace fliprugair {
 namespace {
@@ -23,7 +23,7 @@ std::unique_ptr<LinuxEnvironment> opened(LinuxOptions options) {
 /// Turns the environment from a loop of the test's own, as a host app would, until `isDone`.
 void pollUntil(LinuxEnvironment& environment, const std::function<bool()>& isDone, int* turns = nullptr) {
   while (!isDone()) {
-    const auto deadline = environment.next_deadline();
+    const auto deadline = environment.nextDeadline();
     int wait = -1;
     if (deadline) {
       wait = static_cast<int>(
@@ -82,7 +82,7 @@ TEST(LinuxEnvironment, TheHostAppsThreadRunsTheMainQueueUntilItIsStopped) {
 
 TEST(LinuxEnvironment, ALoopOfTheHostAppsCanTurnTheMainQueue) {
   const auto environment = opened(isolatedOptions(MainThread::host));
-  EXPECT_EQ(environment->next_deadline(), std::nullopt);
+  EXPECT_EQ(environment->nextDeadline(), std::nullopt);
   bool fired = false;
   int turns = 0;
   std::thread other([&] {
@@ -92,7 +92,7 @@ TEST(LinuxEnvironment, ALoopOfTheHostAppsCanTurnTheMainQueue) {
   pollUntil(
       *environment, [&] { return fired; }, &turns);
   other.join();
-  EXPECT_EQ(environment->next_deadline(), std::nullopt);
+  EXPECT_EQ(environment->nextDeadline(), std::nullopt);
   EXPECT_LE(turns, 4);  // one for the task, one for the timer, and no spinning between them
 }
 
@@ -102,7 +102,7 @@ TEST(LinuxEnvironment, TheDescriptorIsReadableOnlyWhenThereAreTasks) {
   EXPECT_EQ(::poll(&watched, 1, 0), 0);
   environment->mainQueue().async([] {});
   EXPECT_EQ(::poll(&watched, 1, 0), 1);
-  const auto deadline = environment->next_deadline();
+  const auto deadline = environment->nextDeadline();
   ASSERT_TRUE(deadline);
   EXPECT_LE(*deadline, Clock::now());
   environment->poll();
@@ -443,7 +443,7 @@ TEST(LinuxEnvironment, StatedFactsCanChange) {
   EXPECT_EQ(environment->makeHardwareInfo()->obtainHardwareDescription().string(), "Box1,1");
   environment->setFacts({.statusBarOrientation = 3});
   EXPECT_EQ(environment->application().statusBarOrientation(), 3);
-  EXPECT_TRUE(environment->makeWebViewUserAgent()->userAgentString().isNothing());
+  EXPECT_TRUE(environment->makeWebViewUserAgent()->userAgentString().isNull());
 }
 
 TEST(LinuxEnvironment, TheHostAppsOwnPiecesAreUsed) {

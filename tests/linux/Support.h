@@ -15,7 +15,7 @@
 #include <utility>
 #include <vector>
 
-#include "platform/linux/LinuxEnvironment.h"
+#include "Fliprugair/platform/linux/LinuxEnvironment.h"
 #include "support/ThreadSleeps.h"
 
 namespace fliprugair {

@@ -1,7 +1,7 @@
 // The host app's code runs on threads of the network and of the searches too: here its log, which terminates.
 
+#include "Fliprugair/platform/linux/LinuxEnvironment.h"
 #include "linux/Support.h"
-#include "platform/linux/LinuxEnvironment.h"
 
 namespace fliprugair {
 namespace {

@@ -3,7 +3,7 @@
 #include <csignal>
 
 #include "linux/Support.h"
-#include "platform/linux/Threads.h"
+#include "platform/posix/Threads.h"
 
 namespace fliprugair {
 namespace {

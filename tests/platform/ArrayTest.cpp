@@ -1,6 +1,6 @@
 #include <random>
 
-#include "platform/Value.h"
+#include "Fliprugair/platform/Value.h"
 
 namespace fliprugair {
 namespace {

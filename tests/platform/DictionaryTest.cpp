@@ -2,7 +2,7 @@
 #include <map>
 #include <random>
 
-#include "platform/Value.h"
+#include "Fliprugair/platform/Value.h"
 
 namespace fliprugair {
 namespace {
@@ -126,7 +126,7 @@ TEST(Dictionary, TellsAbsentFromHeldNothing) {
   const Dictionary dictionary({{"null", Value()}});
   EXPECT_TRUE(dictionary.holds("null"));
   EXPECT_FALSE(dictionary.holds("absent"));
-  EXPECT_TRUE(dictionary["null"].isNothing());
+  EXPECT_TRUE(dictionary["null"].isNull());
   EXPECT_EQ(dictionary.size(), 1U);
 }
 

@@ -1,7 +1,7 @@
 #include <string>
 #include <thread>
 
-#include "platform/NotificationCenter.h"
+#include "Fliprugair/platform/NotificationCenter.h"
 
 namespace fliprugair {
 namespace {

@@ -2,7 +2,7 @@
 #include <cmath>
 #include <limits>
 
-#include "platform/Text.h"
+#include "Fliprugair/platform/Text.h"
 #include "platform/json/RapidJSONSerialization.h"
 
 namespace fliprugair {

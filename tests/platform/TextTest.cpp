@@ -4,7 +4,7 @@
 #include <limits>
 #include <random>
 
-#include "platform/Text.h"
+#include "Fliprugair/platform/Text.h"
 
 namespace fliprugair {
 namespace {
@@ -81,26 +81,26 @@ TEST(ValidUtf8, MakesValidTextOfAnyBytes) {
 }
 
 TEST(Text, IsMadeOfWhateverAnArgumentMayBe) {
-  EXPECT_TRUE(Text().isNothing());
-  EXPECT_TRUE(Text(nullptr).isNothing());
-  EXPECT_TRUE(Text(static_cast<const char*>(nullptr)).isNothing());
-  EXPECT_TRUE(Text(std::nullopt).isNothing());
-  EXPECT_TRUE(Text(std::optional<std::string>()).isNothing());
+  EXPECT_TRUE(Text().isNull());
+  EXPECT_TRUE(Text(nullptr).isNull());
+  EXPECT_TRUE(Text(static_cast<const char*>(nullptr)).isNull());
+  EXPECT_TRUE(Text(std::nullopt).isNull());
+  EXPECT_TRUE(Text(std::optional<std::string>()).isNull());
   EXPECT_EQ(Text("a").value(), Value("a"));
   EXPECT_EQ(Text("a"s).value(), Value("a"));
   EXPECT_EQ(Text(std::string_view("ab").substr(0, 1)).value(), Value("a"));
   EXPECT_EQ(Text(std::optional("a"s)).value(), Value("a"));
-  EXPECT_FALSE(Text("").isNothing());
+  EXPECT_FALSE(Text("").isNull());
   EXPECT_EQ(Text("\xFF").string(), replacement);
   EXPECT_EQ(Text(nullptr).string(), "");
 }
 
 TEST(Text, OfAValueIsItsTextOrNothing) {
   EXPECT_EQ(Text::of("a").string(), "a");
-  EXPECT_TRUE(Text::of(Value()).isNothing());
-  EXPECT_TRUE(Text::of(1).isNothing());
-  EXPECT_TRUE(Text::of(true).isNothing());
-  EXPECT_TRUE(Text::of(Array({"a"})).isNothing());
+  EXPECT_TRUE(Text::of(Value()).isNull());
+  EXPECT_TRUE(Text::of(1).isNull());
+  EXPECT_TRUE(Text::of(true).isNull());
+  EXPECT_TRUE(Text::of(Array({"a"})).isNull());
 }
 
 TEST(BoolOfText, IsYesForTheTextsThatThePlatformTakesForYes) {

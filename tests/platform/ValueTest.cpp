@@ -1,9 +1,9 @@
 #include <cmath>
 #include <limits>
 
-#include "platform/Locked.h"
+#include "Fliprugair/platform/Locked.h"
+#include "Fliprugair/platform/Value.h"
 #include "platform/PairList.h"
-#include "platform/Value.h"
 
 namespace fliprugair {
 namespace {
@@ -11,9 +11,9 @@ namespace {
 using Kind = Value::Kind;
 
 TEST(Value, IsOfTheKindOfWhatItIsMadeOf) {
-  EXPECT_EQ(Value().kind(), Kind::nothing);
-  EXPECT_EQ(Value(nullptr).kind(), Kind::nothing);
-  EXPECT_EQ(Value(static_cast<const char*>(nullptr)).kind(), Kind::nothing);
+  EXPECT_EQ(Value().kind(), Kind::null);
+  EXPECT_EQ(Value(nullptr).kind(), Kind::null);
+  EXPECT_EQ(Value(static_cast<const char*>(nullptr)).kind(), Kind::null);
   EXPECT_EQ(Value(true).kind(), Kind::boolean);
   EXPECT_EQ(Value(0).kind(), Kind::integer);
   EXPECT_EQ(Value(std::uint64_t{7}).kind(), Kind::integer);
@@ -138,7 +138,7 @@ TEST(PairList, CanBeContinuedBehindItsEnd) {
 
 TEST(Locked, AnswersWithWhatWasHeldBefore) {
   Locked<Value> held;
-  EXPECT_TRUE(held.load().isNothing());
+  EXPECT_TRUE(held.load().isNull());
   held.store(1);
   EXPECT_EQ(held.exchange("two"), Value(1));
   EXPECT_EQ(held.load(), Value("two"));

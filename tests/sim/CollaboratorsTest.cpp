@@ -7,7 +7,7 @@ namespace {
 
 TEST_F(Device, ASearchAdAnswerNeedsAnObjectThatAsked) {
   EXPECT_TRUE(script.run(R"({"do":"search_ad","details":{"iAdAttribution":"true"}})").empty());
-  EXPECT_TRUE(script.stored("initialPayload").isNothing());
+  EXPECT_TRUE(script.stored("initialPayload").isNull());
 }
 
 TEST_F(Device, ASearchAdAnswerMayComeLateAndUnasked) {
@@ -27,7 +27,7 @@ TEST_F(Device, ASearchAdObjectDoesNotKeepItsTrackerAlive) {
   fresh.reply(1, {{"success", 1}});
   fresh.run(release);
   EXPECT_TRUE(fresh.run(R"({"do":"search_ad","details":null})").empty());
-  EXPECT_TRUE(fresh.stored("initialPayload").isNothing());
+  EXPECT_TRUE(fresh.stored("initialPayload").isNull());
 }
 
 TEST_F(Device, AFixNeedsALocationManagerThatSearches) {
@@ -60,7 +60,7 @@ TEST_F(Device, AFixAfterTheReleaseReachesNobody) {
   fresh.reply(1, {{"success", 1}, {"whitelist", Array({"location"})}, {"flags", Value{{"resend_initial", false}}}});
   fresh.run(release);
   EXPECT_TRUE(fresh.run(R"({"do":"location","fix":{"latitude":1,"longitude":2,"accuracy":3}})").empty());
-  EXPECT_TRUE(fresh.stored("batchEventQueue").isNothing());
+  EXPECT_TRUE(fresh.stored("batchEventQueue").isNull());
 }
 
 }  // namespace

@@ -398,7 +398,7 @@ TEST(Selectors, AreAllUnderstoodWithAndWithoutATracker) {
       if (isConstructor) continue;
       EXPECT_EQ(results[0]["method"], Value(signature.selector));
       EXPECT_TRUE(results[0].holds("value")) << signature.selector;
-      EXPECT_TRUE(withTracker || results[0]["value"].isNothing()) << signature.selector;
+      EXPECT_TRUE(withTracker || results[0]["value"].isNull()) << signature.selector;
     }
   }
 }

@@ -80,11 +80,11 @@ TEST(Selectors, ReturnWhatTheyAnswer) {
               Value(orientation == 3 || orientation == 4));
   }
   EXPECT_EQ(script.result("getMarluneDeviceId").text().size(), 34U);
-  EXPECT_TRUE(script.result("iAdAttributionManager").isNothing());
+  EXPECT_TRUE(script.result("iAdAttributionManager").isNull());
   script.call("setIAdAttributionManager:", {true});
   EXPECT_EQ(script.result("iAdAttributionManager"), Value(true));
   script.call("setIAdAttributionManager:", {Value()});
-  EXPECT_TRUE(script.result("iAdAttributionManager").isNothing());
+  EXPECT_TRUE(script.result("iAdAttributionManager").isNull());
   script.call("setCustomIdString:", {"custom"});
   EXPECT_EQ(script.result("customIdString"), Value("custom"));
   EXPECT_EQ(script.result("isEventSending:", {"1.0"}), Value(false));

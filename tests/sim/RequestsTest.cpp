@@ -31,7 +31,7 @@ TEST_F(Device, ASendEventShowsTheWholeRequest) {
   EXPECT_EQ(again[0]["event_timestamp"], Value("721692800.000000"));
   EXPECT_EQ(again[0]["delegate"], Value(false));
   EXPECT_TRUE(again[0].holds("background_task"));
-  EXPECT_TRUE(again[0]["background_task"].isNothing());
+  EXPECT_TRUE(again[0]["background_task"].isNull());
   EXPECT_EQ(again[0]["logging"], Value(false));
 }
 
@@ -39,10 +39,10 @@ TEST_F(Device, AnInitRequestIsNotListed) {
   Script fresh;
   const auto send = named(fresh.construct(), "send").at(0);
   EXPECT_TRUE(send.holds("event_timestamp"));
-  EXPECT_TRUE(send["event_timestamp"].isNothing());
+  EXPECT_TRUE(send["event_timestamp"].isNull());
   EXPECT_EQ(send["delegate"], Value(true));
-  EXPECT_TRUE(fresh.stored("eventsSending").isNothing());
-  EXPECT_TRUE(fresh.stored("networkQueue").isNothing());
+  EXPECT_TRUE(fresh.stored("eventsSending").isNull());
+  EXPECT_TRUE(fresh.stored("networkQueue").isNull());
 }
 
 TEST_F(Device, ARequestThatFailsStaysQueuedAndCallsNobody) {
@@ -107,7 +107,7 @@ TEST_F(Device, ASendOfNothingIsAnEventLikeTheOthers) {
   const auto send = named(script.call("flushBatchQueue:", {false}), "send");
   ASSERT_EQ(send.size(), 1U);
   EXPECT_TRUE(send[0].holds("payload"));
-  EXPECT_TRUE(send[0]["payload"].isNothing());
+  EXPECT_TRUE(send[0]["payload"].isNull());
   EXPECT_EQ(script.stored("networkQueue"), Value(Dictionary()));
   EXPECT_EQ(script.stored("eventsSending").dictionary().size(), 1U);
 }

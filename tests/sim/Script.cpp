@@ -83,7 +83,7 @@ std::vector<std::string> inShort(const std::vector<Dictionary>& events) {
     std::string line = event["event"].text();
     for (const std::string_view member : {"selector", "seconds", "request", "method", "task", "ok"}) {
       const Value value = event[member];
-      if (value.isNothing()) continue;
+      if (value.isNull()) continue;
       line += " " + (value.isText() ? value.text() : jsonText(value));
     }
     lines.push_back(line);

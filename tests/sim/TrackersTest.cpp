@@ -33,7 +33,7 @@ TEST_F(Device, ConstructorsReportAsConstructDoes) {
 
 TEST_F(Device, AFailedConstructionLeavesNoTracker) {
   EXPECT_EQ(inShort(script.construct(nullptr)), (Lines{"constructed false"}));
-  EXPECT_TRUE(script.result("createDeviceId").isNothing());
+  EXPECT_TRUE(script.result("createDeviceId").isNull());
   EXPECT_TRUE(notify("did-become-active").empty());
   EXPECT_TRUE(script.run(release).empty());
 }
@@ -113,7 +113,7 @@ TEST(Delegate, ThatIsMuteOrMissingReceivesNothing) {
     script.run(R"({"do":"delegate","kind":")" + kind + "\"}");
     EXPECT_EQ(script.result("trackerDelegate"), Value(kind));
     EXPECT_TRUE(script.reply(3, finalAnswer).empty());
-    EXPECT_FALSE(script.stored("attribution").isNothing());
+    EXPECT_FALSE(script.stored("attribution").isNull());
   }
 }
 
@@ -125,7 +125,7 @@ TEST(Delegate, IsSetOnEveryTrackerAndOutlivesRestart) {
   script.run(R"({"do":"delegate","kind":"mute"})");
   EXPECT_EQ(script.result("trackerDelegate"), Value("mute"));
   script.run(restart);
-  EXPECT_TRUE(script.result("trackerDelegate").isNothing());
+  EXPECT_TRUE(script.result("trackerDelegate").isNull());
   script.construct();
   EXPECT_EQ(script.result("trackerDelegate"), Value("mute"));
   script.run(R"({"do":"delegate","kind":"none"})");
@@ -158,8 +158,8 @@ TEST(ReleasedTracker, WhoseTimerTeardownDoesNotKnowFiresItInVain) {
 TEST(NoTracker, CallsDoNothingButAreStillChecked) {
   Script script;
   EXPECT_EQ(inShort(script.call("trackEvent::", {"event", "value"})), (Lines{"returned trackEvent::"}));
-  EXPECT_TRUE(script.result("createDeviceId").isNothing());
-  EXPECT_TRUE(script.result("isOSGenuine").isNothing());
+  EXPECT_TRUE(script.result("createDeviceId").isNull());
+  EXPECT_TRUE(script.result("isOSGenuine").isNull());
   EXPECT_THROW(script.call("unknown:", {}), CommandError);
   EXPECT_THROW(script.call("trackEvent::", {"event"}), CommandError);
   EXPECT_THROW(script.call("trackEvent::", {"event", 5}), CommandError);
@@ -173,7 +173,7 @@ TEST_F(Device, ARestartIsNoTeardownAndLeavesOnlyWhatOutlivesAProcess) {
   script.run(R"({"do":"clock","now":1800000000})");
   EXPECT_TRUE(script.run(restart).empty());
   EXPECT_TRUE(script.timers().empty());
-  EXPECT_TRUE(script.state("trackerHostname").isNothing());
+  EXPECT_TRUE(script.state("trackerHostname").isNull());
   EXPECT_TRUE(script.run(R"({"do":"expire","task":1})").empty());
   EXPECT_TRUE(script.reply(3, Dictionary()).empty());
   EXPECT_EQ(script.stored("eventsSending").dictionary().size(), 1U) << "nobody has ended it";
@@ -181,7 +181,7 @@ TEST_F(Device, ARestartIsNoTeardownAndLeavesOnlyWhatOutlivesAProcess) {
   EXPECT_EQ(script.stored("batchEventQueue").array().size(), 1U);
   EXPECT_TRUE(script.advance(1000).empty());
   const auto events = script.construct();
-  EXPECT_TRUE(script.stored("eventsSending").isNothing());
+  EXPECT_TRUE(script.stored("eventsSending").isNull());
   const auto send = named(events, "send");
   ASSERT_EQ(send.size(), 1U);
   EXPECT_EQ(send[0]["request"], Value(4));
@@ -196,7 +196,7 @@ TEST(State, IsEmptyBeforeTheFirstConstructionOfAProcess) {
     const Dictionary values = script.run(R"({"do":"state"})").at(0)["values"].dictionary();
     for (const std::string_view name :
          {"trackerHostname", "sdkVersion", "disabledDeviceTypes", "blacklistedEventNames"}) {
-      EXPECT_TRUE(values.holds(name) && values[name].isNothing()) << name;
+      EXPECT_TRUE(values.holds(name) && values[name].isNull()) << name;
     }
     for (const std::string_view name : {"_loggingEnabled", "_isNewUser", "skipBecameActive", "triggerRetryiAdRetrieval",
                                         "iAdDelegateProcessed", "reportLocation", "locMgr"}) {

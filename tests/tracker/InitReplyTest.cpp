@@ -155,7 +155,7 @@ TEST(Replies, OfAnyKindDoNoHarm) {
     }
     phone.process.advance(100);
     EXPECT_NE(tracker->retrieveAttribution().kind(), Value::Kind::text);
-    EXPECT_TRUE(phone.stored("networkQueue").isDictionary() || phone.stored("networkQueue").isNothing());
+    EXPECT_TRUE(phone.stored("networkQueue").isDictionary() || phone.stored("networkQueue").isNull());
   }
 }
 

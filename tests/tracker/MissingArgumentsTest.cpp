@@ -52,7 +52,7 @@ TEST_F(MissingArguments, ConstructorsWithoutAnIdentifierFail) {
     EXPECT_EQ(MarluneTracker::initWithMarluneAppId(fresh.process, appId, "eur", true), nullptr);
     EXPECT_EQ(MarluneTracker::initWithMarluneAppId(fresh.process, appId, "eur", true, true), nullptr);
     EXPECT_EQ(MarluneTracker::initWithMarluneAppId(fresh.process, appId, "eur", true, true, true), nullptr);
-    EXPECT_TRUE(fresh.stored("appId").isNothing());
+    EXPECT_TRUE(fresh.stored("appId").isNull());
   }
   Phone fresh;
   EXPECT_EQ(MarluneTracker::initMarluneWithParams(fresh.process, nullptr), nullptr);
@@ -255,15 +255,15 @@ TEST_F(MissingArguments, WatchEventsWithoutArgumentsCanBePutOff) {
   EXPECT_EQ(fresh.stored("trackWatchEventDeferred"), Value(Array({Dictionary(), Value{{"eventTitle", "title"}}})));
   fresh.reply(1, {{"success", 1}});
   waiting->MarluneInitialResult(nullptr);
-  EXPECT_TRUE(fresh.stored("trackWatchEventDeferred").isNothing());
-  EXPECT_TRUE(fresh.stored("handleWatchEventsDeferred").isNothing());
+  EXPECT_TRUE(fresh.stored("trackWatchEventDeferred").isNull());
+  EXPECT_TRUE(fresh.stored("handleWatchEventsDeferred").isNull());
   EXPECT_EQ(fresh.batch().size(), 3U);  // the pairing's two, and the one that has a title
 }
 
 TEST_F(MissingArguments, PropertiesCanBeCleared) {
   tracker->setCustomIdString("custom");
   tracker->setCustomIdString(nullText);
-  EXPECT_TRUE(tracker->customIdString().isNothing());
+  EXPECT_TRUE(tracker->customIdString().isNull());
   tracker->setCustomIdString("");
   EXPECT_EQ(tracker->customIdString(), Value(""));
   tracker->setTrackerDelegate({});
@@ -276,7 +276,7 @@ TEST_F(MissingArguments, PropertiesCanBeCleared) {
 }
 
 TEST_F(MissingArguments, AResultThatIsMissingIsNothing) {
-  EXPECT_TRUE(tracker->retrieveAttribution().isNothing());
+  EXPECT_TRUE(tracker->retrieveAttribution().isNull());
   EXPECT_EQ(tracker->swiftRetrieveAttribution(), "");
   for (const Value& stored : {Value("text"), Value(1), Value(Array())}) {
     phone.store("attribution", stored);

@@ -6,7 +6,7 @@
 #include <string_view>
 #include <utility>
 
-#include "platform/Platform.h"
+#include "Fliprugair/platform/Platform.h"
 #include "platform/virtual/VirtualProcess.h"
 
 namespace fliprugair {

@@ -85,7 +85,7 @@ void Phone::store(std::string_view name, const Value& value) { device.store.setO
 
 void put(Snapshot& snapshot, const std::string& path, const Value& value) {
   erase(snapshot, path);
-  if (value.isNothing()) return;
+  if (value.isNull()) return;
   if (value.isDictionary() && !value.dictionary().empty()) {
     const auto entries = value.dictionary().entries();
     for (const Dictionary::Entry& entry : entries) put(snapshot, path + "/" + entry.key(), entry.value);

@@ -156,7 +156,7 @@ class SearchAd {
  public:
   explicit SearchAd(std::int64_t attempts) {
     environment.store.onSet = [this](std::string_view key, const Value& value) {
-      if (key == key::initialPayload && !value.isNothing()) ++parked;
+      if (key == key::initialPayload && !value.isNull()) ++parked;
     };
     tracker = MarluneTracker::initMarluneWithParams(environment, Value{{"marluneAppId", "demo"}});
     phone.process.runQueues();
@@ -185,7 +185,7 @@ TEST(Threads, OfRacingSearchAdAnswersOneIsMergedWhole) {
     const auto details = searchAd.mergedDetails();
     EXPECT_TRUE(details[0].starts_with("thread "));
     for (const std::string& detail : details) EXPECT_EQ(detail, details[0]);
-    EXPECT_TRUE(searchAd.phone.stored("iAdAttribution_INITIAL_PASSTHROUGH").isNothing());
+    EXPECT_TRUE(searchAd.phone.stored("iAdAttribution_INITIAL_PASSTHROUGH").isNull());
     EXPECT_EQ(searchAd.environment.processState().iAdAttributionAttempts, 1);
   }
 }

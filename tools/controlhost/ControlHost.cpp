@@ -31,7 +31,7 @@ Value ControlHost::initReply(const std::string& device, const HostSettings& sett
 Value ControlHost::attributionReply(const std::string& device, const HostSettings::Attribution& settings) {
   const std::lock_guard lock(mutex_);
   const bool early = devices_[device].polls++ < settings.polls;
-  if (early || settings.answer.isNothing()) {
+  if (early || settings.answer.isNull()) {
     return Value{{"success", 1}, {"data", Value{{"retry", settings.retry}}}};
   }
   return Value{{"success", 1}, {"data", Value{{"retry", -1}, {"attribution", settings.answer}}}};

@@ -5,7 +5,7 @@
 #include <mutex>
 #include <string>
 
-#include "platform/Value.h"
+#include "Fliprugair/platform/Value.h"
 #include "tools/controlhost/HostSettings.h"
 
 namespace fliprugair::controlhost {

@@ -60,7 +60,7 @@ std::string sessionTracking(const Value& value) {
 }
 
 std::string answer(const Value& value) {
-  const bool good = value.isDictionary() || value.isNothing() || value.text() == "false";
+  const bool good = value.isDictionary() || value.isNull() || value.text() == "false";
   return good ? "" : "an object (the attribution), \"false\" (there is none) or null (never an answer)";
 }
 
@@ -113,7 +113,7 @@ const std::vector<Rule>& fileRules() {
 
 std::string kindOf(const Value& value) {
   switch (value.kind()) {
-    case Value::Kind::nothing:
+    case Value::Kind::null:
       return "null";
     case Value::Kind::boolean:
       return value.boolValue() ? "true" : "false";

@@ -7,7 +7,7 @@
 
 #include <algorithm>
 
-#include "platform/JSONSerialization.h"
+#include "Fliprugair/platform/JSONSerialization.h"
 
 namespace fliprugair::controlhost {
 

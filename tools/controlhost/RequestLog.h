@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/Value.h"
+#include "Fliprugair/platform/Value.h"
 
 namespace fliprugair::controlhost {
 

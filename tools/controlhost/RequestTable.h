@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "platform/Value.h"
+#include "Fliprugair/platform/Value.h"
 
 namespace fliprugair::controlhost {
 

@@ -4,7 +4,7 @@
 #include <mutex>
 #include <string>
 
-#include "platform/JSONSerialization.h"
+#include "Fliprugair/platform/JSONSerialization.h"
 #include "tools/controlhost/HostSettings.h"
 
 namespace fliprugair::controlhost {

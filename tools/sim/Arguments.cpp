@@ -42,7 +42,7 @@ std::optional<Value> Arguments::marked(std::size_t index, std::string_view marke
 bool Arguments::isMarked(std::size_t index) const { return marked(index, "$url") || marked(index, "$standard"); }
 
 Text Arguments::text(std::size_t index) const {
-  if (!values_[index].isText() && !values_[index].isNothing()) fail(index, "text or null");
+  if (!values_[index].isText() && !values_[index].isNull()) fail(index, "text or null");
   return Text::of(values_[index]);
 }
 
@@ -79,27 +79,27 @@ int Arguments::code(std::size_t index) const {
 
 Value Arguments::dictionary(std::size_t index) const {
   const Value& value = values_[index];
-  if (isMarked(index) || (!value.isDictionary() && !value.isNothing())) fail(index, "an object or null");
+  if (isMarked(index) || (!value.isDictionary() && !value.isNull())) fail(index, "an object or null");
   return value;
 }
 
 Value Arguments::payload(std::size_t index) const {
   if (values_[index].isArray()) return values_[index];
-  if (isMarked(index) || (!values_[index].isDictionary() && !values_[index].isNothing())) {
+  if (isMarked(index) || (!values_[index].isDictionary() && !values_[index].isNull())) {
     fail(index, "an object, a list or null");
   }
   return values_[index];
 }
 
 URL Arguments::url(std::size_t index) const {
-  if (values_[index].isNothing()) return {};
+  if (values_[index].isNull()) return {};
   const auto text = marked(index, "$url");
   if (!text || !text->isText()) fail(index, R"({"$url":TEXT} or null)");
   return URL(Text::of(*text));
 }
 
 std::unique_ptr<EventStandardParameters> Arguments::standard(std::size_t index) const {
-  if (values_[index].isNothing()) return nullptr;
+  if (values_[index].isNull()) return nullptr;
   const auto object = marked(index, "$standard");
   if (!object) fail(index, R"({"$standard":{"name":TEXT or null,"data":OBJECT or null}} or null)");
   const Members members("\"$standard\"", *object);

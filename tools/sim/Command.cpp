@@ -43,7 +43,7 @@ std::string Members::text(std::string_view name) const {
 }
 
 std::optional<std::string> Members::textOrNull(std::string_view name) const {
-  if (has(name) && any(name).isNothing()) return std::nullopt;
+  if (has(name) && any(name).isNull()) return std::nullopt;
   if (!any(name).isText()) fail(name, "text or null");
   return any(name).text();
 }
@@ -75,7 +75,7 @@ Dictionary Members::object(std::string_view name) const {
 }
 
 Value Members::objectOrNull(std::string_view name) const {
-  if (!any(name).isNothing() && !any(name).isDictionary()) fail(name, "an object or null");
+  if (!any(name).isNull() && !any(name).isDictionary()) fail(name, "an object or null");
   return any(name);
 }
 

@@ -7,8 +7,8 @@
 #include <string_view>
 #include <vector>
 
-#include "platform/Text.h"
-#include "platform/Value.h"
+#include "Fliprugair/platform/Text.h"
+#include "Fliprugair/platform/Value.h"
 
 namespace fliprugair::sim {
 

@@ -22,7 +22,7 @@ std::string bytes(const Members& members, std::string_view name) {
 void setScreen(VirtualFacts& facts, const Members& members) {
   facts.screen.reset();
   const Value given = members.objectOrNull("screen");
-  if (given.isNothing()) return;
+  if (given.isNull()) return;
   const Members screen("\"screen\"", given);
   screen.allowOnly({"width", "height", "brightness"});
   const auto number = [&](std::string_view name) { return screen.has(name) ? screen.number(name) : 0.0; };
@@ -48,7 +48,7 @@ void setPasteboards(VirtualFacts& facts, const Members& members) {
 
 void setReachability(VirtualFacts& facts, const Members& members) {
   const Value given = members.any("reachability");
-  if (given.isNothing()) {
+  if (given.isNull()) {
     facts.reachability = {};
   } else if (given == Value("unreadable")) {
     facts.reachability = {true, false, 0};
@@ -62,7 +62,7 @@ void setReachability(VirtualFacts& facts, const Members& members) {
 void setDocuments(VirtualFacts& facts, const Members& members) {
   const Members documents("\"documents\"", members.object("documents"));
   for (const Dictionary::Entry& entry : documents.all().entries()) {
-    if (entry.value.isNothing()) {
+    if (entry.value.isNull()) {
       facts.documents.erase(entry.key());
     } else {
       facts.documents[entry.key()] = bytes(documents, entry.key());
@@ -72,7 +72,7 @@ void setDocuments(VirtualFacts& facts, const Members& members) {
 
 void setReceipt(VirtualFacts& facts, const Members& members) {
   facts.receipt.reset();
-  if (!members.any("receipt").isNothing()) facts.receipt = bytes(members, "receipt");
+  if (!members.any("receipt").isNull()) facts.receipt = bytes(members, "receipt");
 }
 
 struct Field {

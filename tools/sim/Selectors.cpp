@@ -137,7 +137,7 @@ constexpr std::array properties{
     Selector{"trackerDelegate", 0, [](S& s, const A&) { return Work([&s](T&) { return s.trackerDelegateKind(); }); }},
     Selector{"setTrackerDelegate:", 1,
              [](S& s, const A& a) {
-               const std::string kind = a.text(0).isNothing() ? "none" : a.text(0).string();
+               const std::string kind = a.text(0).isNull() ? "none" : a.text(0).string();
                if (kind != "listening" && kind != "mute" && kind != "none") a.fail(0, "listening, mute, none or null");
                return doing([&s, kind](T&) { s.setTrackerDelegate(kind); });
              }},
@@ -153,7 +153,7 @@ constexpr std::array properties{
                const AnyObject object = a.any(0);
                const auto* value = std::get_if<Value>(&object);
                const bool isTrue = value != nullptr && *value == Value(true);
-               if (!isTrue && (value == nullptr || !value->isNothing())) {
+               if (!isTrue && (value == nullptr || !value->isNull())) {
                  a.fail(0, "true for a new search-ad object, or null");
                }
                return doing([&s, isTrue](T& t) {
@@ -199,7 +199,7 @@ constexpr std::array innerCalls{
     Selector{"isEventSending:", 1,
              [](S&, const A& a) {
                return Work([timestamp = a.text(0)](T& t) {
-                 return Value(!timestamp.isNothing() && Inner::isEventSending(t, timestamp.string()));
+                 return Value(!timestamp.isNull() && Inner::isEventSending(t, timestamp.string()));
                });
              }},
     Selector{"sendQueueEvents", 0, [](S&, const A&) { return doing([](T& t) { Inner::sendQueueEvents(t); }); }},

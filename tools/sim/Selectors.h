@@ -3,7 +3,7 @@
 #include <optional>
 #include <string_view>
 
-#include "platform/Value.h"
+#include "Fliprugair/platform/Value.h"
 
 namespace fliprugair::sim {
 

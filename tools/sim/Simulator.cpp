@@ -4,7 +4,7 @@
 
 #include "Fliprugair/core/ProcessState.h"
 #include "platform/PairList.h"
-#include "platform/linux/documents/KeyedArchive.h"
+#include "platform/plist/KeyedArchive.h"
 #include "platform/virtual/VirtualCollaborators.h"
 #include "tools/sim/DeviceFields.h"
 #include "tools/sim/HostDelegate.h"
@@ -91,7 +91,7 @@ void Simulator::store(const Members& members) {
   if (!getAll) {
     values = Dictionary();
     for (const std::string& key : get) {
-      if (const Value value = device_.store.objectForKey(key); !value.isNothing()) values = values.setting(key, value);
+      if (const Value value = device_.store.objectForKey(key); !value.isNull()) values = values.setting(key, value);
     }
   }
   write(PairList().add("event", "store").add("values", values).dictionary());

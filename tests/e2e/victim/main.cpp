@@ -8,7 +8,7 @@
 #include <cstdio>
 #include <string>
 
-#include "platform/linux/LinuxEnvironment.h"
+#include "Fliprugair/platform/linux/LinuxEnvironment.h"
 
 int main(int argc, char** argv) {
   if (argc < 4) return 1;

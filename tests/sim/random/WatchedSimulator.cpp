@@ -169,7 +169,7 @@ void WatchedSimulator::noteTaints(const Dictionary& command) {
     if (writes(key::eventsSending)) sendingIsForeign_ = true;
     if (writes(key::deviceId) || writes(key::origDeviceId)) identifierIsForeign_ = true;
   }
-  if (is(command, "reply") && !command["body"].dictionary()["flags"].dictionary()["marlune_device_id"].isNothing()) {
+  if (is(command, "reply") && !command["body"].dictionary()["flags"].dictionary()["marlune_device_id"].isNull()) {
     identifierIsForeign_ = true;
   }
   if (calls(command, "enqueueMarluneEvent:")) wroteNetworkQueue_ = true;
@@ -217,7 +217,7 @@ void WatchedSimulator::noteEvent(const Dictionary& event) {
   } else if (name == "constructed") {
     holdsTracker_ = event["ok"].boolValue();
     if (holdsTracker_) sendingIsForeign_ = false;
-  } else if (name == "returned" && event["method"] == Value("createDeviceId") && !event["value"].isNothing()) {
+  } else if (name == "returned" && event["method"] == Value("createDeviceId") && !event["value"].isNull()) {
     if (!isDeviceIdentifier(event["value"].text())) fail("no device identifier: " + event["value"].text());
   }
   checkNumbers(event);
@@ -241,12 +241,12 @@ void WatchedSimulator::checkSends(const Dictionary& command, const Events& event
   std::map<std::pair<std::string, std::string>, std::size_t> times;
   std::set<std::string> resent;
   for (const Dictionary& event : events) {
-    if (event["event"] != Value("send") || event["event_timestamp"].isNothing()) continue;
+    if (event["event"] != Value("send") || event["event_timestamp"].isNull()) continue;
     const std::string timestamp = event["event_timestamp"].text();
     if (event["delegate"].boolValue()) {
       if (!isTimestamp(timestamp) || !isOfThisCommand(timestamp)) fail("not entered when it was sent: " + timestamp);
       firstSends[timestamp] = event["payload"];
-      if (event["payload"].isNothing()) continue;
+      if (event["payload"].isNull()) continue;
       // Trackers may well send the same at one moment, but each but once.
       const std::size_t trackers = kept_ + 1;
       if (++times[{timestamp, jsonText(event["payload"])}] > trackers) fail("sent more than once: " + timestamp);
@@ -254,11 +254,11 @@ void WatchedSimulator::checkSends(const Dictionary& command, const Events& event
     }
     if (!mayResend(command)) fail("a request without delegate that nobody asked to resend");
     if (!before.holds(timestamp) && !queue.holds(timestamp)) fail("resent what is not queued: " + timestamp);
-    if (!sendingBefore[timestamp].isNothing()) fail("resent what is in flight: " + timestamp);
+    if (!sendingBefore[timestamp].isNull()) fail("resent what is in flight: " + timestamp);
     if (!resent.insert(timestamp).second) fail("resent twice: " + timestamp);
   }
   for (const auto& [timestamp, payload] : firstSends) {
-    if (!payload.isNothing() && queue[timestamp] != payload) fail("what was sent is not what is queued: " + timestamp);
+    if (!payload.isNull() && queue[timestamp] != payload) fail("what was sent is not what is queued: " + timestamp);
   }
   if (is(command, "store") || calls(command, "enqueueMarluneEvent:")) return;
   const auto entries = queue.entries();
@@ -285,7 +285,7 @@ void WatchedSimulator::checkBatches(const Events& events, const Dictionary& stor
     }
   }
   const Value queue = store[key::batchEventQueue];
-  if (queue.isNothing()) {
+  if (queue.isNull()) {
     wroteBatch_ = false;
   } else if (!wroteBatch_ && (!queue.isArray() || queue.array().empty() || queue.array().size() >= most)) {
     // An append of nothing leaves an empty list.
@@ -345,7 +345,7 @@ void WatchedSimulator::checkWithoutTracker(const Dictionary& command, const Even
   for (const Dictionary& event : events) {
     const std::string& name = event["event"].text();
     if (!allowed.contains(name)) fail("without a tracker: " + jsonText(event));
-    if (name == "returned" && !event["value"].isNothing()) fail("a result without a tracker: " + jsonText(event));
+    if (name == "returned" && !event["value"].isNull()) fail("a result without a tracker: " + jsonText(event));
   }
 }
 
@@ -353,7 +353,7 @@ void WatchedSimulator::checkIdentifiers(const Dictionary& store) {
   if (identifierIsForeign_) return;
   for (const std::string_view key : {key::deviceId, key::origDeviceId}) {
     const Value identifier = store[key];
-    if (!identifier.isNothing() && !isDeviceIdentifier(identifier.text())) {
+    if (!identifier.isNull() && !isDeviceIdentifier(identifier.text())) {
       fail("no device identifier: " + jsonText(identifier));
     }
   }

@@ -1,0 +1,37 @@
+#pragma once
+
+#include <cstddef>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "Fliprugair/platform/Value.h"
+
+namespace fliprugair {
+
+/// JSON text, straight to and from values. Any thread.
+class JSONSerialization {
+ public:
+  /// Deeper nesting is refused, so that no text can exhaust the stack.
+  static constexpr std::size_t defaultDepth = 512;
+
+  enum class Layout {
+    compact,  ///< no blanks
+    pretty,   ///< a member a line, four blanks a level
+  };
+
+  virtual ~JSONSerialization() = default;
+
+  /// Keys in the dictionary's order, "/" not escaped, characters outside ASCII as they are.
+  /// Nothing when a number in `value` is none of JSON's (infinite, not a number).
+  virtual std::optional<std::string> text(const Value& value, Layout layout = Layout::compact) const = 0;
+
+  /// The compact text of whatever there is: null stands for a number that is none of JSON's.
+  std::string textOfAny(const Value& value) const;
+
+  /// The value of `text`; JSON null is nothing. Invalid UTF-8 is replaced by U+FFFD; integers beyond 64 bits are reals.
+  /// Nothing when it is not one JSON text, or arrays and objects nest deeper than `depth`.
+  virtual std::optional<Value> value(std::string_view text, std::size_t depth = defaultDepth) const = 0;
+};
+
+}  // namespace fliprugair

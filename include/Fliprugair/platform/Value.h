@@ -1,0 +1,229 @@
+#pragma once
+
+#include <cstdint>
+#include <initializer_list>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <type_traits>
+#include <utility>
+#include <variant>
+#include <vector>
+
+namespace fliprugair {
+
+class Value;
+
+/// An immutable list of values. A copy is a reference count; `appending` shares what both lists have in common, so
+/// that adding to a long list costs about what adding to a short one costs.
+/// Threads: any number may read and copy one object; assigning to it needs the owner's own order, as with any value.
+class Array {
+ public:
+  class Iterator;
+
+  Array() = default;
+  explicit Array(std::vector<Value> items);
+  Array(std::initializer_list<Value> items);
+
+  std::size_t size() const;
+  bool empty() const { return size() == 0; }
+
+  /// The value at `index`, which must be below size().
+  const Value& operator[](std::size_t index) const;
+
+  /// This list with `item` behind its last one.
+  Array appending(Value item) const;
+
+  /// Whether a string equal to `text` is among the items.
+  bool containsText(std::string_view text) const;
+
+  /// How many leading items this list shares with `other`: the same objects, found without looking into them.
+  std::size_t sharedPrefix(const Array& other) const;
+
+  Iterator begin() const;
+  Iterator end() const;
+
+  friend bool operator==(const Array& left, const Array& right);
+
+ private:
+  friend class Value;
+  struct Node;
+  std::shared_ptr<const Node> node_;
+};
+
+/// An immutable dictionary with text keys, enumerated in the order of insertion. Copies and threads: as Array.
+class Dictionary {
+ public:
+  struct Entry;
+  class Entries;
+
+  Dictionary() = default;
+  /// Of several pairs with one key the last holds, in the place of the first.
+  explicit Dictionary(std::vector<std::pair<std::string, Value>> pairs);
+
+  std::size_t size() const;
+  bool empty() const { return size() == 0; }
+
+  /// What is held under `key`; nothing when the key is absent.
+  Value operator[](std::string_view key) const;
+
+  /// Whether `key` is present, be it with nothing (a JSON null) as its value.
+  bool holds(std::string_view key) const;
+
+  /// This dictionary with `value` under `key`: in the key's place when it is present, else at the end.
+  Dictionary setting(std::string_view key, Value value) const;
+
+  /// This dictionary without `key`.
+  Dictionary removing(std::string_view key) const;
+
+  /// The entries in order. The result keeps them alive by itself.
+  Entries entries() const;
+
+  struct Difference;
+  /// What leads from `before` to `after`, found without looking at what the two share. A key whose value is
+  /// another object is in both lists.
+  static Difference difference(const Dictionary& before, const Dictionary& after);
+
+  friend bool operator==(const Dictionary& left, const Dictionary& right);
+
+ private:
+  friend class Value;
+  struct Node;
+  static Dictionary distributed(std::vector<Entry> entries);
+  const Entry* find(std::string_view key) const;
+  std::shared_ptr<const Node> node_;
+};
+
+/// The platform's object: nothing, boolean, integer, real, text, array or dictionary. Immutable once made and cheap
+/// to copy. Text is valid UTF-8 always: what is not is replaced by U+FFFD on the way in.
+class Value {
+ public:
+  enum class Kind { null, boolean, integer, real, text, array, dictionary };
+
+  Value() = default;
+  Value(std::nullptr_t) {}
+  template <class T>
+  requires std::is_same_v<T, bool> Value(T truth) : content_(truth) {}
+  template <class T>
+  requires(std::is_integral_v<T> && !std::is_same_v<T, bool>) Value(T number) {
+    if constexpr (std::is_unsigned_v<T> && sizeof(T) == sizeof(std::int64_t)) {
+      if (number > INT64_MAX) {
+        content_ = static_cast<std::uint64_t>(number);
+        return;
+      }
+    }
+    content_ = static_cast<std::int64_t>(number);
+  }
+  Value(double number) : content_(number) {}
+  Value(std::string text);
+  Value(std::string_view text);
+  /// A null pointer is nothing.
+  Value(const char* text);
+  Value(Array array) : content_(std::move(array)) {}
+  Value(Dictionary dictionary) : content_(std::move(dictionary)) {}
+  /// A dictionary: `Value{{"marluneAppId", "demo"}, {"enableLogging", true}}`.
+  Value(std::initializer_list<std::pair<std::string_view, Value>> pairs);
+
+  Kind kind() const { return isUnsigned() ? Kind::integer : static_cast<Kind>(content_.index()); }
+  bool isNull() const { return kind() == Kind::null; }
+  bool isText() const { return kind() == Kind::text; }
+  bool isArray() const { return kind() == Kind::array; }
+  bool isDictionary() const { return kind() == Kind::dictionary; }
+  /// A boolean counts as a number.
+  bool isNumber() const;
+  /// An integer that only an unsigned one of 64 bits can hold; its integerValue() is saturated.
+  bool isUnsigned() const { return std::holds_alternative<std::uint64_t>(content_); }
+
+  /// As the platform's objects answer for their boolean value: a number by being other than 0; text when, after
+  /// blanks, one sign and zeros, one of Y y T t 1 to 9 begins it; everything else NO.
+  bool boolValue() const;
+
+  /// A number truncated toward zero, or the integer that text begins with (after blanks and one sign); saturated at
+  /// the bounds of the type, and 0 where there is none.
+  std::int64_t integerValue() const;
+
+  /// The integer of one that isUnsigned(); 0 for everything else.
+  std::uint64_t unsignedValue() const;
+
+  /// The text, or "" when this is none. Valid as long as this value.
+  const std::string& text() const;
+
+  /// A number as a real; 0 for everything else.
+  double realValue() const;
+
+  /// The array or dictionary, or an empty one when this is none.
+  Array array() const;
+  Dictionary dictionary() const;
+
+  /// Whether both are one object (text, array, dictionary) or equal scalars: never looks into containers.
+  bool isSameObject(const Value& other) const;
+
+  /// Equal in kind and content: the integer 1, the real 1.0 and the boolean YES are three different values.
+  friend bool operator==(const Value& left, const Value& right);
+
+ private:
+  using SharedText = std::shared_ptr<const std::string>;
+  // The kinds in their order, and behind them the integers that are too large for the first form.
+  std::variant<std::monostate, bool, std::int64_t, double, SharedText, Array, Dictionary, std::uint64_t> content_;
+};
+
+struct Dictionary::Entry {
+  std::shared_ptr<const std::string> sharedKey;
+  Value value;
+  std::uint32_t hash = 0;
+  std::uint64_t order = 0;
+
+  const std::string& key() const { return *sharedKey; }
+};
+
+class Dictionary::Entries {
+ public:
+  class Iterator {
+   public:
+    using Position = std::vector<const Entry*>::const_iterator;
+    explicit Iterator(Position position) : position_(position) {}
+    const Entry& operator*() const { return **position_; }
+    const Entry* operator->() const { return *position_; }
+    Iterator& operator++() {
+      ++position_;
+      return *this;
+    }
+    bool operator!=(const Iterator& other) const { return position_ != other.position_; }
+
+   private:
+    Position position_;
+  };
+
+  Iterator begin() const { return Iterator(order_.begin()); }
+  Iterator end() const { return Iterator(order_.end()); }
+
+ private:
+  friend class Dictionary;
+  std::shared_ptr<const Node> keepsAlive_;
+  std::vector<const Entry*> order_;
+};
+
+struct Dictionary::Difference {
+  std::vector<Entry> removed;  ///< in no particular order
+  std::vector<Entry> added;    ///< in the order of insertion
+};
+
+class Array::Iterator {
+ public:
+  Iterator(const Array* array, std::size_t index) : array_(array), index_(index) {}
+  const Value& operator*() const { return (*array_)[index_]; }
+  Iterator& operator++() {
+    ++index_;
+    return *this;
+  }
+  bool operator!=(const Iterator& other) const { return index_ != other.index_; }
+
+ private:
+  const Array* array_;
+  std::size_t index_;
+};
+
+inline Array::Iterator Array::begin() const { return Iterator(this, 0); }
+inline Array::Iterator Array::end() const { return Iterator(this, size()); }
+
+}  // namespace fliprugair

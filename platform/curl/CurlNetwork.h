@@ -1,0 +1,48 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <string_view>
+
+#include "Fliprugair/collaborators/MarluneNetworkAccess.h"
+#include "Fliprugair/platform/Application.h"
+#include "Fliprugair/platform/JSONSerialization.h"
+#include "Fliprugair/platform/UserDefaults.h"
+#include "Fliprugair/platform/curl/CurlNetworkOptions.h"
+
+namespace fliprugair {
+
+class NetworkThread;
+
+/// The requests of one environment to its control host, by libcurl: POST https://<hostname>/marlune/v4 with compact
+/// JSON. Accepted means HTTP 2xx.
+///
+/// Makes the network collaborators and runs what they send on one thread of its own, which sleeps while there is
+/// nothing to do. Replies reach their delegates on that thread, with no lock held. Connections are kept and used again.
+/// A reply over 1 MiB, one that is no JSON object and one nested deeper than 64 reach no delegate.
+///
+/// Owned by the environment. What the constructor is given must outlive it; collaborators may outlive it, and then only
+/// answer false. `log` may be called from any thread and is called with no lock held; what it throws is dropped.
+class CurlNetwork {
+ public:
+  CurlNetwork(CurlNetworkOptions options, UserDefaults& store, const JSONSerialization& json, Application& application,
+              std::function<void(std::string_view)> log);
+  ~CurlNetwork();
+  CurlNetwork(const CurlNetwork&) = delete;
+  CurlNetwork& operator=(const CurlNetwork&) = delete;
+
+  /// A fresh collaborator. It belongs to one thread at a time. Any thread.
+  std::shared_ptr<MarluneNetworkAccess> makeAccess();
+
+  /// Ends the thread and returns when it has ended. What has not been answered fails: it stays queued, reaches no
+  /// delegate, and its background task is ended. Later sends fail at once. Not from a delegate's method.
+  void stop();
+
+  /// Whether this is the network's thread, so that a delegate's method is running further up. Any thread.
+  bool isOwnThread() const;
+
+ private:
+  std::shared_ptr<NetworkThread> thread_;
+};
+
+}  // namespace fliprugair

@@ -1,0 +1,51 @@
+#pragma once
+
+#include <curl/curl.h>
+
+#include <array>
+#include <memory>
+#include <string>
+
+#include "platform/curl/NetworkRequest.h"
+
+namespace fliprugair {
+
+/// One request on the wire: the easy handle, the body that it sends and the reply that it collects. Stays where it was
+/// made, because libcurl points into it. Network thread only.
+class CurlTransfer {
+ public:
+  /// `headers` must outlive the transfer.
+  CurlTransfer(NetworkRequest request, std::string body, const CurlNetworkOptions& options, curl_slist* headers);
+  CurlTransfer(const CurlTransfer&) = delete;
+  CurlTransfer& operator=(const CurlTransfer&) = delete;
+
+  CURL* handle() const { return handle_.get(); }
+  const NetworkRequest& request() const { return request_; }
+
+  /// Whether the handle took all its options. If not, the transfer must not run.
+  CURLcode prepared() const { return prepared_; }
+
+  NetworkOutcome outcome(CURLcode result) const;
+
+ private:
+  struct Cleanup {
+    void operator()(CURL* handle) const { curl_easy_cleanup(handle); }
+  };
+
+  template <class Argument>
+  void set(CURLoption option, Argument argument);
+  void setRequest(curl_slist* headers);
+  void setTransport(const CurlNetworkOptions& options);
+  void receive(const char* bytes, std::size_t count);
+  static std::size_t receiveBytes(char* bytes, std::size_t size, std::size_t count, void* transfer);
+
+  NetworkRequest request_;
+  std::string body_;
+  std::string reply_;
+  bool replyTooLong_ = false;
+  std::array<char, CURL_ERROR_SIZE> errorText_{};
+  CURLcode prepared_ = CURLE_OK;
+  std::unique_ptr<CURL, Cleanup> handle_;
+};
+
+}  // namespace fliprugair

@@ -1,0 +1,80 @@
+#pragma once
+
+#include <curl/curl.h>
+
+#include <atomic>
+#include <deque>
+#include <memory>
+#include <mutex>
+#include <thread>
+#include <vector>
+
+#include "Fliprugair/platform/JSONSerialization.h"
+#include "platform/curl/CurlTransfer.h"
+#include "platform/curl/RequestLedger.h"
+
+namespace fliprugair {
+
+/// The thread that all requests of one environment run on, over one curl multi handle. Senders leave their requests in
+/// `queued_` and wake it; everything without a comment below is the thread's own. Owned by CurlNetwork; a sender holds
+/// it for the length of a call.
+class NetworkThread {
+ public:
+  NetworkThread(CurlNetworkOptions options, const JSONSerialization& json, RequestLedger ledger);
+  ~NetworkThread() { stop(); }
+  NetworkThread(const NetworkThread&) = delete;
+  NetworkThread& operator=(const NetworkThread&) = delete;
+
+  /// Any thread. False when the thread has been stopped.
+  bool send(NetworkRequest request);
+
+  /// Could not be begun. Any thread.
+  void refuse(const NetworkRequest& request, std::string_view reason) { ledger_.refuse(request, reason); }
+
+  LoopbackScheme loopbackScheme() const { return options_.loopbackScheme; }
+
+  /// Waits for the thread, so not from there.
+  void stop();
+
+  /// Whether a delegate's method or the log is running further up. Any thread.
+  bool isOwnThread() const { return std::this_thread::get_id() == id_; }
+
+ private:
+  /// libcurl counts its users itself.
+  struct Library {
+    Library();
+    ~Library() { curl_global_cleanup(); }
+    Library(const Library&) = delete;
+    Library& operator=(const Library&) = delete;
+  };
+  struct Cleanup {
+    void operator()(CURLM* handle) const { curl_multi_cleanup(handle); }
+    void operator()(curl_slist* list) const { curl_slist_free_all(list); }
+  };
+
+  void run();
+  bool takeQueued();
+  void startWaiting();
+  void start(NetworkRequest request);
+  bool endFinished();
+  std::unique_ptr<CurlTransfer> takeRunning(CURL* handle);
+  void abandonAll();
+
+  const Library library_;
+  const CurlNetworkOptions options_;
+  const JSONSerialization& json_;
+  RequestLedger ledger_;
+  std::unique_ptr<curl_slist, Cleanup> headers_;
+  std::unique_ptr<CURLM, Cleanup> multi_;
+  std::deque<NetworkRequest> waiting_;
+  std::vector<std::unique_ptr<CurlTransfer>> running_;
+
+  std::mutex mutex_;  ///< around the next two, and around waking: the thread frees the multi handle when it ends
+  std::deque<NetworkRequest> queued_;
+  bool stopping_ = false;
+
+  std::thread thread_;
+  std::atomic<std::thread::id> id_;  ///< of thread_, which whoever stops it changes
+};
+
+}  // namespace fliprugair

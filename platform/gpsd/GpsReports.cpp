@@ -1,0 +1,53 @@
+#include "platform/gpsd/GpsReports.h"
+
+#include <gps.h>
+
+#include <cmath>
+#include <utility>
+
+namespace fliprugair {
+
+namespace {
+
+/// 0 is what some receivers send for an accuracy that they do not know.
+bool isKnown(double estimate) { return std::isfinite(estimate) && estimate > 0; }
+
+std::optional<double> horizontalAccuracy(const gps_fix_t& fix) {
+  if (isKnown(fix.eph)) return fix.eph;
+  if (isKnown(fix.epx) && isKnown(fix.epy)) return std::hypot(fix.epx, fix.epy);
+  return std::nullopt;
+}
+
+bool isPosition(const gps_fix_t& fix) {
+  return fix.mode >= MODE_2D && std::abs(fix.latitude) <= 90 && std::abs(fix.longitude) <= 180;
+}
+
+}  // namespace
+
+GpsReports::GpsReports(double wantedAccuracy)
+    : wantedAccuracy_(wantedAccuracy), report_(std::make_unique<gps_data_t>()) {}
+
+GpsReports::~GpsReports() = default;
+
+std::optional<GpsFix> GpsReports::sufficientFix(std::string line) {
+  // libgps reads some of the other classes by way of static buffers, which two searches would share.
+  if (line.find(R"("class":"TPV")") == std::string::npos) return std::nullopt;
+  *report_ = {};
+  gps_clear_fix(&report_->fix);
+  if (gps_unpack(line.data(), report_.get()) != 0 || !isNews()) return std::nullopt;
+  const gps_fix_t& fix = report_->fix;
+  const auto accuracy = horizontalAccuracy(fix);
+  if (!isPosition(fix) || !accuracy || *accuracy > wantedAccuracy_) return std::nullopt;
+  return GpsFix{fix.latitude, fix.longitude, *accuracy};
+}
+
+bool GpsReports::isNews() {
+  const auto& given = report_->fix.time;
+  if (given.tv_sec <= 0) return true;
+  const std::pair<long long, long> time(given.tv_sec, given.tv_nsec);
+  const auto [last, first] = times_.try_emplace(report_->dev.path, time);
+  if (first) return false;
+  return std::exchange(last->second, time) < time;
+}
+
+}  // namespace fliprugair

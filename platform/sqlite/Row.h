@@ -1,0 +1,31 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <variant>
+
+#include "Fliprugair/platform/Value.h"
+
+namespace fliprugair {
+
+/// One row of the store's file. A key is a row with parent 0. The items of an array and the entries of a dictionary
+/// that are stored one by one are rows whose parent is the array's or dictionary's own row, and that row holds [] or
+/// {}. Rows of one parent are ordered by position.
+struct Row {
+  std::int64_t id = 0;
+  std::int64_t parent = 0;
+  std::int64_t position = 0;
+  std::string name;  ///< of the key or entry; empty for the item of an array
+  Value value;
+};
+
+/// The rows with the numbers from `first` to `last`.
+struct RowRange {
+  std::int64_t first;
+  std::int64_t last;
+};
+
+/// A row to be written, in place of one with its number if there is one, or rows to be removed.
+using RowChange = std::variant<Row, RowRange>;
+
+}  // namespace fliprugair

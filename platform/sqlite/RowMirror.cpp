@@ -1,0 +1,211 @@
+#include "platform/sqlite/RowMirror.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "platform/sqlite/Database.h"
+
+namespace fliprugair {
+
+namespace {
+
+/// Removes the rows of `ids` from `begin` to `end`; neighbours go together.
+void erase(std::vector<std::int64_t>& ids, std::size_t begin, std::size_t end, std::vector<RowChange>& changes) {
+  for (std::size_t index = begin; index < end;) {
+    RowRange range{ids[index], ids[index]};
+    while (++index < end && ids[index] == range.last + 1) ++range.last;
+    changes.emplace_back(range);
+  }
+  ids.erase(ids.begin() + static_cast<std::ptrdiff_t>(begin), ids.begin() + static_cast<std::ptrdiff_t>(end));
+}
+
+template <class Stored>
+void eraseAll(Stored& stored, std::vector<RowChange>& changes) {
+  erase(stored.items, 0, stored.items.size(), changes);
+  if (stored.id != 0) changes.emplace_back(RowRange{stored.id, stored.id});
+  stored = {};
+}
+
+bool isArrayThatBeginsWith(const Value& value, const Array& beginning) {
+  return value.isArray() && beginning.sharedPrefix(value.array()) == beginning.size();
+}
+
+/// How many items at the end are the same objects, when `after` lacks items of `before` and has no others.
+std::size_t sharedEnd(const Array& before, const Array& after, std::size_t kept) {
+  std::size_t shared = 0;
+  while (kept + shared < after.size() &&
+         before[before.size() - 1 - shared].isSameObject(after[after.size() - 1 - shared])) {
+    ++shared;
+  }
+  return kept + shared == after.size() ? shared : 0;
+}
+
+}  // namespace
+
+RowMirror::RowMirror(std::vector<Row> rows) {
+  const std::size_t count = rows.size();
+  Children children;
+  for (Row& row : rows) {
+    nextNumber_ = std::max({nextNumber_, row.id + 1, row.position + 1});
+    children[row.parent].push_back(std::move(row));
+  }
+  std::size_t used = 0;
+  for (auto& [parent, siblings] : children) std::ranges::sort(siblings, {}, &Row::position);
+  const auto roots = children.find(0);
+  if (roots != children.end()) {
+    for (const Row& row : roots->second) {
+      Key& key = keys_[row.name];
+      if (key.row.id != 0) throw StoreError::damaged("a key stands twice");
+      key.value = assemble(key, row, children);
+      used += 1 + key.row.items.size() + key.entries.size();
+      for (const auto& [order, entry] : key.entries) used += entry.items.size();
+    }
+  }
+  if (used != count) throw StoreError::damaged("rows without an owner");
+}
+
+void RowMirror::forEachKey(const std::function<void(const std::string&, const Value&)>& visit) const {
+  for (const auto& [name, key] : keys_) visit(name, key.value);
+}
+
+Value RowMirror::assemble(Key& key, const Row& row, Children& children) {
+  const auto entries = children.find(row.id);
+  if (entries == children.end() || !row.value.isDictionary()) return assembleItems(key.row, row, children);
+  key.row = {row.id, row.position, {}};
+  std::vector<std::pair<std::string, Value>> pairs;
+  pairs.reserve(entries->second.size());
+  for (const Row& entry : entries->second) {
+    Value value = assembleItems(key.entries[pairs.size()], entry, children);
+    pairs.emplace_back(entry.name, std::move(value));
+  }
+  // The dictionary numbers its entries in this very order.
+  Dictionary dictionary(std::move(pairs));
+  if (dictionary.size() != key.entries.size()) throw StoreError::damaged("an entry stands twice");
+  return dictionary;
+}
+
+Value RowMirror::assembleItems(Stored& stored, const Row& row, Children& children) {
+  stored = {row.id, row.position, {}};
+  const auto items = children.find(row.id);
+  if (items == children.end() || !row.value.isArray()) return row.value;
+  std::vector<Value> values;
+  values.reserve(items->second.size());
+  for (const Row& item : items->second) {
+    values.push_back(item.value);
+    stored.items.push_back(item.id);
+  }
+  return Array(std::move(values));
+}
+
+void RowMirror::stage(const std::vector<StoreMemory::Write>& writes, std::vector<RowChange>& changes) {
+  // Arrays that go are dealt with last, so that whoever receives them finds their rows.
+  std::vector<std::pair<const StoreMemory::Write*, Key*>> last;
+  for (const auto& write : writes) {
+    Key& key = keys_[*write.name];
+    if (!key.row.items.empty() && !isArrayThatBeginsWith(write.value, key.value.array())) {
+      last.emplace_back(&write, &key);
+      donors_.push_back(&key);
+    }
+  }
+  for (const auto& write : writes) {
+    Key& key = keys_.find(*write.name)->second;
+    if (std::ranges::find(donors_, &key) == donors_.end()) stageKey(*write.name, key, write.value, changes);
+  }
+  donors_.clear();
+  for (const auto& [write, key] : last) stageKey(*write->name, *key, write->value, changes);
+}
+
+void RowMirror::stageKey(const std::string& name, Key& key, const Value& now, std::vector<RowChange>& changes) {
+  const bool wasDictionary = key.value.isDictionary() && key.row.id != 0;
+  if (wasDictionary && now.isDictionary()) {
+    stageEntries(key, key.value.dictionary(), now.dictionary(), changes);
+  } else {
+    for (auto& [order, entry] : key.entries) eraseAll(entry, changes);
+    key.entries.clear();
+    if (now.isNull()) {
+      eraseAll(key.row, changes);
+    } else if (now.isDictionary()) {
+      erase(key.row.items, 0, key.row.items.size(), changes);
+      put({0, name}, key.row, Dictionary(), changes);
+      stageEntries(key, Dictionary(), now.dictionary(), changes);
+    } else {
+      stageValue({0, name}, key.row, key.value, now, changes);
+    }
+  }
+  key.value = now;
+}
+
+void RowMirror::stageEntries(Key& key, const Dictionary& before, const Dictionary& after,
+                             std::vector<RowChange>& changes) {
+  const Dictionary::Difference difference = Dictionary::difference(before, after);
+  const std::vector<Dictionary::Entry>& added = difference.added;
+  for (const Dictionary::Entry& entry : difference.removed) {
+    const auto successor = std::ranges::lower_bound(added, entry.order, {}, &Dictionary::Entry::order);
+    const bool isReplaced =
+        successor != added.end() && successor->order == entry.order && successor->key() == entry.key();
+    if (isReplaced) continue;
+    const auto row = key.entries.find(entry.order);
+    eraseAll(row->second, changes);
+    key.entries.erase(row);
+  }
+  const auto isNew = [&](const Dictionary::Entry& entry) { return !key.entries.contains(entry.order); };
+  const auto firstNew = std::ranges::find_if(added, isNew);
+  if (firstNew != added.end() && !key.entries.empty() && firstNew->order < key.entries.rbegin()->first) {
+    // New entries before old ones: another dictionary altogether.
+    for (auto& [order, entry] : key.entries) eraseAll(entry, changes);
+    key.entries.clear();
+    return stageEntries(key, Dictionary(), after, changes);
+  }
+  for (const Dictionary::Entry& entry : added) {
+    const auto [row, fresh] = key.entries.try_emplace(entry.order);
+    stageValue({key.row.id, entry.key()}, row->second, fresh ? Value() : before[entry.key()], entry.value, changes);
+  }
+}
+
+void RowMirror::stageItems(Stored& stored, const Array& before, const Array& after, std::vector<RowChange>& changes) {
+  const std::size_t common = std::min(before.size(), after.size());
+  std::size_t kept = before.sharedPrefix(after);
+  while (kept < common && before[kept] == after[kept]) ++kept;
+  const std::size_t end = after.size() < before.size() ? sharedEnd(before, after, kept) : 0;
+  erase(stored.items, kept, stored.items.size() - end, changes);
+  for (std::size_t index = kept; index < after.size() - end; ++index) {
+    const std::int64_t id = nextNumber_++;
+    changes.emplace_back(Row{id, stored.id, id, {}, after[index]});
+    stored.items.push_back(id);
+  }
+}
+
+void RowMirror::stageValue(const Place& place, Stored& stored, const Value& before, const Value& after,
+                           std::vector<RowChange>& changes) {
+  if (stored.id != 0 && before.isArray() && after.isArray()) {
+    return stageItems(stored, before.array(), after.array(), changes);
+  }
+  if (stored.id != 0 && before == after) return;
+  erase(stored.items, 0, stored.items.size(), changes);
+  if (!after.isArray()) return put(place, stored, after, changes);
+  const Array array = after.array();
+  const Array taken = takeRowsOfDonor(array, stored);
+  put(place, stored, Array(), changes);
+  stageItems(stored, taken, array, changes);
+}
+
+/// Writes the row itself; it keeps its number and position, if it has any.
+void RowMirror::put(const Place& place, Stored& stored, Value value, std::vector<RowChange>& changes) {
+  if (stored.id == 0) stored.id = nextNumber_++;
+  if (stored.position == 0) stored.position = stored.id;
+  changes.emplace_back(Row{stored.id, place.parent, stored.position, place.name, std::move(value)});
+}
+
+/// The beginning of `array` whose rows `stored` has received.
+Array RowMirror::takeRowsOfDonor(const Array& array, Stored& stored) {
+  if (stored.id != 0) return {};
+  const auto donor = std::ranges::find_if(donors_, [&](const Key* key) {
+    return !key->row.items.empty() && isArrayThatBeginsWith(array, key->value.array());
+  });
+  if (donor == donors_.end()) return {};
+  stored = std::exchange((*donor)->row, {});
+  stored.position = nextNumber_++;
+  return (*donor)->value.array();
+}
+
+}  // namespace fliprugair

@@ -1,0 +1,67 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <vector>
+
+#include "platform/sqlite/Row.h"
+#include "platform/sqlite/StoreMemory.h"
+
+namespace fliprugair {
+
+/// What the file holds, and in which rows: finds the fewest rows to change for what was written.
+///
+/// A key's array or dictionary is stored item by item, and so is an array that is an entry of a key's dictionary;
+/// everything else is one row. An array that leaves a key and comes up elsewhere in the same writes takes its rows
+/// along: only its own row is written again.
+///
+/// Owned by StoreDisk, which also guards it. What it has staged counts as written from then on.
+class RowMirror {
+ public:
+  RowMirror() = default;
+  /// Throws StoreError::damaged when the rows do not make up keys and values.
+  explicit RowMirror(std::vector<Row> rows);
+
+  void forEachKey(const std::function<void(const std::string&, const Value&)>& visit) const;
+
+  /// Appends to `changes` what leads from the rows as they are to the values in `writes`.
+  void stage(const std::vector<StoreMemory::Write>& writes, std::vector<RowChange>& changes);
+
+ private:
+  struct Stored {
+    std::int64_t id = 0;  ///< 0 when there is no row
+    std::int64_t position = 0;
+    std::vector<std::int64_t> items;  ///< the rows of an array's items
+  };
+  struct Key {
+    Value value;
+    Stored row;
+    std::map<std::uint64_t, Stored> entries;  ///< a dictionary's, by Dictionary::Entry::order
+  };
+  struct Place {
+    std::int64_t parent;
+    const std::string& name;
+  };
+  using Children = std::unordered_map<std::int64_t, std::vector<Row>>;
+
+  static Value assemble(Key& key, const Row& row, Children& children);
+  static Value assembleItems(Stored& stored, const Row& row, Children& children);
+
+  void stageKey(const std::string& name, Key& key, const Value& now, std::vector<RowChange>& changes);
+  void stageEntries(Key& key, const Dictionary& before, const Dictionary& after, std::vector<RowChange>& changes);
+  void stageItems(Stored& stored, const Array& before, const Array& after, std::vector<RowChange>& changes);
+  void stageValue(const Place& place, Stored& stored, const Value& before, const Value& after,
+                  std::vector<RowChange>& changes);
+  void put(const Place& place, Stored& stored, Value value, std::vector<RowChange>& changes);
+  Array takeRowsOfDonor(const Array& array, Stored& stored);
+
+  std::unordered_map<std::string, Key> keys_;
+  std::vector<Key*> donors_;  ///< while staging: keys whose array is about to go
+  std::int64_t nextNumber_ = 1;
+};
+
+}  // namespace fliprugair

@@ -1,0 +1,49 @@
+#include "platform/sqlite/SetAside.h"
+
+#include <array>
+#include <ctime>
+#include <string>
+
+#include "platform/sqlite/Database.h"
+
+namespace fliprugair {
+
+namespace {
+
+/// The file first: without its log it would be opened as it was some time ago. A log that stays behind belongs to no
+/// file, and SQLite deletes it.
+constexpr std::array suffixes = {"", "-wal", "-shm"};
+
+std::string utcTime() {
+  const std::time_t now = std::time(nullptr);
+  std::tm parts{};
+  gmtime_r(&now, &parts);
+  std::array<char, 32> text;
+  return {text.data(), std::strftime(text.data(), text.size(), "%Y%m%dT%H%M%SZ", &parts)};
+}
+
+bool isFree(const std::filesystem::path& file) {
+  for (const char* suffix : suffixes) {
+    if (std::filesystem::exists(std::filesystem::symlink_status(file.string() + suffix))) return false;
+  }
+  return true;
+}
+
+}  // namespace
+
+std::filesystem::path setAside(const std::filesystem::path& file) {
+  try {
+    const std::string name = file.string() + ".damaged-" + utcTime();
+    std::filesystem::path free = name;
+    for (int number = 2; !isFree(free); ++number) free = name + "-" + std::to_string(number);
+    for (const char* suffix : suffixes) {
+      const std::string part = file.string() + suffix;
+      if (std::filesystem::exists(part)) std::filesystem::rename(part, free.string() + suffix);
+    }
+    return free;
+  } catch (const std::filesystem::filesystem_error& error) {
+    throw StoreError(StoreError::Kind::unavailable, "a damaged file cannot be set aside: " + error.code().message());
+  }
+}
+
+}  // namespace fliprugair

@@ -1,0 +1,123 @@
+#include "platform/sqlite/StoreMemory.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace fliprugair {
+
+namespace {
+
+/// The list `older` with what stands in `newer`; otherwise `newer`.
+Value joined(const Value& older, const Value& newer) {
+  const bool isList = older.isArray() || older.isDictionary();
+  if (isList && newer.isNull()) return older;
+  if (older.isArray() && newer.isArray()) {
+    Array array = older.array();
+    for (const Value& item : newer.array()) array = array.appending(item);
+    return array;
+  }
+  if (older.isDictionary() && newer.isDictionary()) {
+    Dictionary dictionary = older.dictionary();
+    for (const auto& entry : newer.dictionary().entries()) dictionary = dictionary.setting(entry.key(), entry.value);
+    return dictionary;
+  }
+  return newer;
+}
+
+}  // namespace
+
+Value StoreMemory::read(std::string_view name) const {
+  const std::lock_guard lock(mutex_);
+  const auto found = table_.find(name);
+  return found == table_.end() ? Value() : found->second.value;
+}
+
+void StoreMemory::write(std::string_view name, Value value) {
+  const std::lock_guard lock(mutex_);
+  Table::value_type& target = slot(name);
+  if (target.second.value.isSameObject(value)) return;
+  std::swap(target.second.value, value);  // what was there is destroyed by the caller, after the lock
+  markWritten(target);
+}
+
+void StoreMemory::update(std::string_view name, const std::function<Value(const Value&)>& change) {
+  Value value;
+  const std::lock_guard lock(mutex_);
+  Table::value_type& target = slot(name);
+  value = change(target.second.value);
+  if (target.second.value.isSameObject(value)) return;
+  std::swap(target.second.value, value);
+  markWritten(target);
+}
+
+void StoreMemory::adopt(std::string_view name, const Value& value) {
+  const std::lock_guard lock(mutex_);
+  Slot& slot = table_[std::string(name)];
+  if (!slot.written) slot.value = value;
+}
+
+void StoreMemory::merge(std::string_view name, const Value& value) {
+  const std::lock_guard lock(mutex_);
+  Slot& slot = table_[std::string(name)];
+  slot.value = slot.written ? joined(value, slot.value) : value;
+}
+
+void StoreMemory::takeWrites(std::vector<Write>& writes) {
+  const std::lock_guard lock(mutex_);
+  for (Table::value_type* slot : written_) {
+    slot->second.written = false;
+    writes.push_back({&slot->first, slot->second.value});
+  }
+  written_.clear();
+}
+
+void StoreMemory::forgetTaken() {
+  const std::lock_guard lock(mutex_);
+  for (Table::value_type& slot : table_) markWritten(slot);
+}
+
+void StoreMemory::beginGroup() {
+  const std::lock_guard lock(mutex_);
+  const auto group = groupOfThisThread();
+  if (group != groups_.end()) {
+    ++group->depth;
+  } else {
+    groups_.push_back({std::this_thread::get_id(), 1, false});
+  }
+}
+
+bool StoreMemory::endGroup() {
+  const std::lock_guard lock(mutex_);
+  const auto group = groupOfThisThread();
+  if (group == groups_.end() || --group->depth > 0) return false;
+  const bool synchronizes = group->synchronizes;
+  groups_.erase(group);
+  return synchronizes;
+}
+
+bool StoreMemory::postponeSynchronization() {
+  const std::lock_guard lock(mutex_);
+  const auto group = groupOfThisThread();
+  if (group == groups_.end()) return false;
+  group->synchronizes = true;
+  return true;
+}
+
+StoreMemory::Table::value_type& StoreMemory::slot(std::string_view name) {
+  const auto found = table_.find(name);
+  if (found != table_.end()) return *found;
+  Table::value_type& fresh = *table_.try_emplace(std::string(name)).first;
+  // Even nothing: the file may hold something under this name and could just not be read so far.
+  markWritten(fresh);
+  return fresh;
+}
+
+void StoreMemory::markWritten(Table::value_type& slot) {
+  if (!std::exchange(slot.second.written, true)) written_.push_back(&slot);
+}
+
+std::vector<StoreMemory::Group>::iterator StoreMemory::groupOfThisThread() {
+  return std::ranges::find(groups_, std::this_thread::get_id(), &Group::thread);
+}
+
+}  // namespace fliprugair

@@ -1,0 +1,75 @@
+#pragma once
+
+#include <functional>
+#include <mutex>
+#include <string>
+#include <string_view>
+#include <thread>
+#include <unordered_map>
+#include <vector>
+
+#include "Fliprugair/platform/Value.h"
+
+namespace fliprugair {
+
+/// The store as its readers see it: the values, which of them the file does not have yet, and the groups of writes that
+/// are open. Owned by the store. Threads: any; no operation waits for the disk.
+class StoreMemory {
+ public:
+  /// A key and what it holds now. The name is the memory's own and stays where it is.
+  struct Write {
+    const std::string* name;
+    Value value;
+  };
+
+  Value read(std::string_view name) const;
+  void write(std::string_view name, Value value);
+  void update(std::string_view name, const std::function<Value(const Value&)>& change);
+
+  /// Takes over what the file holds under `name`, unless something was written here.
+  void adopt(std::string_view name, const Value& value);
+
+  /// As `adopt`, for a file that could not be read so far: what was written without having seen its lists must not
+  /// delete them. What stands in them comes first; a dictionary's entry yields to one of its name written here.
+  void merge(std::string_view name, const Value& value);
+
+  /// Appends every key that was written since the last call.
+  void takeWrites(std::vector<Write>& writes);
+
+  /// Lets every key count as written.
+  void forgetTaken();
+
+  void beginGroup();
+  /// Whether a synchronization that was postponed is due.
+  bool endGroup();
+  /// Whether the calling thread has a group open; its end will answer that a synchronization is due.
+  bool postponeSynchronization();
+
+ private:
+  struct NameHash {
+    using is_transparent = void;
+    std::size_t operator()(std::string_view name) const { return std::hash<std::string_view>{}(name); }
+  };
+  struct Slot {
+    Value value;
+    bool written = false;
+  };
+  /// Never erased from: there are as many slots as keys ever used, and `Write` points to their names.
+  using Table = std::unordered_map<std::string, Slot, NameHash, std::equal_to<>>;
+  struct Group {
+    std::thread::id thread;
+    int depth;
+    bool synchronizes;
+  };
+
+  Table::value_type& slot(std::string_view name);
+  void markWritten(Table::value_type& slot);
+  std::vector<Group>::iterator groupOfThisThread();
+
+  mutable std::mutex mutex_;
+  Table table_;
+  std::vector<Table::value_type*> written_;
+  std::vector<Group> groups_;
+};
+
+}  // namespace fliprugair

@@ -1,0 +1,72 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <string>
+
+#include "curl/Doubles.h"
+
+namespace fliprugair::test {
+
+struct Certificate {
+  std::string certificateFile;
+  std::string keyFile;
+};
+
+/// A control host on a free port of 127.0.0.1, over TLS when it has a certificate. Its handler runs on a thread of its
+/// own for every connection.
+class TestServer {
+ public:
+  struct Request {
+    std::string method;
+    std::string path;
+    std::string body;
+    std::string contentType;
+    int clientPort = 0;
+  };
+  struct Reply {
+    int status = 200;
+    std::string body = R"({"success":1})";
+    std::string location = "";
+  };
+  using Handler = std::function<Reply(const Request&)>;
+
+  TestServer();  ///< accepts everything
+  explicit TestServer(Handler handler);
+  TestServer(const Certificate& certificate, Handler handler);
+  ~TestServer();
+
+  int port() const;
+  std::string hostname(const std::string& host = "127.0.0.1") const { return host + ":" + std::to_string(port()); }
+
+  Mailbox<Request> requests;
+
+ private:
+  struct Implementation;
+  std::unique_ptr<Implementation> implementation_;
+};
+
+/// A port of 127.0.0.1 that nobody listens on, for as long as this object lives.
+class DeadPort {
+ public:
+  DeadPort();
+  ~DeadPort();
+  DeadPort(const DeadPort&) = delete;
+  DeadPort& operator=(const DeadPort&) = delete;
+  std::string hostname() const { return "127.0.0.1:" + std::to_string(port_); }
+
+ protected:
+  int socket_ = -1;
+
+ private:
+  int port_ = 0;
+};
+
+/// A port on which the system takes connections, which nobody answers who does not accept them.
+class SilentPort : public DeadPort {
+ public:
+  SilentPort();
+  int listener() const { return socket_; }
+};
+
+}  // namespace fliprugair::test

@@ -1,0 +1,152 @@
+#include "GpsFake.h"
+
+#include <arpa/inet.h>
+#include <fcntl.h>
+#include <netinet/in.h>
+#include <signal.h>
+#include <sys/socket.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <array>
+#include <chrono>
+#include <cstdio>
+#include <fstream>
+#include <stdexcept>
+#include <string_view>
+#include <thread>
+
+#include "platform/posix/FileDescriptor.h"
+
+namespace fliprugair::test {
+
+namespace {
+
+std::string sentence(const std::string& body) {
+  unsigned checksum = 0;
+  for (const char character : body) checksum ^= static_cast<unsigned char>(character);
+  std::array<char, 8> end{};
+  std::snprintf(end.data(), end.size(), "*%02X\r\n", checksum & 0xFFU);
+  return "$" + body + end.data();
+}
+
+std::string sentences(const Epoch& epoch, std::size_t second) {
+  std::array<char, 16> time{};
+  std::snprintf(time.data(), time.size(), "12%02zu%02zu.00", second / 60 % 60, second % 60);
+  if (!epoch.fix) {
+    return sentence(std::string("GPGGA,") + time.data() + ",,,,,0,00,,,M,,M,,") + sentence("GPGSA,A,1,,,,,,,,,,,,,,,") +
+           sentence(std::string("GPRMC,") + time.data() + ",V,,,,,,,011124,,,N");
+  }
+  const std::string position = "4807.038,N,01131.000,E";
+  const std::string dilution = std::to_string(epoch.horizontalDilution);
+  return sentence(std::string("GPGGA,") + time.data() + "," + position + ",1,08," + dilution + ",545.4,M,46.9,M,,") +
+         sentence("GPGSA,A,3,04,05,,09,12,,,24,,,,,2.5," + dilution + ",2.1") +
+         sentence(std::string("GPRMC,") + time.data() + ",A," + position + ",000.0,360.0,011124,,,A");
+}
+
+FileDescriptor loopbackSocket(std::uint16_t port, sockaddr_in& address) {
+  address = {};
+  address.sin_family = AF_INET;
+  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  address.sin_port = htons(port);
+  return FileDescriptor(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
+}
+
+/// gpsd's list of its receivers; "" while nobody answers.
+std::string devicesAt(const std::string& port) {
+  sockaddr_in address;
+  const auto client = loopbackSocket(static_cast<std::uint16_t>(std::stoi(port)), address);
+  if (connect(client.get(), reinterpret_cast<sockaddr*>(&address), sizeof address) != 0) return "";
+  constexpr std::string_view command = "?DEVICES;\n";
+  if (send(client.get(), command.data(), command.size(), MSG_NOSIGNAL) < 0) return "";
+  std::string answer;
+  std::array<char, 1024> buffer;
+  while (answer.find("DEVICES") == std::string::npos || answer.back() != '\n') {
+    const auto count = recv(client.get(), buffer.data(), buffer.size(), 0);
+    if (count <= 0) return "";
+    answer.append(buffer.data(), static_cast<std::size_t>(count));
+  }
+  return answer;
+}
+
+/// What the child does between fork and exec: calls of the system only, since other threads may have held locks.
+[[noreturn]] void becomeGpsFake(const std::string& folder, const std::string& log, char* const* arguments) {
+  setpgid(0, 0);
+  if (chdir(folder.c_str()) != 0) _exit(126);
+  const int output = open(log.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
+  dup2(output, STDOUT_FILENO);
+  dup2(output, STDERR_FILENO);
+  execvp(arguments[0], arguments);
+  _exit(127);
+}
+
+}  // namespace
+
+std::string freePort() {
+  sockaddr_in address;
+  const auto probe = loopbackSocket(0, address);
+  socklen_t size = sizeof address;
+  if (bind(probe.get(), reinterpret_cast<sockaddr*>(&address), size) != 0 ||
+      getsockname(probe.get(), reinterpret_cast<sockaddr*>(&address), &size) != 0) {
+    throw std::runtime_error("no free port");
+  }
+  return std::to_string(ntohs(address.sin_port));
+}
+
+GpsFake::GpsFake(const std::vector<Epoch>& epochs) {
+  std::string pattern = (std::filesystem::temp_directory_path() / "gpsfake-XXXXXX").string();
+  if (mkdtemp(pattern.data()) == nullptr) throw std::runtime_error("no temporary directory");
+  folder_ = pattern;
+  std::ofstream log(folder_ / "receiver.nmea", std::ios::binary);
+  for (std::size_t second = 0; second < epochs.size(); ++second) log << sentences(epochs[second], second);
+  log.close();
+  // gpsfake loses a race now and then: it tells gpsd of the receiver before gpsd listens to that, and never again.
+  for (int attempt = 0; attempt < 10; ++attempt) {
+    start();
+    if (hasReceiver()) return;
+    kill();
+  }
+  throw std::runtime_error("gpsfake did not start");
+}
+
+GpsFake::~GpsFake() {
+  kill();
+  std::error_code ignored;
+  std::filesystem::remove_all(folder_, ignored);
+}
+
+void GpsFake::start() {
+  port_ = freePort();
+  const auto output = (folder_ / "output").string();
+  // gpsd is where only the superuser's search path leads.
+  std::vector<std::string> words{
+      "env", "GPSD_HOME=/usr/sbin", "gpsfake", "-q", "-c", "0.01", "-P", port_, (folder_ / "receiver.nmea").string()};
+  std::vector<char*> arguments;
+  for (auto& word : words) arguments.push_back(word.data());
+  arguments.push_back(nullptr);
+  process_ = fork();
+  if (process_ == 0) becomeGpsFake(folder_.string(), output, arguments.data());
+  setpgid(process_, process_);
+}
+
+bool GpsFake::hasReceiver() const {
+  const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(5);
+  while (std::chrono::steady_clock::now() < deadline) {
+    if (devicesAt(port_).find("/dev/") != std::string::npos) return true;
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));  // gpsd tells nobody when it is ready
+  }
+  return false;
+}
+
+void GpsFake::kill() {
+  if (process_ < 0) return;
+  // gpsd is in gpsfake's process group.
+  ::kill(-process_, SIGKILL);
+  waitpid(process_, nullptr, 0);
+  // Where gpsfake puts gpsd's control socket.
+  std::error_code ignored;
+  std::filesystem::remove("/tmp/gpsfake-" + std::to_string(process_) + ".sock", ignored);
+  process_ = -1;
+}
+
+}  // namespace fliprugair::test

@@ -1,0 +1,96 @@
+#include <sys/resource.h>
+
+#include <csignal>
+#include <optional>
+
+#include "sqlite/StoreFiles.h"
+
+namespace fliprugair {
+namespace {
+
+/// No file of this process can grow beyond `bytes`, as if the disk were full.
+class FullDisk {
+ public:
+  explicit FullDisk(rlim_t bytes) : handler_(std::signal(SIGXFSZ, SIG_IGN)) {
+    getrlimit(RLIMIT_FSIZE, &before_);
+    const rlimit limit{bytes, before_.rlim_max};
+    setrlimit(RLIMIT_FSIZE, &limit);
+  }
+  ~FullDisk() {
+    setrlimit(RLIMIT_FSIZE, &before_);
+    std::signal(SIGXFSZ, handler_);
+  }
+  FullDisk(const FullDisk&) = delete;
+  FullDisk& operator=(const FullDisk&) = delete;
+
+ private:
+  rlimit before_{};
+  void (*handler_)(int);
+};
+
+TEST(AFullDisk, CostsNothingThatWasWrittenMeanwhile) {
+  const TemporaryFolder folder;
+  StoreLog log;
+  const auto store = openStore(folder / "store", log.sink());
+  const auto append = [&](int first, int count) {
+    for (int number = first; number < first + count; ++number) {
+      store->update("queue", [&](const Value& queue) { return Value(queue.array().appending(record(number))); });
+      store->setObject(number, "last");
+      store->synchronize();
+    }
+  };
+  append(0, 10);
+  std::optional<AfterSuddenDeath> during;
+  {
+    const FullDisk full(logSize(folder / "store") + 10000);
+    append(10, 50);
+    ASSERT_EQ(log.lines().size(), 1U);
+    EXPECT_NE(log.lines().front().find("cannot be written"), std::string::npos) << log.lines().front();
+    EXPECT_EQ(store->arrayForKey("queue")->size(), 60U);
+    during.emplace(folder / "store");
+  }
+  EXPECT_LT((*during)->integerForKey("last"), 59);
+  EXPECT_EQ((*during)->arrayForKey("queue")->size(), static_cast<std::size_t>((*during)->integerForKey("last")) + 1);
+  append(60, 1);
+  EXPECT_EQ(log.lines().size(), 2U);
+  AfterSuddenDeath after(folder / "store");
+  EXPECT_EQ(after->objectForKey("queue"), store->objectForKey("queue"));
+  EXPECT_EQ(after->arrayForKey("queue")->size(), 61U);
+}
+
+TEST(AFullDisk, WhileAStoreIsBegunIsNotTakenForDamage) {
+  for (const rlim_t room : {100, 600, 2047, 2048, 3000, 5000, 7000}) {
+    const TemporaryFolder folder;
+    StoreLog log;
+    std::unique_ptr<SQLiteUserDefaults> store;
+    {
+      const FullDisk full(room);
+      store = openStore(folder / "store", log.sink());
+      for (int number = 0; number < 3; ++number) {
+        store->setObject(number, "key");
+        store->synchronize();
+      }
+    }
+    EXPECT_EQ(log.lines().size(), 1U) << room;
+    store->synchronize();
+    EXPECT_EQ(log.lines().size(), 2U) << room;
+    EXPECT_TRUE(filesSetAside(folder).empty()) << room;
+    EXPECT_EQ(AfterSuddenDeath(folder / "store")->objectForKey("key"), Value(2)) << room;
+  }
+}
+
+TEST(AFullDisk, DoesNotKeepTheStoreFromBeingRead) {
+  const TemporaryFolder folder;
+  fill(folder / "store");
+  StoreLog log;
+  const FullDisk full(1);
+  const auto store = openStore(folder / "store", log.sink());
+  EXPECT_EQ(store->objectForKey("key"), Value("identity"));
+  EXPECT_EQ(store->arrayForKey("queue")->size(), 100U);
+  store->setObject(1, "new");
+  store->synchronize();
+  EXPECT_EQ(log.lines().size(), 1U);
+}
+
+}  // namespace
+}  // namespace fliprugair

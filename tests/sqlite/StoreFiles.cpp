@@ -1,0 +1,69 @@
+#include "sqlite/StoreFiles.h"
+
+#include <sqlite3.h>
+
+#include <fstream>
+#include <iterator>
+
+namespace fliprugair {
+
+std::string contentOf(const std::filesystem::path& file) {
+  std::ifstream stream(file, std::ios::binary);
+  return {std::istreambuf_iterator<char>(stream), {}};
+}
+
+void overwrite(const std::filesystem::path& file, std::size_t position, const std::string& bytes) {
+  std::fstream stream(file, std::ios::binary | std::ios::in | std::ios::out);
+  stream.seekp(static_cast<std::streamoff>(position));
+  stream << bytes;
+}
+
+void execute(const std::filesystem::path& file, const char* sql) {
+  sqlite3* database = nullptr;
+  ASSERT_EQ(sqlite3_open(file.c_str(), &database), SQLITE_OK);
+  EXPECT_EQ(sqlite3_exec(database, sql, nullptr, nullptr, nullptr), SQLITE_OK) << sqlite3_errmsg(database);
+  sqlite3_close(database);
+}
+
+std::vector<std::filesystem::path> filesSetAside(const TemporaryFolder& folder) {
+  std::vector<std::filesystem::path> files;
+  for (const auto& entry : std::filesystem::directory_iterator(folder.path())) {
+    if (entry.path().filename().string().starts_with("store.damaged-")) files.push_back(entry.path());
+  }
+  return files;
+}
+
+void fill(const std::filesystem::path& file, int records) {
+  const auto store = openStore(file);
+  Array queue;
+  for (int number = 0; number < records; ++number) queue = queue.appending(record(number));
+  store->setObject(queue, "queue");
+  store->setObject("identity", "key");
+}
+
+void makeUnlockable(const std::filesystem::path& file) {
+  std::filesystem::remove(file.string() + ".lock");
+  std::filesystem::create_symlink("missing/folder", file.string() + ".lock");
+}
+
+void makeLockable(const std::filesystem::path& file) { std::filesystem::remove(file.string() + ".lock"); }
+
+void leaveWithLog(const std::filesystem::path& file, const std::function<void(SQLiteUserDefaults&)>& write) {
+  fill(file, 3);
+  const TemporaryFolder folder;
+  {
+    const auto store = openStore(file);
+    write(*store);
+    store->synchronize();
+    for (const char* suffix : {"", "-wal"}) {
+      std::filesystem::copy_file(file.string() + suffix, (folder / "copy").string() + suffix);
+    }
+  }
+  for (const char* suffix : {"", "-wal"}) {
+    std::filesystem::copy_file((folder / "copy").string() + suffix, file.string() + suffix,
+                               std::filesystem::copy_options::overwrite_existing);
+  }
+  ASSERT_GT(logSize(file), 0U);
+}
+
+}  // namespace fliprugair

@@ -1,0 +1,28 @@
+// The files of a store, seen and changed from outside.
+#pragma once
+
+#include <filesystem>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "sqlite/StoreTest.h"
+
+namespace fliprugair {
+
+std::string contentOf(const std::filesystem::path& file);
+void overwrite(const std::filesystem::path& file, std::size_t position, const std::string& bytes);
+void execute(const std::filesystem::path& file, const char* sql);
+std::vector<std::filesystem::path> filesSetAside(const TemporaryFolder& folder);
+
+/// Makes a store of `records` under "queue" and a text under "key".
+void fill(const std::filesystem::path& file, int records = 100);
+
+/// The store cannot be locked until `makeLockable`, and so cannot be written; root is no exception.
+void makeUnlockable(const std::filesystem::path& file);
+void makeLockable(const std::filesystem::path& file);
+
+/// What a process that died a sudden death leaves in `file`, most of it in the log.
+void leaveWithLog(const std::filesystem::path& file, const std::function<void(SQLiteUserDefaults&)>& write);
+
+}  // namespace fliprugair

@@ -1,0 +1,107 @@
+#pragma once
+
+#include <gtest/gtest.h>
+#include <stdlib.h>
+
+#include <filesystem>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <string_view>
+#include <variant>
+#include <vector>
+
+#include "platform/sqlite/SQLiteUserDefaults.h"
+
+namespace fliprugair {
+
+/// A folder of the test's own, gone with it.
+class TemporaryFolder {
+ public:
+  explicit TemporaryFolder(const std::filesystem::path& parent = std::filesystem::temp_directory_path()) {
+    std::string name = (parent / "store-XXXXXX").string();
+    path_ = mkdtemp(name.data());
+  }
+  ~TemporaryFolder() {
+    std::error_code ignored;
+    std::filesystem::remove_all(path_, ignored);
+  }
+  TemporaryFolder(const TemporaryFolder&) = delete;
+  TemporaryFolder& operator=(const TemporaryFolder&) = delete;
+
+  std::filesystem::path operator/(std::string_view name) const { return path_ / name; }
+  const std::filesystem::path& path() const { return path_; }
+
+ private:
+  std::filesystem::path path_;
+};
+
+/// Keeps what the store says. Any thread.
+class StoreLog {
+ public:
+  SQLiteUserDefaults::Log sink() {
+    return [this](std::string_view line) {
+      const std::lock_guard lock(mutex_);
+      lines_.emplace_back(line);
+    };
+  }
+
+  std::vector<std::string> lines() const {
+    const std::lock_guard lock(mutex_);
+    return lines_;
+  }
+
+ private:
+  mutable std::mutex mutex_;
+  std::vector<std::string> lines_;
+};
+
+/// The store in `file`, or a null pointer and a failed test when it is refused.
+inline std::unique_ptr<SQLiteUserDefaults> openStore(const std::filesystem::path& file,
+                                                     SQLiteUserDefaults::Log log = {}) {
+  auto opened = SQLiteUserDefaults::open(file, std::move(log));
+  if (const auto* refusal = std::get_if<SQLiteUserDefaults::Refusal>(&opened)) {
+    ADD_FAILURE() << refusal->reason;
+    return nullptr;
+  }
+  return std::get<std::unique_ptr<SQLiteUserDefaults>>(std::move(opened));
+}
+
+/// What a process would find in `file` if the one that has it open died at this moment. Only for stores that have
+/// written less than would wake their background thread: the copy is not made in one instant.
+class AfterSuddenDeath {
+ public:
+  explicit AfterSuddenDeath(const std::filesystem::path& file) {
+    std::filesystem::copy_file(file, folder_ / "store");
+    const std::string log = file.string() + "-wal";
+    if (std::filesystem::exists(log)) std::filesystem::copy_file(log, folder_ / "store-wal");
+  }
+
+  SQLiteUserDefaults* operator->() {
+    if (!store_) store_ = openStore(folder_ / "store", log_.sink());
+    EXPECT_TRUE(log_.lines().empty()) << log_.lines().front();
+    return store_.get();
+  }
+
+ private:
+  // There is no need for the disk to see these copies.
+  static std::filesystem::path memory() {
+    return std::filesystem::exists("/dev/shm") ? "/dev/shm" : std::filesystem::temp_directory_path();
+  }
+
+  TemporaryFolder folder_{memory()};
+  StoreLog log_;
+  std::unique_ptr<SQLiteUserDefaults> store_;
+};
+
+inline Value record(int number) {
+  return Value{{"action", "event"},
+               {"number", number},
+               {"data", Value{{"event_name", "level finished"}, {"event_data", std::string(400, 'x')}}}};
+}
+
+inline std::uintmax_t logSize(const std::filesystem::path& file) {
+  return std::filesystem::file_size(file.string() + "-wal");
+}
+
+}  // namespace fliprugair
