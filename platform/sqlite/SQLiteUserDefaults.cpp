@@ -40,7 +40,15 @@ void SQLiteUserDefaults::synchronize() {
 void SQLiteUserDefaults::beginGroup() { memory_->beginGroup(); }
 
 void SQLiteUserDefaults::endGroup() {
-  if (memory_->endGroup()) disk_->commit(*memory_);
+  const StoreMemory::GroupEnd end = memory_->endGroup();
+  if (end.synchronizes) disk_->commit(*memory_);
+  for (const auto& action : end.actions) action();
+}
+
+void SQLiteUserDefaults::whenDurable(std::function<void()> action) {
+  if (memory_->postponeAction(action)) return;
+  disk_->commit(*memory_);
+  action();
 }
 
 }  // namespace fliprugair

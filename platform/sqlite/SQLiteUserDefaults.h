@@ -56,6 +56,7 @@ class SQLiteUserDefaults final : public UserDefaults {
   void synchronize() override;
   void beginGroup() override;
   void endGroup() override;
+  void whenDurable(std::function<void()> action) override;
 
  private:
   SQLiteUserDefaults(std::unique_ptr<StoreMemory> memory, std::unique_ptr<StoreDisk> disk);

@@ -82,24 +82,33 @@ void StoreMemory::beginGroup() {
   if (group != groups_.end()) {
     ++group->depth;
   } else {
-    groups_.push_back({std::this_thread::get_id(), 1, false});
+    groups_.push_back({std::this_thread::get_id(), 1, {}});
   }
 }
 
-bool StoreMemory::endGroup() {
+StoreMemory::GroupEnd StoreMemory::endGroup() {
   const std::lock_guard lock(mutex_);
   const auto group = groupOfThisThread();
-  if (group == groups_.end() || --group->depth > 0) return false;
-  const bool synchronizes = group->synchronizes;
+  if (group == groups_.end() || --group->depth > 0) return {};
+  GroupEnd end = std::move(group->end);
   groups_.erase(group);
-  return synchronizes;
+  return end;
 }
 
 bool StoreMemory::postponeSynchronization() {
   const std::lock_guard lock(mutex_);
   const auto group = groupOfThisThread();
   if (group == groups_.end()) return false;
-  group->synchronizes = true;
+  group->end.synchronizes = true;
+  return true;
+}
+
+bool StoreMemory::postponeAction(std::function<void()>& action) {
+  const std::lock_guard lock(mutex_);
+  const auto group = groupOfThisThread();
+  if (group == groups_.end()) return false;
+  group->end.synchronizes = true;
+  group->end.actions.push_back(std::move(action));
   return true;
 }
 

@@ -39,11 +39,17 @@ class StoreMemory {
   /// Lets every key count as written.
   void forgetTaken();
 
+  /// What was postponed until the calling thread's outermost group has ended.
+  struct GroupEnd {
+    bool synchronizes = false;
+    std::vector<std::function<void()>> actions;  ///< due after the synchronization
+  };
+
   void beginGroup();
-  /// Whether a synchronization that was postponed is due.
-  bool endGroup();
-  /// Whether the calling thread has a group open; its end will answer that a synchronization is due.
+  GroupEnd endGroup();
+  /// Both answer whether the calling thread has a group open; its end will answer with what was postponed.
   bool postponeSynchronization();
+  bool postponeAction(std::function<void()>& action);  ///< which includes a synchronization
 
  private:
   struct NameHash {
@@ -59,7 +65,7 @@ class StoreMemory {
   struct Group {
     std::thread::id thread;
     int depth;
-    bool synchronizes;
+    GroupEnd end;
   };
 
   Table::value_type& slot(std::string_view name);

@@ -14,6 +14,7 @@ class VirtualStore final : public UserDefaults {
   void synchronize() override {}
   void beginGroup() override {}
   void endGroup() override {}
+  void whenDurable(std::function<void()> action) override { action(); }
 
   /// All keys with their values, in the order in which they were first written.
   Dictionary all() const { return values_.load(); }

@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <chrono>
+#include <fstream>
 #include <random>
 #include <thread>
 
@@ -98,6 +99,75 @@ TEST(StoreGroups, AnEndWithoutABeginningDoesNothing) {
   store->setObject(1, "key");
   store->synchronize();
   EXPECT_EQ(AfterSuddenDeath(folder / "store")->objectForKey("key"), Value(1));
+}
+
+TEST(DurableActions, RunBeforeTheCallReturnsWhenNoGroupIsOpen) {
+  const TemporaryFolder folder;
+  const auto store = openStore(folder / "store");
+  store->setObject(1, "key");
+  int runs = 0;
+  store->whenDurable([&] {
+    ++runs;
+    EXPECT_EQ(AfterSuddenDeath(folder / "store")->objectForKey("key"), Value(1));
+  });
+  EXPECT_EQ(runs, 1);
+}
+
+TEST(DurableActions, WaitInTheirOrderForTheEndOfTheOutermostGroup) {
+  const TemporaryFolder folder;
+  const auto store = openStore(folder / "store");
+  std::vector<int> order;
+  {
+    const StoreGroup outer(*store);
+    {
+      const StoreGroup inner(*store);
+      store->whenDurable([&] {
+        order.push_back(1);
+        EXPECT_EQ(AfterSuddenDeath(folder / "store")->objectForKey("key"), Value("written after the action was given"));
+      });
+    }
+    store->whenDurable([&] { order.push_back(2); });
+    EXPECT_TRUE(order.empty());
+    store->setObject("written after the action was given", "key");
+  }
+  EXPECT_EQ(order, (std::vector<int>{1, 2}));
+}
+
+TEST(DurableActions, MayWriteAndGiveFurtherOnes) {
+  const TemporaryFolder folder;
+  const auto store = openStore(folder / "store");
+  int runs = 0;
+  {
+    const StoreGroup group(*store);
+    store->whenDurable([&] {
+      const StoreGroup another(*store);
+      store->setObject(1, "key");
+      store->whenDurable([&] { ++runs; });
+      EXPECT_EQ(runs, 0);
+    });
+  }
+  EXPECT_EQ(runs, 1);
+  EXPECT_EQ(AfterSuddenDeath(folder / "store")->objectForKey("key"), Value(1));
+}
+
+TEST(DurableActions, OfOneThreadDoNotWaitForTheGroupOfAnother) {
+  const TemporaryFolder folder;
+  const auto store = openStore(folder / "store");
+  const StoreGroup group(*store);
+  bool hasRun = false;
+  std::thread([&] { store->whenDurable([&] { hasRun = true; }); }).join();
+  EXPECT_TRUE(hasRun);
+}
+
+TEST(DurableActions, RunEvenIfTheMediumRefuses) {
+  const TemporaryFolder folder;
+  StoreLog log;
+  std::ofstream(folder / "blocker") << "a file where a folder should be";
+  const auto store = openStore(folder / "blocker/store", log.sink());
+  bool hasRun = false;
+  store->whenDurable([&] { hasRun = true; });
+  EXPECT_TRUE(hasRun);
+  EXPECT_EQ(log.lines().size(), 1U);
 }
 
 /// Writes numbered records for ever, as the batch queue does, and reports each number once it is durable.

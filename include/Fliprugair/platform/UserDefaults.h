@@ -40,6 +40,17 @@ class UserDefaults {
   virtual void beginGroup() = 0;
   virtual void endGroup() = 0;
 
+  /// Runs `action` on the calling thread once everything that this thread has written or seen so far is durable: before
+  /// it returns when no group of the thread is open (which includes a synchronization), else when the outermost one
+  /// has ended, synchronized, and all actions that were given before have run. It runs with no lock held and may use
+  /// this store; it must not throw. When the medium refuses, it runs all the same.
+  ///
+  /// A store that has no use for groups need not override it.
+  virtual void whenDurable(std::function<void()> action) {
+    synchronize();
+    action();
+  }
+
   /// As Value::boolValue and Value::integerValue of the object; NO and 0 when absent.
   bool boolForKey(std::string_view key) const { return objectForKey(key).boolValue(); }
   std::int64_t integerForKey(std::string_view key) const { return objectForKey(key).integerValue(); }
