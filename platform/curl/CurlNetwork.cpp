@@ -64,6 +64,10 @@ std::shared_ptr<MarluneNetworkAccess> CurlNetwork::makeAccess() { return std::ma
 
 void CurlNetwork::stop() { thread_->stop(); }
 
+bool CurlNetwork::isIdle() const { return thread_->isIdle(); }
+
+void CurlNetwork::whenIdle(std::function<void()> action) { thread_->whenIdle(std::move(action)); }
+
 bool CurlNetwork::isOwnThread() const { return thread_->isOwnThread(); }
 
 }  // namespace fliprugair

@@ -38,6 +38,15 @@ class CurlNetwork {
   /// delegate, and its background task is ended. Later sends fail at once. Not from a delegate's method.
   void stop();
 
+  /// Whether nothing is being sent: every request that was begun has ended, and so has the call of its delegate. Any
+  /// thread.
+  bool isIdle() const;
+
+  /// Calls `action` once when the network is idle: before it returns when it is, else on the network's thread, or on
+  /// the one that ends the last request after a stop. `action` must be quick, must not throw and must not call stop().
+  /// Any thread.
+  void whenIdle(std::function<void()> action);
+
   /// Whether this is the network's thread, so that a delegate's method is running further up. Any thread.
   bool isOwnThread() const;
 

@@ -41,6 +41,7 @@ NetworkThread::NetworkThread(CurlNetworkOptions options, const JSONSerialization
 }
 
 bool NetworkThread::send(NetworkRequest request) {
+  unfinished_.begin();
   ledger_.list(request);
   {
     const std::lock_guard lock(mutex_);
@@ -51,7 +52,7 @@ bool NetworkThread::send(NetworkRequest request) {
       return true;
     }
   }
-  ledger_.end(request, {false, "", "failed, the network has been stopped"});
+  end(request, {false, "", "failed, the network has been stopped"});
   return false;
 }
 
@@ -108,7 +109,7 @@ void NetworkThread::start(NetworkRequest request) {
     failure = CURLE_FAILED_INIT;
   }
   if (failure != CURLE_OK) {
-    ledger_.end(transfer->request(), transfer->outcome(failure));
+    end(transfer->request(), transfer->outcome(failure));
     return;
   }
   running_.push_back(std::move(transfer));
@@ -122,10 +123,16 @@ bool NetworkThread::endFinished() {
     if (message->msg != CURLMSG_DONE) continue;
     const CURLcode result = message->data.result;
     const std::unique_ptr<CurlTransfer> transfer = takeRunning(message->easy_handle);
-    ledger_.end(transfer->request(), transfer->outcome(result));
+    end(transfer->request(), transfer->outcome(result));
     any = true;
   }
   return any;
+}
+
+/// What a delegate sends in its call is begun before this ends: the network is not idle in between.
+void NetworkThread::end(const NetworkRequest& request, const NetworkOutcome& outcome) {
+  ledger_.end(request, outcome);
+  unfinished_.end();
 }
 
 std::unique_ptr<CurlTransfer> NetworkThread::takeRunning(CURL* handle) {
@@ -143,6 +150,7 @@ void NetworkThread::abandonAll() {
   std::move(waiting_.begin(), waiting_.end(), std::back_inserter(requests));
   waiting_.clear();
   ledger_.endAll(requests, {false, "", "failed, the network has been stopped"});
+  unfinished_.end(requests.size());
 }
 
 }  // namespace fliprugair

@@ -4,6 +4,7 @@
 
 #include <atomic>
 #include <deque>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <thread>
@@ -11,6 +12,7 @@
 
 #include "Fliprugair/platform/JSONSerialization.h"
 #include "platform/curl/CurlTransfer.h"
+#include "platform/curl/IdleWatch.h"
 #include "platform/curl/RequestLedger.h"
 
 namespace fliprugair {
@@ -32,6 +34,9 @@ class NetworkThread {
   void refuse(const NetworkRequest& request, std::string_view reason) { ledger_.refuse(request, reason); }
 
   LoopbackScheme loopbackScheme() const { return options_.loopbackScheme; }
+
+  bool isIdle() const { return unfinished_.isIdle(); }
+  void whenIdle(std::function<void()> action) { unfinished_.whenIdle(std::move(action)); }
 
   /// Waits for the thread, so not from there.
   void stop();
@@ -57,6 +62,7 @@ class NetworkThread {
   void startWaiting();
   void start(NetworkRequest request);
   bool endFinished();
+  void end(const NetworkRequest& request, const NetworkOutcome& outcome);
   std::unique_ptr<CurlTransfer> takeRunning(CURL* handle);
   void abandonAll();
 
@@ -64,6 +70,7 @@ class NetworkThread {
   const CurlNetworkOptions options_;
   const JSONSerialization& json_;
   RequestLedger ledger_;
+  IdleWatch unfinished_;
   std::unique_ptr<curl_slist, Cleanup> headers_;
   std::unique_ptr<CURLM, Cleanup> multi_;
   std::deque<NetworkRequest> waiting_;
