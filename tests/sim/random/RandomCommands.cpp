@@ -34,7 +34,7 @@ constexpr std::array signatures{
     Signature{"handleWatchEvents:", "t"},
     Signature{"handleWatchEvents::", "tb"},
     Signature{"trackWatchEvent::", "tt"},
-    Signature{"trackerDelegate", ""},
+    Signature{"cellularConnectedBool", ""},
     Signature{"setCustomIdString:", "t"},
     Signature{"customIdString", ""},
     Signature{"iAdAttributionManager", ""},

@@ -67,4 +67,33 @@ std::optional<ScriptFailure> runRandomScript(std::uint64_t seed, std::size_t len
   return std::nullopt;
 }
 
+void printRandomScript(std::uint64_t seed, std::size_t length, const std::function<void(const std::string&)>& print) {
+  constexpr std::size_t betweenLooks = 25;
+  WatchedSimulator watched(seed);  // knows what is pending, but gives itself commands that are not printed
+  RandomCommands commands(seed);
+  std::vector<std::string> events;
+  constexpr std::uint64_t seedOfThePrinted = 1;
+  Simulator printed([&](const std::string& event) { events.push_back(event); }, seedOfThePrinted);
+  std::uint64_t lines = 0;
+  const auto run = [&](const std::string& command) {
+    events.clear();
+    try {
+      printed.run(command, lines + 1);
+    } catch (const CommandError&) {
+      return;
+    }
+    ++lines;
+    print(command);
+    for (const std::string& event : events) print(event);
+  };
+  for (std::size_t index = 1; index <= length; ++index) {
+    const std::string command = commands.next(watched);
+    run(command);
+    watched.run(command);
+    if (index % betweenLooks != 0) continue;
+    run(R"({"do":"store","get":"all"})");
+    run(R"({"do":"state"})");
+  }
+}
+
 }  // namespace fliprugair::sim

@@ -23,4 +23,9 @@ struct ScriptFailure {
 std::optional<ScriptFailure> runRandomScript(std::uint64_t seed, std::size_t length,
                                              const std::function<void(const std::string& command)>& show = {});
 
+/// Writes to `print`, line by line, `length` random commands, each followed by the events that it gives; commands that
+/// cannot be understood are left out. Every 25 commands show the whole store and the process-wide values. The commands
+/// alone are a script for `fliprugair-sim`, which then gives the same events.
+void printRandomScript(std::uint64_t seed, std::size_t length, const std::function<void(const std::string&)>& print);
+
 }  // namespace fliprugair::sim

@@ -1,4 +1,5 @@
 // Runs random scripts for as long as one likes: fliprugair_random_scripts --seed N --scripts M [--length L] [--show].
+// With --print it checks nothing, but writes the scripts and their events: what scripts/same-behaviour compares.
 
 #include <CLI/CLI.hpp>
 #include <iostream>
@@ -15,7 +16,17 @@ int main(int argc, char** argv) {
   app.add_option("--length", length, "commands in each");
   bool show = false;
   app.add_flag("--show", show, "write each command before it runs, so that a crash leaves its script behind");
+  bool print = false;
+  app.add_flag("--print", print, "write each script as \"# seed N\" and its commands, each followed by its events");
   CLI11_PARSE(app, argc, argv);
+  if (print) {
+    for (std::uint64_t number = 0; number < scripts; ++number) {
+      std::cout << "# seed " << seed + number << '\n';
+      fliprugair::sim::printRandomScript(seed + number, length,
+                                         [](const std::string& line) { std::cout << line << '\n'; });
+    }
+    return 0;
+  }
   int failures = 0;
   for (std::uint64_t number = 0; number < scripts; ++number) {
     if (number % 100 == 0) std::cerr << "from seed " << seed + number << '\n';
