@@ -3,11 +3,14 @@
 #include <gps.h>
 
 #include <cmath>
+#include <string_view>
 #include <utility>
 
 namespace fliprugair {
 
 namespace {
+
+constexpr std::string_view position = R"("class":"TPV")";
 
 /// 0 is what some receivers send for an accuracy that they do not know.
 bool isKnown(double estimate) { return std::isfinite(estimate) && estimate > 0; }
@@ -30,8 +33,10 @@ GpsReports::GpsReports(double wantedAccuracy)
 GpsReports::~GpsReports() = default;
 
 std::optional<GpsFix> GpsReports::sufficientFix(std::string line) {
-  // libgps reads some of the other classes by way of static buffers, which two searches would share.
-  if (line.find(R"("class":"TPV")") == std::string::npos) return std::nullopt;
+  // libgps goes by the first class that it finds. It reads some of the others by way of static buffers, which two
+  // searches would share.
+  const std::size_t tag = line.find(R"("class":)");
+  if (tag == line.npos || line.compare(tag, position.size(), position) != 0) return std::nullopt;
   *report_ = {};
   gps_clear_fix(&report_->fix);
   if (gps_unpack(line.data(), report_.get()) != 0 || !isNews()) return std::nullopt;
@@ -43,7 +48,7 @@ std::optional<GpsFix> GpsReports::sufficientFix(std::string line) {
 
 bool GpsReports::isNews() {
   const auto& given = report_->fix.time;
-  if (given.tv_sec <= 0) return true;
+  if (given.tv_sec <= 0) return false;
   const std::pair<long long, long> time(given.tv_sec, given.tv_nsec);
   const auto [last, first] = times_.try_emplace(report_->dev.path, time);
   if (first) return false;

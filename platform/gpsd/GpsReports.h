@@ -25,15 +25,15 @@ struct GpsFix {
 ///
 /// It must also have been measured during the search, but gpsd (or a relay before it) may begin by repeating the last
 /// report it knows, however old. The report's time cannot be compared with the device's clock, which may be wrong, most
-/// of all on devices that take their time from the receiver. So the receiver's own times are compared: a fix with a
-/// time counts only once that time is later than in the device's report before. With a live receiver that is the second
-/// report.
+/// of all on devices that take their time from the receiver. So the receiver's own times are compared: a fix
+/// counts only once its time is later than in the device's report before. With a live receiver that is the second
+/// report. A fix without a time never counts.
 class GpsReports {
  public:
   explicit GpsReports(double wantedAccuracy);
   ~GpsReports();
 
-  /// The fix in `line`, a line of gpsd's JSON protocol; nothing when it holds no sufficient one.
+  /// The fix in `line`, a line of gpsd's JSON protocol; none when it holds no sufficient one.
   std::optional<GpsFix> sufficientFix(std::string line);
 
  private:

@@ -21,7 +21,7 @@ class GpsdConnection {
   /// Whether gpsd answered and was asked for its reports.
   bool isOpen() const { return static_cast<bool>(socket_); }
 
-  /// The next line, without its end. Nothing when the deadline has passed, a stop was requested or gpsd is gone.
+  /// The next line, without its end. None when the deadline has passed, a stop was requested or gpsd is gone.
   std::optional<std::string> nextLine();
 
  private:
