@@ -19,8 +19,7 @@ namespace fliprugair {
 namespace {
 
 bool isNameInFolder(std::string_view name) {
-  return !name.empty() && name != "." && name.find("..") == name.npos && name.find('/') == name.npos &&
-         name.find('\0') == name.npos;
+  return !name.empty() && name != "." && name != ".." && name.find('/') == name.npos && name.find('\0') == name.npos;
 }
 
 /// The file `name` in `folder`, which may be a link to another one there, but not one that leads out.
