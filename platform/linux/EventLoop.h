@@ -43,7 +43,7 @@ class EventLoop final : public MainQueue {
   /// Runs the timers that are due and the tasks that are there, and returns. Does nothing inside a task.
   void poll();
 
-  /// When poll() has something to do: now when there are tasks, nothing when there is neither a task nor
+  /// When poll() has something to do: now when there are tasks, none when there is neither a task nor
   /// a timer. Main thread only.
   std::optional<std::chrono::steady_clock::time_point> nextDeadline() const;
 

@@ -4,7 +4,7 @@
 #include <sstream>
 #include <utility>
 
-#include "platform/posix/Letters.h"
+#include "platform/linux/Letters.h"
 
 namespace fliprugair {
 

@@ -11,14 +11,14 @@ LinuxApplication::LinuxApplication(MainQueue& mainQueue, std::chrono::duration<d
                                    const FactsInForce& facts, Log log)
     : mainQueue_(mainQueue), taskTime_(taskTime), facts_(facts), log_(std::move(log)) {}
 
-BackgroundTaskIdentifier LinuxApplication::beginBackgroundTask(std::string_view name,
+BackgroundTaskIdentifier LinuxApplication::beginBackgroundTask(std::string_view /*name*/,
                                                                std::function<void()> expirationHandler) {
   const Clock::time_point begin = Clock::now();
   BackgroundTaskIdentifier task = invalidBackgroundTask;
   {
     const std::lock_guard lock(mutex_);
     task = ++lastTask_;
-    tasks_.emplace(task, BackgroundTask{std::string(name), std::move(expirationHandler), begin, nullptr});
+    tasks_.emplace(task, BackgroundTask{std::move(expirationHandler), begin, nullptr});
   }
   mainQueue_.async([this, task] { armExpiry(task); });
   return task;
@@ -57,7 +57,6 @@ void LinuxApplication::expire(BackgroundTaskIdentifier task) {
   if (expired.empty()) return;
   const BackgroundTask& over = expired.mapped();
   if (over.expiry != nullptr) over.expiry->invalidate();
-  log_("The background task " + over.name + " has used up its time.");
   if (over.expirationHandler) runGuarded(over.expirationHandler, "An expiration handler", log_);
   runActionIfAllEnded();
 }

@@ -5,7 +5,7 @@
 #include <map>
 #include <memory>
 #include <mutex>
-#include <string>
+#include <string_view>
 
 #include "Fliprugair/platform/Application.h"
 #include "Fliprugair/platform/MainQueue.h"
@@ -35,7 +35,6 @@ class LinuxApplication final : public Application {
   using Clock = std::chrono::steady_clock;
 
   struct BackgroundTask {
-    std::string name;
     std::function<void()> expirationHandler;
     Clock::time_point begin;
     std::shared_ptr<Timer> expiry;  ///< set by the main thread soon after the begin

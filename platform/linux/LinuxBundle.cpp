@@ -18,14 +18,8 @@ Value LinuxBundle::infoEntry(std::string_view key) const {
 }
 
 Value LinuxBundle::encodedReceipt() const {
-  Value known = encoded_.load();
-  if (!known.isNull() || receipt_.empty()) return known;
-  // Two threads may both get here; what the later one has read replaces the same content.
   const std::optional<std::string> receipt = contentOfFile(receipt_);
-  if (!receipt) return nullptr;
-  Value encoded = base64Text(*receipt);
-  encoded_.store(encoded);
-  return encoded;
+  return receipt ? Value(base64Text(*receipt)) : Value();
 }
 
 }  // namespace fliprugair

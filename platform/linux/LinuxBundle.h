@@ -5,7 +5,6 @@
 #include <string>
 
 #include "Fliprugair/platform/Device.h"
-#include "Fliprugair/platform/Locked.h"
 
 namespace fliprugair {
 
@@ -22,14 +21,11 @@ class LinuxBundle final : public Bundle {
   LinuxBundle(Entries entries, std::filesystem::path receipt);
 
   Value infoEntry(std::string_view key) const override;
-
-  /// Once there was a receipt it is not read again; while there is none, each call looks for it.
   Value encodedReceipt() const override;
 
  private:
   const Entries entries_;
   const std::filesystem::path receipt_;
-  mutable Locked<Value> encoded_;
 };
 
 }  // namespace fliprugair

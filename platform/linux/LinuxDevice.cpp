@@ -8,8 +8,8 @@
 #include <utility>
 
 #include "platform/linux/Languages.h"
+#include "platform/linux/Letters.h"
 #include "platform/linux/MachineIdentity.h"
-#include "platform/posix/Letters.h"
 
 namespace fliprugair {
 

@@ -28,21 +28,20 @@ namespace fs = std::filesystem;
 #if FLIPRUGAIR_SQLITE
 fs::path storePath(const LinuxOptions& options) {
   if (options.storePath) return *options.storePath;
-  const fs::path folder = options.bundleIdentifier.value_or("");
-  // An identifier with a slash in it would put the store somewhere else.
-  if (folder.empty() || folder.has_parent_path() || folder == "." || folder == "..") {
+  const std::string folder = options.bundleIdentifier.value_or("");
+  if (folder.empty()) {
     throw std::runtime_error("The store has no place: give LinuxOptions a bundleIdentifier or a storePath.");
+  }
+  if (folder.find('/') != folder.npos || folder == "." || folder == "..") {
+    throw std::runtime_error("The bundleIdentifier \"" + folder +
+                             "\" cannot name a folder, where the store would be: give LinuxOptions another one, as "
+                             "\"com.example.app\", or a storePath.");
   }
   const std::optional<fs::path> data = dataFolder(processVariable);
   if (!data) throw std::runtime_error("The store has no place: the user has no home. Give LinuxOptions a storePath.");
   return *data / folder / "fliprugair.sqlite";
 }
 #endif
-
-fs::path folderOfDocuments(const LinuxOptions& options) {
-  if (options.documentsFolder) return *options.documentsFolder;
-  return documentsFolder(processVariable).value_or("/nonexistent");
-}
 
 #if !FLIPRUGAIR_PLIST
 /// Stands in where the archive reader was left out.
@@ -84,9 +83,9 @@ std::shared_ptr<UserDefaults> openUserDefaults(const LinuxOptions& options, [[ma
 std::shared_ptr<Documents> openDocuments(const LinuxOptions& options) {
   if (options.documents != nullptr) return options.documents;
 #if FLIPRUGAIR_PLIST
-  return std::make_shared<PlistDocuments>(folderOfDocuments(options));
+  return std::make_shared<PlistDocuments>(options.documentsFolder);
 #else
-  return std::make_shared<UnreadDocuments>(folderOfDocuments(options));
+  return std::make_shared<UnreadDocuments>(options.documentsFolder);
 #endif
 }
 

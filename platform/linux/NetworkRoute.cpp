@@ -6,29 +6,15 @@
 #include <netdb.h>
 #include <netinet/in.h>
 #include <sys/socket.h>
-#include <unistd.h>
 
 #include <cstring>
 #include <memory>
 
+#include "platform/posix/FileDescriptor.h"
+
 namespace fliprugair {
 
 namespace {
-
-class Socket {
- public:
-  explicit Socket(int family) : descriptor_(socket(family, SOCK_DGRAM | SOCK_CLOEXEC, 0)) {}
-  ~Socket() {
-    if (descriptor_ >= 0) close(descriptor_);
-  }
-  Socket(const Socket&) = delete;
-  Socket& operator=(const Socket&) = delete;
-
-  int descriptor() const { return descriptor_; }
-
- private:
-  int descriptor_;
-};
 
 bool isSameAddress(const sockaddr_storage& left, const sockaddr& right) {
   if (left.ss_family != right.sa_family) return false;
@@ -69,13 +55,13 @@ Route routeTo(const std::string& address) {
   if (getaddrinfo(address.c_str(), discardService, &hints, &found) != 0) return {};
   const std::unique_ptr<addrinfo, decltype(&freeaddrinfo)> owner(found, freeaddrinfo);
 
-  const Socket socket(found->ai_family);
-  if (socket.descriptor() < 0) return {};
+  const FileDescriptor probe(socket(found->ai_family, SOCK_DGRAM | SOCK_CLOEXEC, 0));
+  if (!probe) return {};
   // To connect a datagram socket is only to look up its route.
-  if (connect(socket.descriptor(), found->ai_addr, found->ai_addrlen) != 0) return {true, std::nullopt};
+  if (connect(probe.get(), found->ai_addr, found->ai_addrlen) != 0) return {true, std::nullopt};
   sockaddr_storage local{};
   socklen_t size = sizeof(local);
-  if (getsockname(socket.descriptor(), reinterpret_cast<sockaddr*>(&local), &size) != 0) return {};
+  if (getsockname(probe.get(), reinterpret_cast<sockaddr*>(&local), &size) != 0) return {};
   return {true, interfaceOf(local)};
 }
 

@@ -11,7 +11,7 @@ namespace fliprugair {
 /// The kernel's answer on where packets to an address would go.
 struct Route {
   bool asked = false;                    ///< whether the kernel could be asked
-  std::optional<std::string> interface;  ///< nothing when there is no route
+  std::optional<std::string> interface;  ///< none when there is no route
 };
 
 /// Asks for the route to a numeric IPv4 or IPv6 address. Sends nothing. Any thread.

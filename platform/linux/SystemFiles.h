@@ -8,7 +8,7 @@
 
 namespace fliprugair {
 
-/// The whole content of the regular file at `path`; nothing when it cannot be read.
+/// The whole content of the regular file at `path`; none when it cannot be read.
 std::optional<std::string> contentOfFile(const std::filesystem::path& path);
 
 /// `text` without blanks, tabs and line ends on both sides.
@@ -22,7 +22,7 @@ class SystemFiles {
   /// `path` begins at the root, without a slash.
   std::optional<std::string> content(const std::filesystem::path& path) const { return contentOfFile(root_ / path); }
 
-  /// The first line, trimmed; nothing when it cannot be read.
+  /// The first line, trimmed; none when it cannot be read.
   std::optional<std::string> firstLine(const std::filesystem::path& path) const;
 
   /// The names in a folder, in order; none when it cannot be read.
@@ -32,7 +32,7 @@ class SystemFiles {
   std::filesystem::path root_;
 };
 
-/// What a file of shell assignments, like os-release, gives to `variable`: the last one counts. Nothing when it is not
+/// What a file of shell assignments, like os-release, gives to `variable`: the last one counts. None when it is not
 /// assigned or is empty.
 std::optional<std::string> assignedValue(std::string_view assignments, std::string_view variable);
 

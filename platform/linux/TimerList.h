@@ -24,7 +24,7 @@ class TimerList {
 
   std::shared_ptr<Timer> add(TimePoint due, std::string_view selector, Action action);
 
-  /// When the next timer is due; nothing when there is none.
+  /// When the next timer is due; none when there is no timer.
   std::optional<TimePoint> next() const;
 
   /// Hands the actions that are due to `run`, one after the other. Neither those that an earlier one of them

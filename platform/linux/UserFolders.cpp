@@ -6,8 +6,6 @@
 #include <array>
 #include <cstdlib>
 
-#include "platform/linux/SystemFiles.h"
-
 namespace fliprugair {
 
 namespace {
@@ -40,18 +38,6 @@ std::optional<std::string> processVariable(const char* name) {
 
 std::optional<fs::path> dataFolder(const Variables& variables) {
   return baseFolder(variables, "XDG_DATA_HOME", ".local/share");
-}
-
-std::optional<fs::path> documentsFolder(const Variables& variables) {
-  const std::optional<fs::path> home = homeFolder(variables);
-  const std::optional<fs::path> configuration = baseFolder(variables, "XDG_CONFIG_HOME", ".config");
-  const std::optional<std::string> folders =
-      configuration ? contentOfFile(*configuration / "user-dirs.dirs") : std::nullopt;
-  const std::optional<std::string> named = folders ? assignedValue(*folders, "XDG_DOCUMENTS_DIR") : std::nullopt;
-  if (named && fs::path(*named).is_absolute()) return *named;
-  if (!home) return std::nullopt;
-  constexpr std::string_view belowHome = "$HOME/";  // the file's only other form
-  return *home / (named && named->starts_with(belowHome) ? named->substr(belowHome.size()) : "Documents");
 }
 
 }  // namespace fliprugair

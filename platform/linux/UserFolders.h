@@ -13,8 +13,7 @@ using Variables = std::function<std::optional<std::string>(const char* name)>;
 /// The variables of this process. Any thread, as long as nobody changes them meanwhile.
 std::optional<std::string> processVariable(const char* name);
 
-/// Where the desktop's base-directory rules put a user's files. Nothing when the user has no home.
+/// Where the desktop's base-directory rules put an application's data. None when the user has no home.
 std::optional<std::filesystem::path> dataFolder(const Variables& variables);
-std::optional<std::filesystem::path> documentsFolder(const Variables& variables);
 
 }  // namespace fliprugair

@@ -69,7 +69,7 @@ TEST(LinuxApplication, ATaskExpiresOnTheMainThreadWhenItsTimeIsOver) {
   fixture.loop.run();
   EXPECT_EQ(thread, std::this_thread::get_id());
   EXPECT_GE(expired - begin, 20ms);
-  EXPECT_EQ(fixture.record.lines(), std::vector<std::string>{"The background task flush has used up its time."});
+  EXPECT_TRUE(fixture.record.lines().empty());
 }
 
 TEST(LinuxApplication, AnExpirationHandlerRunsOnceAndMayEndItsTask) {

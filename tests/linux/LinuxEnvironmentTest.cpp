@@ -467,14 +467,32 @@ TEST(LinuxEnvironment, DocumentsAreInTheFolderThatTheHostAppNames) {
   EXPECT_FALSE(environment->documents().unarchivesAsObject("/srv/documents/archive"));
 }
 
+TEST(LinuxEnvironment, WithoutAFolderNamedThereAreNoDocuments) {
+  const auto environment = opened(isolatedOptions());
+  const std::string path = environment->documents().pathForFile("archive");
+  EXPECT_FALSE(std::filesystem::path(path).is_absolute());
+  EXPECT_FALSE(environment->documents().unarchivesAsObject(path));
+}
+
+std::string refusalOf(const std::optional<std::string>& bundleIdentifier) {
+  LinuxOptions options = isolatedOptions();
+  options.userDefaults = nullptr;
+  options.bundleIdentifier = bundleIdentifier;
+  const LinuxEnvironment::Result result = LinuxEnvironment::open(options);
+  EXPECT_EQ(result.environment, nullptr);
+  return result.error;
+}
+
 TEST(LinuxEnvironment, WithoutAPlaceForTheStoreThereIsAReasonInsteadOfAnEnvironment) {
-  for (const char* identifier : {"", ".", "..", "a/b", "/etc"}) {
-    LinuxOptions options = isolatedOptions();
-    options.userDefaults = nullptr;
-    options.bundleIdentifier = identifier;
-    const LinuxEnvironment::Result result = LinuxEnvironment::open(options);
-    EXPECT_EQ(result.environment, nullptr);
-    EXPECT_FALSE(result.error.empty());
+  for (const auto& identifier : {std::optional<std::string>(), std::optional<std::string>("")}) {
+    EXPECT_EQ(refusalOf(identifier), "The store has no place: give LinuxOptions a bundleIdentifier or a storePath.");
+  }
+}
+
+TEST(LinuxEnvironment, ABundleIdentifierThatCannotNameTheStoresFolderIsNamedInTheReason) {
+  for (const std::string identifier : {".", "..", "a/b", "/etc", "a/"}) {
+    EXPECT_NE(refusalOf(identifier).find('"' + identifier + "\" cannot name a folder"), std::string::npos)
+        << refusalOf(identifier);
   }
 }
 

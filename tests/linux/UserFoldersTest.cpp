@@ -24,23 +24,5 @@ TEST(UserFolders, WithoutAVariableTheHomeIsTheOneOfTheUserDatabase) {
   EXPECT_TRUE(folder->string().ends_with("/.local/share"));
 }
 
-TEST(UserFolders, DocumentsAreWhereTheDesktopPutsThem) {
-  const std::map<std::string, std::string> files = {
-      {"XDG_DOCUMENTS_DIR=\"$HOME/Dokumente\"\n", "Dokumente"},
-      {"# comment\nXDG_DESKTOP_DIR=\"$HOME/Desktop\"\n  XDG_DOCUMENTS_DIR=\"$HOME/My papers\"", "My papers"},
-      {"XDG_DOCUMENTS_DIR=\"/srv/documents\"\n", "/srv/documents"},
-      {"XDG_DOCUMENTS_DIR=\"relative\"\n", "Documents"},
-      {"#XDG_DOCUMENTS_DIR=\"$HOME/Other\"\n", "Documents"},
-      {"", "Documents"},
-  };
-  for (const auto& [content, folder] : files) {
-    const TemporaryFolder home;
-    home.write(".config/user-dirs.dirs", content);
-    EXPECT_EQ(documentsFolder(variables({{"HOME", home.path()}})), home.path() / folder) << content;
-  }
-  const TemporaryFolder home;
-  EXPECT_EQ(documentsFolder(variables({{"HOME", home.path()}})), home.path() / "Documents");
-}
-
 }  // namespace
 }  // namespace fliprugair

@@ -26,7 +26,7 @@ class Device {
   virtual std::string systemVersion() const = 0;
   virtual double foundationVersionNumber() const = 0;
 
-  /// UUIDs in canonical upper-case text; nothing when the device has none.
+  /// UUIDs in canonical upper-case text; none when the device has none.
   virtual std::optional<std::string> identifierForVendor() const = 0;
   virtual std::optional<std::string> advertisingIdentifier() const = 0;
   virtual bool advertisingTrackingEnabled() const = 0;
@@ -34,7 +34,7 @@ class Device {
   /// Language tags, the most preferred first.
   virtual std::vector<std::string> preferredLanguages() const = 0;
 
-  /// Nothing when there is no main screen.
+  /// None when there is no main screen.
   virtual std::optional<Screen> mainScreen() const = 0;
 };
 
@@ -43,10 +43,10 @@ class Bundle {
  public:
   virtual ~Bundle() = default;
 
-  /// "CFBundleIdentifier", "CFBundleShortVersionString", "CFBundleVersion"; nothing when the entry is missing.
+  /// "CFBundleIdentifier", "CFBundleShortVersionString", "CFBundleVersion"; null when the entry is missing.
   virtual Value infoEntry(std::string_view key) const = 0;
 
-  /// The store receipt in base64 on one line, encoded when first asked for; nothing when there is no readable file.
+  /// The store receipt in base64 on one line, read anew at each call; null when there is no readable file.
   virtual Value encodedReceipt() const = 0;
 };
 
@@ -73,9 +73,9 @@ class Surroundings {
   virtual int locationAuthorizationStatus() const = 0;
 
   struct Pasteboard {
-    Value text;  ///< nothing when it holds no text
+    Value text;  ///< null when it holds no text
   };
-  /// Looked up without creating it: nothing when there is none of that name.
+  /// Looked up without creating it: none when there is none of that name.
   virtual std::optional<Pasteboard> pasteboard(std::string_view name) const = 0;
 };
 

@@ -36,7 +36,7 @@ struct HostFacts {
 
   std::optional<std::string> userAgent = {};  ///< of the browser that the user's links open in
 
-  /// By name; nothing stands for a pasteboard without text.
+  /// By name; none stands for a pasteboard without text.
   std::map<std::string, std::optional<std::string>, std::less<>> pasteboards = {};
 };
 

@@ -77,7 +77,7 @@ class LinuxEnvironment final : public Environment, public Platform {
   /// when nextDeadline() has come; it asks for the deadline anew before it waits.
   void poll();
   int fileDescriptor() const;
-  /// Now when there are tasks; nothing when there is no timer either. On the main thread.
+  /// Now when there are tasks; none when there is no timer either. On the main thread.
   std::optional<std::chrono::steady_clock::time_point> nextDeadline() const;
 
   /// Replaces what the host app states about the device.

@@ -45,8 +45,9 @@ struct LinuxOptions {
 
   /// The store's file. Not given: fliprugair.sqlite in the folder $XDG_DATA_HOME/<bundleIdentifier>.
   std::optional<std::filesystem::path> storePath = {};
-  /// Where the application keeps its documents. Not given: the user's documents folder.
-  std::optional<std::filesystem::path> documentsFolder = {};
+  /// The application's own documents, in which a control host may ask for keyed archives by name. Empty: there are
+  /// none.
+  std::filesystem::path documentsFolder = {};
 
   CurlNetworkOptions network = {};
 
