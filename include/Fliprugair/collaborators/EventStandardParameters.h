@@ -12,7 +12,7 @@ class EventStandardParameters {
   virtual ~EventStandardParameters() = default;
 
   virtual Text serverEventNameString() const = 0;
-  /// A dictionary, or nothing.
+  /// A dictionary, or null.
   virtual Value serverEventDataDictionary() const = 0;
 };
 

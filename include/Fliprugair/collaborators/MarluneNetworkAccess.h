@@ -48,12 +48,12 @@ class MarluneNetworkAccess {
   virtual void setLoggingEnabled(bool enabled) = 0;
   /// Does not keep the delegate alive. Without one, no method is called.
   virtual void setNetworkAccessDelegate(std::weak_ptr<MarluneNetworkAccessDelegate> delegate) = 0;
-  /// The key of the request in the network queue; nothing for a request that is not queued.
+  /// The key of the request in the network queue; null for a request that is not queued.
   virtual void setEventTimestamp(const Text& timestamp) = 0;
   virtual void setBackgroundTask(BackgroundTaskIdentifier task) = 0;
 
   /// Begins the request and returns without waiting for the network. `payload` is a dictionary or the array of a batch;
-  /// nothing is transmitted for nothing. False when the request could not be begun.
+  /// null transmits nothing. False when the request could not be begun.
   virtual bool sendHTTPRequestWithHostname(const std::string& hostname, const Value& payload) = 0;
 };
 

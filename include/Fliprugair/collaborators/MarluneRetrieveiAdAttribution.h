@@ -10,7 +10,7 @@ class MarluneiAdAttributionDelegate {
  public:
   virtual ~MarluneiAdAttributionDelegate() = default;
 
-  /// The search-ad attribution details (a dictionary, or nothing when there are none); `unknown` when the platform does
+  /// The search-ad attribution details (a dictionary, or null when there are none); `unknown` when the platform does
   /// not know them yet. Any thread.
   virtual void iAdAttributionData(const Value& details, bool unknown) = 0;
 };

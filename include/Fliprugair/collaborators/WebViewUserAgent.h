@@ -8,7 +8,7 @@ class WebViewUserAgent {
  public:
   virtual ~WebViewUserAgent() = default;
 
-  /// The user-agent string of the platform's browser; nothing when none is available. Main thread.
+  /// The user-agent string of the platform's browser; null when none is available. Main thread.
   virtual Text userAgentString() = 0;
 };
 

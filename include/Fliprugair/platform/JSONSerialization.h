@@ -23,14 +23,14 @@ class JSONSerialization {
   virtual ~JSONSerialization() = default;
 
   /// Keys in the dictionary's order, "/" not escaped, characters outside ASCII as they are.
-  /// Nothing when a number in `value` is none of JSON's (infinite, not a number).
+  /// None when a number in `value` is none of JSON's (infinite, not a number).
   virtual std::optional<std::string> text(const Value& value, Layout layout = Layout::compact) const = 0;
 
   /// The compact text of whatever there is: null stands for a number that is none of JSON's.
   std::string textOfAny(const Value& value) const;
 
-  /// The value of `text`; JSON null is nothing. Invalid UTF-8 is replaced by U+FFFD; integers beyond 64 bits are reals.
-  /// Nothing when it is not one JSON text, or arrays and objects nest deeper than `depth`.
+  /// The value of `text`; JSON null is null. Invalid UTF-8 is replaced by U+FFFD; integers beyond 64 bits are reals.
+  /// None when it is not one JSON text, or arrays and objects nest deeper than `depth`.
   virtual std::optional<Value> value(std::string_view text, std::size_t depth = defaultDepth) const = 0;
 };
 

@@ -9,7 +9,7 @@
 
 namespace fliprugair {
 
-/// Text or nothing, as an argument: made from `nullptr`, a null or valid `const char*`, a string, an optional string.
+/// Text or null, as an argument: made from `nullptr`, a null or valid `const char*`, a string, an optional string.
 /// What is not UTF-8 in it is replaced by U+FFFD.
 class Text {
  public:
@@ -21,7 +21,7 @@ class Text {
   Text(std::string_view text) : value_(text) {}
   Text(const std::optional<std::string>& text) : value_(text ? Value(*text) : Value()) {}
 
-  /// The text that `value` holds; nothing when it is of another kind.
+  /// The text that `value` holds; null when it is of another kind.
   static Text of(const Value& value) {
     Text result;
     if (value.isText()) result.value_ = value;
@@ -30,7 +30,7 @@ class Text {
 
   const Value& value() const { return value_; }
   bool isNull() const { return value_.isNull(); }
-  /// "" when there is nothing.
+  /// "" when it is null.
   const std::string& string() const { return value_.text(); }
 
  private:
@@ -60,7 +60,7 @@ std::string signedText(std::uint64_t number);
 /// The compact base64 text of `bytes`: standard alphabet, padded, one line.
 std::string base64Text(std::string_view bytes);
 
-/// The bytes of a base64 text as base64Text makes it; nothing when it is malformed.
+/// The bytes of a base64 text as base64Text makes it; none when it is malformed.
 std::optional<std::string> bytesOfBase64(std::string_view text);
 
 }  // namespace fliprugair

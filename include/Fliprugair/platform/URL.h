@@ -11,7 +11,7 @@ class URL {
   URL(std::nullptr_t) {}
   explicit URL(Text absoluteString) : absoluteString_(std::move(absoluteString)) {}
 
-  /// Nothing when this is no URL.
+  /// Null when this is no URL.
   const Value& absoluteString() const { return absoluteString_.value(); }
 
  private:

@@ -21,13 +21,13 @@ class UserDefaults {
  public:
   virtual ~UserDefaults() = default;
 
-  /// Nothing when the key is absent. A key that is present but empty ("", {} or []) is not nothing.
+  /// Null when the key is absent. A key that is present but empty ("", {} or []) is not null.
   virtual Value objectForKey(std::string_view key) const = 0;
 
-  /// Nothing removes the key.
+  /// Null removes the key.
   virtual void setObject(Value value, std::string_view key) = 0;
 
-  /// Replaces what `key` holds (nothing when absent) by what `change` makes of it, with no other write in between.
+  /// Replaces what `key` holds (null when absent) by what `change` makes of it, with no other write in between.
   /// `change` is called once, must be quick and must not touch this store.
   virtual void update(std::string_view key, const std::function<Value(const Value&)>& change) = 0;
 
@@ -55,7 +55,7 @@ class UserDefaults {
   bool boolForKey(std::string_view key) const { return objectForKey(key).boolValue(); }
   std::int64_t integerForKey(std::string_view key) const { return objectForKey(key).integerValue(); }
 
-  /// Nothing when the key is absent or holds something else than an array.
+  /// None when the key is absent or holds something else than an array.
   std::optional<Array> arrayForKey(std::string_view key) const {
     const Value object = objectForKey(key);
     return object.isArray() ? std::optional(object.array()) : std::nullopt;
