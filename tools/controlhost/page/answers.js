@@ -1,0 +1,152 @@
+// What the host answers, and to whom: a draft that the reader edits and applies as a whole.
+
+import {api} from './api.js';
+import {attributionCard} from './attributionform.js';
+import {toast} from './copy.js';
+import {byId, el, icon} from './dom.js';
+import {shortDevice} from './format.js';
+import {InitForm} from './initform.js';
+import {rawCard} from './rawform.js';
+
+const everyoneElse = -1;
+
+const same = (one, other) => JSON.stringify(one) === JSON.stringify(other);
+
+export class AnswersView {
+  constructor(box, devices) {
+    Object.assign(this, {box, devices, chosen: everyoneElse, live: null, draft: null, descriptions: null});
+    this.rules = el('ol', {class: 'rules'});
+    this.editor = el('div', {class: 'answers-editor'});
+    this.problem = el('p', {class: 'problem', role: 'alert', hidden: true});
+    this.apply = el('button', {type: 'button', class: 'primary', on: {click: () => this.send()}}, 'Apply');
+    this.revert = el('button', {type: 'button', on: {click: () => this.take(this.live)}}, 'Discard changes');
+    this.state = el('p', {class: 'draft-state', role: 'status'});
+    box.append(
+      el('h1', {id: 'answers-title', text: 'Answers'}),
+      el('p', {class: 'lead', text: 'What does a device do when the host says this? The first rule that fits a device or an application answers it; the rest get what stands under “Everyone else”.'}),
+      el('div', {class: 'answers'},
+        el('section', {class: 'card rules-card', 'aria-label': 'Rules'}, this.rules,
+          el('button', {type: 'button', on: {click: () => this.addRule()}}, icon('plus'), 'Add a rule')),
+        this.editor),
+      el('div', {class: 'apply-bar'}, this.problem, this.state, this.revert, this.apply));
+    box.addEventListener('keydown', (event) => {
+      if (event.key === 'Enter' && (event.ctrlKey || event.metaKey)) this.send();
+    });
+  }
+
+  get changed() { return this.draft !== null && !same(this.draft, this.live); }
+
+  /** From the host: at the start, and whenever anyone changed them. A draft in work is left alone. */
+  async received(answers) {
+    this.descriptions ??= (await api.settings()).settings;
+    const untouched = !this.changed;
+    const news = !same(answers, this.live);
+    this.live = answers;
+    if (untouched && news) this.take(answers);
+    else this.showState();
+  }
+
+  take(answers) {
+    this.draft = structuredClone(answers);
+    if (this.chosen >= this.draft.rules.length) this.chosen = everyoneElse;
+    this.problem.hidden = true;
+    this.showRules();
+    this.showEditor();
+  }
+
+  edited() {
+    this.problem.hidden = true;
+    this.showState();
+  }
+
+  showState() {
+    this.apply.disabled = this.revert.disabled = !this.changed;
+    this.state.textContent = this.changed ? 'Not applied yet.' : 'The host answers like this now.';
+    this.box.querySelector('.apply-bar').dataset.changed = this.changed;
+    const badge = byId('answers-badge');
+    badge.hidden = !this.changed;
+    badge.textContent = 'draft';
+  }
+
+  async send() {
+    if (!this.changed) return;
+    try {
+      this.live = await api.putAnswers(this.draft);
+      this.take(this.live);
+      toast('Applied. The next request is answered so.');
+    } catch (error) {
+      this.problem.textContent = `${error.message} ${error.hint}`;
+      this.problem.hidden = false;
+    }
+  }
+
+  showRules() {
+    const entry = (index, name, whom) => el('li', {}, el('button', {type: 'button', class: 'rule', 'aria-current': index === this.chosen ? 'true' : null,
+      on: {click: () => this.choose(index)}}, el('b', {text: name}), el('span', {text: whom})));
+    this.rules.replaceChildren(
+      ...this.draft.rules.map((rule, index) => entry(index, rule.name || `Rule ${index + 1}`,
+        [rule.device && shortDevice(rule.device), rule.app && `app ${rule.app}`].filter((part) => part).join(', ') || 'every device')),
+      entry(everyoneElse, 'Everyone else', 'what no rule fits'));
+    this.showState();
+  }
+
+  choose(index) {
+    this.chosen = index;
+    this.showRules();
+    this.showEditor();
+    this.rules.querySelector('[aria-current]').focus();
+  }
+
+  addRule() {
+    const newest = this.devices()[0]?.device ?? '';
+    this.draft.rules.push({name: `Rule ${this.draft.rules.length + 1}`, device: newest, app: '', settings: structuredClone(this.draft.default)});
+    this.chosen = this.draft.rules.length - 1;
+    this.showRules();
+    this.showEditor();
+    this.editor.querySelector('input')?.focus();
+  }
+
+  showEditor() {
+    const rule = this.draft.rules[this.chosen];
+    const settings = rule ? rule.settings : this.draft.default;
+    const edited = () => this.edited();
+    this.editor.replaceChildren(
+      rule ? this.ruleCard(rule) : '',
+      new InitForm(settings, this.descriptions, edited).element,
+      attributionCard(settings, edited),
+      rawCard(settings, edited));
+    this.showState();
+  }
+
+  ruleCard(rule) {
+    const field = (label, member, placeholder, list) => el('label', {class: 'field'}, el('span', {text: label}),
+      this.bound(el('input', {placeholder, list, autocomplete: 'off', spellcheck: 'false'}), rule, member));
+    const known = el('datalist', {id: 'rule-devices'}, this.devices().map(({device}) => el('option', {value: device})));
+    const move = (step, text) => el('button', {type: 'button', disabled: !this.draft.rules[this.chosen + step], on: {click: () => this.move(step)}}, text);
+    return el('section', {class: 'card', 'aria-label': 'Whom this rule answers'}, el('h2', {text: 'Whom this rule answers'}),
+      el('div', {class: 'fields'}, field('Name', 'name', 'a name for you'), field('Device identifier', 'device', 'every device', 'rule-devices'), field('Application identifier', 'app', 'every application')),
+      known,
+      el('div', {class: 'buttons'}, move(-1, 'Earlier'), move(1, 'Later'), el('button', {type: 'button', class: 'danger', on: {click: () => this.removeRule()}}, 'Remove this rule')));
+  }
+
+  bound(input, object, member) {
+    input.value = object[member] ?? '';
+    input.addEventListener('input', () => {
+      object[member] = input.value.trim();
+      this.showRules();
+      this.edited();
+    });
+    return input;
+  }
+
+  move(step) {
+    const [rule] = this.draft.rules.splice(this.chosen, 1);
+    this.draft.rules.splice(this.chosen + step, 0, rule);
+    this.choose(this.chosen + step);
+  }
+
+  removeRule() {
+    this.draft.rules.splice(this.chosen, 1);
+    this.choose(everyoneElse);
+  }
+}

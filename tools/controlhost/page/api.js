@@ -1,0 +1,42 @@
+// The host's interface. Every failure is an ApiError whose message can be shown as it is.
+
+export class ApiError extends Error {
+  constructor(message, hint, status) {
+    super(message);
+    this.hint = hint;
+    this.status = status;
+  }
+}
+
+async function call(method, path, body, type = 'application/json') {
+  let reply;
+  try {
+    reply = await fetch(path, {method, body, headers: body === undefined ? {} : {'Content-Type': type}});
+  } catch {
+    throw new ApiError('The host did not answer.', 'Is it still running?', 0);
+  }
+  const text = await reply.text();
+  const isJson = (reply.headers.get('Content-Type') ?? '').includes('json');
+  const value = isJson && text ? JSON.parse(text) : text;
+  if (!reply.ok) throw new ApiError(value.error ?? `The host answered with status ${reply.status}.`, value.hint ?? '', reply.status);
+  return value;
+}
+
+const put = (path, value) => call('PUT', path, JSON.stringify(value));
+const post = (path, value) => call('POST', path, value === undefined ? undefined : JSON.stringify(value));
+
+export const api = {
+  request: (id) => call('GET', `api/requests/${id}`),
+  requestCurl: (id) => call('GET', `api/requests/${id}/curl`),
+  record: (id) => call('GET', `api/records/${id}`),
+  answers: () => call('GET', 'api/answers'),
+  faults: () => call('GET', 'api/faults'),
+  settings: () => call('GET', 'api/settings'),
+  explain: (text) => call('POST', 'api/explain', text, 'text/plain; charset=utf-8'),
+  putAnswers: (answers) => put('api/answers', answers),
+  putFaults: (faults) => put('api/faults', faults),
+  pause: (paused) => post('api/pause', {paused}),
+  clear: () => post('api/clear'),
+  reset: () => post('api/reset'),
+  forget: (device) => call('DELETE', `api/devices/${encodeURIComponent(device)}`),
+};

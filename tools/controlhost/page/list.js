@@ -1,0 +1,193 @@
+// The list of rows. Only those in sight are elements, so ten thousand cost as much as forty. Newest first; what one looks
+// at stays where it is when more arrives above.
+
+import {byId, el, icon} from './dom.js';
+import {counted, findingsText, shortDevice, timeOfDay} from './format.js';
+
+const beyond = 6;  // rows kept ready above and below what is in sight
+
+class RowElement {
+  constructor() {
+    this.clock = el('span');
+    this.thousandths = el('span', {class: 'thousandths'});
+    this.detail = el('span', {class: 'detail'});
+    this.mark = el('span', {class: 'mark'});
+    this.name = el('span', {class: 'name'});
+    this.fault = el('span', {class: 'tag fault'});
+    this.device = el('span', {class: 'device'});
+    this.status = el('span', {class: 'status'});
+    this.severity = el('span', {class: 'severity'});
+    this.element = el('div', {class: 'row', role: 'option'},
+      el('span', {class: 'time'}, this.clock, this.thousandths), this.mark,
+      el('span', {class: 'what'}, this.name, this.detail, this.fault), this.severity, this.device, this.status);
+    this.row = null;
+  }
+
+  show(row, position, total, top, selected) {
+    this.element.style.transform = `translateY(${top}px)`;
+    this.element.setAttribute('aria-posinset', position);
+    this.element.setAttribute('aria-setsize', total);
+    this.element.setAttribute('aria-selected', selected);
+    if (row === this.row) return;
+    this.row = row;
+    const {request} = row;
+    const child = row.index !== null;
+    this.element.id = `row-${row.id}`;
+    this.element.dataset.kind = child ? 'record' : request.action === 'batch' ? 'batch' : 'request';
+    this.element.dataset.action = row.action;
+    const time = timeOfDay(child ? row.usertime ?? request.received : request.received);
+    this.clock.textContent = time.slice(0, 8);
+    this.thousandths.textContent = child ? '' : time.slice(8);
+    this.name.textContent = row.name;
+    this.detail.textContent = row.detail;
+    this.device.textContent = child ? '' : shortDevice(row.device);
+    this.fault.textContent = child ? '' : request.fault;
+    this.fault.hidden = child || !request.fault;
+    this.status.textContent = child ? '' : request.status || 'no reply';
+    this.status.dataset.ok = request.status >= 200 && request.status < 300;
+    this.severity.dataset.severity = row.severity;
+    const found = Object.values(row.findings).reduce((sum, count) => sum + count);
+    this.severity.replaceChildren(...(found ? [icon(row.severity), String(found)] : []));
+    this.element.setAttribute('aria-label', [row.name, row.detail, child ? `in batch ${request.id}` : timeOfDay(request.received, false),
+      child ? '' : `device ${shortDevice(row.device)}`, child ? '' : request.status ? `status ${request.status}` : 'no reply',
+      request.fault && !child ? `fault: ${request.fault}` : '', findingsText(row.findings)].filter((part) => part).join(', '));
+  }
+}
+
+export class List {
+  /** `chosen(row)` is called when a row is selected, `opened(row)` when the reader wants to go into it. */
+  constructor({chosen, opened}) {
+    this.box = byId('list');
+    this.newer = byId('newer');
+    this.space = el('div', {class: 'list-space', role: 'presentation'});
+    this.box.append(this.space);
+    this.chosen = chosen;
+    this.opened = opened;
+    this.rows = [];
+    this.pool = [];
+    this.selectedId = null;
+    this.unseen = 0;
+    this.drawn = 0;
+    this.box.addEventListener('scroll', () => this.draw(), {passive: true});
+    this.box.addEventListener('keydown', (event) => this.key(event));
+    this.box.addEventListener('click', (event) => this.clicked(event));
+    this.newer.addEventListener('click', () => this.toTop());
+    new ResizeObserver(() => this.draw()).observe(this.box);
+  }
+
+  get rowHeight() {
+    return this.height ??= parseFloat(getComputedStyle(this.box).getPropertyValue('--row')) || 34;
+  }
+
+  /** Other rows altogether. */
+  replace(rows) {
+    this.rows = rows;
+    this.unseen = 0;
+    this.draw();
+  }
+
+  append(rows) {
+    if (!rows.length) return;
+    for (const row of rows) this.rows.push(row);
+    if (this.box.scrollTop > this.rowHeight / 2) {
+      this.unseen += rows.length;
+      this.shift = (this.shift ?? 0) + rows.length * this.rowHeight;
+    }
+    this.draw();
+  }
+
+  at(position) { return this.rows[this.rows.length - 1 - position]; }
+  positionOf(id) {
+    const index = this.rows.findLastIndex((row) => row.id === id);
+    return index < 0 ? -1 : this.rows.length - 1 - index;
+  }
+
+  draw() {
+    if (this.drawn) return;
+    this.drawn = requestAnimationFrame(() => {
+      this.drawn = 0;
+      this.drawNow();
+    });
+  }
+
+  drawNow() {
+    const height = this.rowHeight;
+    this.space.style.height = `${this.rows.length * height}px`;
+    if (this.shift) this.box.scrollTop += this.shift;
+    this.shift = 0;
+    const top = this.box.scrollTop;
+    if (top <= height / 2) this.unseen = 0;
+    this.newer.hidden = this.unseen === 0;
+    if (this.unseen) this.newer.replaceChildren(icon('up'), counted(this.unseen, 'newer line'));
+    const first = Math.max(0, Math.floor(top / height) - beyond);
+    const last = Math.min(this.rows.length, Math.ceil((top + this.box.clientHeight) / height) + beyond);
+    while (this.pool.length < last - first) {
+      const row = new RowElement();
+      this.pool.push(row);
+      this.space.append(row.element);
+    }
+    // An element keeps its row while that is in sight: position modulo the pool.
+    const used = new Set();
+    for (let position = first; position < last; position++) {
+      const place = (this.rows.length - 1 - position) % this.pool.length;
+      used.add(place);
+      const row = this.at(position);
+      this.pool[place].element.hidden = false;
+      this.pool[place].show(row, position + 1, this.rows.length, position * height, row.id === this.selectedId);
+    }
+    this.pool.forEach((row, place) => {
+      if (!used.has(place)) row.element.hidden = true;
+    });
+    const active = this.selectedId !== null && this.box.querySelector(`.row:not([hidden])[aria-selected=true]`);
+    if (active) this.box.setAttribute('aria-activedescendant', active.id);
+    else this.box.removeAttribute('aria-activedescendant');
+  }
+
+  select(position, {scroll = true} = {}) {
+    const row = this.at(position);
+    if (!row) return;
+    this.selectedId = row.id;
+    if (scroll) this.reveal(position);
+    this.drawNow();
+    this.chosen(row);
+  }
+
+  unselect() {
+    this.selectedId = null;
+    this.draw();
+  }
+
+  reveal(position) {
+    const top = position * this.rowHeight;
+    if (top < this.box.scrollTop) this.box.scrollTop = top;
+    const bottom = top + this.rowHeight - this.box.clientHeight;
+    if (bottom > this.box.scrollTop) this.box.scrollTop = bottom;
+  }
+
+  toTop() {
+    this.box.scrollTop = 0;
+    this.box.focus();
+    this.draw();
+  }
+
+  clicked(event) {
+    const row = this.pool.find((one) => one.element === event.target.closest('.row'))?.row;
+    if (!row) return;
+    this.select(this.positionOf(row.id), {scroll: false});
+    this.opened(row, {byPointer: true});
+  }
+
+  key(event) {
+    if (event.ctrlKey || event.metaKey || event.altKey) return;
+    const page = Math.max(1, Math.floor(this.box.clientHeight / this.rowHeight) - 1);
+    const now = this.selectedId === null ? -1 : this.positionOf(this.selectedId);
+    const steps = {ArrowDown: now + 1, ArrowUp: now - 1, PageDown: now + page, PageUp: now - page, Home: 0, End: this.rows.length - 1};
+    if (event.key in steps) {
+      event.preventDefault();
+      this.select(Math.min(Math.max(steps[event.key], 0), this.rows.length - 1));
+    } else if ((event.key === 'Enter' || event.key === ' ') && now >= 0) {
+      event.preventDefault();
+      this.opened(this.at(now), {byPointer: false});
+    }
+  }
+}

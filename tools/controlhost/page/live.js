@@ -1,0 +1,50 @@
+// The stream of server-sent events, opened again by itself after it broke, from where it had come to.
+
+const longestWait = 5000;
+
+/** Calls `handlers[event](data)` for every event, and `handlers.state` with "live" or "lost". */
+export class Live {
+  constructor(handlers) {
+    this.handlers = handlers;
+    this.last = 0;
+    this.wait = 500;
+    this.run = null;
+    this.open();
+  }
+
+  open() {
+    const source = new EventSource(`api/events?since=${this.last}`);
+    source.addEventListener('hello', (event) => this.greeted(source, JSON.parse(event.data)));
+    source.addEventListener('request', (event) => {
+      const data = JSON.parse(event.data);
+      this.last = data.request.id;
+      this.handlers.request(data);
+    });
+    for (const type of ['devices', 'missed', 'answers', 'faults', 'paused', 'cleared', 'forgotten']) {
+      source.addEventListener(type, (event) => this.handlers[type](JSON.parse(event.data)));
+    }
+    source.addEventListener('error', () => this.broken(source));
+  }
+
+  greeted(source, hello) {
+    this.wait = 500;
+    const other = this.run !== null && hello.run !== this.run;
+    this.run = hello.run;
+    this.handlers.state('live');
+    this.handlers.hello(hello);
+    // Another run of the host counts its requests from 1 again: what is shown is not its.
+    if (!other) return;
+    this.handlers.cleared({});
+    if (this.last === 0) return;
+    source.close();
+    this.last = 0;
+    this.open();
+  }
+
+  broken(source) {
+    source.close();
+    this.handlers.state('lost');
+    setTimeout(() => this.open(), this.wait);
+    this.wait = Math.min(this.wait * 2, longestWait);
+  }
+}

@@ -1,0 +1,79 @@
+// What came, as far as the page keeps it: requests in the order of arrival, and a row for each request and for each
+// record of a batch. Rows stand oldest first, so that new ones are appended; a list shows them from the end.
+
+import {worst} from './format.js';
+
+/** More rows than this and the oldest go; the host still has them. */
+const mostRows = 20000;
+
+const counts = (findings) => {
+  const result = {error: 0, warning: 0, note: 0};
+  for (const finding of findings) result[finding.severity]++;
+  return result;
+};
+
+/** What tells one record of a name from the next: an event's value, a deep link's address. */
+function detailOf(json) {
+  const data = json?.data ?? {};
+  const detail = data.event_data ?? data.uri;
+  return typeof detail === 'string' ? detail.slice(0, 200) : '';
+}
+
+function rowOfRequest(request, records) {
+  const single = request.action === 'batch' ? null : records[0];
+  return {
+    id: String(request.id), request, index: null, device: request.device, app: request.app, action: request.action,
+    name: request.action === 'batch' ? `batch of ${request.records}` : single?.name || request.names[0] || request.action || 'not a request',
+    detail: detailOf(single?.json), severity: worst(request.findings), findings: request.findings, usertime: null,
+    text: `${request.path} ${single ? JSON.stringify(single.json) : ''}`.toLowerCase(),
+  };
+}
+
+function rowOfRecord(request, record) {
+  const findings = counts(record.findings);
+  return {
+    id: record.id, request, index: record.index, device: record.device, app: record.app, action: record.action,
+    name: record.name, detail: detailOf(record.json), severity: worst(findings), findings, usertime: record.usertime,
+    text: JSON.stringify(record.json).toLowerCase(),
+  };
+}
+
+export class Traffic {
+  constructor() {
+    this.rows = [];
+    this.actions = new Set();
+    this.total = 0;
+  }
+
+  /** Adds a request with its records; returns its rows in the order in which they are kept: the request's own is the last. */
+  add({request, records}) {
+    const rows = [];
+    if (request.action === 'batch') for (const record of records) rows.unshift(rowOfRecord(request, record));
+    rows.push(rowOfRequest(request, records));
+    for (const row of rows) {
+      this.rows.push(row);
+      this.actions.add(row.action);
+    }
+    this.total++;
+    return rows;
+  }
+
+  /** Drops the oldest requests beyond the cap, whole ones and many at a time. Returns whether any went. */
+  trim() {
+    if (this.rows.length <= mostRows * 1.1) return false;
+    let cut = this.rows.length - mostRows;
+    while (cut < this.rows.length && this.rows[cut - 1].request === this.rows[cut].request) cut++;
+    this.rows.splice(0, cut);
+    return true;
+  }
+
+  clear() {
+    this.rows = [];
+    this.actions.clear();
+    this.total = 0;
+  }
+
+  forget(device) {
+    this.rows = this.rows.filter((row) => row.device !== device);
+  }
+}

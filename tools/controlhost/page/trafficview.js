@@ -1,0 +1,204 @@
+// The view of what came: time line, filters, list and the chosen record, over one Traffic.
+
+import {copy} from './copy.js';
+import {byId, el, icon} from './dom.js';
+import {noFilter, predicate, shownAmong, shownOf} from './filter.js';
+import {counted, shortDevice} from './format.js';
+import {List} from './list.js';
+import {RecordPane} from './record.js';
+import {Timeline} from './timeline.js';
+import {Traffic} from './traffic.js';
+
+const announceEvery = 5000;  // milliseconds; a screen reader is not to be talked over
+const showEmptyAfter = 300;   // milliseconds; what a host kept comes within that
+
+export class TrafficView {
+  constructor({forget}) {
+    this.traffic = new Traffic();
+    this.filter = {...noFilter};
+    this.matches = predicate(this.filter);
+    this.waiting = [];
+    this.news = {requests: 0, wrong: 0};
+    this.record = new RecordPane({closed: () => byId('list').focus()});
+    this.list = new List({chosen: (row) => this.record.show(row), opened: (row, how) => this.open(how)});
+    this.timeline = new Timeline(this.traffic, {forget, chosen: (device) => this.toggleDevice(device), picked: (row) => this.pick(row)});
+    this.fillEmpty();
+    this.fillFilters();
+    byId('unfilter').addEventListener('click', () => { this.setFilter({...noFilter}); byId('search').focus(); });
+    byId('filters').addEventListener('submit', (event) => event.preventDefault());
+    byId('export').addEventListener('keydown', (event) => {
+      if (event.key !== 'Escape') return;
+      byId('export').open = false;
+      byId('export').querySelector('summary').focus();
+    });
+    setInterval(() => this.announce(), announceEvery);
+  }
+
+  devices() { return [...this.timeline.devices.values()]; }
+
+  open({byPointer}) {
+    // At a desk the record stands beside the list; what was clicked need not be gone to.
+    if (!byPointer || this.record.covering) this.record.open();
+  }
+
+  greeted() {
+    setTimeout(() => this.showOrEmpty(), showEmptyAfter);
+  }
+
+  shown() {
+    this.list.draw();
+    this.timeline.draw();
+  }
+
+  /** What arrives within a frame is taken in at once. */
+  arrived(data) {
+    this.waiting.push(data);
+    this.frame ??= setTimeout(() => this.takeIn(), 16);
+  }
+
+  takeIn() {
+    this.frame = undefined;
+    const shown = [];
+    const actions = this.traffic.actions.size;
+    for (const data of this.waiting) {
+      for (const row of shownOf(this.traffic.add(data), this.matches)) shown.push(row);
+      this.news.requests++;
+      if (data.request.findings.error || data.request.findings.warning) this.news.wrong++;
+    }
+    this.waiting = [];
+    if (actions !== this.traffic.actions.size) this.offerActions();
+    if (this.traffic.trim()) this.refilter();
+    else this.list.append(shown);
+    this.showOrEmpty();
+    this.count();
+    this.timeline.soon();
+  }
+
+  update(devices) {
+    const before = this.timeline.devices.size;
+    this.timeline.update(devices);
+    if (before !== this.timeline.devices.size) this.offerDevices();
+  }
+
+  cleared() {
+    this.waiting = [];
+    this.traffic.clear();
+    this.timeline.clear();
+    this.list.unselect();
+    this.record.rest();
+    this.offerDevices();
+    this.offerActions();
+    this.refilter();
+    this.showOrEmpty();
+  }
+
+  forgotten(device) {
+    this.waiting = this.waiting.filter(({request}) => request.device !== device);
+    this.traffic.forget(device);
+    this.timeline.remove(device);
+    if (this.record.row?.device === device) {
+      this.list.unselect();
+      this.record.rest();
+    }
+    this.offerDevices();
+    if (this.filter.device === device) this.setFilter({...this.filter, device: null});
+    this.refilter();
+    this.showOrEmpty();
+  }
+
+  showOrEmpty() {
+    const empty = this.traffic.rows.length === 0;
+    if (byId('empty').hidden === !empty && byId('traffic').hidden === empty) return;
+    byId('empty').hidden = !empty;
+    byId('traffic').hidden = empty;
+    this.shown();
+  }
+
+  refilter() {
+    this.list.replace(shownAmong(this.traffic.rows, this.matches));
+    this.count();
+  }
+
+  count() {
+    const all = this.traffic.rows.length;
+    const shown = this.list.rows.length;
+    byId('count').textContent = shown === all ? counted(all, 'line') : `${shown.toLocaleString('en')} of ${counted(all, 'line')}`;
+    byId('no-match').hidden = shown > 0 || all === 0;
+  }
+
+  setFilter(filter) {
+    this.filter = filter;
+    this.matches = predicate(filter);
+    byId('search').value = filter.text;
+    byId('filter-action').value = filter.action;
+    byId('filter-device').value = filter.device ?? '*';
+    byId('filter-findings').value = filter.severity;
+    this.timeline.setFilter(filter.device);
+    this.refilter();
+  }
+
+  toggleDevice(device) {
+    this.setFilter({...this.filter, device: this.filter.device === device ? null : device});
+  }
+
+  pick(row) {
+    if (this.list.positionOf(row.id) < 0) this.setFilter({...noFilter});
+    this.list.select(this.list.positionOf(row.id));
+    this.open({byPointer: true});
+  }
+
+  fillFilters() {
+    const listen = (id, type, member, read = (value) => value) => byId(id).addEventListener(type, (event) => {
+      this.setFilter({...this.filter, [member]: read(event.target.value)});
+    });
+    listen('search', 'input', 'text');
+    listen('filter-action', 'change', 'action');
+    listen('filter-device', 'change', 'device', (value) => (value === '*' ? null : value));
+    listen('filter-findings', 'change', 'severity');
+    byId('filter-findings').append(el('option', {value: '', text: 'All results'}), el('option', {value: 'note', text: 'With any finding'}),
+      el('option', {value: 'warning', text: 'Warnings and errors'}), el('option', {value: 'error', text: 'Errors'}));
+    byId('search').addEventListener('keydown', (event) => {
+      if (event.key === 'ArrowDown' || event.key === 'Enter') {
+        event.preventDefault();
+        byId('list').focus();
+      }
+    });
+    this.offerActions();
+    this.offerDevices();
+  }
+
+  offerActions() {
+    const actions = [...this.traffic.actions].sort();
+    byId('filter-action').replaceChildren(el('option', {value: '', text: 'All actions'}), ...actions.map((action) => el('option', {value: action, text: action || 'no request'})));
+    byId('filter-action').value = this.filter.action;
+  }
+
+  offerDevices() {
+    byId('filter-device').replaceChildren(el('option', {value: '*', text: 'All devices'}),
+      ...this.devices().map(({device}) => el('option', {value: device, text: shortDevice(device)})));
+    byId('filter-device').value = this.filter.device ?? '*';
+  }
+
+  announce() {
+    if (!this.news.requests) return;
+    const {requests, wrong} = this.news;
+    byId('announcer').textContent = `${counted(requests, 'new request')}${wrong ? `, ${wrong} with findings` : ''}`;
+    this.news = {requests: 0, wrong: 0};
+  }
+
+  /** Before anything came: how to make something come. */
+  fillEmpty() {
+    const snippet = (text, what) => el('div', {class: 'snippet'}, el('pre', {}, el('code', {text})),
+      el('button', {type: 'button', 'aria-label': `Copy the ${what}`, on: {click: () => copy(text, what)}}, icon('copy'), 'Copy'));
+    const host = location.host;
+    byId('empty').append(
+      el('p', {class: 'pulse', 'aria-hidden': 'true'}, el('span'), el('span'), el('span')),
+      el('h2', {text: 'Waiting for the first request'}),
+      el('p', {text: 'Give your app’s tracker this host, and start the app. What it sends appears here by itself.'}),
+      snippet(`{"trackerHostname", "${host}"}`, 'option'),
+      el('p', {text: 'An app that allows it takes the host from its environment; nothing is built anew:'}),
+      snippet('fliprugair-controlhost run -- ./my-app', 'command'),
+      el('p', {text: 'No app at hand? Send a request, a wrong one, and see what is said about it:'}),
+      snippet(`curl -H 'Content-Type: application/json' -d '{"action":"init"}' http://${host}/marlune/v4`, 'curl command'));
+  }
+}
