@@ -1,9 +1,12 @@
 #include "platform/gpsd/GpsdLocation.h"
 
 #include <algorithm>
+#include <functional>
+#include <iterator>
 #include <utility>
 
 #include "platform/gpsd/GpsdSearch.h"
+#include "platform/posix/Threads.h"
 
 namespace fliprugair {
 
@@ -12,10 +15,14 @@ GpsdLocation::GpsdLocation(GpsdOptions options, GpsdLocationManager::Log log)
 
 std::shared_ptr<MarluneLocationManager> GpsdLocation::makeManager() {
   const auto search = std::make_shared<GpsdSearch>(options_, log_);
+  std::vector<std::shared_ptr<GpsdSearch>> over;
   {
     const std::lock_guard lock(mutex_);
     if (stopped_) search->end();
-    std::erase_if(searches_, [](const auto& earlier) { return earlier.expired(); });
+    const auto isOver = [](const auto& earlier) { return earlier.use_count() == 1 && !earlier->isRunning(); };
+    const auto first = std::partition(searches_.begin(), searches_.end(), std::not_fn(isOver));
+    over.assign(std::move_iterator(first), std::move_iterator(searches_.end()));
+    searches_.erase(first, searches_.end());
     searches_.push_back(search);
   }
   return std::make_shared<GpsdLocationManager>(search);
@@ -31,16 +38,12 @@ void GpsdLocation::stop() {
 
 bool GpsdLocation::isOwnThread() const {
   const auto all = searches();
-  return std::any_of(all.begin(), all.end(), [](const auto& search) { return search->isOwnThread(); });
+  return std::any_of(all.begin(), all.end(), [](const auto& search) { return isThreadOf(search.get()); });
 }
 
 std::vector<std::shared_ptr<GpsdSearch>> GpsdLocation::searches() const {
   const std::lock_guard lock(mutex_);
-  std::vector<std::shared_ptr<GpsdSearch>> all;
-  for (const auto& search : searches_) {
-    if (auto alive = search.lock()) all.push_back(std::move(alive));
-  }
-  return all;
+  return searches_;
 }
 
 }  // namespace fliprugair

@@ -8,11 +8,17 @@
 
 namespace fliprugair {
 
-/// The searches of one environment: makes its location managers, and ends what they still do before the environment is
-/// gone. Owned by the environment; managers may outlive it, and then find nothing. Any thread.
+/// The searches of one environment: makes its location managers, and holds every search that still runs, also of a
+/// manager that was dropped, until its thread has been joined. Owned by the environment; managers may outlive it, and
+/// then find nothing. Any thread.
 class GpsdLocation {
  public:
+  /// `log` takes the lines of searches with logging enabled; it may be empty.
   GpsdLocation(GpsdOptions options, GpsdLocationManager::Log log);
+
+  ~GpsdLocation() { stop(); }
+  GpsdLocation(const GpsdLocation&) = delete;
+  GpsdLocation& operator=(const GpsdLocation&) = delete;
 
   std::shared_ptr<MarluneLocationManager> makeManager();
 
@@ -30,7 +36,7 @@ class GpsdLocation {
   const GpsdLocationManager::Log log_;
 
   mutable std::mutex mutex_;  ///< around what follows
-  std::vector<std::weak_ptr<GpsdSearch>> searches_;
+  std::vector<std::shared_ptr<GpsdSearch>> searches_;
   bool stopped_ = false;
 };
 

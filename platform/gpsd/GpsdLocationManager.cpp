@@ -8,9 +8,6 @@
 
 namespace fliprugair {
 
-GpsdLocationManager::GpsdLocationManager(GpsdOptions options, Log log)
-    : GpsdLocationManager(std::make_shared<GpsdSearch>(std::move(options), std::move(log))) {}
-
 GpsdLocationManager::GpsdLocationManager(std::shared_ptr<GpsdSearch> search) : search_(std::move(search)) {}
 
 GpsdLocationManager::~GpsdLocationManager() { search_->end(); }

@@ -22,8 +22,8 @@ struct GpsdOptions {
 /// One search for one position with gpsd.
 ///
 /// The search has a thread of its own, which connects, watches gpsd's reports, calls the delegate with the first
-/// sufficient fix, and frees everything it holds when it is over: with a fix, by time-out, without gpsd, or because the
-/// object was dropped. What is sufficient: GpsReports.h.
+/// sufficient fix, and frees everything it holds when it is over: with a fix, by time-out, or because the object was
+/// dropped. A gpsd that is not there, or goes away, is tried again every second. What is sufficient: GpsReports.h.
 ///
 /// The delegate and `log` are called on the search's thread. Both the destructor and a change of the delegate wait for
 /// a call that is running there, so that none follows; only when made from inside that call do they return at once.
@@ -32,8 +32,7 @@ class GpsdLocationManager final : public MarluneLocationManager {
  public:
   using Log = std::function<void(std::string_view)>;
 
-  /// `log` takes the lines of a search with logging enabled; it may be empty.
-  GpsdLocationManager(GpsdOptions options, Log log);
+  /// Made by GpsdLocation.
   explicit GpsdLocationManager(std::shared_ptr<GpsdSearch> search);
   ~GpsdLocationManager() override;
   GpsdLocationManager(const GpsdLocationManager&) = delete;

@@ -1,5 +1,6 @@
 #include "platform/gpsd/GpsdSearch.h"
 
+#include <algorithm>
 #include <exception>
 #include <string>
 #include <utility>
@@ -9,10 +10,18 @@
 
 namespace fliprugair {
 
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+constexpr std::chrono::seconds untilNextTry(1);
+
+}  // namespace
+
 void GpsdSearch::setDelegate(std::weak_ptr<MarluneLocationManagerDelegate> delegate) {
   std::unique_lock lock(mutex_);
   delegate_.swap(delegate);
-  if (!isThisThread()) changed_.wait(lock, [this] { return !delivering_; });
+  if (!isThreadOf(this)) changed_.wait(lock, [this] { return !delivering_; });
 }
 
 void GpsdSearch::begin(bool loggingEnabled, double accuracy, std::chrono::seconds timeout) {
@@ -21,10 +30,8 @@ void GpsdSearch::begin(bool loggingEnabled, double accuracy, std::chrono::second
   begun_ = true;
   loggingEnabled_ = loggingEnabled;
   try {
-    startThread("gpsd search", [self = shared_from_this(), accuracy,
-                                deadline = std::chrono::steady_clock::now() + timeout] {
-      self->run(accuracy, deadline);
-    }).detach();
+    thread_ = startThread("gpsd search", this,
+                          [this, accuracy, deadline = Clock::now() + timeout] { run(accuracy, deadline); });
     running_ = true;
   } catch (const std::exception&) {
     // No thread to be had: the search is over without a fix.
@@ -33,21 +40,23 @@ void GpsdSearch::begin(bool loggingEnabled, double accuracy, std::chrono::second
 
 void GpsdSearch::end() {
   stop_.request_stop();
-  std::unique_lock lock(mutex_);  // from here on begin() sees the stop
-  delegate_.reset();
-  if (!isThisThread()) changed_.wait(lock, [this] { return !running_; });
-}
-
-bool GpsdSearch::isOwnThread() const {
-  const std::lock_guard lock(mutex_);
-  return isThisThread();
-}
-
-void GpsdSearch::run(double accuracy, GpsdConnection::Deadline deadline) {
+  std::thread thread;
   {
-    const std::lock_guard lock(mutex_);
-    thread_ = std::this_thread::get_id();
+    std::unique_lock lock(mutex_);  // from here on begin() sees the stop
+    delegate_.reset();
+    if (isThreadOf(this)) return;
+    changed_.wait(lock, [this] { return !running_; });
+    thread = std::move(thread_);
   }
+  if (thread.joinable()) thread.join();
+}
+
+bool GpsdSearch::isRunning() const {
+  const std::lock_guard lock(mutex_);
+  return running_;
+}
+
+void GpsdSearch::run(double accuracy, Deadline deadline) {
   try {
     if (const auto fix = find(accuracy, deadline)) deliver(*fix);
   } catch (...) {
@@ -55,23 +64,39 @@ void GpsdSearch::run(double accuracy, GpsdConnection::Deadline deadline) {
   }
   const std::lock_guard lock(mutex_);
   running_ = delivering_ = false;
-  thread_ = {};
   changed_.notify_all();
 }
 
-std::optional<GpsFix> GpsdSearch::find(double accuracy, GpsdConnection::Deadline deadline) {
-  GpsdConnection gpsd(options_, deadline, stop_.get_token());
-  if (!gpsd.isOpen()) {
-    log("location: no gpsd at " + options_.host + " port " + options_.port);
-    return std::nullopt;
-  }
-  log("location: searching for a fix");
+std::optional<GpsFix> GpsdSearch::find(double accuracy, Deadline deadline) {
+  // The same for every connection: a gpsd that comes back may repeat what its forerunner said last.
   GpsReports reports(accuracy);
-  while (const auto line = gpsd.nextLine()) {
-    if (const auto fix = reports.sufficientFix(*line)) return fix;
+  std::string said;
+  const auto say = [&](const std::string& line) {
+    if (std::exchange(said, line) != line) log(line);
+  };
+  for (; Clock::now() < deadline && !stop_.stop_requested();
+       pauseUntil(std::min(Clock::now() + untilNextTry, deadline))) {
+    GpsdConnection gpsd(options_, deadline, stop_.get_token());
+    if (!gpsd.isOpen()) {
+      say("location: no gpsd at " + options_.host + " port " + options_.port);
+      continue;
+    }
+    say("location: searching for a fix");
+    while (const auto line = gpsd.nextLine()) {
+      if (const auto fix = reports.sufficientFix(*line)) return fix;
+    }
+    if (Clock::now() < deadline) say("location: gpsd is gone");
   }
-  log("location: no fix, the time is over, or gpsd is gone");
+  log("location: no fix, the time is over");
   return std::nullopt;
+}
+
+/// Returns at once when a stop is requested.
+void GpsdSearch::pauseUntil(Deadline end) const {
+  std::mutex mutex;
+  std::unique_lock lock(mutex);
+  std::condition_variable_any stopped;
+  stopped.wait_until(lock, stop_.get_token(), end, [] { return false; });
 }
 
 void GpsdSearch::deliver(const GpsFix& fix) {

@@ -15,12 +15,14 @@
 
 namespace fliprugair {
 
-/// What a location manager and the thread of its search share. The thread is detached, since it has to be freed when
-/// the search is over, long before the manager may be dropped; `running_` stands in for joining it. Owned by the
-/// manager and by the thread, so that whoever still finds this object finds every search that still runs. Any thread.
-class GpsdSearch : public std::enable_shared_from_this<GpsdSearch> {
+/// What a location manager and the thread of its search share. Owned by both the manager and GpsdLocation, which
+/// outlives the thread. Any thread.
+class GpsdSearch {
  public:
   GpsdSearch(GpsdOptions options, GpsdLocationManager::Log log) : options_(std::move(options)), log_(std::move(log)) {}
+  ~GpsdSearch() { end(); }
+  GpsdSearch(const GpsdSearch&) = delete;
+  GpsdSearch& operator=(const GpsdSearch&) = delete;
 
   /// Waits for a call of the former delegate that is running on another thread.
   void setDelegate(std::weak_ptr<MarluneLocationManagerDelegate> delegate);
@@ -31,14 +33,16 @@ class GpsdSearch : public std::enable_shared_from_this<GpsdSearch> {
   /// Ends the search for good, and waits for its thread unless called there.
   void end();
 
-  bool isOwnThread() const;
+  bool isRunning() const;
 
  private:
-  void run(double accuracy, GpsdConnection::Deadline deadline);
-  std::optional<GpsFix> find(double accuracy, GpsdConnection::Deadline deadline);
+  using Deadline = GpsdConnection::Deadline;
+
+  void run(double accuracy, Deadline deadline);
+  std::optional<GpsFix> find(double accuracy, Deadline deadline);
+  void pauseUntil(Deadline end) const;
   void deliver(const GpsFix& fix);
   void log(std::string_view line) const;
-  bool isThisThread() const { return std::this_thread::get_id() == thread_; }
 
   const GpsdOptions options_;
   const GpsdLocationManager::Log log_;
@@ -48,7 +52,7 @@ class GpsdSearch : public std::enable_shared_from_this<GpsdSearch> {
   mutable std::mutex mutex_;  ///< around what follows
   std::condition_variable changed_;
   std::weak_ptr<MarluneLocationManagerDelegate> delegate_;
-  std::thread::id thread_;  ///< of the search, once it runs
+  std::thread thread_;
   bool begun_ = false;
   bool running_ = false;
   bool delivering_ = false;

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <functional>
 #include <memory>
 
 #include "Fliprugair/collaborators/MarluneHardwareInfo.h"
@@ -8,28 +7,28 @@
 #include "Fliprugair/collaborators/WebViewUserAgent.h"
 #include "Fliprugair/platform/Locked.h"
 #include "Fliprugair/platform/MainQueue.h"
+#include "Fliprugair/platform/linux/Log.h"
 #include "Fliprugair/platform/linux/SearchAdSource.h"
 #include "platform/linux/FactsInForce.h"
-#include "platform/linux/Gate.h"
 #include "platform/linux/LinuxDevice.h"
 
 namespace fliprugair {
 
-/// Asks the host app's source. Without one the answer is at once that there are no details. Belongs to one thread at a
-/// time; the answer arrives on another one, as
-/// long as `answers` lets it in.
+/// Asks the host app's source on the global queue, on which the answer arrives too, wherever it was given; when the
+/// queue is gone by then, it does not arrive. Without a source the answer is that there are no details, and so it is
+/// when the source throws or drops every copy of what answers. Belongs to one thread at a time.
 class LinuxSearchAdAttribution final : public MarluneRetrieveiAdAttribution {
  public:
-  LinuxSearchAdAttribution(GlobalQueue& queue, SearchAdSource source, std::shared_ptr<Gate> answers)
-      : queue_(queue), source_(std::move(source)), answers_(std::move(answers)) {}
+  LinuxSearchAdAttribution(std::weak_ptr<GlobalQueue> queue, SearchAdSource source, Log log)
+      : queue_(std::move(queue)), source_(std::move(source)), log_(std::move(log)) {}
 
   void setIAdAttributionDelegate(std::weak_ptr<MarluneiAdAttributionDelegate> delegate) override;
   void retrieveiAdAttribution(bool loggingEnabled) override;
 
  private:
-  GlobalQueue& queue_;
+  const std::weak_ptr<GlobalQueue> queue_;
   const SearchAdSource source_;
-  const std::shared_ptr<Gate> answers_;
+  const Log log_;
   Locked<std::weak_ptr<MarluneiAdAttributionDelegate>> delegate_;
 };
 

@@ -7,7 +7,6 @@
 
 #include "platform/json/RapidJSONSerialization.h"
 #include "platform/linux/EventLoop.h"
-#include "platform/linux/Gate.h"
 #include "platform/linux/GuardedLog.h"
 #include "platform/linux/LinuxApplication.h"
 #include "platform/linux/LinuxBundle.h"
@@ -18,6 +17,7 @@
 #include "platform/linux/LoopThread.h"
 #include "platform/linux/MachineIdentity.h"
 #include "platform/linux/WorkerPool.h"
+#include "platform/posix/Threads.h"
 
 namespace fliprugair {
 
@@ -27,9 +27,9 @@ std::shared_ptr<const HostFacts> shared(HostFacts facts) { return std::make_shar
 
 }  // namespace
 
-/// In the order in which they are made; what stands further down may use what stands above it.
+/// Where everything is wired, in the order in which it is made: what stands further down may use what stands above it.
 struct LinuxEnvironment::Parts {
-  explicit Parts(LinuxOptions given);
+  Parts(LinuxOptions given, Platform& platform);
 
   const LinuxOptions options;
   const Log log;
@@ -42,11 +42,10 @@ struct LinuxEnvironment::Parts {
   LinuxDevice device;
   LinuxSurroundings surroundings;
   EventLoop loop;
-  WorkerPool workers;
+  const std::shared_ptr<WorkerPool> workers;  ///< shared with search-ad answers, which may come after the end
   LinuxApplication application;
-  NetworkPiece network;
-  LocationPiece location;
-  const std::shared_ptr<Gate> answers = std::make_shared<Gate>();
+  const Piece<MarluneNetworkAccess> network;
+  const Piece<MarluneLocationManager> location;
   LoopThread thread;
 
   std::atomic<bool> willTerminateWasSaid = false;
@@ -55,7 +54,7 @@ struct LinuxEnvironment::Parts {
   std::atomic<bool> closed = false;
 };
 
-LinuxEnvironment::Parts::Parts(LinuxOptions given)
+LinuxEnvironment::Parts::Parts(LinuxOptions given, Platform& platform)
     : options(std::move(given)),
       log(guardedLog(options.log)),
       userDefaults(openUserDefaults(options, log)),
@@ -64,20 +63,19 @@ LinuxEnvironment::Parts::Parts(LinuxOptions given)
       device(facts, options.bundleIdentifier.value_or(""), SystemFiles(), processVariable),
       surroundings(facts, SystemFiles()),
       loop(log),
-      workers(log),
+      workers(std::make_shared<WorkerPool>(log)),
       application(loop, options.backgroundTaskTime, facts, log),
+      network(openNetwork(options, platform, *userDefaults, json, application, log)),
+      location(openLocation(options, platform, log)),
       thread(loop) {
   facts.store(shared(options.facts));
 }
 
-LinuxEnvironment::LinuxEnvironment(std::unique_ptr<Parts> parts) : parts_(std::move(parts)) {
-  parts_->network = openNetwork(parts_->options, *this, parts_->log);
-  parts_->location = openLocation(parts_->options, *this, parts_->log);
-}
+LinuxEnvironment::LinuxEnvironment(LinuxOptions options) : parts_(std::make_unique<Parts>(std::move(options), *this)) {}
 
 LinuxEnvironment::Result LinuxEnvironment::open(LinuxOptions options) {
   try {
-    return {std::make_unique<LinuxEnvironment>(std::make_unique<Parts>(std::move(options))), ""};
+    return {std::unique_ptr<LinuxEnvironment>(new LinuxEnvironment(std::move(options))), ""};
   } catch (const std::exception& exception) {
     return {nullptr, exception.what()};
   }
@@ -135,21 +133,18 @@ void LinuxEnvironment::beginTermination() {
   parts_->loop.async([this, waitForTasks] { parts_->loop.async(waitForTasks); });
 }
 
-/// Whether this thread belongs to what close() waits for.
+/// Whether close() would wait for the calling thread, and so for itself.
 bool LinuxEnvironment::isInsideCall() const {
-  const auto isInside = [](const std::function<bool()>& isOwnThread) { return isOwnThread && isOwnThread(); };
-  return parts_->workers.isOwnThread() || parts_->answers->isInside() || isInside(parts_->location.isOwnThread) ||
-         isInside(parts_->network.isOwnThread);
+  return isThreadOf(parts_->workers.get()) || parts_->location.isOwnThread() || parts_->network.isOwnThread();
 }
 
 void LinuxEnvironment::close() {
   // Whatever is dropped here may hold a tracker's last reference, and its end reaches for every part: all of them are
   // still there, and those that are closed ignore it.
   parts_->loop.close();
-  parts_->workers.stop();
-  parts_->answers->close();
-  if (parts_->location.stop) parts_->location.stop();
-  if (parts_->network.stop) parts_->network.stop();
+  parts_->workers->stop();
+  parts_->location.stop();
+  parts_->network.stop();
   parts_->userDefaults->synchronize();
   parts_->closed = true;
 }
@@ -197,14 +192,12 @@ std::optional<std::chrono::steady_clock::time_point> LinuxEnvironment::nextDeadl
 
 void LinuxEnvironment::setFacts(HostFacts facts) { parts_->facts.store(shared(std::move(facts))); }
 
-std::shared_ptr<MarluneNetworkAccess> LinuxEnvironment::makeNetworkAccess() { return parts_->network.makeAccess(); }
+std::shared_ptr<MarluneNetworkAccess> LinuxEnvironment::makeNetworkAccess() { return parts_->network.make(); }
 
-std::shared_ptr<MarluneLocationManager> LinuxEnvironment::makeLocationManager() {
-  return parts_->location.makeManager();
-}
+std::shared_ptr<MarluneLocationManager> LinuxEnvironment::makeLocationManager() { return parts_->location.make(); }
 
 std::shared_ptr<MarluneRetrieveiAdAttribution> LinuxEnvironment::makeRetrieveiAdAttribution() {
-  return std::make_shared<LinuxSearchAdAttribution>(parts_->workers, parts_->options.searchAdSource, parts_->answers);
+  return std::make_shared<LinuxSearchAdAttribution>(parts_->workers, parts_->options.searchAdSource, parts_->log);
 }
 
 std::shared_ptr<MarluneHardwareInfo> LinuxEnvironment::makeHardwareInfo() {
@@ -218,7 +211,7 @@ std::shared_ptr<WebViewUserAgent> LinuxEnvironment::makeWebViewUserAgent() {
 UserDefaults& LinuxEnvironment::userDefaults() { return *parts_->userDefaults; }
 NotificationCenter& LinuxEnvironment::notificationCenter() { return parts_->notificationCenter; }
 MainQueue& LinuxEnvironment::mainQueue() { return parts_->loop; }
-GlobalQueue& LinuxEnvironment::globalQueue() { return parts_->workers; }
+GlobalQueue& LinuxEnvironment::globalQueue() { return *parts_->workers; }
 Application& LinuxEnvironment::application() { return parts_->application; }
 Bundle& LinuxEnvironment::bundle() { return parts_->bundle; }
 Device& LinuxEnvironment::device() { return parts_->device; }

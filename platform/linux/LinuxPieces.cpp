@@ -4,6 +4,7 @@
 #include <utility>
 #include <variant>
 
+#include "platform/linux/GuardedLog.h"
 #include "platform/linux/UserFolders.h"
 
 #if FLIPRUGAIR_SQLITE
@@ -56,14 +57,32 @@ class UnreadDocuments final : public Documents {
 };
 #endif
 
-#if !FLIPRUGAIR_GPS
-/// Stands in where the position service was left out: its searches find nothing.
+/// Stands in where there is no network access to be had: nothing can be sent.
+class NoNetworkAccess final : public MarluneNetworkAccess {
+ public:
+  void setLoggingEnabled(bool /*enabled*/) override {}
+  void setNetworkAccessDelegate(std::weak_ptr<MarluneNetworkAccessDelegate> /*delegate*/) override {}
+  void setEventTimestamp(const Text& /*timestamp*/) override {}
+  void setBackgroundTask(BackgroundTaskIdentifier /*task*/) override {}
+  bool sendHTTPRequestWithHostname(const std::string& /*hostname*/, const Value& /*payload*/) override { return false; }
+};
+
+/// Stands in where there is no position service: its searches find nothing.
 class NoLocationManager final : public MarluneLocationManager {
  public:
   void setLocationManagerDelegate(std::weak_ptr<MarluneLocationManagerDelegate> /*delegate*/) override {}
   void initLocationServices(bool /*loggingEnabled*/, std::int64_t /*accuracy*/, std::int64_t /*timeout*/) override {}
 };
-#endif
+
+/// The host app's own maker, with a stand-in for what it throws or leaves null.
+template <class StandIn, class Maker>
+auto hostAppsMaker(Maker maker, const char* name, Platform& platform, const Log& log) {
+  return [maker = std::move(maker), name, &platform, log] {
+    decltype(maker(platform)) made;
+    runGuarded([&] { made = maker(platform); }, name, log);
+    return made != nullptr ? made : std::make_shared<StandIn>();
+  };
+}
 
 }  // namespace
 
@@ -89,13 +108,15 @@ std::shared_ptr<Documents> openDocuments(const LinuxOptions& options) {
 #endif
 }
 
-NetworkPiece openNetwork(const LinuxOptions& options, Platform& platform, [[maybe_unused]] const Log& log) {
+Piece<MarluneNetworkAccess> openNetwork(const LinuxOptions& options, Platform& platform,
+                                        [[maybe_unused]] UserDefaults& store,
+                                        [[maybe_unused]] const JSONSerialization& json,
+                                        [[maybe_unused]] Application& application, const Log& log) {
   if (options.makeNetworkAccess) {
-    return {[make = options.makeNetworkAccess, &platform] { return make(platform); }, nullptr, nullptr};
+    return {hostAppsMaker<NoNetworkAccess>(options.makeNetworkAccess, "makeNetworkAccess", platform, log)};
   }
 #if FLIPRUGAIR_CURL
-  const auto network = std::make_shared<CurlNetwork>(options.network, platform.userDefaults(), platform.json(),
-                                                     platform.application(), log);
+  const auto network = std::make_shared<CurlNetwork>(options.network, store, json, application, log);
   return {[network] { return network->makeAccess(); }, [network] { network->stop(); },
           [network] { return network->isOwnThread(); }};
 #else
@@ -103,16 +124,16 @@ NetworkPiece openNetwork(const LinuxOptions& options, Platform& platform, [[mayb
 #endif
 }
 
-LocationPiece openLocation(const LinuxOptions& options, Platform& platform, [[maybe_unused]] const Log& log) {
+Piece<MarluneLocationManager> openLocation(const LinuxOptions& options, Platform& platform, const Log& log) {
   if (options.makeLocationManager) {
-    return {[make = options.makeLocationManager, &platform] { return make(platform); }, nullptr, nullptr};
+    return {hostAppsMaker<NoLocationManager>(options.makeLocationManager, "makeLocationManager", platform, log)};
   }
 #if FLIPRUGAIR_GPS
   const auto location = std::make_shared<GpsdLocation>(GpsdOptions{options.gpsdHost, options.gpsdPort}, log);
   return {[location] { return location->makeManager(); }, [location] { location->stop(); },
           [location] { return location->isOwnThread(); }};
 #else
-  return {[] { return std::make_shared<NoLocationManager>(); }, nullptr, nullptr};
+  return {[] { return std::make_shared<NoLocationManager>(); }};
 #endif
 }
 

@@ -13,24 +13,19 @@ std::shared_ptr<UserDefaults> openUserDefaults(const LinuxOptions& options, cons
 
 std::shared_ptr<Documents> openDocuments(const LinuxOptions& options);
 
-/// The network of an environment.
-struct NetworkPiece {
-  std::function<std::shared_ptr<MarluneNetworkAccess>()> makeAccess;
-  std::function<void()> stop;         ///< may be empty
-  std::function<bool()> isOwnThread;  ///< may be empty
+/// What makes an environment's collaborators of one kind, and the threads behind them.
+template <class Collaborator>
+struct Piece {
+  std::function<std::shared_ptr<Collaborator>()> make;  ///< never answers with a null pointer, and throws nothing
+  std::function<void()> stop = [] {};
+  std::function<bool()> isOwnThread = [] { return false; };
 };
 
-/// `platform` outlives the result. Throws as openUserDefaults.
-NetworkPiece openNetwork(const LinuxOptions& options, Platform& platform, const Log& log);
-
-/// The location managers of an environment.
-struct LocationPiece {
-  std::function<std::shared_ptr<MarluneLocationManager>()> makeManager;
-  std::function<void()> stop;         ///< may be empty
-  std::function<bool()> isOwnThread;  ///< may be empty
-};
+/// Everything given outlives the result. Throws as openUserDefaults.
+Piece<MarluneNetworkAccess> openNetwork(const LinuxOptions& options, Platform& platform, UserDefaults& store,
+                                        const JSONSerialization& json, Application& application, const Log& log);
 
 /// `platform` outlives the result.
-LocationPiece openLocation(const LinuxOptions& options, Platform& platform, const Log& log);
+Piece<MarluneLocationManager> openLocation(const LinuxOptions& options, Platform& platform, const Log& log);
 
 }  // namespace fliprugair

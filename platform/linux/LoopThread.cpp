@@ -11,7 +11,7 @@ bool LoopThread::start() {
   const std::lock_guard lock(mutex_);
   if (started_) return true;
   try {
-    thread_ = startThread("fliprugair-main", [this] {
+    thread_ = startThread("fliprugair-main", this, [this] {
       loop_.run();
       loop_.close();
     });
@@ -25,10 +25,10 @@ bool LoopThread::start() {
 }
 
 bool LoopThread::join() {
+  if (isThreadOf(this)) return false;
   std::thread thread;
   {
     const std::lock_guard lock(mutex_);
-    if (thread_.get_id() == std::this_thread::get_id()) return false;
     thread = std::move(thread_);
   }
   if (thread.joinable()) thread.join();

@@ -1,6 +1,5 @@
 #include "platform/linux/WorkerPool.h"
 
-#include <algorithm>
 #include <system_error>
 #include <utility>
 
@@ -17,8 +16,7 @@ void WorkerPool::async(Task task) {
     tasks_.push_back(std::move(task));
     if (tasks_.size() > idle_ && threads_.size() < maximumThreads) {
       try {
-        threads_.push_back(startThread("fliprugair-work", [this] { work(); }));
-        ids_.push_back(threads_.back().get_id());
+        threads_.push_back(startThread("fliprugair-work", this, [this] { work(); }));
       } catch (const std::system_error&) {
         noThread = threads_.empty();
       }
@@ -44,11 +42,6 @@ void WorkerPool::work() {
   }
 }
 
-bool WorkerPool::isOwnThread() const {
-  const std::lock_guard lock(mutex_);
-  return std::find(ids_.begin(), ids_.end(), std::this_thread::get_id()) != ids_.end();
-}
-
 void WorkerPool::stop() {
   std::deque<Task> left;
   std::vector<std::thread> threads;
@@ -61,8 +54,6 @@ void WorkerPool::stop() {
   changed_.notify_all();
   left.clear();
   for (std::thread& thread : threads) thread.join();
-  const std::lock_guard lock(mutex_);
-  ids_.clear();  // the system gives them to other threads
 }
 
 }  // namespace fliprugair

@@ -12,8 +12,8 @@
 
 namespace fliprugair {
 
-/// The global queue: at most four threads, each started when there is work for it for the first time. What a task
-/// throws is logged and dropped.
+/// The global queue: at most four threads (isThreadOf this object), each started when there is work for it for the
+/// first time. What a task throws is logged and dropped. Any thread.
 class WorkerPool final : public GlobalQueue {
  public:
   static constexpr std::size_t maximumThreads = 4;
@@ -28,18 +28,14 @@ class WorkerPool final : public GlobalQueue {
   /// Waits for the tasks that run, drops those that do not yet, and from now on those that come. Not from a task.
   void stop();
 
-  /// Whether this is one of the threads, so that a task is running further up. Any thread.
-  bool isOwnThread() const;
-
  private:
   void work();
 
   const Log log_;
-  mutable std::mutex mutex_;
+  std::mutex mutex_;
   std::condition_variable changed_;
   std::deque<Task> tasks_;
   std::vector<std::thread> threads_;
-  std::vector<std::thread::id> ids_;  ///< of the threads until they have been joined
   std::size_t idle_ = 0;
   bool stopped_ = false;
 };

@@ -26,17 +26,34 @@ class SignalsBlocked {
   sigset_t before_;
 };
 
+/// The object that the calling thread was started for, which a thread never changes; null on the host app's own.
+inline const void*& ownerOfThisThread() {
+  thread_local const void* owner = nullptr;
+  return owner;
+}
+
+/// Whether the calling thread was started for `owner`, so that code of it is running further up.
+inline bool isThreadOf(const void* owner) { return ownerOfThisThread() == owner; }
+
 /// A thread of the platform's that takes no signals but its own faults: a host app's handlers run on its own threads.
-/// `name` is a literal of at most 15 characters. Throws std::system_error when there can be no more threads.
+/// `name` is a literal of at most 15 characters; `owner` joins the thread before it is gone. Throws std::system_error
+/// when there can be no more threads.
 ///
 /// In the header, since the platform's pieces are libraries that do not link to one another.
 template <class Body>
-std::thread startThread(const char* name, Body body) {
+std::thread startThread(const char* name, const void* owner, Body body) {
   const SignalsBlocked blocked;
-  return std::thread([name, body = std::move(body)]() mutable {
+  return std::thread([name, owner, body = std::move(body)]() mutable {
     pthread_setname_np(pthread_self(), name);
+    ownerOfThisThread() = owner;
     body();
   });
+}
+
+/// For a thread that nobody asks whose it is.
+template <class Body>
+std::thread startThread(const char* name, Body body) {
+  return startThread(name, nullptr, std::move(body));
 }
 
 }  // namespace fliprugair

@@ -93,7 +93,7 @@ std::string freePort() {
   return std::to_string(ntohs(address.sin_port));
 }
 
-GpsFake::GpsFake(const std::vector<Epoch>& epochs) {
+GpsFake::GpsFake(const std::vector<Epoch>& epochs, const std::string& port) {
   std::string pattern = (std::filesystem::temp_directory_path() / "gpsfake-XXXXXX").string();
   if (mkdtemp(pattern.data()) == nullptr) throw std::runtime_error("no temporary directory");
   folder_ = pattern;
@@ -102,7 +102,7 @@ GpsFake::GpsFake(const std::vector<Epoch>& epochs) {
   log.close();
   // gpsfake loses a race now and then: it tells gpsd of the receiver before gpsd listens to that, and never again.
   for (int attempt = 0; attempt < 10; ++attempt) {
-    start();
+    start(port.empty() ? freePort() : port);
     if (hasReceiver()) return;
     kill();
   }
@@ -115,8 +115,8 @@ GpsFake::~GpsFake() {
   std::filesystem::remove_all(folder_, ignored);
 }
 
-void GpsFake::start() {
-  port_ = freePort();
+void GpsFake::start(const std::string& port) {
+  port_ = port;
   const auto output = (folder_ / "output").string();
   // gpsd is where only the superuser's search path leads.
   std::vector<std::string> words{

@@ -15,10 +15,11 @@ struct Epoch {
   double horizontalDilution = 0.8;
 };
 
-/// A real gpsd that gpsfake feeds with `epochs`, over and over, on a port of its own. Ready once constructed.
+/// A real gpsd that gpsfake feeds with `epochs`, over and over, on `port` or else one of its own. Ready once
+/// constructed.
 class GpsFake {
  public:
-  explicit GpsFake(const std::vector<Epoch>& epochs);
+  explicit GpsFake(const std::vector<Epoch>& epochs, const std::string& port = "");
   ~GpsFake();
   GpsFake(const GpsFake&) = delete;
   GpsFake& operator=(const GpsFake&) = delete;
@@ -29,7 +30,7 @@ class GpsFake {
   void kill();
 
  private:
-  void start();
+  void start(const std::string& port);
   bool hasReceiver() const;
 
   std::filesystem::path folder_;

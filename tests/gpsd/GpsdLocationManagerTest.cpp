@@ -60,6 +60,11 @@ class Recorder : public MarluneLocationManagerDelegate {
     });
   }
 
+  bool waitForLines(std::size_t count) {
+    std::unique_lock lock(mutex_);
+    return changed_.wait_for(lock, patience, [&] { return lines_.size() >= count; });
+  }
+
   std::vector<Value> fixes() {
     const std::lock_guard lock(mutex_);
     return fixes_;
@@ -117,13 +122,15 @@ class GpsdLocationManagerTest : public testing::Test {
 
   /// A manager with the recorder as its delegate and its log, which searches on `port`.
   void search(const std::string& port, std::int64_t accuracy, std::int64_t timeout, bool loggingEnabled = true) {
-    manager = std::make_shared<GpsdLocationManager>(GpsdOptions{"localhost", port}, recorder->sink());
+    location.emplace(GpsdOptions{"localhost", port}, recorder->sink());
+    manager = location->makeManager();
     manager->setLocationManagerDelegate(recorder);
     manager->initLocationServices(loggingEnabled, accuracy, timeout);
   }
 
   const std::shared_ptr<Recorder> recorder = std::make_shared<Recorder>();
-  std::shared_ptr<GpsdLocationManager> manager;
+  std::optional<GpsdLocation> location;
+  std::shared_ptr<MarluneLocationManager> manager;
 };
 
 TEST_F(GpsdLocationManagerTest, AFixReachesTheDelegateOnceAndWhatTheSearchHeldIsFreed) {
@@ -168,27 +175,58 @@ TEST_F(GpsdLocationManagerTest, WithoutAFixOfTheWantedAccuracyNothingIsCalled) {
   EXPECT_TRUE(recorder->fixes().empty());
 }
 
-TEST_F(GpsdLocationManagerTest, TheSearchEndsWhenGpsdGoesAway) {
-  GpsFake gpsd(epochs(60, {false}));
-  const Holdings before;
-  search(gpsd.port(), 50, 3600);
-  ASSERT_TRUE(recorder->waitForLine("searching"));
-  gpsd.kill();
+TEST_F(GpsdLocationManagerTest, TheSearchGoesOnWhenGpsdGoesAwayAndComesBack) {
+  std::string port;
+  {
+    GpsFake gpsd(epochs(60, {false}));
+    port = gpsd.port();
+    search(port, 50, 60);
+    ASSERT_TRUE(recorder->waitForLine("searching"));
+  }
   ASSERT_TRUE(recorder->waitForLine("gpsd is gone"));
-  EXPECT_TRUE(before.areRestored());
-  EXPECT_TRUE(recorder->fixes().empty());
+  const GpsFake again(epochs(60, {}), port);
+  EXPECT_TRUE(recorder->waitForFix());
 }
 
-TEST_F(GpsdLocationManagerTest, TheSearchEndsWhenThereIsNoGpsd) {
+TEST_F(GpsdLocationManagerTest, AGpsdThatComesLateIsFound) {
+  const std::string port = test::freePort();
+  search(port, 50, 60);
+  ASSERT_TRUE(recorder->waitForLine("no gpsd"));
+  const GpsFake late(epochs(60, {}), port);
+  EXPECT_TRUE(recorder->waitForFix());
+}
+
+TEST_F(GpsdLocationManagerTest, WithoutGpsdTheSearchEndsWithItsTimeAndSaysSoOnce) {
+  const Holdings before;
+  search(test::freePort(), 50, 3);
+  ASSERT_TRUE(recorder->waitForLine("no fix, the time is over"));
+  EXPECT_TRUE(before.areRestored());
+  EXPECT_TRUE(recorder->fixes().empty());
+  EXPECT_EQ(recorder->lines().size(), 2U);
+}
+
+TEST_F(GpsdLocationManagerTest, DroppingTheObjectBetweenTwoTriesEndsTheSearch) {
   const Holdings before;
   search(test::freePort(), 50, 3600);
   ASSERT_TRUE(recorder->waitForLine("no gpsd"));
+  manager.reset();
   EXPECT_TRUE(before.areRestored());
+}
+
+TEST_F(GpsdLocationManagerTest, ATimeOfZeroOrLessIsOverBeforeGpsdIsAsked) {
+  GpsFake gpsd(epochs(60, {}));
+  std::size_t searches = 0;
+  for (const std::int64_t timeout : {std::int64_t{0}, std::int64_t{-1}, std::numeric_limits<std::int64_t>::min()}) {
+    search(gpsd.port(), 50, timeout);
+    EXPECT_TRUE(recorder->waitForLines(++searches));
+  }
   EXPECT_TRUE(recorder->fixes().empty());
+  EXPECT_EQ(recorder->lines(), std::vector<std::string>(searches, "location: no fix, the time is over"));
 }
 
 TEST_F(GpsdLocationManagerTest, AHostNameThatWouldHaveToBeLookedUpIsNoGpsd) {
-  manager = std::make_shared<GpsdLocationManager>(GpsdOptions{"gps.invalid", "2947"}, recorder->sink());
+  location.emplace(GpsdOptions{"gps.invalid", "2947"}, recorder->sink());
+  manager = location->makeManager();
   manager->initLocationServices(true, 50, 3600);
   EXPECT_TRUE(recorder->waitForLine("no gpsd"));
 }
@@ -338,15 +376,15 @@ TEST_F(GpsdLocationManagerTest, DroppingTheObjectWaitsForACallOnAnotherThread) {
 TEST_F(GpsdLocationManagerTest, StoppingEndsTheSearchesThatRunAndKeepsLaterOnesFromBeginning) {
   GpsFake gpsd(epochs(60, {false}));
   const Holdings before;
-  GpsdLocation location({"localhost", gpsd.port()}, recorder->sink());
-  const auto running = location.makeManager();
+  location.emplace(GpsdOptions{"localhost", gpsd.port()}, recorder->sink());
+  const auto running = location->makeManager();
   running->initLocationServices(true, 50, 3600);
   ASSERT_TRUE(recorder->waitForLine("searching"));
   const auto stopped = std::chrono::steady_clock::now();
-  location.stop();
+  location->stop();
   EXPECT_LT(std::chrono::steady_clock::now() - stopped, promptly);
   const auto lines = recorder->lines().size();
-  location.makeManager()->initLocationServices(true, 50, 3600);
+  location->makeManager()->initLocationServices(true, 50, 3600);
   running->initLocationServices(true, 50, 3600);
   EXPECT_TRUE(before.areRestored());
   EXPECT_EQ(recorder->lines().size(), lines);
@@ -354,22 +392,22 @@ TEST_F(GpsdLocationManagerTest, StoppingEndsTheSearchesThatRunAndKeepsLaterOnesF
 
 TEST_F(GpsdLocationManagerTest, StoppingWaitsForACallThatHasDroppedItsObject) {
   GpsFake gpsd(epochs(60, {}));
-  GpsdLocation location({"localhost", gpsd.port()}, recorder->sink());
+  location.emplace(GpsdOptions{"localhost", gpsd.port()}, recorder->sink());
   LongCall call;
-  std::shared_ptr<MarluneLocationManager> dropped = location.makeManager();
+  std::shared_ptr<MarluneLocationManager> dropped = location->makeManager();
   bool ownThread = false;
   recorder->onFix = [&] {
     dropped.reset();
-    ownThread = location.isOwnThread();
+    ownThread = location->isOwnThread();
     call();
   };
   dropped->setLocationManagerDelegate(recorder);
   dropped->initLocationServices(true, 50, 60);
   ASSERT_TRUE(call.waitAndRelease());
-  location.stop();
+  location->stop();
   EXPECT_TRUE(call.isOver());
   EXPECT_TRUE(ownThread);
-  EXPECT_FALSE(location.isOwnThread());
+  EXPECT_FALSE(location->isOwnThread());
 }
 
 TEST_F(GpsdLocationManagerTest, DetachingTheDelegateWaitsForACallOnAnotherThread) {
@@ -400,7 +438,8 @@ TEST_F(GpsdLocationManagerTest, WithoutLoggingNoLineIsWritten) {
 }
 
 TEST_F(GpsdLocationManagerTest, AnObjectThatNeverSearchedCanBeDropped) {
-  manager = std::make_shared<GpsdLocationManager>(GpsdOptions{}, nullptr);
+  location.emplace(GpsdOptions{}, nullptr);
+  manager = location->makeManager();
   manager->setLocationManagerDelegate(recorder);
   manager.reset();
   EXPECT_TRUE(recorder->fixes().empty());

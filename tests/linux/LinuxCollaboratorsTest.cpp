@@ -2,8 +2,10 @@
 #include <thread>
 
 #include "linux/Support.h"
+#include "platform/linux/GuardedLog.h"
 #include "platform/linux/LinuxCollaborators.h"
 #include "platform/linux/WorkerPool.h"
+#include "platform/posix/Threads.h"
 
 namespace fliprugair {
 namespace {
@@ -14,10 +16,12 @@ struct Listener final : MarluneiAdAttributionDelegate {
     unknown = isUnknown;
     thread = std::this_thread::get_id();
     ++answers;
+    if (onAnswer) onAnswer();
     answered.happens();
   }
 
   Happening answered;
+  std::function<void()> onAnswer;
   Value details = "not answered";
   bool unknown = true;
   int answers = 0;
@@ -25,20 +29,20 @@ struct Listener final : MarluneiAdAttributionDelegate {
 };
 
 TEST(LinuxSearchAdAttribution, WithoutASourceThereAreNoDetails) {
-  WorkerPool queue({});
+  const auto queue = std::make_shared<WorkerPool>(guardedLog([](std::string_view) {}));
   const auto listener = std::make_shared<Listener>();
-  LinuxSearchAdAttribution attribution(queue, {}, std::make_shared<Gate>());
+  LinuxSearchAdAttribution attribution(queue, {}, {});
   attribution.setIAdAttributionDelegate(listener);
   attribution.retrieveiAdAttribution(false);
   ASSERT_TRUE(listener->answered.happened());
-  queue.stop();
+  queue->stop();
   EXPECT_EQ(listener->details, Value());
   EXPECT_FALSE(listener->unknown);
   EXPECT_NE(listener->thread, std::this_thread::get_id());
 }
 
 TEST(LinuxSearchAdAttribution, ASourceMayAnswerLaterOnAThreadOfItsOwnAndOnlyOnce) {
-  WorkerPool queue({});
+  const auto queue = std::make_shared<WorkerPool>(guardedLog([](std::string_view) {}));
   const auto listener = std::make_shared<Listener>();
   std::thread source;
   {
@@ -50,12 +54,12 @@ TEST(LinuxSearchAdAttribution, ASourceMayAnswerLaterOnAThreadOfItsOwnAndOnlyOnce
             answer(nullptr, false);
           });
         },
-        std::make_shared<Gate>());
+        [](std::string_view) {});
     attribution.setIAdAttributionDelegate(listener);
     attribution.retrieveiAdAttribution(false);
   }
   ASSERT_TRUE(listener->answered.happened());
-  queue.stop();
+  queue->stop();
   source.join();
   EXPECT_EQ(listener->details.dictionary()["campaign"], Value("spring"));
   EXPECT_TRUE(listener->unknown);
@@ -63,7 +67,7 @@ TEST(LinuxSearchAdAttribution, ASourceMayAnswerLaterOnAThreadOfItsOwnAndOnlyOnce
 }
 
 TEST(LinuxSearchAdAttribution, ADelegateThatIsGoneIsNotKeptAliveForTheAnswer) {
-  WorkerPool queue({});
+  const auto queue = std::make_shared<WorkerPool>(guardedLog([](std::string_view) {}));
   auto listener = std::make_shared<Listener>();
   Happening answered;
   std::promise<void> gone;
@@ -74,7 +78,7 @@ TEST(LinuxSearchAdAttribution, ADelegateThatIsGoneIsNotKeptAliveForTheAnswer) {
         answer(nullptr, false);
         answered.happens();
       },
-      std::make_shared<Gate>());
+      [](std::string_view) {});
   attribution.setIAdAttributionDelegate(listener);
   attribution.retrieveiAdAttribution(false);
   const std::weak_ptr<Listener> watched = listener;
@@ -84,42 +88,71 @@ TEST(LinuxSearchAdAttribution, ADelegateThatIsGoneIsNotKeptAliveForTheAnswer) {
   EXPECT_TRUE(answered.happened());
 }
 
-TEST(LinuxSearchAdAttribution, NoAnswerPassesAGateThatIsClosed) {
-  WorkerPool queue({});
+TEST(LinuxSearchAdAttribution, AnAnswerArrivesOnTheGlobalQueueWhereverItIsGiven) {
+  const auto queue = std::make_shared<WorkerPool>(guardedLog([](std::string_view) {}));
+  std::promise<std::function<void(const Value&, bool)>> given;
+  LinuxSearchAdAttribution attribution(queue, [&given](const auto& answer) { given.set_value(answer); }, {});
+  bool onQueue = false;
   const auto listener = std::make_shared<Listener>();
-  const auto answers = std::make_shared<Gate>();
-  Happening asked;
-  std::function<void(const Value&, bool)> late;
-  LinuxSearchAdAttribution attribution(
-      queue,
-      [&](const std::function<void(const Value&, bool)>& answer) {
-        late = answer;
-        asked.happens();
-      },
-      answers);
+  listener->onAnswer = [&] { onQueue = isThreadOf(queue.get()); };
   attribution.setIAdAttributionDelegate(listener);
   attribution.retrieveiAdAttribution(false);
-  ASSERT_TRUE(asked.happened());
-  answers->close();
+  given.get_future().get()(nullptr, true);
+  ASSERT_TRUE(listener->answered.happened());
+  EXPECT_TRUE(onQueue);
+}
+
+TEST(LinuxSearchAdAttribution, AnAnswerAfterTheEndOfTheQueueHasNoEffect) {
+  auto queue = std::make_shared<WorkerPool>(guardedLog([](std::string_view) {}));
+  const auto listener = std::make_shared<Listener>();
+  std::promise<std::function<void(const Value&, bool)>> given;
+  LinuxSearchAdAttribution attribution(queue, [&given](const auto& answer) { given.set_value(answer); }, {});
+  attribution.setIAdAttributionDelegate(listener);
+  attribution.retrieveiAdAttribution(false);
+  const auto late = given.get_future().get();
+  queue = nullptr;
   late(nullptr, false);
+  attribution.retrieveiAdAttribution(false);
   EXPECT_EQ(listener->answers, 0);
 }
 
-TEST(LinuxSearchAdAttribution, WhatASourceThrowsIsLogged) {
+TEST(LinuxSearchAdAttribution, ASourceThatThrowsHasNoDetailsAlthoughItKeepsTheAnswer) {
   Record record;
-  WorkerPool queue(record.log());
-  Happening asked;
+  const auto queue = std::make_shared<WorkerPool>(record.log());
+  std::function<void(const Value&, bool)> kept;
   LinuxSearchAdAttribution attribution(
       queue,
-      [&asked](const auto&) {
-        asked.happens();
+      [&kept](const auto& answer) {
+        kept = answer;
         throw std::runtime_error("no network");
       },
-      std::make_shared<Gate>());
+      record.log());
+  const auto listener = std::make_shared<Listener>();
+  attribution.setIAdAttributionDelegate(listener);
   attribution.retrieveiAdAttribution(false);
-  ASSERT_TRUE(asked.happened());
-  queue.stop();
-  EXPECT_EQ(record.lines(), std::vector<std::string>{"A task of the global queue threw: no network"});
+  ASSERT_TRUE(listener->answered.happened());
+  kept(Value{{"campaign", "late"}}, true);
+  queue->stop();
+  EXPECT_EQ(listener->details, Value());
+  EXPECT_FALSE(listener->unknown);
+  EXPECT_EQ(listener->answers, 1);
+  EXPECT_EQ(record.lines(), std::vector<std::string>{"The search-ad source threw: no network"});
+}
+
+TEST(LinuxSearchAdAttribution, ASourceThatDropsItsAnswerHasNoDetails) {
+  const auto queue = std::make_shared<WorkerPool>(guardedLog([](std::string_view) {}));
+  std::promise<std::function<void(const Value&, bool)>> given;
+  LinuxSearchAdAttribution attribution(queue, [&given](const auto& answer) { given.set_value(answer); }, {});
+  const auto listener = std::make_shared<Listener>();
+  attribution.setIAdAttributionDelegate(listener);
+  attribution.retrieveiAdAttribution(false);
+  {
+    const auto dropped = given.get_future().get();
+    EXPECT_FALSE(listener->answered.hasHappened());
+  }
+  ASSERT_TRUE(listener->answered.happened());
+  EXPECT_EQ(listener->details, Value());
+  EXPECT_FALSE(listener->unknown);
 }
 
 }  // namespace

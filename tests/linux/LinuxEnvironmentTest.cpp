@@ -276,7 +276,7 @@ TEST(LinuxEnvironment, AnAnswerAfterTheEndHasNoEffect) {
   EXPECT_EQ(listener->answers, 0);
 }
 
-TEST(LinuxEnvironment, TheEndWaitsForAnAnswerOnAThreadOfTheHostApps) {
+TEST(LinuxEnvironment, TheEndWaitsForAnAnswerThatIsBeingDelivered) {
   LateSource late;
   LinuxOptions options = isolatedOptions();
   options.searchAdSource = late.source();
@@ -457,6 +457,22 @@ TEST(LinuxEnvironment, TheHostAppsOwnPiecesAreUsed) {
   EXPECT_EQ(environment->makeNetworkAccess(), access);
   EXPECT_NE(environment->makeLocationManager(), nullptr);
   EXPECT_NE(environment->makeRetrieveiAdAttribution(), nullptr);
+}
+
+TEST(LinuxEnvironment, AMakerOfTheHostAppsThatThrowsOrMakesNothingCostsItsOwnCollaborator) {
+  Record record;
+  LinuxOptions options = isolatedOptions();
+  options.log = record.log();
+  options.makeNetworkAccess = [](Platform&) -> std::shared_ptr<MarluneNetworkAccess> {
+    throw std::runtime_error("no modem");
+  };
+  options.makeLocationManager = [](Platform&) { return std::shared_ptr<MarluneLocationManager>(); };
+  const auto environment = opened(options);
+  const auto access = environment->makeNetworkAccess();
+  ASSERT_NE(access, nullptr);
+  EXPECT_FALSE(access->sendHTTPRequestWithHostname("example.com", Value{{"action", "init"}}));
+  EXPECT_NE(environment->makeLocationManager(), nullptr);
+  EXPECT_EQ(record.lines(), std::vector<std::string>{"makeNetworkAccess threw: no modem"});
 }
 
 TEST(LinuxEnvironment, DocumentsAreInTheFolderThatTheHostAppNames) {

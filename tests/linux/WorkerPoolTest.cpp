@@ -3,6 +3,7 @@
 
 #include "linux/Support.h"
 #include "platform/linux/WorkerPool.h"
+#include "platform/posix/Threads.h"
 
 namespace fliprugair {
 namespace {
@@ -24,12 +25,12 @@ TEST(WorkerPool, AThreadKnowsThatItIsOneOfThePools) {
   Happening ran;
   WorkerPool pool({});
   pool.async([&] {
-    own = pool.isOwnThread();
+    own = isThreadOf(&pool);
     ran.happens();
   });
   ASSERT_TRUE(ran.happened());
   EXPECT_TRUE(own);
-  EXPECT_FALSE(pool.isOwnThread());
+  EXPECT_FALSE(isThreadOf(&pool));
 }
 
 TEST(WorkerPool, SeveralTasksRunAtATime) {

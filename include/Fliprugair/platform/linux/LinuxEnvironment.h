@@ -107,11 +107,9 @@ class LinuxEnvironment final : public Environment, public Platform {
  private:
   struct Parts;
 
- public:
-  /// Only open() can name the options' parts; it throws what they throw.
-  explicit LinuxEnvironment(std::unique_ptr<Parts> parts);
+  /// Throws what its parts throw.
+  explicit LinuxEnvironment(LinuxOptions options);
 
- private:
   void deliver(ApplicationNotification notification);
   void beginTermination();
   bool isInsideCall() const;
