@@ -15,7 +15,12 @@ namespace fliprugair {
 class NetworkThread;
 
 /// The requests of one environment to its control host, by libcurl: POST https://<hostname>/marlune/v4 with compact
-/// JSON. Accepted means HTTP 2xx.
+/// JSON. Accepted means HTTP 2xx, whatever comes behind the status line: a reply that is cut off, too long (over 1 MiB,
+/// headers over 64 KiB) or too slow (CurlNetworkOptions::timeout) is given up, and reaches its delegate only if what
+/// has come is whole JSON. Redirects are not followed.
+///
+/// No byte leaves before everything is durable that the sender has written (UserDefaults::whenDurable). An accepted
+/// request has durably left the queue before its delegate hears of it.
 ///
 /// Makes the network collaborators and runs what they send on one thread of its own, which sleeps while there is
 /// nothing to do. Replies reach their delegates on that thread, with no lock held. Connections are kept and used again.

@@ -1,5 +1,6 @@
 #include "platform/curl/CurlTransfer.h"
 
+#include <new>
 #include <utility>
 
 namespace fliprugair {
@@ -7,6 +8,7 @@ namespace fliprugair {
 namespace {
 
 constexpr std::size_t longestReply = std::size_t{1024} * 1024;
+constexpr std::size_t longestHead = std::size_t{64} * 1024;
 
 }  // namespace
 
@@ -32,9 +34,10 @@ void CurlTransfer::setRequest(curl_slist* headers) {
   set(CURLOPT_HTTPHEADER, headers);
   set(CURLOPT_POSTFIELDS, body_.c_str());
   set(CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(body_.size()));
-  set(CURLOPT_WRITEFUNCTION, &CurlTransfer::receiveBytes);
+  set(CURLOPT_WRITEFUNCTION, &CurlTransfer::receiveBody);
   set(CURLOPT_WRITEDATA, static_cast<void*>(this));
-  set(CURLOPT_PRIVATE, static_cast<void*>(this));
+  set(CURLOPT_HEADERFUNCTION, &CurlTransfer::receiveHead);
+  set(CURLOPT_HEADERDATA, static_cast<void*>(this));
   set(CURLOPT_ERRORBUFFER, errorText_.data());
 }
 
@@ -63,32 +66,45 @@ void CurlTransfer::setTransport(const CurlNetworkOptions& options) {
   set(CURLOPT_QUICK_EXIT, 1L);
 }
 
-void CurlTransfer::receive(const char* bytes, std::size_t count) {
-  replyTooLong_ = count > longestReply - reply_.size();
-  if (replyTooLong_) {
-    reply_.clear();
-  } else {
-    reply_.append(bytes, count);
-  }
-}
+// libcurl takes any count other than the one it offered, such as 0, for the wish to end the transfer.
 
-std::size_t CurlTransfer::receiveBytes(char* bytes, std::size_t size, std::size_t count, void* transfer) {
+std::size_t CurlTransfer::receiveHead(char* /*bytes*/, std::size_t size, std::size_t count, void* transfer) {
   CurlTransfer& self = *static_cast<CurlTransfer*>(transfer);
-  self.receive(bytes, size * count);
-  return self.replyTooLong_ ? 0 : size * count;  // 0 ends the transfer
+  self.headSize_ += size * count;
+  return self.headSize_ > longestHead ? 0 : size * count;
 }
 
-NetworkOutcome CurlTransfer::outcome(CURLcode result) const {
-  if (result != CURLE_OK && !replyTooLong_) {
-    return {false, "",
-            std::string("failed, ") + (errorText_[0] != '\0' ? errorText_.data() : curl_easy_strerror(result))};
+std::size_t CurlTransfer::receiveBody(char* bytes, std::size_t size, std::size_t count, void* transfer) {
+  CurlTransfer& self = *static_cast<CurlTransfer*>(transfer);
+  self.replyTooLong_ = size * count > longestReply - self.reply_.size();
+  if (self.replyTooLong_) {
+    self.reply_ = std::string();
+    return 0;
   }
+  try {
+    self.reply_.append(bytes, size * count);
+  } catch (const std::bad_alloc&) {
+    return 0;
+  }
+  return size * count;
+}
+
+long CurlTransfer::status() const {
   long status = 0;
   curl_easy_getinfo(handle_.get(), CURLINFO_RESPONSE_CODE, &status);
-  const bool accepted = status >= 200 && status <= 299;
-  return {accepted, reply_,
-          (accepted ? "accepted, HTTP status " : "failed, HTTP status ") + std::to_string(status) +
-              (replyTooLong_ ? ", reply over 1 MiB ignored" : "")};
+  return status;
+}
+
+NetworkOutcome CurlTransfer::outcome(CURLcode result) {
+  const std::string error = errorText_[0] != '\0' ? errorText_.data() : curl_easy_strerror(result);
+  if (status() == 0) return {false, "", "failed, " + error};
+  std::string message = (isAccepted() ? "accepted, HTTP status " : "failed, HTTP status ") + std::to_string(status());
+  if (replyTooLong_) {
+    message += ", reply over 1 MiB ignored";
+  } else if (result != CURLE_OK) {
+    message += ", reply cut off: " + error;
+  }
+  return {isAccepted(), std::move(reply_), std::move(message)};
 }
 
 }  // namespace fliprugair

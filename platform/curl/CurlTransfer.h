@@ -25,7 +25,11 @@ class CurlTransfer {
   /// Whether the handle took all its options. If not, the transfer must not run.
   CURLcode prepared() const { return prepared_; }
 
-  NetworkOutcome outcome(CURLcode result) const;
+  /// Whether the host has accepted the request; its reply may still be coming. The status alone decides.
+  bool isAccepted() const { return status() >= 200 && status() <= 299; }
+
+  /// For the end of the transfer, or its failure to begin. Hands the reply over.
+  NetworkOutcome outcome(CURLcode result);
 
  private:
   struct Cleanup {
@@ -36,12 +40,14 @@ class CurlTransfer {
   void set(CURLoption option, Argument argument);
   void setRequest(curl_slist* headers);
   void setTransport(const CurlNetworkOptions& options);
-  void receive(const char* bytes, std::size_t count);
-  static std::size_t receiveBytes(char* bytes, std::size_t size, std::size_t count, void* transfer);
+  long status() const;
+  static std::size_t receiveHead(char* bytes, std::size_t size, std::size_t count, void* transfer);
+  static std::size_t receiveBody(char* bytes, std::size_t size, std::size_t count, void* transfer);
 
   NetworkRequest request_;
   std::string body_;
   std::string reply_;
+  std::size_t headSize_ = 0;
   bool replyTooLong_ = false;
   std::array<char, CURL_ERROR_SIZE> errorText_{};
   CURLcode prepared_ = CURLE_OK;

@@ -1,6 +1,7 @@
 #include "platform/curl/NetworkThread.h"
 
 #include <algorithm>
+#include <exception>
 #include <iterator>
 #include <limits>
 #include <new>
@@ -23,6 +24,8 @@ CurlNetworkOptions withinLimits(CurlNetworkOptions options) {
   return options;
 }
 
+NetworkOutcome stopped() { return {false, "", "failed, the network has been stopped"}; }
+
 }  // namespace
 
 NetworkThread::Library::Library() {
@@ -36,24 +39,46 @@ NetworkThread::NetworkThread(CurlNetworkOptions options, const JSONSerialization
   if (headers_ == nullptr || curl_slist_append(headers_.get(), "Expect:") == nullptr || multi_ == nullptr) {
     throw std::bad_alloc();
   }
+  running_.reserve(options_.requestsAtATime);
   curl_multi_setopt(multi_.get(), CURLMOPT_MAXCONNECTS, static_cast<long>(options_.requestsAtATime));
   thread_ = startThread("fliprugair-net", [this] { run(); });
 }
 
 bool NetworkThread::send(NetworkRequest request) {
   unfinished_.begin();
-  ledger_.list(request);
-  {
+  const NetworkRequest kept = request;
+  const auto leave = [weak = weak_from_this(), request = std::move(request)] {
+    if (const auto thread = weak.lock()) thread->queue(request);
+  };
+  if (hasStopped()) {
+    end(kept, stopped());
+  } else if (!ledger_.begin(kept, leave)) {
+    end(kept, {false, "", "not sent, the store has failed"});
+  } else {
+    return true;
+  }
+  return false;
+}
+
+bool NetworkThread::hasStopped() {
+  const std::lock_guard lock(mutex_);
+  return stopping_;
+}
+
+void NetworkThread::queue(const NetworkRequest& request) {
+  try {
     const std::lock_guard lock(mutex_);
     if (!stopping_) {
-      const bool asleep = queued_.empty();  // else somebody has woken the thread, and it has not come to look yet
-      queued_.push_back(std::move(request));
-      if (asleep) curl_multi_wakeup(multi_.get());
-      return true;
+      queued_.push_back(request);
+      // A longer queue means that somebody has woken the thread, and it has not come to look yet.
+      if (queued_.size() == 1) curl_multi_wakeup(multi_.get());
+      return;
     }
+  } catch (const std::bad_alloc&) {
+    end(request, {false, "", "not sent, out of memory"});
+    return;
   }
-  end(request, {false, "", "failed, the network has been stopped"});
-  return false;
+  end(request, stopped());
 }
 
 void NetworkThread::stop() {
@@ -69,12 +94,10 @@ void NetworkThread::run() {
   id_ = std::this_thread::get_id();
   while (takeQueued()) {
     startWaiting();
-    int running = 0;
-    curl_multi_perform(multi_.get(), &running);
     // Ended requests have made room, and their delegates may have sent new ones.
-    if (endFinished()) continue;
-    curl_multi_poll(multi_.get(), nullptr, 0, std::numeric_limits<int>::max(), nullptr);
+    if (!transferSome()) curl_multi_poll(multi_.get(), nullptr, 0, std::numeric_limits<int>::max(), nullptr);
   }
+  transferSome();  // what the host has said by now counts
   abandonAll();
   multi_.reset();
 }
@@ -94,39 +117,58 @@ bool NetworkThread::takeQueued() {
 
 void NetworkThread::startWaiting() {
   while (!waiting_.empty() && running_.size() < options_.requestsAtATime) {
-    NetworkRequest request = std::move(waiting_.front());
+    const NetworkRequest request = std::move(waiting_.front());
     waiting_.pop_front();
-    start(std::move(request));
+    start(request);
   }
 }
 
-void NetworkThread::start(NetworkRequest request) {
-  // What was stored reads the same after a restart: a number that JSON has none for must not hold up a whole batch.
-  std::string body = json_.textOfAny(request.payload);
-  auto transfer = std::make_unique<CurlTransfer>(std::move(request), std::move(body), options_, headers_.get());
-  CURLcode failure = transfer->prepared();
-  if (failure == CURLE_OK && curl_multi_add_handle(multi_.get(), transfer->handle()) != CURLM_OK) {
-    failure = CURLE_FAILED_INIT;
+void NetworkThread::start(const NetworkRequest& request) {
+  NetworkOutcome failure;
+  try {
+    // The text is made now, and not when the request was sent: of thousands that wait there are eight at most. What was
+    // stored reads the same after a restart: a number that JSON has none for must not hold up a whole batch.
+    auto transfer = std::make_unique<CurlTransfer>(request, json_.textOfAny(request.payload), options_, headers_.get());
+    CURLcode code = transfer->prepared();
+    if (code == CURLE_OK && curl_multi_add_handle(multi_.get(), transfer->handle()) != CURLM_OK) {
+      code = CURLE_FAILED_INIT;
+    }
+    if (code == CURLE_OK) {
+      running_.push_back({std::move(transfer)});
+      return;
+    }
+    failure = transfer->outcome(code);
+  } catch (const std::exception& exception) {
+    failure.message = std::string("not sent, ") + exception.what();
   }
-  if (failure != CURLE_OK) {
-    end(transfer->request(), transfer->outcome(failure));
-    return;
-  }
-  running_.push_back(std::move(transfer));
+  end(request, failure);
 }
 
-/// Whether there was one.
-bool NetworkThread::endFinished() {
+/// Whether a request has ended.
+bool NetworkThread::transferSome() {
   bool any = false;
   int left = 0;
+  curl_multi_perform(multi_.get(), &left);
   while (const CURLMsg* message = curl_multi_info_read(multi_.get(), &left)) {
     if (message->msg != CURLMSG_DONE) continue;
     const CURLcode result = message->data.result;
-    const std::unique_ptr<CurlTransfer> transfer = takeRunning(message->easy_handle);
+    const auto place = std::find_if(running_.begin(), running_.end(), [&](const Running& running) {
+      return running.transfer->handle() == message->easy_handle;
+    });
+    confirm(*place);
+    const std::unique_ptr<CurlTransfer> transfer = takeRunning(place);
     end(transfer->request(), transfer->outcome(result));
     any = true;
   }
+  for (Running& running : running_) confirm(running);
   return any;
+}
+
+/// A reply may take its time, or never end: what is known already does not wait for it.
+void NetworkThread::confirm(Running& running) {
+  if (running.isConfirmed || !running.transfer->isAccepted()) return;
+  running.isConfirmed = true;
+  ledger_.confirm(running.transfer->request());
 }
 
 /// What a delegate sends in its call is begun before this ends: the network is not idle in between.
@@ -135,22 +177,17 @@ void NetworkThread::end(const NetworkRequest& request, const NetworkOutcome& out
   unfinished_.end();
 }
 
-std::unique_ptr<CurlTransfer> NetworkThread::takeRunning(CURL* handle) {
-  const auto place = std::find_if(running_.begin(), running_.end(),
-                                  [&](const auto& transfer) { return transfer->handle() == handle; });
-  std::unique_ptr<CurlTransfer> transfer = std::move(*place);
+std::unique_ptr<CurlTransfer> NetworkThread::takeRunning(std::vector<Running>::iterator place) {
+  std::unique_ptr<CurlTransfer> transfer = std::move(place->transfer);
   running_.erase(place);
-  curl_multi_remove_handle(multi_.get(), handle);
+  curl_multi_remove_handle(multi_.get(), transfer->handle());
   return transfer;
 }
 
 void NetworkThread::abandonAll() {
-  std::vector<NetworkRequest> requests;
-  while (!running_.empty()) requests.push_back(takeRunning(running_.front()->handle())->request());
-  std::move(waiting_.begin(), waiting_.end(), std::back_inserter(requests));
+  while (!running_.empty()) end(takeRunning(running_.begin())->request(), stopped());
+  for (const NetworkRequest& request : waiting_) end(request, stopped());
   waiting_.clear();
-  ledger_.endAll(requests, {false, "", "failed, the network has been stopped"});
-  unfinished_.end(requests.size());
 }
 
 }  // namespace fliprugair

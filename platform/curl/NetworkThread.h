@@ -20,14 +20,15 @@ namespace fliprugair {
 /// The thread that all requests of one environment run on, over one curl multi handle. Senders leave their requests in
 /// `queued_` and wake it; everything without a comment below is the thread's own. Owned by CurlNetwork; a sender holds
 /// it for the length of a call.
-class NetworkThread {
+class NetworkThread : public std::enable_shared_from_this<NetworkThread> {
  public:
   NetworkThread(CurlNetworkOptions options, const JSONSerialization& json, RequestLedger ledger);
   ~NetworkThread() { stop(); }
   NetworkThread(const NetworkThread&) = delete;
   NetworkThread& operator=(const NetworkThread&) = delete;
 
-  /// Any thread. False when the thread has been stopped.
+  /// The request leaves once what its sender has written is durable. Any thread. False when the thread has been
+  /// stopped, or the store failed.
   bool send(NetworkRequest request);
 
   /// Could not be begun. Any thread.
@@ -57,13 +58,21 @@ class NetworkThread {
     void operator()(curl_slist* list) const { curl_slist_free_all(list); }
   };
 
+  struct Running {
+    std::unique_ptr<CurlTransfer> transfer;
+    bool isConfirmed = false;
+  };
+
+  bool hasStopped();
+  void queue(const NetworkRequest& request);
   void run();
   bool takeQueued();
   void startWaiting();
-  void start(NetworkRequest request);
-  bool endFinished();
+  void start(const NetworkRequest& request);
+  bool transferSome();
+  void confirm(Running& running);
   void end(const NetworkRequest& request, const NetworkOutcome& outcome);
-  std::unique_ptr<CurlTransfer> takeRunning(CURL* handle);
+  std::unique_ptr<CurlTransfer> takeRunning(std::vector<Running>::iterator place);
   void abandonAll();
 
   const Library library_;
@@ -74,7 +83,7 @@ class NetworkThread {
   std::unique_ptr<curl_slist, Cleanup> headers_;
   std::unique_ptr<CURLM, Cleanup> multi_;
   std::deque<NetworkRequest> waiting_;
-  std::vector<std::unique_ptr<CurlTransfer>> running_;
+  std::vector<Running> running_;
 
   std::mutex mutex_;  ///< around the next two, and around waking: the thread frees the multi handle when it ends
   std::deque<NetworkRequest> queued_;

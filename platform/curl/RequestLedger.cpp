@@ -34,10 +34,14 @@ void removeEntry(UserDefaults& store, std::string_view key, const std::string& e
 
 }  // namespace
 
-void RequestLedger::list(const NetworkRequest& request) {
-  if (request.eventTimestamp.isNull()) return;
-  store_.update(key::eventsSending, [&](const Value& entries) {
-    return Value(entries.dictionary().setting(request.eventTimestamp.string(), true));
+bool RequestLedger::begin(const NetworkRequest& request, std::function<void()> leave) {
+  return guarded("the store before", request, [&] {
+    if (!request.eventTimestamp.isNull()) {
+      store_.update(key::eventsSending, [&](const Value& entries) {
+        return Value(entries.dictionary().setting(request.eventTimestamp.string(), true));
+      });
+    }
+    store_.whenDurable(std::move(leave));
   });
 }
 
@@ -46,24 +50,22 @@ void RequestLedger::refuse(const NetworkRequest& request, std::string_view reaso
   endBackgroundTask(request);
 }
 
+void RequestLedger::confirm(const NetworkRequest& request) {
+  if (request.eventTimestamp.isNull()) return;
+  guarded("the store after", request, [&] {
+    removeEntry(store_, key::networkQueue, request.eventTimestamp.string());
+    store_.synchronize();
+  });
+}
+
 void RequestLedger::end(const NetworkRequest& request, const NetworkOutcome& outcome) {
-  strike(request.eventTimestamp, outcome.accepted);
+  if (!request.eventTimestamp.isNull()) {
+    guarded("the store after", request,
+            [&] { removeEntry(store_, key::eventsSending, request.eventTimestamp.string()); });
+  }
   report(request, outcome.message);
   if (outcome.accepted) deliver(request, outcome.reply);
   endBackgroundTask(request);
-}
-
-void RequestLedger::endAll(const std::vector<NetworkRequest>& requests, const NetworkOutcome& outcome) {
-  const StoreGroup group(store_);
-  for (const NetworkRequest& request : requests) end(request, outcome);
-}
-
-void RequestLedger::strike(const Text& eventTimestamp, bool accepted) {
-  if (eventTimestamp.isNull()) return;
-  const StoreGroup group(store_);
-  removeEntry(store_, key::eventsSending, eventTimestamp.string());
-  if (accepted) removeEntry(store_, key::networkQueue, eventTimestamp.string());
-  store_.synchronize();
 }
 
 void RequestLedger::deliver(const NetworkRequest& request, const std::string& reply) {
@@ -71,24 +73,31 @@ void RequestLedger::deliver(const NetworkRequest& request, const std::string& re
   if (callback == nullptr) return;
   const std::shared_ptr<MarluneNetworkAccessDelegate> delegate = request.delegate.lock();
   if (delegate == nullptr) return;
-  const std::optional<Value> value = json_.value(reply, replyDepth);
-  if (!value || !value->isDictionary()) return;
+  guarded("the reply to", request, [&] {
+    const std::optional<Value> value = json_.value(reply, replyDepth);
+    if (value && value->isDictionary()) (delegate.get()->*callback)(*value);
+  });
+}
 
+void RequestLedger::endBackgroundTask(const NetworkRequest& request) {
+  if (request.backgroundTask == invalidBackgroundTask) return;
+  guarded("the background task of", request, [&] { application_.endBackgroundTask(request.backgroundTask); });
+}
+
+bool RequestLedger::guarded(std::string_view what, const NetworkRequest& request, const std::function<void()>& call) {
   const auto exceptionCaught = [&](std::string_view reason) {
-    log("Marlune library - EXCEPTION (CAUGHT) in the reply to " + described(request.payload) + " - " +
+    log("Marlune library - EXCEPTION (CAUGHT) in " + std::string(what) + ' ' + described(request.payload) + " - " +
         std::string(reason));
   };
   try {
-    (delegate.get()->*callback)(*value);
+    call();
+    return true;
   } catch (const std::exception& exception) {
     exceptionCaught(exception.what());
   } catch (...) {
     exceptionCaught("not a std::exception");
   }
-}
-
-void RequestLedger::endBackgroundTask(const NetworkRequest& request) {
-  if (request.backgroundTask != invalidBackgroundTask) application_.endBackgroundTask(request.backgroundTask);
+  return false;
 }
 
 void RequestLedger::report(const NetworkRequest& request, std::string_view message) {

@@ -3,7 +3,6 @@
 #include <functional>
 #include <string>
 #include <string_view>
-#include <vector>
 
 #include "Fliprugair/platform/JSONSerialization.h"
 #include "Fliprugair/platform/UserDefaults.h"
@@ -12,8 +11,8 @@
 namespace fliprugair {
 
 /// What is due around a request besides its transport: the entries in the store, the delegate's call, the end of the
-/// background task, the log line. Owned by the network thread; `list` and `refuse` are called by the senders' threads.
-/// Holds no lock.
+/// background task, the log line. Owned by the network thread; `begin` and `refuse` are called by the senders' threads.
+/// Holds no lock, and what any of these throws costs its own call alone.
 class RequestLedger {
  public:
   using Log = std::function<void(std::string_view)>;
@@ -21,23 +20,29 @@ class RequestLedger {
   RequestLedger(UserDefaults& store, const JSONSerialization& json, Application& application, Log log)
       : store_(store), json_(json), application_(application), log_(std::move(log)) {}
 
-  /// Lists the request as being sent. Not made durable: every start of the tracker empties the list.
-  void list(const NetworkRequest& request);
+  /// Lists the request as being sent, and calls `leave` once everything that the sender has written is durable: a
+  /// process that is killed afterwards knows what it has sent, as whom. False when the store threw; then `leave` is not
+  /// called.
+  bool begin(const NetworkRequest& request, std::function<void()> leave);
 
   /// A request that could not be begun, and was not listed.
   void refuse(const NetworkRequest& request, std::string_view reason);
 
+  /// The host has accepted the request, while its reply may still be coming: from now on it is not sent again, also
+  /// after a kill. Before `end`, so that the request is listed as long as it is queued.
+  void confirm(const NetworkRequest& request);
+
+  /// That it is no longer listed is not made durable: every start of the tracker empties the list.
   void end(const NetworkRequest& request, const NetworkOutcome& outcome);
 
-  /// Several requests that end in one way; the store is written once.
-  void endAll(const std::vector<NetworkRequest>& requests, const NetworkOutcome& outcome);
-
  private:
-  void strike(const Text& eventTimestamp, bool accepted);
   void deliver(const NetworkRequest& request, const std::string& reply);
   void endBackgroundTask(const NetworkRequest& request);
   void report(const NetworkRequest& request, std::string_view message);
   void log(std::string_view line);
+
+  /// Whether `call` returned. `what` is for the log, as in "the reply to ...".
+  bool guarded(std::string_view what, const NetworkRequest& request, const std::function<void()>& call);
 
   UserDefaults& store_;
   const JSONSerialization& json_;

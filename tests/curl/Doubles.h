@@ -65,7 +65,7 @@ class Gate {
   bool open_ = false;
 };
 
-class MemoryDefaults final : public UserDefaults {
+class MemoryDefaults : public UserDefaults {
  public:
   Value objectForKey(std::string_view key) const override {
     const std::lock_guard lock(mutex_);
@@ -84,6 +84,7 @@ class MemoryDefaults final : public UserDefaults {
   void synchronize() override { ++synchronizations; }
   void beginGroup() override {}
   void endGroup() override {}
+  void whenDurable(std::function<void()> action) override { action(); }
 
   std::atomic<int> synchronizations = 0;
 

@@ -98,6 +98,7 @@ class MemoryUserDefaults final : public UserDefaults {
     value = change(value);
   }
   void synchronize() override { ++synchronized; }
+  void whenDurable(std::function<void()> action) override { action(); }
   void beginGroup() override {}
   void endGroup() override {}
 
