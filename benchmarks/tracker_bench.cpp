@@ -4,7 +4,7 @@
 #include <fstream>
 
 #include "Fliprugair/MarluneTracker.h"
-#include "Fliprugair/core/StoredKeys.h"
+#include "Fliprugair/core/ProcessState.h"
 #include "Fliprugair/platform/linux/LinuxEnvironment.h"
 #include "benchmarks/Support.h"
 

@@ -1,66 +1,59 @@
-// The reaction to the application's notifications, and the sessions that they report.
-
-#include "Fliprugair/MarluneTracker.h"
-#include "Fliprugair/core/ProcessState.h"
-#include "Fliprugair/core/StoredKeys.h"
-#include "platform/PairList.h"
+#include "Fliprugair/core/Lifecycle.h"
 
 namespace fliprugair {
 
-namespace {
+Lifecycle::Lifecycle(Context& context, Shared& shared, SessionClock& clock, Sessions& sessions, BatchQueue& batch,
+                     RequestQueue& requests, PropertyUpdates& properties, LocationReports& location,
+                     const InstallReport& installReport)
+    : context_(context),
+      shared_(shared),
+      clock_(clock),
+      sessions_(sessions),
+      batch_(batch),
+      requests_(requests),
+      properties_(properties),
+      location_(location),
+      installReport_(installReport) {}
 
-constexpr std::int64_t fullSessionTracking = 1;
+void Lifecycle::subscribe(NotificationCenter& center) {
+  const auto on = [&](ApplicationNotification notification, void (Lifecycle::*handler)()) {
+    center.addObserver(this, notification, [this, weak = context_.owner(), handler] {
+      if (const auto tracker = weak.lock()) context_.perform([&] { (this->*handler)(); });
+    });
+  };
+  on(ApplicationNotification::didFinishLaunching, &Lifecycle::appDidLaunch);
+  on(ApplicationNotification::didBecomeActive, &Lifecycle::appDidBecomeActive);
+  on(ApplicationNotification::willResignActive, &Lifecycle::appWillResignActive);
+  on(ApplicationNotification::willTerminate, &Lifecycle::appWillTerminate);
+}
 
-}  // namespace
+void Lifecycle::unsubscribe(NotificationCenter& center) { center.removeObserver(this); }
 
-void MarluneTracker::appDidLaunch() { state().skipBecameActive = true; }
+void Lifecycle::appDidLaunch() { shared_.skipBecameActive = true; }
 
-void MarluneTracker::appDidBecomeActive() {
-  store().setInteger(now(), key::timeAppBecameActive);
-  if (store().integerForKey(key::sessionTracking) == fullSessionTracking && !store().boolForKey(key::sendInitial)) {
-    sessionEvent("resume");
-  }
+void Lifecycle::appDidBecomeActive() {
+  clock_.noteActivation();
+  if (sessions_.areTracked() && !installReport_.isInstallReportDue()) sessions_.sessionEvent("resume");
   sendQueueEvents();
   // The first activation after a launch ends here.
-  if (state().skipBecameActive.exchange(false)) return;
-  if (systemVersion() >= 6.0) checkDeviceLimitTracking();
-  checkReportLocation();
+  if (shared_.skipBecameActive.exchange(false)) return;
+  properties_.checkDeviceLimitTracking();
+  location_.checkReportLocation();
 }
 
-void MarluneTracker::checkDeviceLimitTracking() {
-  const bool deviceTrackingLimited = !platform().device().advertisingTrackingEnabled();
-  if (deviceTrackingLimited == store().boolForKey(key::device_limit_tracking)) return;
-  store().setObject(deviceTrackingLimited, key::device_limit_tracking);
-  store().synchronize();
-  setLimitAdTracking(store().boolForKey(key::app_limit_tracking));
+void Lifecycle::sendQueueEvents() {
+  requests_.resendQueuedRequests();
+  batch_.catchUp();
 }
 
-void MarluneTracker::appWillResignActive() {
-  if (store().boolForKey(key::sendInitial)) return;
+void Lifecycle::appWillResignActive() {
+  if (installReport_.isInstallReportDue()) return;
   // The pause record comes before the flush, so that it travels in the same batch.
-  if (store().integerForKey(key::sessionTracking) == fullSessionTracking) sessionEvent("pause");
-  const auto batchEventArray = store().arrayForKey(key::batchEventQueue);
-  if (batchEventArray && !batchEventArray->empty()) flushBatchQueue(true);
-  stopTrackerWaitTimer();
+  if (sessions_.areTracked()) sessions_.sessionEvent("pause");
+  if (!batch_.isEmpty()) batch_.flushBatchQueue(true);
+  batch_.stopTrackerWaitTimer();
 }
 
-void MarluneTracker::appWillTerminate() { stopTrackerWaitTimer(); }
-
-void MarluneTracker::sessionEvent(std::string_view sessionState) {
-  Dictionary sessionData = PairList()
-                               .add("state", sessionState)
-                               .add("usertime", currentLocalTime())
-                               .add("uptime", returnUptime())
-                               .dictionary();
-  addUptimeDeltaAndLastPostTime(sessionData);
-  appendBatchEvent(PairList()
-                       .add("marlune_device_id", store().objectForKey(key::deviceId))
-                       .add("marlune_app_id", store().objectForKey(key::appId))
-                       .add("action", "session")
-                       .add("data", sessionData)
-                       .add("sdk_version", state().sdkVersion.load())
-                       .add("sdk_protocol", "4")
-                       .dictionary());
-}
+void Lifecycle::appWillTerminate() { batch_.stopTrackerWaitTimer(); }
 
 }  // namespace fliprugair

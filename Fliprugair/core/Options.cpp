@@ -2,7 +2,7 @@
 
 namespace fliprugair {
 
-MarluneTracker::Options::Options(const Dictionary& given)
+Options::Options(const Dictionary& given)
     : versionExtension(given["versionExtension"].text()),
       marluneAppId(given["marluneAppId"].text()),
       limitAdTracking(given["limitAdTracking"].boolValue()),

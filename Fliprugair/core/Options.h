@@ -3,12 +3,12 @@
 #include <optional>
 #include <string>
 
-#include "Fliprugair/MarluneTracker.h"
+#include "Fliprugair/platform/Text.h"
 
 namespace fliprugair {
 
 /// The options of a construction after reading: what is missing or of another type has its default.
-struct MarluneTracker::Options {
+struct Options {
   explicit Options(const Dictionary& given);
 
   bool hasIdentity() const { return !marluneAppId.empty() || (!partnerId.empty() && !partnerName.empty()); }
@@ -25,7 +25,7 @@ struct MarluneTracker::Options {
   bool retrieveAttribution = false;
   bool generateAnonymousMarluneDeviceId = false;
   Text customIdString;
-  Value identityLink;  ///< a dictionary or nothing
+  Value identityLink;  ///< a dictionary or null
 };
 
 }  // namespace fliprugair

@@ -1,6 +1,4 @@
-// Whether there is a network path, and of which kind. Each question asks the system anew.
-
-#include "Fliprugair/MarluneTracker.h"
+#include "Fliprugair/environment/Connectivity.h"
 
 namespace fliprugair {
 
@@ -11,17 +9,16 @@ constexpr std::string_view probeHost = "www.example.com";
 
 }  // namespace
 
-/// Any flag counts, also without the one for reachable.
-bool MarluneTracker::networkConnectedBool() const {
-  const Reachability answer = platform().surroundings().reachability(probeHost);
+bool Connectivity::networkConnectedBool() const {
+  const Reachability answer = surroundings_.reachability(probeHost);
   return answer.referenceCreated && answer.flagsRead && answer.flags != 0;
 }
 
-bool MarluneTracker::cellularConnectedBool() const {
-  const Reachability answer = platform().surroundings().reachability(probeHost);
+bool Connectivity::cellularConnectedBool() const {
+  const Reachability answer = surroundings_.reachability(probeHost);
   return answer.referenceCreated && (answer.flags & Reachability::wirelessWideArea) != 0;
 }
 
-bool MarluneTracker::wiFiConnectedBool() const { return !cellularConnectedBool() && networkConnectedBool(); }
+bool Connectivity::wiFiConnectedBool() const { return !cellularConnectedBool() && networkConnectedBool(); }
 
 }  // namespace fliprugair

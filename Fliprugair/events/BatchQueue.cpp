@@ -1,99 +1,109 @@
-// The persisted queue of small records, its wait timer, and the flush.
+#include "Fliprugair/events/BatchQueue.h"
 
 #include <atomic>
 #include <memory>
 
-#include "Fliprugair/MarluneTracker.h"
-#include "Fliprugair/core/ProcessState.h"
-#include "Fliprugair/core/StoredKeys.h"
+#include "Fliprugair/core/Defaults.h"
 
 namespace fliprugair {
 
-/// The wait always starts anew: a flush happens once the queue has been quiet for its whole length.
-void MarluneTracker::appendBatchEvent(const Value& batchEvent) {
-  if (loggingEnabled()) {
-    log("-[MarluneTracker appendBatchEvent:]", 2051, "Marlune library - appending: " + described(batchEvent));
+BatchQueue::BatchQueue(Context& context, Shared& shared, RequestQueue& requests, const SessionClock& clock,
+                       Application& application, GlobalQueue& globalQueue)
+    : context_(context),
+      shared_(shared),
+      requests_(requests),
+      clock_(clock),
+      application_(application),
+      globalQueue_(globalQueue) {}
+
+void BatchQueue::appendBatchEvent(const Value& batchEvent) {
+  if (context_.loggingEnabled()) {
+    context_.log("-[MarluneTracker appendBatchEvent:]", 2051,
+                 "Marlune library - appending: " + context_.described(batchEvent));
   }
   stopTrackerWaitTimer();
-  Array batchEventArray = store().arrayForKey(key::batchEventQueue).value_or(Array());
-  if (!batchEvent.isNull()) batchEventArray = batchEventArray.appending(batchEvent);
-  store().setObject(batchEventArray, key::batchEventQueue);
-  store().synchronize();
-  if (static_cast<std::int64_t>(batchEventArray.size()) < MAX_BATCH_QUEUE_ITEMS) {
-    postToMainQueue([](MarluneTracker& self) {
-      self.armTrackerWaitTimer(static_cast<double>(self.store().integerForKey(key::mltrackerWait)));
-    });
+  UserDefaults& store = context_.store();
+  std::int64_t batchQueueItems = 0;
+  store.update(key::batchEventQueue, [&](const Value& stored) {
+    const Array queue = stored.array();
+    const Array longer = batchEvent.isNull() ? queue : queue.appending(batchEvent);
+    batchQueueItems = static_cast<std::int64_t>(longer.size());
+    return Value(longer);
+  });
+  store.synchronize();
+  if (batchQueueItems < MAX_BATCH_QUEUE_ITEMS) {
+    context_.postToMainQueue(
+        [this] { armTrackerWaitTimer(static_cast<double>(context_.store().integerForKey(key::mltrackerWait))); });
   } else {
     flushBatchQueue(false);
   }
-  store().setInteger(now(), key::lastMLTrackerQueued);
-  store().synchronize();
+  store.setInteger(clock_.now(), key::lastMLTrackerQueued);
+  store.synchronize();
 }
 
 /// Main thread only. A timer that is still armed stays so: the stop that precedes every arming has its own task.
-void MarluneTracker::armTrackerWaitTimer(double seconds) {
-  state().mlTrackerWaitTimer.store(schedule(seconds, "batchQueueTimerFired:", &MarluneTracker::batchQueueTimerFired));
+void BatchQueue::armTrackerWaitTimer(double seconds) {
+  shared_.mlTrackerWaitTimer.store(
+      context_.schedule(seconds, "batchQueueTimerFired:", [this] { batchQueueTimerFired(); }));
 }
 
-void MarluneTracker::stopTrackerWaitTimer() {
-  postToMainQueue([](MarluneTracker& self) {
-    if (const auto timer = self.state().mlTrackerWaitTimer.exchange(nullptr)) timer->invalidate();
-  });
+void BatchQueue::stopTrackerWaitTimer() {
+  context_.postToMainQueue([this] { stop(shared_.mlTrackerWaitTimer); });
 }
 
-void MarluneTracker::batchQueueTimerFired() {
+void BatchQueue::batchQueueTimerFired() {
   stopTrackerWaitTimer();
   flushBatchQueue(false);
 }
 
-void MarluneTracker::flushBatchQueue(bool isResignActive) {
+void BatchQueue::flushBatchQueue(bool isResignActive) {
   if (!isResignActive) {
-    flushBatchQueueWithTask(invalidBackgroundTask);
+    flushWithTask(invalidBackgroundTask);
     return;
   }
   // Shared with the expiration handler, which may run before this call knows the task.
   const auto task = std::make_shared<std::atomic<BackgroundTaskIdentifier>>(invalidBackgroundTask);
-  Application& application = platform().application();
-  *task = application.beginBackgroundTask("MarluneBackgroundFlush",
-                                          [&application, task] { application.endBackgroundTask(*task); });
-  platform().globalQueue().async(
-      [self = shared_from_this(), task] { self->guarded([&] { self->flushBatchQueueWithTask(*task); }); });
+  *task = application_.beginBackgroundTask(
+      "MarluneBackgroundFlush", [&application = application_, task] { application.endBackgroundTask(*task); });
+  globalQueue_.async(
+      [this, tracker = context_.owner().lock(), task] { context_.perform([&] { flushWithTask(*task); }); });
 }
 
 /// Reads the queue once to enqueue it and once to send it: what is appended in between is sent, and then cleared with
 /// the rest, deliberately. The entry in the network queue is what survives a failure.
-void MarluneTracker::flushBatchQueueWithTask(BackgroundTaskIdentifier task) {
-  const auto storedQueue = [this] {
-    const auto queue = store().arrayForKey(key::batchEventQueue);
+void BatchQueue::flushWithTask(BackgroundTaskIdentifier task) {
+  UserDefaults& store = context_.store();
+  const auto storedQueue = [&] {
+    const auto queue = store.arrayForKey(key::batchEventQueue);
     return queue ? Value(*queue) : Value();
   };
-  const std::string trackingEventTimestamp = enqueueMarluneEvent(storedQueue());
-  send(storedQueue(), trackingEventTimestamp, Replies::delivered, task);
-  store().removeObject(key::batchEventQueue);
-  store().synchronize();
+  const std::string trackingEventTimestamp = requests_.enqueueMarluneEvent(storedQueue());
+  requests_.sendEnqueued(storedQueue(), trackingEventTimestamp, task);
+  store.removeObject(key::batchEventQueue);
+  store.synchronize();
 }
 
-/// What an activation does for the queues.
-void MarluneTracker::sendQueueEvents() {
-  resendQueuedRequests();
-  catchUpOnBatchQueue();
-}
+bool BatchQueue::isEmpty() const { return context_.store().objectForKey(key::batchEventQueue).array().empty(); }
 
-void MarluneTracker::catchUpOnBatchQueue() {
-  const auto queue = store().arrayForKey(key::batchEventQueue);
-  if (!queue || queue->empty()) return;
+void BatchQueue::catchUp() {
+  if (isEmpty()) return;
   // Unsigned on purpose: a last append that lies in the future is flushed at once.
-  const auto wait = static_cast<std::uint64_t>(store().integerForKey(key::mltrackerWait));
+  const auto wait = static_cast<std::uint64_t>(context_.store().integerForKey(key::mltrackerWait));
   const std::uint64_t sinceLastAppend =
-      now() - static_cast<std::uint64_t>(store().integerForKey(key::lastMLTrackerQueued));
+      clock_.now() - static_cast<std::uint64_t>(context_.store().integerForKey(key::lastMLTrackerQueued));
   if (sinceLastAppend > wait) {
     flushBatchQueue(false);
     return;
   }
   stopTrackerWaitTimer();
-  postToMainQueue([secondsRemaining = static_cast<double>(wait - sinceLastAppend)](MarluneTracker& self) {
-    self.armTrackerWaitTimer(secondsRemaining);
+  context_.postToMainQueue([this, secondsRemaining = static_cast<double>(wait - sinceLastAppend)] {
+    armTrackerWaitTimer(secondsRemaining);
   });
+}
+
+void BatchQueue::storeDefaults() {
+  storeIfAbsent(context_.store(), key::mltrackerWait, 60);
+  storeIfAbsent(context_.store(), key::lastMLTrackerQueued, 0);
 }
 
 }  // namespace fliprugair

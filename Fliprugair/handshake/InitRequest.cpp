@@ -1,60 +1,51 @@
-// The init request: announces the installation and asks for settings.
-
-#include "Fliprugair/MarluneTracker.h"
-#include "Fliprugair/core/ProcessState.h"
-#include "Fliprugair/core/StoredKeys.h"
-#include "platform/PairList.h"
+#include "Fliprugair/handshake/InitRequest.h"
 
 namespace fliprugair {
 
-namespace {
+InitRequest::InitRequest(Context& context, const Identity& identity, const RequestEnvelope& envelope,
+                         const DeviceFacts& facts, const Sessions& sessions, RequestQueue& requests)
+    : context_(context),
+      identity_(identity),
+      envelope_(envelope),
+      facts_(facts),
+      sessions_(sessions),
+      requests_(requests) {}
 
-std::string_view sessionTrackingWord(std::int64_t code) { return code == 1 ? "full" : code == 2 ? "none" : ""; }
-
-}  // namespace
-
-void MarluneTracker::initEvent(const std::string& appId, const std::string& partnerId, const std::string& partnerName,
-                               const std::string& currency, bool generateAnonymousMarluneDeviceId) {
+void InitRequest::initEvent(const Options& options) {
   Dictionary data = PairList()
-                        .add("partner_id", partnerId)
-                        .add("partner_name", partnerName)
-                        .add("package_name", bundleText("CFBundleIdentifier"))
+                        .add("partner_id", options.partnerId)
+                        .add("partner_name", options.partnerName)
+                        .add("package_name", facts_.bundleText("CFBundleIdentifier"))
                         .add("platform", "ios")
-                        .add("session_tracking", sessionTrackingWord(store().integerForKey(key::sessionTracking)))
-                        .add("currency", store().objectForKey(key::currency))
-                        .add("os_version", systemNameAndVersion())
+                        .add("session_tracking", sessions_.trackingWord())
+                        .add("currency", identity_.currency())
+                        .add("os_version", facts_.systemNameAndVersion())
                         .dictionary();
-  addIdentifiers(data, generateAnonymousMarluneDeviceId);
+  addIdentifiers(data, options.generateAnonymousMarluneDeviceId);
   const Value firstIdentity = PairList()
-                                  .add("marlune_device_id", store().objectForKey(key::origDeviceId))
-                                  .add("marlune_app_id", appId)
+                                  .add("marlune_device_id", identity_.origDeviceId())
+                                  .add("marlune_app_id", options.marluneAppId)
                                   .add("session_tracking", "full")
-                                  .add("currency", currency)
+                                  .add("currency", options.currency)
                                   .dictionary();
-  const Value request = PairList()
-                            .add("action", "init")
-                            .add("marlune_app_id", store().objectForKey(key::appId))
-                            .add("marlune_device_id", store().objectForKey(key::deviceId))
-                            .add("sdk_protocol", "4")
-                            .add("sdk_version", state().sdkVersion.load())
-                            .add("data", data)
-                            .add("data_orig", firstIdentity)
-                            .dictionary();
-  // What the retry after a back-off sends again.
-  store().setObject(request, key::INIT_PAYLOAD);
-  store().synchronize();
-  send(request, nullptr, Replies::delivered, invalidBackgroundTask);
+  const Value request = envelope_.initRequest(data, firstIdentity);
+  context_.store().setObject(request, key::INIT_PAYLOAD);
+  context_.store().synchronize();
+  requests_.sendUnqueued(request);
 }
 
 /// The anonymous option keeps out the vendor identifier alone; the advertising identifier is the control host's affair.
-void MarluneTracker::addIdentifiers(Dictionary& data, bool generateAnonymousMarluneDeviceId) const {
-  if (systemVersion() < 6.0) return;
-  if (!store().boolForKey(key::idfvBlacklisted) && !generateAnonymousMarluneDeviceId) {
-    data = data.setting("idfv", platform().device().identifierForVendor().value_or(""));
+void InitRequest::addIdentifiers(Dictionary& data, bool generateAnonymousMarluneDeviceId) const {
+  if (!facts_.hasIdentifiers()) return;
+  if (facts_.mayReportVendorIdentifier() && !generateAnonymousMarluneDeviceId) {
+    data = data.setting("idfv", facts_.vendorIdentifier());
   }
-  if (!store().boolForKey(key::idfaBlacklisted)) {
-    data = data.setting("idfa", platform().device().advertisingIdentifier().value_or(""));
-  }
+  if (facts_.mayReportAdvertisingIdentifier()) data = data.setting("idfa", facts_.reportedAdvertisingIdentifier());
+}
+
+void InitRequest::resend() {
+  const Value request = context_.store().objectForKey(key::INIT_PAYLOAD);
+  if (request.isDictionary()) requests_.sendUnqueued(request);
 }
 
 }  // namespace fliprugair

@@ -1,11 +1,6 @@
-// Which other services have left their traces in the application.
+#include "Fliprugair/install/OutsideServices.h"
 
 #include <functional>
-
-#include "Fliprugair/MarluneTracker.h"
-#include "Fliprugair/core/ProcessState.h"
-#include "Fliprugair/core/StoredKeys.h"
-#include "platform/PairList.h"
 
 namespace fliprugair {
 
@@ -25,25 +20,19 @@ void addFound(Array& found, const Dictionary& services, const std::function<bool
 
 }  // namespace
 
-void MarluneTracker::determineOutsideServices(const Dictionary& services) {
+void OutsideServices::determineOutsideServices(const Dictionary& services) {
   Array found;
   addFound(found, services["ios_nsud"].dictionary(),
-           [&](const std::string& name) { return !store().objectForKey(name).isNull(); });
-  addFound(found, services["ios_docs"].dictionary(),
-           [&](const std::string& name) { return platform().documents().unarchivesAsObject(getFullFilename(name)); });
+           [&](const std::string& name) { return !context_.store().objectForKey(name).isNull(); });
+  // Each file has a guard of its own: a reader that throws costs the one that it read.
+  addFound(found, services["ios_docs"].dictionary(), [&](const std::string& name) {
+    bool isArchive = false;
+    context_.guarded([&] { isArchive = documents_.unarchivesAsObject(getFullFilename(name)); });
+    return isArchive;
+  });
   if (found.empty()) return;
-  appendBatchEvent(PairList()
-                       .add("marlune_device_id", store().objectForKey(key::deviceId))
-                       .add("marlune_app_id", store().objectForKey(key::appId))
-                       .add("action", "update")
-                       .add("data", PairList().add("outside_services", found).dictionary())
-                       .add("sdk_version", state().sdkVersion.load())
-                       .add("sdk_protocol", "4")
-                       .dictionary());
-}
-
-std::string MarluneTracker::getFullFilename(std::string_view name) const {
-  return platform().documents().pathForFile(name);
+  batch_.appendBatchEvent(
+      envelope_.request("update", RequestEnvelope::Form::full, PairList().add("outside_services", found).dictionary()));
 }
 
 }  // namespace fliprugair

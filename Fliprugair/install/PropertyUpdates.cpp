@@ -1,9 +1,6 @@
-// Later changes of what the install report said about device and application.
+#include "Fliprugair/install/PropertyUpdates.h"
 
-#include "Fliprugair/MarluneTracker.h"
-#include "Fliprugair/core/ProcessState.h"
-#include "Fliprugair/core/StoredKeys.h"
-#include "platform/PairList.h"
+#include "Fliprugair/core/Defaults.h"
 
 namespace fliprugair {
 
@@ -16,10 +13,10 @@ class PropertyComparison {
 
   /// A missing value counts as NO.
   void compare(std::string_view key, bool current) {
-    if (watched_[key].boolValue() != current) change(key, digitText(current));
+    if (watched_[key].boolValue() != current) change(key, DeviceFacts::digitText(current));
   }
 
-  /// Nothing is no change.
+  /// Null is no change.
   void compare(std::string_view key, const Value& current) {
     if (!current.isNull() && watched_[key] != current) change(key, current);
   }
@@ -33,56 +30,89 @@ class PropertyComparison {
   const Dictionary& watched() const { return watched_; }
 
  private:
-  static Value digitText(bool flag) { return flag ? "1" : "0"; }
-
   Dictionary watched_;
   Dictionary changes_;
 };
 
 }  // namespace
 
-void MarluneTracker::checkWatchPropertiesChanged() {
-  PropertyComparison properties(store().objectForKey(key::watchProperties).dictionary());
-  properties.compare("app_limit_tracking", store().boolForKey(key::app_limit_tracking));
-  properties.compare("app_short_string", bundleText("CFBundleShortVersionString"));
-  properties.compare("app_version", platform().bundle().infoEntry("CFBundleVersion"));
-  properties.compare("device_limit_tracking", store().boolForKey(key::device_limit_tracking));
-  properties.compare("is_genuine", isOSGenuine());
-  properties.compare("language", preferredLanguage());
-  properties.compare("os_version", systemNameAndVersion());
+PropertyUpdates::PropertyUpdates(Context& context, RequestQueue& requests, const RequestEnvelope& envelope,
+                                 const DeviceFacts& facts, MakeUserAgent makeUserAgent)
+    : context_(context),
+      requests_(requests),
+      envelope_(envelope),
+      facts_(facts),
+      makeUserAgent_(std::move(makeUserAgent)) {}
+
+void PropertyUpdates::checkWatchPropertiesChanged() {
+  UserDefaults& store = context_.store();
+  PropertyComparison properties(store.objectForKey(key::watchProperties).dictionary());
+  properties.compare("app_limit_tracking", store.boolForKey(key::app_limit_tracking));
+  properties.compare("app_short_string", facts_.bundleText("CFBundleShortVersionString"));
+  properties.compare("app_version", facts_.bundleVersion());
+  properties.compare("device_limit_tracking", store.boolForKey(key::device_limit_tracking));
+  properties.compare("is_genuine", facts_.isOSGenuine());
+  properties.compare("language", facts_.preferredLanguage());
+  properties.compare("os_version", facts_.systemNameAndVersion());
   if (const Value identifier = changedAdvertisingIdentifier(); !identifier.isNull()) {
     properties.change("idfa", identifier);
-    store().setObject(identifier, key::idfa);
+    store.setObject(identifier, key::idfa);
   }
   if (properties.changes().holds("os_version")) refreshUserAgent();
   if (properties.changes().empty()) return;
-  const Dictionary request = PairList()
-                                 .add("marlune_device_id", store().objectForKey(key::deviceId))
-                                 .add("marlune_app_id", store().objectForKey(key::appId))
-                                 .add("action", "update")
-                                 .add("data", properties.changes())
-                                 .add("sdk_version", state().sdkVersion.load())
-                                 .add("sdk_protocol", "4")
-                                 .dictionary();
-  enqueueAndSend(request);
-  store().setObject(properties.watched(), key::watchProperties);
-  store().synchronize();
+  requests_.enqueueAndSend(envelope_.request("update", RequestEnvelope::Form::full, properties.changes()));
+  store.setObject(properties.watched(), key::watchProperties);
+  store.synchronize();
 }
 
-/// Nothing when it is as last reported, not wanted, forbidden or not to be had.
-Value MarluneTracker::changedAdvertisingIdentifier() const {
-  if (!store().boolForKey(key::sendIdUpdates) || isDisabled("idfa")) return {};
-  const Value identifier = Text(platform().device().advertisingIdentifier()).value();
-  return identifier == store().objectForKey(key::idfa) ? Value() : identifier;
+/// Null when it is as last reported, not wanted, forbidden or not to be had.
+Value PropertyUpdates::changedAdvertisingIdentifier() const {
+  if (!context_.store().boolForKey(key::sendIdUpdates) || facts_.isDisabled("idfa")) return {};
+  const Value identifier = facts_.advertisingIdentifier();
+  return identifier == context_.store().objectForKey(key::idfa) ? Value() : identifier;
 }
 
-void MarluneTracker::refreshUserAgent() {
-  postToMainQueue([](MarluneTracker& self) {
-    const Text userAgent = self.environment_.makeWebViewUserAgent()->userAgentString();
+void PropertyUpdates::refreshUserAgent() {
+  context_.postToMainQueue([this] {
+    const Text userAgent = makeUserAgent_()->userAgentString();
     if (userAgent.isNull()) return;
-    self.store().setObject(userAgent.value(), key::userAgent);
-    self.store().synchronize();
+    context_.store().setObject(userAgent.value(), key::userAgent);
+    context_.store().synchronize();
   });
+}
+
+void PropertyUpdates::setLimitAdTracking(bool limitAdTracking) {
+  storeLimitAdTracking(limitAdTracking);
+  context_.store().synchronize();
+  checkWatchPropertiesChanged();
+}
+
+void PropertyUpdates::checkDeviceLimitTracking() {
+  if (!facts_.hasIdentifiers()) return;
+  UserDefaults& store = context_.store();
+  const bool deviceTrackingLimited = facts_.limitsTracking();
+  if (deviceTrackingLimited == store.boolForKey(key::device_limit_tracking)) return;
+  store.setObject(deviceTrackingLimited, key::device_limit_tracking);
+  store.synchronize();
+  setLimitAdTracking(store.boolForKey(key::app_limit_tracking));
+}
+
+void PropertyUpdates::adoptIdUpdates(const Value& wanted) {
+  if (!wanted.isNull()) context_.store().setObject(wanted.boolValue(), key::sendIdUpdates);
+}
+
+void PropertyUpdates::storeUserAgent() {
+  const Value stored = context_.store().objectForKey(key::userAgent);
+  if (!stored.isNull() && stored != Value("")) return;
+  Text userAgent;
+  context_.guarded([&] { userAgent = makeUserAgent_()->userAgentString(); });
+  context_.store().setObject(userAgent.string(), key::userAgent);
+}
+
+void PropertyUpdates::storeDefaults() { storeIfAbsent(context_.store(), key::sendIdUpdates, false); }
+
+void PropertyUpdates::storeLimitAdTracking(bool limitAdTracking) {
+  context_.store().setObject(limitAdTracking, key::app_limit_tracking);
 }
 
 }  // namespace fliprugair

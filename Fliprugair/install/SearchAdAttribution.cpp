@@ -1,10 +1,9 @@
-// The search-ad answer that the install report waits for, the report's sending, and its reply.
+#include "Fliprugair/install/SearchAdAttribution.h"
 
 #include <array>
 
-#include "Fliprugair/MarluneTracker.h"
-#include "Fliprugair/core/ProcessState.h"
-#include "Fliprugair/core/StoredKeys.h"
+#include "Fliprugair/core/Defaults.h"
+#include "Fliprugair/environment/DeviceFacts.h"
 
 namespace fliprugair {
 
@@ -22,7 +21,7 @@ constexpr std::array copiedDetails{
     CopiedDetail{"iAdImpressionDate", "iad_impression_date"},
 };
 
-void stopIfValid(ProcessState::TimerReference& reference) {
+void stopIfValid(TimerReference& reference) {
   const auto timer = reference.load();
   if (timer == nullptr || !timer->isValid()) return;
   timer->invalidate();
@@ -31,15 +30,50 @@ void stopIfValid(ProcessState::TimerReference& reference) {
 
 }  // namespace
 
-void MarluneTracker::takeSearchAdAnswer(const Value& details, bool unknown) {
-  if (!searchAdAnswerIsFinal(unknown)) return;
-  if (loggingEnabled()) {
-    log("-[MarluneTracker iAdAttributionData::]", 1799,
-        "Marlune library - iAdAttributionPayload: " + described(details));
+void SearchAdAttribution::ask(const Dictionary& data, const Dictionary& watched) {
+  context_.store().setObject(PairList().add("initialData", data).add("watchDictionary", watched).dictionary(),
+                             key::iAdAttribution_INITIAL_PASSTHROUGH);
+  context_.store().synchronize();
+  shared_.iAdDelegateProcessed = false;
+  context_.guarded([&] {
+    const auto manager = makeManager_();
+    setManager(manager);
+    manager->setIAdAttributionDelegate(context_.owner());
+    manager->retrieveiAdAttribution(context_.loggingEnabled());
+  });
+}
+
+void SearchAdAttribution::iAdAttributionData(const Value& details, bool unknown) {
+  if (!isFinal(unknown)) return;
+  if (context_.loggingEnabled()) {
+    context_.log("-[MarluneTracker iAdAttributionData::]", 1799,
+                 "Marlune library - iAdAttributionPayload: " + context_.described(details));
   }
-  const Dictionary parked = store().objectForKey(key::iAdAttribution_INITIAL_PASSTHROUGH).dictionary();
-  store().removeObject(key::iAdAttribution_INITIAL_PASSTHROUGH);
-  Value installData = parked["initialData"];
+  park(details);
+}
+
+/// Counts the answer. The first that is known, or uses up the attempts, is final; what follows it is ignored.
+bool SearchAdAttribution::isFinal(bool unknown) {
+  const std::lock_guard lock(monitor_);
+  context_.postToMainQueue([this] {
+    stopIfValid(shared_.retryiAdAttributionTimer);
+    stopIfValid(shared_.iAdAttributionPayloadTimer);
+  });
+  if (shared_.iAdDelegateProcessed) return false;
+  const std::int64_t attempts = ++shared_.iAdAttributionAttempts;
+  if (attempts < context_.store().integerForKey(key::iAdAttributionAttempts) && unknown) {
+    shared_.triggerRetryiAdRetrieval = true;
+    return false;
+  }
+  shared_.iAdDelegateProcessed = true;
+  return true;
+}
+
+void SearchAdAttribution::park(const Value& details) {
+  UserDefaults& store = context_.store();
+  const Dictionary waiting = store.objectForKey(key::iAdAttribution_INITIAL_PASSTHROUGH).dictionary();
+  store.removeObject(key::iAdAttribution_INITIAL_PASSTHROUGH);
+  Value installData = waiting["initialData"];
   if (installData.isDictionary()) {
     Dictionary merged = installData.dictionary();
     const Dictionary given = details.dictionary();
@@ -48,59 +82,61 @@ void MarluneTracker::takeSearchAdAnswer(const Value& details, bool unknown) {
     }
     installData = merged;
   }
-  store().setObject(installRequest(installData), key::initialPayload);
-  store().setObject(parked["watchDictionary"], key::watchProperties);
-  store().synchronize();
+  store.setObject(envelope_.request("initial", RequestEnvelope::Form::full, installData), key::initialPayload);
+  store.setObject(waiting["watchDictionary"], key::watchProperties);
+  store.synchronize();
 }
 
-/// Counts the answer. The first that is known, or uses up the attempts, is final; what follows it is ignored.
-bool MarluneTracker::searchAdAnswerIsFinal(bool unknown) {
-  const std::lock_guard lock(monitor_);
-  postToMainQueue([](MarluneTracker& self) {
-    stopIfValid(self.state().retryiAdAttributionTimer);
-    stopIfValid(self.state().iAdAttributionPayloadTimer);
+void SearchAdAttribution::armRetryIfDue() {
+  if (!shared_.triggerRetryiAdRetrieval) return;
+  context_.postToMainQueue([this] {
+    const auto wait = static_cast<double>(context_.store().integerForKey(key::iAdRetryWait));
+    shared_.retryiAdAttributionTimer.store(
+        context_.schedule(wait, "retryiAdAttribution:", [this] { retryiAdAttribution(); }));
   });
-  if (state().iAdDelegateProcessed) return false;
-  const std::int64_t attempts = ++state().iAdAttributionAttempts;
-  if (attempts < store().integerForKey(key::iAdAttributionAttempts) && unknown) {
-    state().triggerRetryiAdRetrieval = true;
-    return false;
-  }
-  state().iAdDelegateProcessed = true;
-  return true;
+  shared_.triggerRetryiAdRetrieval = false;
 }
-
-void MarluneTracker::iAdAttributionPayloadTimeout() { iAdAttributionData(nullptr, false); }
 
 /// Only retries are given a time-out: the first question waits for its answer however long that takes.
-void MarluneTracker::retryiAdAttribution() {
+void SearchAdAttribution::retryiAdAttribution() {
   {
     const std::lock_guard lock(monitor_);
-    postToMainQueue([](MarluneTracker& self) { stopIfValid(self.state().retryiAdAttributionTimer); });
+    context_.postToMainQueue([this] { stopIfValid(shared_.retryiAdAttributionTimer); });
   }
-  postToMainQueue([](MarluneTracker& self) {
-    const auto wait = static_cast<double>(self.store().integerForKey(key::iAdAttributionWait));
-    self.state().iAdAttributionPayloadTimer.store(
-        self.schedule(wait, "iAdAttributionPayloadTimeout:", &MarluneTracker::iAdAttributionPayloadTimeout));
+  context_.postToMainQueue([this] {
+    const auto wait = static_cast<double>(context_.store().integerForKey(key::iAdAttributionWait));
+    shared_.iAdAttributionPayloadTimer.store(
+        context_.schedule(wait, "iAdAttributionPayloadTimeout:", [this] { iAdAttributionPayloadTimeout(); }));
   });
-  if (const auto manager = iAdAttributionManager()) manager->retrieveiAdAttribution(loggingEnabled());
+  if (const auto manager = manager_.load()) manager->retrieveiAdAttribution(context_.loggingEnabled());
 }
 
-void MarluneTracker::sendInitial(const Value& request) {
-  store().setObject(false, key::sendInitial);
-  const std::string eventTimestamp = enqueueMarluneEvent(request);
-  // Before the first init reply it waits in the network queue for the next activation.
-  if (store().boolForKey(key::firstInitReceived)) {
-    send(request, eventTimestamp, Replies::delivered, invalidBackgroundTask);
-  }
+void SearchAdAttribution::iAdAttributionPayloadTimeout() { iAdAttributionData(nullptr, false); }
+
+void SearchAdAttribution::removeParkedRequest() {
+  context_.store().removeObject(key::initialPayload);
+  context_.store().synchronize();
 }
 
-/// The reply itself is not judged: a failed report is resent from the network queue.
-void MarluneTracker::takeInitialReply(const Value& reply) {
-  if (loggingEnabled()) {
-    log("-[MarluneTracker MarluneInitialResult:]", 1902, "Marlune library - initial result: " + described(reply));
-  }
-  replayDeferredWatchEvents();
+void SearchAdAttribution::storeDefaults() {
+  storeIfAbsent(context_.store(), key::iAdAttributionAttempts, 3);
+  storeIfAbsent(context_.store(), key::iAdAttributionWait, 20);
+  storeIfAbsent(context_.store(), key::iAdRetryWait, 10);
+}
+
+void SearchAdAttribution::reset() {
+  setManager(nullptr);
+  shared_.iAdAttributionAttempts = 0;
+  shared_.triggerRetryiAdRetrieval = false;
+}
+
+/// The task outlives the tracker, so it holds on to the process's state alone.
+void SearchAdAttribution::tearDown(MainQueue& mainQueue) {
+  const std::lock_guard lock(monitor_);
+  mainQueue.async([&shared = shared_] {
+    stopIfValid(shared.retryiAdAttributionTimer);
+    stopIfValid(shared.iAdAttributionPayloadTimer);
+  });
 }
 
 }  // namespace fliprugair

@@ -2,8 +2,8 @@
 
 #include <memory>
 
-#include "Fliprugair/platform/Locked.h"
 #include "Fliprugair/platform/linux/HostFacts.h"
+#include "platform/Locked.h"
 
 namespace fliprugair {
 

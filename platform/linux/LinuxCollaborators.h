@@ -5,10 +5,10 @@
 #include "Fliprugair/collaborators/MarluneHardwareInfo.h"
 #include "Fliprugair/collaborators/MarluneRetrieveiAdAttribution.h"
 #include "Fliprugair/collaborators/WebViewUserAgent.h"
-#include "Fliprugair/platform/Locked.h"
 #include "Fliprugair/platform/MainQueue.h"
 #include "Fliprugair/platform/linux/Log.h"
 #include "Fliprugair/platform/linux/SearchAdSource.h"
+#include "platform/Locked.h"
 #include "platform/linux/FactsInForce.h"
 #include "platform/linux/LinuxDevice.h"
 

@@ -23,7 +23,9 @@ namespace fliprugair {
 
 namespace {
 
-std::shared_ptr<const HostFacts> shared(HostFacts facts) { return std::make_shared<const HostFacts>(std::move(facts)); }
+std::shared_ptr<const HostFacts> sharedFacts(HostFacts facts) {
+  return std::make_shared<const HostFacts>(std::move(facts));
+}
 
 }  // namespace
 
@@ -68,7 +70,7 @@ LinuxEnvironment::Parts::Parts(LinuxOptions given, Platform& platform)
       network(openNetwork(options, platform, *userDefaults, json, application, log)),
       location(openLocation(options, platform, log)),
       thread(loop) {
-  facts.store(shared(options.facts));
+  facts.store(sharedFacts(options.facts));
 }
 
 LinuxEnvironment::LinuxEnvironment(LinuxOptions options) : parts_(std::make_unique<Parts>(std::move(options), *this)) {}
@@ -190,7 +192,7 @@ std::optional<std::chrono::steady_clock::time_point> LinuxEnvironment::nextDeadl
   return parts_->loop.nextDeadline();
 }
 
-void LinuxEnvironment::setFacts(HostFacts facts) { parts_->facts.store(shared(std::move(facts))); }
+void LinuxEnvironment::setFacts(HostFacts facts) { parts_->facts.store(sharedFacts(std::move(facts))); }
 
 std::shared_ptr<MarluneNetworkAccess> LinuxEnvironment::makeNetworkAccess() { return parts_->network.make(); }
 

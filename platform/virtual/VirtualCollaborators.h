@@ -7,7 +7,7 @@
 #include "Fliprugair/collaborators/MarluneLocationManager.h"
 #include "Fliprugair/collaborators/MarluneRetrieveiAdAttribution.h"
 #include "Fliprugair/collaborators/WebViewUserAgent.h"
-#include "Fliprugair/platform/Locked.h"
+#include "platform/Locked.h"
 #include "platform/PairList.h"
 
 namespace fliprugair {

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "Fliprugair/platform/Locked.h"
 #include "Fliprugair/platform/UserDefaults.h"
+#include "platform/Locked.h"
 
 namespace fliprugair {
 

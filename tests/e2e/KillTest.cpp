@@ -11,7 +11,7 @@
 #include <set>
 #include <variant>
 
-#include "Fliprugair/core/StoredKeys.h"
+#include "Fliprugair/core/ProcessState.h"
 #include "e2e/HostApp.h"
 #include "platform/sqlite/SQLiteUserDefaults.h"
 

@@ -3,7 +3,7 @@
 #include <fstream>
 #include <random>
 
-#include "Fliprugair/core/StoredKeys.h"
+#include "Fliprugair/core/ProcessState.h"
 #include "Fliprugair/platform/Text.h"
 #include "e2e/HostApp.h"
 

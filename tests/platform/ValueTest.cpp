@@ -1,8 +1,8 @@
 #include <cmath>
 #include <limits>
 
-#include "Fliprugair/platform/Locked.h"
 #include "Fliprugair/platform/Value.h"
+#include "platform/Locked.h"
 #include "platform/PairList.h"
 
 namespace fliprugair {

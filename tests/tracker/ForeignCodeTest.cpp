@@ -58,9 +58,9 @@ void useAll(MarluneTracker& tracker) {
   tracker.retrieveAttribution();
   tracker.setCustomIdString("id");
   tracker.setTrackerDelegate(tracker.trackerDelegate());
-  tracker.iAdAttributionData(Value{{"iAdAttribution", "true"}}, false);
-  tracker.MarluneInitialResult(Dictionary());
-  tracker.currentLocationUpdate(Value{{"latitude", 1}, {"longitude", 2}, {"accuracy", 3}});
+  internalsOf(tracker).iAdAttributionData(Value{{"iAdAttribution", "true"}}, false);
+  internalsOf(tracker).MarluneInitialResult(Dictionary());
+  internalsOf(tracker).currentLocationUpdate(Value{{"latitude", 1}, {"longitude", 2}, {"accuracy", 3}});
 }
 
 TEST(ADelegate, MayUseTheTrackerWhileItIsCalled) {
@@ -74,7 +74,7 @@ TEST(ADelegate, MayUseTheTrackerWhileItIsCalled) {
     useAll(*tracker);
   });
   tracker->setTrackerDelegate(delegate);
-  tracker->MarluneRetrieveAttribution(finalAnswer);
+  internalsOf(*tracker).MarluneRetrieveAttribution(finalAnswer);
   EXPECT_EQ(calls, 1);
 }
 
@@ -86,7 +86,7 @@ TEST(ADelegate, IsCalledWithNoLockHeld) {
   const auto delegate =
       std::make_shared<Delegate>([&](const Value&) { free = other.finishes([&] { useAll(*tracker); }); });
   tracker->setTrackerDelegate(delegate);
-  tracker->MarluneRetrieveAttribution(finalAnswer);
+  internalsOf(*tracker).MarluneRetrieveAttribution(finalAnswer);
   EXPECT_TRUE(free);
 }
 
@@ -97,7 +97,7 @@ TEST(ADelegate, MayDropTheTrackerThatCallsIt) {
   const auto delegate = std::make_shared<Delegate>([&](const Value&) { tracker.reset(); });
   tracker->setTrackerDelegate(delegate);
   phone.reply(1, initReply);
-  if (const auto caller = weak.lock()) caller->MarluneRetrieveAttribution(finalAnswer);
+  if (const auto caller = weak.lock()) internalsOf(*caller).MarluneRetrieveAttribution(finalAnswer);
   phone.process.runQueues();
   EXPECT_TRUE(weak.expired());
   EXPECT_EQ(phone.stored("requestAttribution"), Value(false));
@@ -110,7 +110,7 @@ TEST(ADelegate, IsNotKeptAlive) {
   tracker->setTrackerDelegate(delegate);
   delegate.reset();
   EXPECT_EQ(tracker->trackerDelegate(), nullptr);
-  tracker->MarluneRetrieveAttribution(finalAnswer);
+  internalsOf(*tracker).MarluneRetrieveAttribution(finalAnswer);
   EXPECT_EQ(tracker->retrieveAttribution(), Value({{"source", "ad"}}));
 }
 
@@ -119,7 +119,7 @@ TEST(ADelegate, ThatThrowsHarmsNobody) {
   const auto tracker = phone.construct({{"marluneAppId", "demo"}, {"retrieveAttribution", true}});
   const auto delegate = std::make_shared<Delegate>([](const Value&) { throw std::runtime_error("the host's own"); });
   tracker->setTrackerDelegate(delegate);
-  EXPECT_NO_THROW(tracker->MarluneRetrieveAttribution(finalAnswer));
+  EXPECT_NO_THROW(internalsOf(*tracker).MarluneRetrieveAttribution(finalAnswer));
   EXPECT_EQ(phone.stored("requestAttribution"), Value(false));
   EXPECT_EQ(phone.stored("attribution"), Value({{"source", "ad"}}));
 }
@@ -129,7 +129,7 @@ TEST(ADelegate, ThatThrowsWhatIsNoExceptionHarmsNobody) {
   const auto tracker = phone.construct({{"marluneAppId", "demo"}, {"retrieveAttribution", true}});
   const auto delegate = std::make_shared<Delegate>([](const Value&) { throw 42; });
   tracker->setTrackerDelegate(delegate);
-  EXPECT_NO_THROW(tracker->MarluneRetrieveAttribution(finalAnswer));
+  EXPECT_NO_THROW(internalsOf(*tracker).MarluneRetrieveAttribution(finalAnswer));
   EXPECT_EQ(phone.stored("requestAttribution"), Value(false));
 }
 
@@ -169,8 +169,8 @@ TEST(ALogSink, IsCalledWithNoLockHeld) {
   tracker->trackEvent(nullptr, nullptr);
   tracker->trackEvent("event", "value");
   tracker->trackEventWithEventStandardParameters(nullptr);
-  tracker->iAdAttributionData(nullptr, false);
-  tracker->MarluneInitResult(Dictionary());
+  internalsOf(*tracker).iAdAttributionData(nullptr, false);
+  internalsOf(*tracker).MarluneInitResult(Dictionary());
   EXPECT_GE(lines, 5);
 }
 
@@ -221,11 +221,11 @@ void expectNoThrowOut(const Exception& exception) {
   EXPECT_NO_THROW(tracker->spatialEvent(nullptr, 1, 2, 3));
   EXPECT_NO_THROW(tracker->identityLinkEvent(nullptr));
   EXPECT_NO_THROW(tracker->trackEventWithEventStandardParameters(nullptr));
-  EXPECT_NO_THROW(tracker->MarluneInitResult(Value{{"msg", Array({"resonance_cascade"})}}));
-  EXPECT_NO_THROW(tracker->MarluneInitResult(Dictionary()));
-  EXPECT_NO_THROW(tracker->MarluneInitialResult(Dictionary()));
-  EXPECT_NO_THROW(tracker->iAdAttributionData(nullptr, false));
-  EXPECT_NO_THROW(tracker->currentLocationUpdate(nullptr));
+  EXPECT_NO_THROW(internalsOf(*tracker).MarluneInitResult(Value{{"msg", Array({"resonance_cascade"})}}));
+  EXPECT_NO_THROW(internalsOf(*tracker).MarluneInitResult(Dictionary()));
+  EXPECT_NO_THROW(internalsOf(*tracker).MarluneInitialResult(Dictionary()));
+  EXPECT_NO_THROW(internalsOf(*tracker).iAdAttributionData(nullptr, false));
+  EXPECT_NO_THROW(internalsOf(*tracker).currentLocationUpdate(nullptr));
   EXPECT_NO_THROW(process.post(ApplicationNotification::willResignActive));
   EXPECT_NO_THROW(process.advance(100));
   // What is logged about is done all the same.
@@ -242,7 +242,7 @@ TEST(ACollaborator, ThatThrowsIsLoggedAndTheTrackerGoesOn) {
   ASSERT_NE(tracker, nullptr);
   EXPECT_EQ(exceptions, 2);  // the user agent's and the init request's
 
-  tracker->MarluneInitResult({{"success", 1}, {"flags", Value{{"mlinit_wait", 90}, {"currency", "eur"}}}});
+  internalsOf(*tracker).MarluneInitResult({{"success", 1}, {"flags", Value{{"mlinit_wait", 90}, {"currency", "eur"}}}});
   phone.process.runQueues();
   EXPECT_EQ(exceptions, 4);  // the hardware's and the search-ad's, after which the reply is dealt with to its end
   EXPECT_EQ(phone.stored("mlinitWait"), Value(90));

@@ -136,22 +136,23 @@ TEST(Replies, OfAnyKindDoNoHarm) {
     Phone phone;
     const auto tracker =
         phone.construct({{"marluneAppId", "demo"}, {"retrieveAttribution", true}, {"enableLogging", true}});
-    tracker->MarluneRetrieveAttribution(value);
-    tracker->MarluneInitialResult(value);
-    tracker->iAdAttributionData(value, true);
-    tracker->currentLocationUpdate(value);
-    tracker->MarluneInitResult(value);
+    internalsOf(*tracker).MarluneRetrieveAttribution(value);
+    internalsOf(*tracker).MarluneInitialResult(value);
+    internalsOf(*tracker).iAdAttributionData(value, true);
+    internalsOf(*tracker).currentLocationUpdate(value);
+    internalsOf(*tracker).MarluneInitResult(value);
     for (const std::string_view member : {"success", "data", "retry", "attribution"}) {
-      tracker->MarluneRetrieveAttribution(with(Dictionary(), member, value));
-      tracker->MarluneRetrieveAttribution({{"success", 1}, {"data", with(Dictionary(), member, value)}});
-      tracker->MarluneRetrieveAttribution({{"success", value}, {"data", Value{{"retry", -1}, {"attribution", value}}}});
+      internalsOf(*tracker).MarluneRetrieveAttribution(with(Dictionary(), member, value));
+      internalsOf(*tracker).MarluneRetrieveAttribution({{"success", 1}, {"data", with(Dictionary(), member, value)}});
+      internalsOf(*tracker).MarluneRetrieveAttribution(
+          {{"success", value}, {"data", Value{{"retry", -1}, {"attribution", value}}}});
     }
     for (const std::string_view member :
          {"attributionDetails", "iAdAttribution", "appPurchaseDate", "iAdImpressionDate"}) {
-      tracker->iAdAttributionData(with(Dictionary(), member, value), false);
+      internalsOf(*tracker).iAdAttributionData(with(Dictionary(), member, value), false);
     }
     for (const std::string_view member : {"latitude", "longitude", "accuracy"}) {
-      tracker->currentLocationUpdate(with(Dictionary(), member, value));
+      internalsOf(*tracker).currentLocationUpdate(with(Dictionary(), member, value));
     }
     phone.process.advance(100);
     EXPECT_NE(tracker->retrieveAttribution().kind(), Value::Kind::text);

@@ -64,7 +64,7 @@ TEST_F(MissingArguments, AMissingIdentifierDropsAllThatFollowsIt) {
   Phone fresh;
   EXPECT_EQ(MarluneTracker::initWithMarluneAppId(fresh.process, nullptr, "eur", true, true, true), nullptr);
   EXPECT_TRUE(fresh.events("log").empty());
-  EXPECT_FALSE(fresh.process.processState()._isNewUser);
+  EXPECT_FALSE(ProcessState::of(fresh.process)->_isNewUser);
 }
 
 TEST_F(MissingArguments, AMissingCurrencyDropsWhatFollowsIt) {
@@ -73,8 +73,8 @@ TEST_F(MissingArguments, AMissingCurrencyDropsWhatFollowsIt) {
   ASSERT_NE(made, nullptr);
   EXPECT_EQ(fresh.stored("currency"), Value("usd"));
   EXPECT_EQ(fresh.stored("app_limit_tracking"), Value(false));
-  EXPECT_FALSE(fresh.process.processState()._loggingEnabled);
-  EXPECT_FALSE(fresh.process.processState()._isNewUser);
+  EXPECT_FALSE(ProcessState::of(fresh.process)->_loggingEnabled);
+  EXPECT_FALSE(ProcessState::of(fresh.process)->_isNewUser);
 }
 
 TEST_F(MissingArguments, AnEmptyCurrencyDropsNothing) {
@@ -83,8 +83,8 @@ TEST_F(MissingArguments, AnEmptyCurrencyDropsNothing) {
   ASSERT_NE(made, nullptr);
   EXPECT_EQ(fresh.stored("currency"), Value("usd"));
   EXPECT_EQ(fresh.stored("app_limit_tracking"), Value(true));
-  EXPECT_TRUE(fresh.process.processState()._loggingEnabled);
-  EXPECT_TRUE(fresh.process.processState()._isNewUser);
+  EXPECT_TRUE(ProcessState::of(fresh.process)->_loggingEnabled);
+  EXPECT_TRUE(ProcessState::of(fresh.process)->_isNewUser);
 }
 
 TEST_F(MissingArguments, AnEventWithoutTitleIsRefusedWithALine) {
@@ -254,7 +254,7 @@ TEST_F(MissingArguments, WatchEventsWithoutArgumentsCanBePutOff) {
   waiting->handleWatchEvents(nullptr);
   EXPECT_EQ(fresh.stored("trackWatchEventDeferred"), Value(Array({Dictionary(), Value{{"eventTitle", "title"}}})));
   fresh.reply(1, {{"success", 1}});
-  waiting->MarluneInitialResult(nullptr);
+  internalsOf(*waiting).MarluneInitialResult(nullptr);
   EXPECT_TRUE(fresh.stored("trackWatchEventDeferred").isNull());
   EXPECT_TRUE(fresh.stored("handleWatchEventsDeferred").isNull());
   EXPECT_EQ(fresh.batch().size(), 3U);  // the pairing's two, and the one that has a title
@@ -297,7 +297,7 @@ TEST_F(MissingArguments, TheAdaptersDoNothingForAnotherKind) {
     tracker->swiftIdentityLinkEvent(object);
     tracker->swiftSpatialEvent(object, 1, 2, 3);
     tracker->swiftSendDeepLink(URL("app://link"), object);
-    if (std::holds_alternative<Value>(object)) tracker->swiftSendDeepLink(object, Value("source"));
+    if (object.url().absoluteString().isNull()) tracker->swiftSendDeepLink(object, Value("source"));
   }
   tracker->swiftTrackEvent(Value{{"a", 1}}, Value{{"a", 1}});
   tracker->swiftSpatialEvent(Value{{"a", 1}}, 1, 2, 3);
@@ -314,17 +314,17 @@ TEST_F(MissingArguments, TheAdaptersForwardWhatIsOfTheRightKind) {
   tracker->swiftSendDeepLink(URL("app://link"), Value(""));
   EXPECT_EQ(phone.batch().size(), 4U);
   tracker->swiftEnableConsoleLogging(false);
-  EXPECT_FALSE(phone.process.processState()._loggingEnabled);
+  EXPECT_FALSE(ProcessState::of(phone.process)->_loggingEnabled);
   tracker->swiftSetLimitAdTracking(true);
   EXPECT_EQ(phone.stored("app_limit_tracking"), Value(true));
 }
 
 TEST_F(MissingArguments, CallbacksWithoutAReplyAreSafe) {
-  tracker->MarluneRetrieveAttribution(nullptr);
-  tracker->MarluneInitResult(nullptr);
-  tracker->MarluneInitialResult(nullptr);
-  tracker->iAdAttributionData(nullptr, false);
-  tracker->currentLocationUpdate(nullptr);
+  internalsOf(*tracker).MarluneRetrieveAttribution(nullptr);
+  internalsOf(*tracker).MarluneInitResult(nullptr);
+  internalsOf(*tracker).MarluneInitialResult(nullptr);
+  internalsOf(*tracker).iAdAttributionData(nullptr, false);
+  internalsOf(*tracker).currentLocationUpdate(nullptr);
   phone.process.advance(100);
   // The answer without details parked a report, and the check after the init reply sent it.
   EXPECT_EQ(phone.stored("sendInitial"), Value(false));

@@ -2,7 +2,7 @@
 
 #include <optional>
 
-#include "Fliprugair/core/StoredKeys.h"
+#include "Fliprugair/core/ProcessState.h"
 #include "platform/json/RapidJSONSerialization.h"
 #include "tools/sim/StateValues.h"
 
@@ -97,7 +97,7 @@ void put(Snapshot& snapshot, const std::string& path, const Value& value) {
 Snapshot snapshotOf(Phone& phone) {
   Snapshot snapshot;
   put(snapshot, "store", phone.device.store.all());
-  put(snapshot, "state", sim::stateValues(phone.process.processState(), phone.process.mainQueue()));
+  put(snapshot, "state", sim::stateValues(*ProcessState::of(phone.process), phone.process.mainQueue()));
   std::map<std::string, int> counts;
   for (const Dictionary& event : phone.events()) {
     const std::string name = event["event"].text();

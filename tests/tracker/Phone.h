@@ -11,6 +11,7 @@
 #include "Fliprugair/MarluneTracker.h"
 #include "platform/virtual/VirtualDevice.h"
 #include "platform/virtual/VirtualProcess.h"
+#include "tools/sim/TrackerInternals.h"
 
 namespace fliprugair {
 

@@ -8,7 +8,6 @@
 #include <thread>
 
 #include "Fliprugair/core/ProcessState.h"
-#include "Fliprugair/core/StoredKeys.h"
 #include "ObservedEnvironment.h"
 #include "Phone.h"
 
@@ -180,13 +179,13 @@ Value detailsOf(int thread) {
 TEST(Threads, OfRacingSearchAdAnswersOneIsMergedWhole) {
   for (int round = 0; round < 40; ++round) {
     SearchAd searchAd(3);
-    onThreads(4, [&](int thread) { searchAd.tracker->iAdAttributionData(detailsOf(thread), false); });
+    onThreads(4, [&](int thread) { internalsOf(*searchAd.tracker).iAdAttributionData(detailsOf(thread), false); });
     EXPECT_EQ(searchAd.parked, 1);
     const auto details = searchAd.mergedDetails();
     EXPECT_TRUE(details[0].starts_with("thread "));
     for (const std::string& detail : details) EXPECT_EQ(detail, details[0]);
     EXPECT_TRUE(searchAd.phone.stored("iAdAttribution_INITIAL_PASSTHROUGH").isNull());
-    EXPECT_EQ(searchAd.environment.processState().iAdAttributionAttempts, 1);
+    EXPECT_EQ(ProcessState::of(searchAd.environment)->iAdAttributionAttempts, 1);
   }
 }
 
@@ -195,9 +194,9 @@ TEST(Threads, OfRacingAnswersAndTimeOutsOneIsMerged) {
     SearchAd searchAd(3);
     onThreads(4, [&](int thread) {
       if (thread % 2 == 0) {
-        searchAd.tracker->iAdAttributionData(detailsOf(thread), false);
+        internalsOf(*searchAd.tracker).iAdAttributionData(detailsOf(thread), false);
       } else {
-        searchAd.tracker->iAdAttributionData(nullptr, false);  // as the time-out does
+        internalsOf(*searchAd.tracker).iAdAttributionData(nullptr, false);  // as the time-out does
       }
     });
     EXPECT_EQ(searchAd.parked, 1);
@@ -209,15 +208,15 @@ TEST(Threads, OfRacingAnswersAndTimeOutsOneIsMerged) {
 TEST(Threads, AnAnswerThatRacesTheTimersOfARetryIsMergedOnce) {
   for (int round = 0; round < 40; ++round) {
     SearchAd searchAd(10);
-    searchAd.tracker->iAdAttributionData(nullptr, true);
-    const auto& timeOut = searchAd.environment.processState().iAdAttributionPayloadTimer;
+    internalsOf(*searchAd.tracker).iAdAttributionData(nullptr, true);
+    const auto& timeOut = ProcessState::of(searchAd.environment)->iAdAttributionPayloadTimer;
     for (int second = 0; second < 60 && timeOut.load() == nullptr; ++second) searchAd.phone.process.advance(1);
     ASSERT_NE(timeOut.load(), nullptr);
     onThreads(4, [&](int thread) {
       if (thread == 0) {
         searchAd.phone.process.advance(30);  // in which the time-out is due
       } else {
-        searchAd.tracker->iAdAttributionData(detailsOf(thread), thread == 3);
+        internalsOf(*searchAd.tracker).iAdAttributionData(detailsOf(thread), thread == 3);
       }
     });
     searchAd.phone.process.advance(2);
@@ -237,10 +236,10 @@ TEST(Threads, AnAnswerThatRacesTheTimersOfARetryIsMergedOnce) {
 TEST(Threads, OfRacingUnknownAnswersTheLastAllowedIsMerged) {
   for (int round = 0; round < 40; ++round) {
     SearchAd searchAd(3);
-    onThreads(4, [&](int) { searchAd.tracker->iAdAttributionData(nullptr, true); });
+    onThreads(4, [&](int) { internalsOf(*searchAd.tracker).iAdAttributionData(nullptr, true); });
     EXPECT_EQ(searchAd.parked, 1);
-    EXPECT_EQ(searchAd.environment.processState().iAdAttributionAttempts, 3);
-    EXPECT_TRUE(searchAd.environment.processState().iAdDelegateProcessed);
+    EXPECT_EQ(ProcessState::of(searchAd.environment)->iAdAttributionAttempts, 3);
+    EXPECT_TRUE(ProcessState::of(searchAd.environment)->iAdDelegateProcessed);
   }
 }
 
@@ -310,7 +309,7 @@ TEST(Threads, ConstructionsInSeveralProcessesShareNothing) {
     for (int round = 0; round < 20; ++round) {
       const auto tracker = phone.construct({{"marluneAppId", appId}, {"versionExtension", appId}});
       EXPECT_EQ(phone.stored("appId"), Value(appId));
-      EXPECT_EQ(phone.process.processState().sdkVersion.load(), Value("ios-20160921" + appId));
+      EXPECT_EQ(ProcessState::of(phone.process)->sdkVersion.load(), Value("ios-20160921" + appId));
       tracker->trackEvent("event", "value");
       phone.process.advance(100);
     }

@@ -110,11 +110,17 @@ std::unique_ptr<EventStandardParameters> Arguments::standard(std::size_t index) 
   return std::make_unique<ScriptedStandard>(optionalText("name"), members.objectOrNull("data"), optionalText("raises"));
 }
 
+bool Arguments::trueOrNull(std::size_t index, std::string_view wanted) const {
+  const bool isTrue = values_[index] == Value(true);
+  if (!isTrue && !values_[index].isNull()) fail(index, wanted);
+  return isTrue;
+}
+
 AnyObject Arguments::any(std::size_t index) const {
   if (marked(index, "$url")) return url(index);
   if (!marked(index, "$standard")) return values_[index];
   standard(index);  // checked, and of no kind that an adapter takes
-  return AnyObject(std::in_place_type<URL>);
+  return URL();
 }
 
 }  // namespace fliprugair::sim

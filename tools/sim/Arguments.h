@@ -5,6 +5,7 @@
 #include <string_view>
 
 #include "Fliprugair/MarluneTracker.h"
+#include "Fliprugair/collaborators/EventStandardParameters.h"
 #include "tools/sim/Command.h"
 
 namespace fliprugair::sim {
@@ -26,6 +27,8 @@ class Arguments {
   Value payload(std::size_t index) const;
   URL url(std::size_t index) const;
   std::unique_ptr<EventStandardParameters> standard(std::size_t index) const;
+  /// Whether the argument is true; null is the only other one.
+  bool trueOrNull(std::size_t index, std::string_view wanted) const;
   // For the adapters, which take any argument.
   AnyObject any(std::size_t index) const;
   bool anyBoolean(std::size_t index) const;

@@ -33,7 +33,6 @@ struct Constructor {
 using S = Simulator;
 using A = Arguments;
 using T = MarluneTracker;
-using Inner = TrackerInternals;
 
 /// Work without a result.
 template <class Action>
@@ -150,12 +149,7 @@ constexpr std::array properties{
              }},
     Selector{"setIAdAttributionManager:", 1,
              [](S& s, const A& a) {
-               const AnyObject object = a.any(0);
-               const auto* value = std::get_if<Value>(&object);
-               const bool isTrue = value != nullptr && *value == Value(true);
-               if (!isTrue && (value == nullptr || !value->isNull())) {
-                 a.fail(0, "true for a new search-ad object, or null");
-               }
+               const bool isTrue = a.trueOrNull(0, "true for a new search-ad object, or null");
                return doing([&s, isTrue](T& t) {
                  t.setIAdAttributionManager(isTrue ? s.process().makeRetrieveiAdAttribution() : nullptr);
                });
@@ -190,50 +184,68 @@ constexpr std::array adapters{
 
 constexpr std::array innerCalls{
     Selector{"getMarluneDeviceId", 0,
-             [](S&, const A&) { return Work([](T& t) { return Inner::getMarluneDeviceId(t); }); }},
-    Selector{"createDeviceId", 0, [](S&, const A&) { return Work([](T& t) { return Inner::createDeviceId(t); }); }},
+             [](S&, const A&) { return Work([](T& t) { return internalsOf(t).identity.getMarluneDeviceId(); }); }},
+    Selector{"createDeviceId", 0,
+             [](S&, const A&) { return Work([](T& t) { return internalsOf(t).identity.createDeviceId(); }); }},
     Selector{"enqueueMarluneEvent:", 1,
              [](S&, const A& a) {
-               return Work([payload = a.payload(0)](T& t) { return Value(Inner::enqueueMarluneEvent(t, payload)); });
+               return Work([payload = a.payload(0)](T& t) {
+                 return Value(internalsOf(t).requests.enqueueMarluneEvent(payload));
+               });
              }},
     Selector{"isEventSending:", 1,
              [](S&, const A& a) {
                return Work([timestamp = a.text(0)](T& t) {
-                 return Value(!timestamp.isNull() && Inner::isEventSending(t, timestamp.string()));
+                 return Value(!timestamp.isNull() && internalsOf(t).requests.isEventSending(timestamp.string()));
                });
              }},
-    Selector{"sendQueueEvents", 0, [](S&, const A&) { return doing([](T& t) { Inner::sendQueueEvents(t); }); }},
-    Selector{
-        "appendBatchEvent:", 1,
-        [](S&, const A& a) { return doing([record = a.dictionary(0)](T& t) { Inner::appendBatchEvent(t, record); }); }},
-    Selector{
-        "flushBatchQueue:", 1,
-        [](S&, const A& a) { return doing([resigns = a.boolean(0)](T& t) { Inner::flushBatchQueue(t, resigns); }); }},
+    Selector{"sendQueueEvents", 0,
+             [](S&, const A&) { return doing([](T& t) { internalsOf(t).lifecycle.sendQueueEvents(); }); }},
+    Selector{"appendBatchEvent:", 1,
+             [](S&, const A& a) {
+               return doing([record = a.dictionary(0)](T& t) { internalsOf(t).batch.appendBatchEvent(record); });
+             }},
+    Selector{"flushBatchQueue:", 1,
+             [](S&, const A& a) {
+               return doing([resigns = a.boolean(0)](T& t) { internalsOf(t).batch.flushBatchQueue(resigns); });
+             }},
     Selector{"currentLocalTime", 0,
-             [](S&, const A&) { return Work([](T& t) { return Value(Inner::currentLocalTime(t)); }); }},
-    Selector{"returnUptime", 0, [](S&, const A&) { return Work([](T& t) { return Value(Inner::returnUptime(t)); }); }},
-    Selector{"returnAndSetUptimeDelta", 0,
-             [](S&, const A&) { return Work([](T& t) { return Value(Inner::returnAndSetUptimeDelta(t)); }); }},
+             [](S&, const A&) { return Work([](T& t) { return Value(internalsOf(t).clock.currentLocalTime()); }); }},
+    Selector{"returnUptime", 0,
+             [](S&, const A&) { return Work([](T& t) { return Value(internalsOf(t).clock.returnUptime()); }); }},
+    Selector{
+        "returnAndSetUptimeDelta", 0,
+        [](S&, const A&) { return Work([](T& t) { return Value(internalsOf(t).clock.returnAndSetUptimeDelta()); }); }},
     Selector{"networkConnectedBool", 0,
-             [](S&, const A&) { return Work([](T& t) { return Value(Inner::networkConnectedBool(t)); }); }},
+             [](S&, const A&) {
+               return Work([](T& t) { return Value(internalsOf(t).connectivity.networkConnectedBool()); });
+             }},
     Selector{"cellularConnectedBool", 0,
-             [](S&, const A&) { return Work([](T& t) { return Value(Inner::cellularConnectedBool(t)); }); }},
-    Selector{"wiFiConnectedBool", 0,
-             [](S&, const A&) { return Work([](T& t) { return Value(Inner::wiFiConnectedBool(t)); }); }},
+             [](S&, const A&) {
+               return Work([](T& t) { return Value(internalsOf(t).connectivity.cellularConnectedBool()); });
+             }},
+    Selector{
+        "wiFiConnectedBool", 0,
+        [](S&, const A&) { return Work([](T& t) { return Value(internalsOf(t).connectivity.wiFiConnectedBool()); }); }},
     Selector{"locationServicesApproved", 0,
-             [](S&, const A&) { return Work([](T& t) { return Value(Inner::locationServicesApproved(t)); }); }},
-    Selector{"checkReportLocation", 0, [](S&, const A&) { return doing([](T& t) { Inner::checkReportLocation(t); }); }},
+             [](S&, const A&) {
+               return Work([](T& t) { return Value(internalsOf(t).location.locationServicesApproved()); });
+             }},
+    Selector{"checkReportLocation", 0,
+             [](S&, const A&) { return doing([](T& t) { internalsOf(t).location.checkReportLocation(); }); }},
     Selector{"checkWatchPropertiesChanged", 0,
-             [](S&, const A&) { return doing([](T& t) { Inner::checkWatchPropertiesChanged(t); }); }},
-    Selector{"isOSGenuine", 0, [](S&, const A&) { return Work([](T& t) { return Value(Inner::isOSGenuine(t)); }); }},
+             [](S&, const A&) { return doing([](T& t) { internalsOf(t).properties.checkWatchPropertiesChanged(); }); }},
+    Selector{"isOSGenuine", 0,
+             [](S&, const A&) { return Work([](T& t) { return Value(internalsOf(t).facts.isOSGenuine()); }); }},
     Selector{"getFullFilename:", 1,
              [](S&, const A& a) {
-               return Work([name = a.text(0)](T& t) { return Value(Inner::getFullFilename(t, name.string())); });
+               return Work(
+                   [name = a.text(0)](T& t) { return Value(internalsOf(t).services.getFullFilename(name.string())); });
              }},
     Selector{"UIInterfaceOrientationIsLandscape", 1,
              [](S&, const A& a) {
                return Work([orientation = a.code(0)](T&) {
-                 return Value(Inner::UIInterfaceOrientationIsLandscape(orientation));
+                 return Value(InstallData::UIInterfaceOrientationIsLandscape(orientation));
                });
              }},
 };

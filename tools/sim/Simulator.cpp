@@ -163,7 +163,7 @@ void Simulator::location(const Members& members) {
   for (const std::string_view name : {"latitude", "longitude", "accuracy"}) {
     if (fix.has(name)) fix.number(name);
   }
-  const auto manager = std::dynamic_pointer_cast<VirtualLocationManager>(process_->processState().locMgr.load());
+  const auto manager = std::dynamic_pointer_cast<VirtualLocationManager>(ProcessState::of(*process_)->locMgr.load());
   if (manager != nullptr) manager->deliver(fix.all());
 }
 
@@ -198,7 +198,7 @@ void Simulator::state(const Members& members) {
   members.allowOnly({"do"});
   write(PairList()
             .add("event", "state")
-            .add("values", stateValues(process_->processState(), process_->mainQueue()))
+            .add("values", stateValues(*ProcessState::of(*process_), process_->mainQueue()))
             .dictionary());
 }
 

@@ -1,6 +1,8 @@
 #pragma once
 
+#include <functional>
 #include <memory>
+#include <mutex>
 
 #include "Fliprugair/collaborators/MarluneHardwareInfo.h"
 #include "Fliprugair/collaborators/MarluneLocationManager.h"
@@ -11,15 +13,13 @@
 
 namespace fliprugair {
 
-struct ProcessState;
-
 /// The environment of one process: its platform, the makers of the collaborators, and what the trackers of the process
 /// share. A host app has one and keeps it alive longer than its trackers; a simulator makes a new one for every
 /// "process" it runs. The makers may be called from any thread and never answer with a null pointer.
 class Environment {
  public:
-  Environment();
-  virtual ~Environment();
+  Environment() = default;
+  virtual ~Environment() = default;
   Environment(const Environment&) = delete;
   Environment& operator=(const Environment&) = delete;
 
@@ -31,11 +31,16 @@ class Environment {
   virtual std::shared_ptr<MarluneHardwareInfo> makeHardwareInfo() = 0;
   virtual std::shared_ptr<WebViewUserAgent> makeWebViewUserAgent() = 0;
 
-  /// The process-wide values, shared by all trackers. Its type is the trackers' own (Fliprugair/core/ProcessState.h).
-  ProcessState& processState() { return *processState_; }
+  /// What the trackers of this process share: what `make` answered with when it was first called. The environment only
+  /// keeps it. Any thread.
+  const std::shared_ptr<void>& shared(const std::function<std::shared_ptr<void>()>& make) {
+    std::call_once(sharedOnce_, [&] { shared_ = make(); });
+    return shared_;
+  }
 
  private:
-  std::unique_ptr<ProcessState> processState_;
+  std::once_flag sharedOnce_;
+  std::shared_ptr<void> shared_;
 };
 
 }  // namespace fliprugair

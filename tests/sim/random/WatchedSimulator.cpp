@@ -5,7 +5,7 @@
 #include <cmath>
 #include <regex>
 
-#include "Fliprugair/core/StoredKeys.h"
+#include "Fliprugair/core/ProcessState.h"
 #include "platform/json/RapidJSONSerialization.h"
 
 namespace fliprugair::sim {

@@ -1,0 +1,52 @@
+#include "Fliprugair/core/Context.h"
+
+#include <exception>
+
+namespace fliprugair {
+
+void Context::log(std::string_view method, int line, std::string_view message) const {
+  std::string text(method);
+  text += " [Line " + std::to_string(line) + "] ";
+  text += message;
+  try {
+    platform_.log(text);
+  } catch (...) {
+    // A host app's sink that throws costs the line; there is nowhere left to say so.
+  }
+}
+
+std::string Context::described(const Value& value) const {
+  if (value.isNull()) return "(null)";
+  if (value.isText()) return value.text();
+  return platform_.json().text(value).value_or("(null)");
+}
+
+void Context::perform(const std::function<void()>& operation) const {
+  const StoreGroup group(store_);
+  guarded(operation);
+}
+
+void Context::guarded(const std::function<void()>& operation) const {
+  constexpr std::string_view method = "-[MarluneTracker guarded:]";
+  try {
+    operation();
+  } catch (const std::exception& exception) {
+    log(method, 2604, std::string("EXCEPTION (CAUGHT) 5b1f3a52-6c0e-4d0b-9d3c-0f7f6b2f8a41 - ") + exception.what());
+  } catch (...) {
+    log(method, 2607, "EXCEPTION (CAUGHT) 8d0a5f0e-3b61-4a0c-8f55-1c6a4c2f9e77 - (null)");
+  }
+}
+
+void Context::postToMainQueue(std::function<void()> task) {
+  auto tracker = owner_.lock();
+  if (tracker == nullptr) return;
+  platform_.mainQueue().async([this, tracker = std::move(tracker), task = std::move(task)] { perform(task); });
+}
+
+std::shared_ptr<Timer> Context::schedule(double seconds, std::string_view selector, std::function<void()> action) {
+  return platform_.mainQueue().scheduleTimer(seconds, selector, [this, weak = owner_, action = std::move(action)] {
+    if (const auto tracker = weak.lock()) perform(action);
+  });
+}
+
+}  // namespace fliprugair

@@ -1,0 +1,61 @@
+#pragma once
+
+#include <atomic>
+#include <functional>
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "Fliprugair/core/Callbacks.h"
+#include "Fliprugair/platform/Platform.h"
+
+namespace fliprugair {
+
+/// What every part of one tracker stands on: the store, the log, the clock, the main queue, the guard around whatever
+/// enters the tracker from outside, and the tracker itself as its collaborators see it.
+class Context {
+ public:
+  struct Shared {
+    std::atomic<bool> _loggingEnabled = false;
+  };
+
+  Context(Platform& platform, Shared& shared) : platform_(platform), shared_(shared) {}
+
+  UserDefaults& store() const { return store_; }
+  double secondsSince1970() const { return platform_.secondsSince1970(); }
+
+  /// The tracker that this belongs to, for collaborators and for whatever must not keep it alive.
+  void setOwner(std::weak_ptr<Callbacks> owner) { owner_ = std::move(owner); }
+  const std::weak_ptr<Callbacks>& owner() const { return owner_; }
+
+  bool loggingEnabled() const { return shared_._loggingEnabled; }
+  void enableLogging(bool enabled) { shared_._loggingEnabled = enabled; }
+
+  /// Writes the line whether logging is enabled or not. `method` is the method's full name, `line` a number that
+  /// identifies the message for good, wherever the code moves.
+  void log(std::string_view method, int line, std::string_view message) const;
+
+  /// A value as log lines show it.
+  std::string described(const Value& value) const;
+
+  /// Every entry into the tracker from outside goes through here. Nothing that is thrown inside gets out, and what the
+  /// operation writes becomes durable together, before this returns.
+  void perform(const std::function<void()>& operation) const;
+
+  /// Runs foreign code, or what depends on it, inside of an entry: what it throws is logged, and the entry goes on.
+  void guarded(const std::function<void()>& operation) const;
+
+  /// The task keeps the tracker alive until it has run.
+  void postToMainQueue(std::function<void()> task);
+
+  /// Main thread only. The timer does not keep the tracker alive.
+  std::shared_ptr<Timer> schedule(double seconds, std::string_view selector, std::function<void()> action);
+
+ private:
+  Platform& platform_;
+  Shared& shared_;
+  UserDefaults& store_ = platform_.userDefaults();
+  std::weak_ptr<Callbacks> owner_;
+};
+
+}  // namespace fliprugair

@@ -1,0 +1,44 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "Fliprugair/core/Identity.h"
+#include "platform/Locked.h"
+#include "platform/PairList.h"
+
+namespace fliprugair {
+
+/// The keys that requests carry around their data. The order of the keys is part of each format, and so is that a
+/// request ends before the first key whose value is absent.
+class RequestEnvelope {
+ public:
+  struct Shared {
+    Locked<Value> sdkVersion;  ///< text; the version reported as "sdk_version"
+  };
+
+  RequestEnvelope(const Identity& identity, Shared& shared) : identity_(identity), shared_(shared) {}
+
+  enum class Form {
+    full,      ///< data, then version and protocol
+    event,     ///< version and protocol, then data
+    brief,     ///< data alone
+    question,  ///< version and protocol alone
+  };
+
+  Dictionary request(std::string_view action, Form form, const Value& data = {}) const;
+
+  /// The init request says twice who is calling: as of now, and as of the first start.
+  Dictionary initRequest(const Value& data, const Value& firstIdentity) const;
+
+  /// The version is this release's, with the host app's extension behind it.
+  void setVersionExtension(const std::string& extension);
+
+ private:
+  void addVersion(PairList& list) const;
+
+  const Identity& identity_;
+  Shared& shared_;
+};
+
+}  // namespace fliprugair

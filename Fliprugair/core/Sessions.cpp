@@ -1,0 +1,41 @@
+#include "Fliprugair/core/Sessions.h"
+
+#include "Fliprugair/core/Defaults.h"
+
+namespace fliprugair {
+
+namespace {
+
+constexpr std::int64_t full = 1;
+constexpr std::int64_t none = 2;
+
+}  // namespace
+
+void Sessions::sessionEvent(std::string_view state) {
+  Dictionary sessionData = PairList()
+                               .add("state", state)
+                               .add("usertime", clock_.currentLocalTime())
+                               .add("uptime", clock_.returnUptime())
+                               .dictionary();
+  clock_.addUptimeDeltaAndLastPostTime(sessionData);
+  batch_.appendBatchEvent(envelope_.request("session", RequestEnvelope::Form::full, sessionData));
+}
+
+bool Sessions::areTracked() const { return store_.integerForKey(key::sessionTracking) == full; }
+
+std::string_view Sessions::trackingWord() const {
+  const std::int64_t code = store_.integerForKey(key::sessionTracking);
+  return code == full ? "full" : code == none ? "none" : "";
+}
+
+void Sessions::adoptTracking(const Value& word) {
+  if (word.isNull()) return;
+  const std::int64_t code = word == Value("full")   ? full
+                            : word == Value("none") ? none
+                                                    : store_.integerForKey(key::sessionTracking);
+  store_.setObject(code, key::sessionTracking);
+}
+
+void Sessions::storeDefaults() { storeIfAbsent(store_, key::sessionTracking, full); }
+
+}  // namespace fliprugair

@@ -1,0 +1,18 @@
+#pragma once
+
+#include <memory>
+
+#include "Fliprugair/platform/MainQueue.h"
+#include "platform/Locked.h"
+
+namespace fliprugair {
+
+/// The process's reference to a timer that may still be armed. Dropping it does not stop the timer.
+using TimerReference = Locked<std::shared_ptr<Timer>>;
+
+/// Drops the reference and stops its timer. Main queue only.
+inline void stop(TimerReference& reference) {
+  if (const auto timer = reference.exchange(nullptr)) timer->invalidate();
+}
+
+}  // namespace fliprugair

@@ -1,0 +1,45 @@
+#include "Fliprugair/environment/DeviceFacts.h"
+
+#include "Fliprugair/core/Defaults.h"
+#include "Fliprugair/platform/Text.h"
+
+namespace fliprugair {
+
+float DeviceFacts::systemVersion() const { return floatOfText(device_.systemVersion()); }
+
+std::string DeviceFacts::systemNameAndVersion() const { return device_.systemName() + " " + device_.systemVersion(); }
+
+Value DeviceFacts::bundleText(std::string_view key) const { return bundle_.infoEntry(key).text(); }
+
+std::string DeviceFacts::preferredLanguage() const {
+  const auto languages = device_.preferredLanguages();
+  return languages.empty() ? "" : languages.front();
+}
+
+bool DeviceFacts::appVersionChanged() const {
+  const Dictionary reported = store_.objectForKey(key::watchProperties).dictionary();
+  const Value shortVersion = bundle_.infoEntry("CFBundleShortVersionString");
+  if (reported["app_short_string"] != (shortVersion.isText() ? shortVersion : Value(""))) return true;
+  const Value version = bundleVersion();
+  return !version.isText() || reported["app_version"] != version;
+}
+
+Value DeviceFacts::advertisingIdentifier() const { return Text(device_.advertisingIdentifier()).value(); }
+
+bool DeviceFacts::isDisabled(std::string_view deviceType) const {
+  return shared_.disabledDeviceTypes.load().array().containsText(deviceType);
+}
+
+void DeviceFacts::adoptBlacklist(const Value& blacklist) {
+  if (!blacklist.isArray()) return;
+  shared_.disabledDeviceTypes.store(blacklist);
+  store_.setObject(blacklist.array().containsText("idfv"), key::idfvBlacklisted);
+  store_.setObject(blacklist.array().containsText("idfa"), key::idfaBlacklisted);
+}
+
+void DeviceFacts::storeDefaults() {
+  storeIfAbsent(store_, key::idfaBlacklisted, false);
+  storeIfAbsent(store_, key::idfvBlacklisted, false);
+}
+
+}  // namespace fliprugair

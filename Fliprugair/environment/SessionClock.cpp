@@ -1,0 +1,51 @@
+#include "Fliprugair/environment/SessionClock.h"
+
+#include <limits>
+
+#include "Fliprugair/core/Defaults.h"
+#include "Fliprugair/platform/Text.h"
+
+namespace fliprugair {
+
+std::uint64_t SessionClock::now() const {
+  const double seconds = context_.secondsSince1970();
+  if (!(seconds > 0)) return 0;
+  constexpr double bound = 18446744073709551616.0;  // 2 to the 64th
+  return seconds < bound ? static_cast<std::uint64_t>(seconds) : std::numeric_limits<std::uint64_t>::max();
+}
+
+std::string SessionClock::currentLocalTime() const { return signedText(now()); }
+
+std::string SessionClock::returnUptime() const {
+  return signedText(now() - static_cast<std::uint64_t>(context_.store().integerForKey(key::timeAppBecameActive)));
+}
+
+std::string SessionClock::returnAndSetUptimeDelta() {
+  std::uint64_t delta = 0;
+  // In one step, the reading of the clock included: of several threads each second is reported once.
+  context_.store().update(key::lastUpdateTime, [&](const Value& last) {
+    const std::uint64_t time = now();
+    delta = time - static_cast<std::uint64_t>(last.integerValue());
+    return Value(static_cast<std::int64_t>(time));
+  });
+  context_.store().synchronize();
+  return signedText(delta);
+}
+
+void SessionClock::addUptimeDeltaAndLastPostTime(Dictionary& data) {
+  const std::string delta = returnAndSetUptimeDelta();
+  if (integerOfText<std::int64_t>(delta) > 0) data = data.setting("updelta", delta);
+  const Value lastPostTime = context_.store().objectForKey(key::lastPostTime);
+  if (lastPostTime.integerValue() > 0) data = data.setting("last_post_time", lastPostTime);
+}
+
+void SessionClock::noteActivation() { context_.store().setInteger(now(), key::timeAppBecameActive); }
+
+void SessionClock::storeDefaults() {
+  const auto time = static_cast<std::int64_t>(now());
+  storeIfAbsent(context_.store(), key::lastUpdateTime, time);
+  storeIfAbsent(context_.store(), key::lastPostTime, 0);
+  storeIfAbsent(context_.store(), key::timeAppBecameActive, time);
+}
+
+}  // namespace fliprugair

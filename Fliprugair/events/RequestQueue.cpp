@@ -1,0 +1,60 @@
+#include "Fliprugair/events/RequestQueue.h"
+
+#include "Fliprugair/core/Defaults.h"
+
+namespace fliprugair {
+
+namespace {
+
+// 2001-01-01 00:00 UTC, the reference date of event timestamps, in seconds since 1970.
+constexpr double referenceDate = 978307200;
+
+}  // namespace
+
+std::string RequestQueue::enqueueMarluneEvent(const Value& trackingObject) {
+  const std::string eventTimestamp = fixedText(context_.secondsSince1970() - referenceDate);
+  context_.store().update(key::networkQueue, [&](const Value& stored) {
+    const Dictionary queue = stored.dictionary();
+    return Value(trackingObject.isNull() ? queue : queue.setting(eventTimestamp, trackingObject));
+  });
+  context_.store().synchronize();
+  return eventTimestamp;
+}
+
+bool RequestQueue::isEventSending(std::string_view eventTimestamp) const {
+  return !context_.store().objectForKey(key::eventsSending).dictionary()[eventTimestamp].isNull();
+}
+
+void RequestQueue::enqueueAndSend(const Value& payload) { sendEnqueued(payload, enqueueMarluneEvent(payload)); }
+
+void RequestQueue::sendEnqueued(const Value& payload, const Text& eventTimestamp, BackgroundTaskIdentifier task) {
+  send(payload, eventTimestamp, Replies::delivered, task);
+}
+
+void RequestQueue::sendUnqueued(const Value& payload) {
+  send(payload, nullptr, Replies::delivered, invalidBackgroundTask);
+}
+
+void RequestQueue::send(const Value& payload, const Text& eventTimestamp, Replies replies,
+                        BackgroundTaskIdentifier task) {
+  const auto networkAccess = makeNetworkAccess_();
+  networkAccess->setLoggingEnabled(context_.loggingEnabled());
+  if (replies == Replies::delivered) networkAccess->setNetworkAccessDelegate(context_.owner());
+  networkAccess->setEventTimestamp(eventTimestamp);
+  networkAccess->setBackgroundTask(task);
+  networkAccess->sendHTTPRequestWithHostname(shared_.trackerHostname.load().text(), payload);
+}
+
+/// No delegate is set: a resent request's reply reaches no callback, deliberately.
+void RequestQueue::resendQueuedRequests() {
+  const Dictionary queue = context_.store().objectForKey(key::networkQueue).dictionary();
+  for (const Dictionary::Entry& entry : queue.entries()) {
+    if (!firstInitReceived()) continue;
+    if (isEventSending(entry.key())) continue;
+    send(entry.value, entry.key(), Replies::ignored, invalidBackgroundTask);
+  }
+}
+
+void RequestQueue::storeDefaults() { storeIfAbsent(context_.store(), key::firstInitReceived, false); }
+
+}  // namespace fliprugair

@@ -1,0 +1,64 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "Fliprugair/core/Context.h"
+#include "Fliprugair/platform/Text.h"
+#include "platform/Locked.h"
+
+namespace fliprugair {
+
+namespace key {
+
+inline constexpr std::string_view firstInitReceived = "com.marlune.MarluneTracker.firstInitReceived";  // boolean
+
+}  // namespace key
+
+/// How requests leave: entered in the persisted network queue, then sent by a fresh collaborator, which takes the entry
+/// out when the control host has accepted it. What is still there at an activation is offered again.
+class RequestQueue {
+ public:
+  struct Shared {
+    Locked<Value> trackerHostname;  ///< text; every request goes to this host
+  };
+  using MakeNetworkAccess = std::function<std::shared_ptr<MarluneNetworkAccess>()>;
+
+  RequestQueue(Context& context, Shared& shared, MakeNetworkAccess makeNetworkAccess)
+      : context_(context), shared_(shared), makeNetworkAccess_(std::move(makeNetworkAccess)) {}
+
+  /// Answers with the timestamp that keys the entry. Two requests under one timestamp share the entry.
+  std::string enqueueMarluneEvent(const Value& trackingObject);
+  bool isEventSending(std::string_view eventTimestamp) const;
+
+  void enqueueAndSend(const Value& payload);
+  /// A request that is in the queue under `eventTimestamp`. The collaborator ends `task` when the request has ended.
+  void sendEnqueued(const Value& payload, const Text& eventTimestamp,
+                    BackgroundTaskIdentifier task = invalidBackgroundTask);
+  /// A request that is in no queue.
+  void sendUnqueued(const Value& payload);
+
+  /// Offers again what is not in flight, once the control host has answered an init request.
+  void resendQueuedRequests();
+
+  /// Whether the control host has ever answered an init request.
+  bool firstInitReceived() const { return context_.store().boolForKey(key::firstInitReceived); }
+  void noteInitReply() { context_.store().setObject(true, key::firstInitReceived); }
+
+  void setTrackerHostname(const std::string& hostname) { shared_.trackerHostname.store(hostname); }
+  void storeDefaults();
+  /// Whatever an earlier process was sending, this one is not.
+  void forgetSending() { context_.store().removeObject(key::eventsSending); }
+
+ private:
+  enum class Replies { delivered, ignored };
+  void send(const Value& payload, const Text& eventTimestamp, Replies replies, BackgroundTaskIdentifier task);
+
+  Context& context_;
+  Shared& shared_;
+  const MakeNetworkAccess makeNetworkAccess_;
+};
+
+}  // namespace fliprugair

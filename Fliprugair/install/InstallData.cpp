@@ -1,0 +1,159 @@
+#include "Fliprugair/install/InstallData.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <exception>
+
+#include "Fliprugair/core/Defaults.h"
+#include "platform/PairList.h"
+
+namespace fliprugair {
+
+namespace {
+
+constexpr std::string_view initialMethod = "-[MarluneTracker initialEvent]";
+// Compared with the version rounded down, so that everything below 1048 is excluded.
+constexpr double lastFoundationWithoutReceipt = 1047.2;
+
+/// Truncated to 32 bits, as the number of pixels is reported.
+std::string pixelText(double pixels) {
+  const std::int64_t whole = Value(pixels).integerValue();
+  return std::to_string(std::clamp<std::int64_t>(whole, INT32_MIN, INT32_MAX));
+}
+
+}  // namespace
+
+InstallData::InstallData(Context& context, Shared& shared, const Identity& identity, SessionClock& clock,
+                         const DeviceFacts& facts, const Connectivity& connectivity, const Surroundings& surroundings,
+                         const Bundle& bundle, const Application& application, MakeHardwareInfo makeHardwareInfo)
+    : context_(context),
+      shared_(shared),
+      identity_(identity),
+      clock_(clock),
+      facts_(facts),
+      connectivity_(connectivity),
+      surroundings_(surroundings),
+      bundle_(bundle),
+      application_(application),
+      makeHardwareInfo_(std::move(makeHardwareInfo)) {}
+
+InstallData::Report InstallData::gather() {
+  // A pasteboard without text is null, one that does not exist is "".
+  const auto pasteboard = surroundings_.pasteboard("fb_app_attribution");
+  const Value pasteboardText = pasteboard ? pasteboard->text : Value("");
+  Dictionary data = baseEntries();
+  clock_.addUptimeDeltaAndLastPostTime(data);
+  addFacebookAttribution(data, pasteboardText);
+  const bool deviceLimitsTracking = facts_.hasIdentifiers() && addAdvertisingEntries(data);
+  if (const Value link = context_.store().objectForKey(key::initialIdentityLink); !link.isNull()) {
+    data = data.setting("identity_link", link);
+  }
+  addScreenSize(data);
+  addReceipt(data);
+  addDeviceState(data);
+  if (const Value customId = customIdString(); !customId.isNull()) data = data.setting("custom_id", customId);
+  return {data, watchDictionary(deviceLimitsTracking)};
+}
+
+Dictionary InstallData::baseEntries() const {
+  // Its failure costs no other entry: the list would end with the first one that is absent.
+  Text hardware = "";
+  context_.guarded([&] { hardware = makeHardwareInfo_()->obtainHardwareDescription(); });
+  return PairList()
+      .add("device", hardware.value())
+      .add("language", facts_.preferredLanguage())
+      .add("package_name", facts_.bundleText("CFBundleIdentifier"))
+      .add("app_version", facts_.bundleText("CFBundleVersion"))
+      .add("app_short_string", facts_.bundleText("CFBundleShortVersionString"))
+      .add("os_version", facts_.systemNameAndVersion())
+      .add("app_limit_tracking", DeviceFacts::digitText(context_.store().boolForKey(key::app_limit_tracking)))
+      .add("new_user", DeviceFacts::digitText(shared_._isNewUser))
+      .add("dev_id_strategy", "1")
+      .add("is_genuine", DeviceFacts::digitText(facts_.isOSGenuine()))
+      .add("currency", identity_.currency())
+      .add("usertime", clock_.currentLocalTime())
+      .add("uptime", clock_.returnUptime())
+      .dictionary();
+}
+
+bool InstallData::UIInterfaceOrientationIsLandscape(int orientation) { return orientation == 4 || orientation == 3; }
+
+void InstallData::addFacebookAttribution(Dictionary& data, const Value& pasteboardText) const {
+  if (facts_.isDisabled("fb_attribution_id") || pasteboardText.isNull()) return;
+  try {
+    data = data.setting("fb_attribution_id", pasteboardText);
+  } catch (const std::exception& exception) {
+    if (!context_.loggingEnabled()) return;
+    context_.log(initialMethod, 1604,
+                 std::string("Marlune library - fb_attribution_id is nil.  If used the following crash would occur: ") +
+                     exception.what());
+  }
+}
+
+/// Whether the device limits tracking.
+bool InstallData::addAdvertisingEntries(Dictionary& data) {
+  UserDefaults& store = context_.store();
+  const bool limited = facts_.limitsTracking();
+  store.setObject(limited, key::device_limit_tracking);
+  store.synchronize();
+  data = data.setting("device_limit_tracking", DeviceFacts::digitText(limited));
+  if (!facts_.isDisabled("idfv")) data = data.setting("idfv", facts_.vendorIdentifier());
+  if (!facts_.isDisabled("idfa")) {
+    const Value identifier = facts_.advertisingIdentifier();
+    data = data.setting("idfa", identifier.text());
+    store.setObject(identifier, key::idfa);
+  }
+  return limited;
+}
+
+void InstallData::addScreenSize(Dictionary& data) const {
+  if (facts_.isDisabled("screen_size") || facts_.systemVersion() < 8.0) return;
+  const Screen screen = facts_.screen();
+  data = data.setting("disp_w", pixelText(screen.width)).setting("disp_h", pixelText(screen.height));
+}
+
+void InstallData::addReceipt(Dictionary& data) const {
+  if (std::floor(facts_.foundationVersionNumber()) <= lastFoundationWithoutReceipt) return;
+  const Value receipt = bundle_.encodedReceipt();
+  if (receipt.isNull()) return;
+  data = data.setting("receipt", receipt);
+  if (context_.loggingEnabled()) {
+    context_.log(initialMethod, 1668, "Marlune library - install receipt: " + receipt.text());
+  }
+}
+
+void InstallData::addDeviceState(Dictionary& data) const {
+  if (!facts_.isDisabled("screen_brightness")) {
+    data = data.setting("screen_brightness", facts_.screen().brightness);
+  }
+  if (!facts_.isDisabled("network_conn_type")) {
+    if (connectivity_.cellularConnectedBool()) {
+      data = data.setting("network_conn_type", "cellular");
+    } else if (connectivity_.wiFiConnectedBool()) {
+      data = data.setting("network_conn_type", "wifi");
+    }
+  }
+  if (!facts_.isDisabled("device_orientation")) {
+    const bool landscape = UIInterfaceOrientationIsLandscape(application_.statusBarOrientation());
+    data = data.setting("device_orientation", landscape ? "landscape" : "portrait");
+  }
+}
+
+Dictionary InstallData::watchDictionary(bool deviceLimitsTracking) const {
+  return PairList()
+      .add("app_limit_tracking", DeviceFacts::digitText(context_.store().boolForKey(key::app_limit_tracking)))
+      .add("app_short_string", facts_.bundleText("CFBundleShortVersionString"))
+      .add("app_version", facts_.bundleText("CFBundleVersion"))
+      .add("device_limit_tracking", DeviceFacts::digitText(deviceLimitsTracking))
+      .add("is_genuine", DeviceFacts::digitText(facts_.isOSGenuine()))
+      .add("language", facts_.preferredLanguage())
+      .add("os_version", facts_.systemNameAndVersion())
+      .dictionary();
+}
+
+void InstallData::storeIdentityLink(const Value& identityLink) {
+  storeIfAbsent(context_.store(), key::initialIdentityLink, identityLink);
+}
+
+}  // namespace fliprugair

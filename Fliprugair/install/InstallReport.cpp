@@ -1,0 +1,63 @@
+#include "Fliprugair/install/InstallReport.h"
+
+#include "Fliprugair/core/Defaults.h"
+
+namespace fliprugair {
+
+namespace {
+
+// The version text 7.1 lies just below 7.1 in single precision and still qualifies.
+constexpr double searchAdSystemVersion = 7.0999;
+
+}  // namespace
+
+InstallReport::InstallReport(Context& context, RequestQueue& requests, const RequestEnvelope& envelope,
+                             const DeviceFacts& facts, InstallData& data, SearchAdAttribution& searchAd,
+                             WatchReports& watch)
+    : context_(context),
+      requests_(requests),
+      envelope_(envelope),
+      facts_(facts),
+      data_(data),
+      searchAd_(searchAd),
+      watch_(watch) {}
+
+void InstallReport::initialEvent() {
+  const InstallData::Report report = data_.gather();
+  if (facts_.systemVersion() >= searchAdSystemVersion) {
+    searchAd_.ask(report.data, report.watched);
+    return;
+  }
+  const Dictionary request = envelope_.request("initial", RequestEnvelope::Form::full, report.data);
+  UserDefaults& store = context_.store();
+  store.setObject(report.watched, key::watchProperties);
+  store.setObject(false, key::sendInitial);
+  store.synchronize();
+  requests_.enqueueAndSend(request);
+}
+
+void InstallReport::sendParked() {
+  const Value parked = searchAd_.parkedRequest();
+  if (parked.isNull()) return;
+  sendInitial(parked);
+  searchAd_.removeParkedRequest();
+}
+
+void InstallReport::sendInitial(const Value& request) {
+  context_.store().setObject(false, key::sendInitial);
+  const std::string eventTimestamp = requests_.enqueueMarluneEvent(request);
+  // Before the first init reply it waits in the network queue for the next activation.
+  if (requests_.firstInitReceived()) requests_.sendEnqueued(request, eventTimestamp);
+}
+
+void InstallReport::MarluneInitialResult(const Value& reply) {
+  if (context_.loggingEnabled()) {
+    context_.log("-[MarluneTracker MarluneInitialResult:]", 1902,
+                 "Marlune library - initial result: " + context_.described(reply));
+  }
+  watch_.replayDeferred();
+}
+
+void InstallReport::storeDefaults() { storeIfAbsent(context_.store(), key::sendInitial, true); }
+
+}  // namespace fliprugair

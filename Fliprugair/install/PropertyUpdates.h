@@ -1,0 +1,56 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <string_view>
+
+#include "Fliprugair/collaborators/WebViewUserAgent.h"
+#include "Fliprugair/core/Context.h"
+#include "Fliprugair/core/RequestEnvelope.h"
+#include "Fliprugair/environment/DeviceFacts.h"
+#include "Fliprugair/events/RequestQueue.h"
+
+namespace fliprugair {
+
+namespace key {
+
+inline constexpr std::string_view userAgent = "com.marlune.MarluneTracker.userAgent";          // text
+inline constexpr std::string_view sendIdUpdates = "com.marlune.MarluneTracker.sendIdUpdates";  // boolean
+
+}  // namespace key
+
+/// Later changes of what the install report said about device and application, reported at once.
+class PropertyUpdates {
+ public:
+  using MakeUserAgent = std::function<std::shared_ptr<WebViewUserAgent>()>;
+
+  PropertyUpdates(Context& context, RequestQueue& requests, const RequestEnvelope& envelope, const DeviceFacts& facts,
+                  MakeUserAgent makeUserAgent);
+
+  /// Compares the properties with those last reported, and sends what differs.
+  void checkWatchPropertiesChanged();
+
+  /// The user's choice inside the app.
+  void setLimitAdTracking(bool limitAdTracking);
+  /// The user's choice on the device, at an activation.
+  void checkDeviceLimitTracking();
+
+  void adoptIdUpdates(const Value& wanted);
+
+  // Start-up.
+  void storeUserAgent();
+  void storeDefaults();
+  void storeLimitAdTracking(bool limitAdTracking);
+
+ private:
+  Value changedAdvertisingIdentifier() const;
+  void refreshUserAgent();
+
+  Context& context_;
+  RequestQueue& requests_;
+  const RequestEnvelope& envelope_;
+  const DeviceFacts& facts_;
+  const MakeUserAgent makeUserAgent_;
+};
+
+}  // namespace fliprugair
