@@ -27,8 +27,11 @@ class VirtualSearchAd final : public MarluneRetrieveiAdAttribution {
     write_(PairList().add("event", "search_ad_request").add("logging", loggingEnabled).dictionary());
   }
 
-  void answer(const Value& details, bool unknown) {
-    if (const auto delegate = delegate_.load().lock()) delegate->iAdAttributionData(details, unknown);
+  /// False when nobody is there to receive it.
+  bool answer(const Value& details, bool unknown) {
+    const auto delegate = delegate_.load().lock();
+    if (delegate != nullptr) delegate->iAdAttributionData(details, unknown);
+    return delegate != nullptr;
   }
 
  private:
@@ -53,8 +56,11 @@ class VirtualLocationManager final : public MarluneLocationManager {
                .dictionary());
   }
 
-  void deliver(const Value& fix) {
-    if (const auto delegate = delegate_.load().lock()) delegate->currentLocationUpdate(fix);
+  /// False when nobody is there to receive it.
+  bool deliver(const Value& fix) {
+    const auto delegate = delegate_.load().lock();
+    if (delegate != nullptr) delegate->currentLocationUpdate(fix);
+    return delegate != nullptr;
   }
 
  private:

@@ -66,20 +66,22 @@ std::vector<std::uint64_t> VirtualNetwork::pending() const {
   return numbers;
 }
 
-void VirtualNetwork::reply(std::uint64_t number, const Value& body) {
+bool VirtualNetwork::reply(std::uint64_t number, const Value& body) {
   const auto request = take(number);
-  if (!request) return;
+  if (!request) return false;
   removeFrom(key::eventsSending, request->eventTimestamp);
   removeFrom(key::networkQueue, request->eventTimestamp);
   if (body.isDictionary()) deliver(*request, body);
   if (request->backgroundTask != invalidBackgroundTask) application_.endBackgroundTask(request->backgroundTask);
+  return true;
 }
 
-void VirtualNetwork::fail(std::uint64_t number) {
+bool VirtualNetwork::fail(std::uint64_t number) {
   const auto request = take(number);
-  if (!request) return;
+  if (!request) return false;
   removeFrom(key::eventsSending, request->eventTimestamp);
   if (request->backgroundTask != invalidBackgroundTask) application_.endBackgroundTask(request->backgroundTask);
+  return true;
 }
 
 /// A dictionary that becomes empty stays; what is no dictionary is left alone.

@@ -15,10 +15,10 @@ class VirtualNetwork {
 
   std::shared_ptr<MarluneNetworkAccess> makeAccess();
 
-  /// The host accepts the pending request and replies with `body`. A request that is not pending is ignored.
-  void reply(std::uint64_t request, const Value& body);
-  /// The pending request fails.
-  void fail(std::uint64_t request);
+  /// The host accepts the pending request and replies with `body`. False, and nothing is done, when it is not pending.
+  bool reply(std::uint64_t request, const Value& body);
+  /// The pending request fails. False when it is not pending.
+  bool fail(std::uint64_t request);
   /// The requests that have not ended, in the order in which they were sent.
   std::vector<std::uint64_t> pending() const;
 

@@ -46,22 +46,37 @@ void VirtualProcess::die() {
   backgroundTasks_.clear();
 }
 
-void VirtualProcess::answerSearchAd(const Value& details, bool unknown) {
-  if (newestSearchAd_ != nullptr) newestSearchAd_->answer(details, unknown);
+bool VirtualProcess::answerSearchAd(const Value& details, bool unknown) {
+  return newestSearchAd_ != nullptr && newestSearchAd_->answer(details, unknown);
 }
 
-void VirtualProcess::expire(BackgroundTaskIdentifier task) {
+bool VirtualProcess::expire(BackgroundTaskIdentifier task) {
   std::function<void()> handler;
   {
     const std::lock_guard lock(backgroundTasksMutex_);
     const auto found = backgroundTasks_.find(task);
-    if (found != backgroundTasks_.end()) handler = found->second;
+    if (found == backgroundTasks_.end()) return false;
+    handler = found->second;
   }
   if (handler) handler();
+  return true;
 }
 
+std::vector<BackgroundTaskIdentifier> VirtualProcess::backgroundTasks() const {
+  const std::lock_guard lock(backgroundTasksMutex_);
+  std::vector<BackgroundTaskIdentifier> tasks;
+  for (const auto& [task, handler] : backgroundTasks_) tasks.push_back(task);
+  return tasks;
+}
+
+std::shared_ptr<VirtualSearchAd> VirtualProcess::makeSearchAd() {
+  return std::make_shared<VirtualSearchAd>([this](Dictionary event) { write(event); });
+}
+
+std::shared_ptr<MarluneRetrieveiAdAttribution> VirtualProcess::makeSearchAdOfTheHostApp() { return makeSearchAd(); }
+
 std::shared_ptr<MarluneRetrieveiAdAttribution> VirtualProcess::makeRetrieveiAdAttribution() {
-  newestSearchAd_ = std::make_shared<VirtualSearchAd>([this](Dictionary event) { write(event); });
+  newestSearchAd_ = makeSearchAd();
   return newestSearchAd_;
 }
 

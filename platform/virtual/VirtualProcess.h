@@ -42,22 +42,27 @@ class VirtualProcess final : public Environment,
   VirtualNetwork& network() { return network_; }
   VirtualMainQueue& mainQueue() override { return mainQueue_; }
 
-  /// The search-ad service answers the newest search-ad object of this process, if there is one.
-  void answerSearchAd(const Value& details, bool unknown);
-  /// Runs the expiration handler of a background task that has not ended.
-  void expire(BackgroundTaskIdentifier task);
+  /// The search-ad service answers the newest search-ad object of this process. False when there is none, or nobody
+  /// listens to it any more.
+  bool answerSearchAd(const Value& details, bool unknown);
+  /// Runs the expiration handler of a background task. False when it is unknown or has ended.
+  bool expire(BackgroundTaskIdentifier task);
+  /// The background tasks that have not ended.
+  std::vector<BackgroundTaskIdentifier> backgroundTasks() const;
 
-  /// A search-ad object as makeRetrieveiAdAttribution gives it.
-  std::shared_ptr<MarluneRetrieveiAdAttribution> makeRetrieveiAdAttribution() override;
+  /// A search-ad object of the host app's own, which the search-ad service does not answer.
+  std::shared_ptr<MarluneRetrieveiAdAttribution> makeSearchAdOfTheHostApp();
 
   Platform& platform() override { return *this; }
 
  private:
   void write(const Dictionary& event);
+  std::shared_ptr<VirtualSearchAd> makeSearchAd();
 
   // Environment
   std::shared_ptr<MarluneNetworkAccess> makeNetworkAccess() override { return network_.makeAccess(); }
   std::shared_ptr<MarluneLocationManager> makeLocationManager() override;
+  std::shared_ptr<MarluneRetrieveiAdAttribution> makeRetrieveiAdAttribution() override;
   std::shared_ptr<MarluneHardwareInfo> makeHardwareInfo() override;
   std::shared_ptr<WebViewUserAgent> makeWebViewUserAgent() override;
 
@@ -107,7 +112,7 @@ class VirtualProcess final : public Environment,
   VirtualMainQueue mainQueue_;
   VirtualGlobalQueue globalQueue_;
   VirtualNetwork network_;
-  std::mutex backgroundTasksMutex_;
+  mutable std::mutex backgroundTasksMutex_;
   std::map<BackgroundTaskIdentifier, std::function<void()>> backgroundTasks_;
   std::shared_ptr<VirtualSearchAd> newestSearchAd_;
 };

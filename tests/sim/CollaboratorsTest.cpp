@@ -21,6 +21,17 @@ TEST_F(Device, ASearchAdAnswerMayComeLateAndUnasked) {
   EXPECT_EQ(fresh.stored("initialPayload"), parked);
 }
 
+TEST_F(Device, ASearchAdObjectOfTheHostAppIsNotTheOneThatIsAnswered) {
+  Script fresh;
+  fresh.construct();
+  fresh.reply(1, {{"success", 1}});
+  fresh.call("setIAdAttributionManager:", {true});
+  EXPECT_EQ(fresh.result("iAdAttributionManager"), Value(true));
+  fresh.run(R"({"do":"search_ad","details":{"iAdAttribution":"true"}})");
+  EXPECT_EQ(fresh.note(), "");
+  EXPECT_FALSE(fresh.stored("initialPayload").isNull()) << "the tracker's own object was answered";
+}
+
 TEST_F(Device, ASearchAdObjectDoesNotKeepItsTrackerAlive) {
   Script fresh;
   fresh.construct();

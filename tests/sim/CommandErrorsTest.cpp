@@ -53,7 +53,42 @@ TEST(CommandErrors, OfLinesThatAreNoCommand) {
 }
 
 TEST(CommandErrors, OfLinesWithANULInThem) {
-  expectRefused({{std::string("{\"do\":\"state\"}\0garbage", 22), "garbage", "JSON object"}});
+  expectRefused({{std::string("{\"do\":\"state\"}\0garbage", 22), "garbage", "NUL at column 15"}});
+}
+
+TEST(CommandErrors, NameTheColumnAtWhichALineIsNoJSON) {
+  expectRefused({
+      {"dance", "Invalid value", "at column 1;"},
+      {R"({"do":)", "", "at column 7;"},
+      {R"({'do':'state'})", "Missing a name for object member", "at column 2;"},
+      {R"({"do":"state"} {"do":"state"})", "must not be followed by other values", "at column 16;"},
+      {"{\"do\":\"\xC3\xA9\" \"x\"}", "Missing a comma", "at column 11;"},
+      {std::string(100000, '['), "", "at column 100001;"},
+      {std::string(600, '[') + std::string(600, ']'), "", "nested too deeply"},
+  });
+}
+
+TEST(CommandErrors, SuggestWhatIsNearest) {
+  expectRefused({
+      {R"({"do":"rpely","request":1})", "\"rpely\"", R"(did you mean "reply"?)"},
+      {R"({"do":"State"})", "\"State\"", R"(did you mean "state"?)"},
+      {R"({"do":"instaled"})", "\"instaled\"", R"(did you mean "installed"?)"},
+      {R"({"do":"advance","second":1})", "\"second\"", R"(did you mean "seconds"?)"},
+      {R"({"do":"device","language":["en"]})", "\"language\"", R"(did you mean "languages"?)"},
+      {R"({"do":"device","screen":{"hight":1}})", "\"hight\"", R"(did you mean "height"?)"},
+      {R"({"do":"notify","name":"became-active"})", "\"became-active\"", R"(did you mean "did-become-active"?)"},
+      {R"({"do":"delegate","kind":"Listening"})", "\"Listening\"", R"(did you mean "listening"?)"},
+      {R"({"do":"call","method":"trackEvent","args":[]})", "\"trackEvent\"", R"(did you mean "trackEvent::"?)"},
+      {R"({"do":"call","method":"trackEvents::","args":[]})", "\"trackEvents::\"", R"(did you mean "trackEvent::"?)"},
+      {R"({"do":"call","method":"initWithMarluneAppID:","args":[]})", "", R"(did you mean "initWithMarluneAppId:"?)"},
+  });
+}
+
+TEST(CommandErrors, SuggestNothingWhenNothingIsNear) {
+  for (const std::string command : {R"({"do":"xyzzy"})", R"({"do":"device","color":"red"})",
+                                    R"({"do":"call","method":"xyzzy","args":[]})", R"({"do":"state","of":1})"}) {
+    EXPECT_EQ(outcomeOf(command).errors.find("did you mean"), std::string::npos) << command;
+  }
 }
 
 TEST(CommandErrors, OfTimeCommands) {
@@ -156,7 +191,7 @@ TEST(CommandErrors, OfAnswers) {
 }
 
 TEST(CommandErrors, OfCommandsThatTakeNothing) {
-  for (const std::string command : {"release", "restart", "state"}) {
+  for (const std::string command : {"release", "restart", "state", "installed"}) {
     expectRefused({{R"({"do":")" + command + R"(","now":true})", "\"now\"", "\"do\""},
                    {R"({"do":")" + command + R"(","tracker":null})", "\"tracker\"", "\"do\""}});
   }

@@ -16,9 +16,9 @@ namespace {
 constexpr const char* constructLine = R"({"do":"construct","options":{"marluneAppId":"demo"}})";
 
 const std::vector<std::string>& commands() {
-  static const std::vector<std::string> names{"device",   "clock",   "advance", "store",     "construct", "call",
-                                              "notify",   "reply",   "fail",    "search_ad", "location",  "expire",
-                                              "delegate", "release", "restart", "state"};
+  static const std::vector<std::string> names{"device", "clock",    "advance", "store",   "installed", "construct",
+                                              "call",   "notify",   "reply",   "fail",    "search_ad", "location",
+                                              "expire", "delegate", "release", "restart", "state"};
   return names;
 }
 
@@ -67,9 +67,39 @@ TEST(Help, NamesEveryDeviceField) {
                                   "location_status",
                                   "documents",
                                   "--seed",
-                                  "--help"}) {
+                                  "--help",
+                                  "--version"}) {
     EXPECT_NE(help.find(field), std::string::npos) << field;
   }
+}
+
+TEST(Program, SaysItsVersion) {
+  const auto [status, output, errors] = outcomeOf("", {"--version"});
+  EXPECT_EQ(status, 0);
+  EXPECT_EQ(output, "fliprugair-sim " FLIPRUGAIR_PROJECT_VERSION "\n");
+  EXPECT_EQ(errors, "");
+}
+
+TEST(Program, SaysOnStandardErrorThatACommandDoesNothingAndGoesOn) {
+  const auto [status, output, errors] = outcomeOf("{\"do\":\"release\"}\n{\"do\":\"fail\",\"request\":7}\n");
+  EXPECT_EQ(status, 0);
+  EXPECT_EQ(output, "{\"event\":\"done\",\"line\":1}\n{\"event\":\"done\",\"line\":2}\n");
+  EXPECT_EQ(errors,
+            "fliprugair-sim: standard input line 1: does nothing: there is no tracker to be released\n"
+            "fliprugair-sim: standard input line 2: does nothing: request 7 is not pending; none is\n");
+}
+
+TEST(Program, SaysNothingWhileEveryCommandDoesSomething) {
+  const std::string script = std::string(constructLine) +
+                             R"(
+{"do":"reply","request":1,"body":{"success":1,"flags":{"resend_initial":false}}}
+{"do":"call","method":"trackEvent::","args":["level","7"]}
+{"do":"advance","seconds":60}
+{"do":"store","get":["nowhere"]}
+{"do":"state"}
+{"do":"restart"}
+)";
+  EXPECT_EQ(outcomeOf(script).errors, "");
 }
 
 TEST(Program, EndsWellAtTheEndOfTheScript) {

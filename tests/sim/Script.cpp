@@ -24,7 +24,7 @@ Script::Script(std::uint64_t seed) : simulator_([this](const std::string& line) 
 
 std::vector<Dictionary> Script::run(std::string_view command) {
   lines_.clear();
-  simulator_.run(command, ++number_);
+  note_ = simulator_.run(command, ++number_);
   EXPECT_EQ(lines_.empty() ? "" : lines_.back(), "{\"event\":\"done\",\"line\":" + std::to_string(number_) + "}");
   std::vector<Dictionary> events;
   for (std::size_t index = 0; index + 1 < lines_.size(); ++index) {

@@ -16,6 +16,8 @@ class Script {
 
   /// Runs one command. The events that it gave, without the "done" that must end them.
   std::vector<Dictionary> run(std::string_view command);
+  /// Why the last command did nothing; "" when it did something.
+  const std::string& note() const { return note_; }
   /// Runs a "call". Its events.
   std::vector<Dictionary> call(std::string_view selector, const Array& arguments = Array());
   /// What a "call" returned.
@@ -36,6 +38,7 @@ class Script {
   std::vector<std::string> lines_;
   Simulator simulator_;
   std::uint64_t number_ = 0;
+  std::string note_;
 };
 
 /// The events in short: name and, where there is one, the selector, number or method, as in "timer_armed

@@ -4,6 +4,7 @@
 #include <cmath>
 
 #include "platform/json/RapidJSONSerialization.h"
+#include "tools/sim/Nearest.h"
 
 namespace fliprugair::sim {
 
@@ -27,8 +28,8 @@ void Members::allowOnly(std::initializer_list<std::string_view> names) const {
       known += name;
       known += '"';
     }
-    throw CommandError(where_ + " has no member " + shown(entry.key()) + "; it takes " +
-                       (known.empty() ? "none" : known));
+    throw CommandError(where_ + " has no member " + shown(entry.key()) + suggestion(entry.key(), names) +
+                       "; it takes " + (known.empty() ? "none" : known));
   }
 }
 
@@ -87,6 +88,18 @@ std::vector<std::string> Members::texts(std::string_view name) const {
     result.push_back(item.text());
   }
   return result;
+}
+
+std::string Members::choice(std::string_view name, std::initializer_list<std::string_view> choices) const {
+  const std::string given = text(name);
+  if (std::ranges::find(choices, given) != choices.end()) return given;
+  std::string wanted;
+  for (const std::string_view& one : choices) {
+    if (!wanted.empty()) wanted += &one + 1 == choices.end() ? " or " : ", ";
+    wanted += one;
+  }
+  throw CommandError(where_ + " wants " + shown(name) + " to be " + wanted + ", found " + shown(given) +
+                     suggestion(given, choices));
 }
 
 }  // namespace fliprugair::sim

@@ -45,6 +45,8 @@ class Members {
   Dictionary object(std::string_view name) const;
   Value objectOrNull(std::string_view name) const;
   std::vector<std::string> texts(std::string_view name) const;
+  /// A text that is one of `choices`.
+  std::string choice(std::string_view name, std::initializer_list<std::string_view> choices) const;
 
   [[noreturn]] void fail(std::string_view name, std::string_view wanted) const;
 

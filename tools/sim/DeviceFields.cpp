@@ -4,6 +4,8 @@
 #include <array>
 #include <limits>
 
+#include "tools/sim/Nearest.h"
+
 namespace fliprugair::sim {
 
 namespace {
@@ -120,8 +122,13 @@ void setDeviceFields(VirtualFacts& facts, const Members& members) {
     const auto field = std::ranges::find(fields, entry.key(), &Field::name);
     if (field == fields.end()) {
       std::string known;
-      for (const Field& one : fields) known += (known.empty() ? "" : ", ") + std::string(one.name);
-      throw CommandError("a device has no field " + shown(entry.key()) + "; it has " + known);
+      std::vector<std::string_view> names;
+      for (const Field& one : fields) {
+        known += (known.empty() ? "" : ", ") + std::string(one.name);
+        names.push_back(one.name);
+      }
+      throw CommandError("a device has no field " + shown(entry.key()) + suggestion(entry.key(), names) + "; it has " +
+                         known);
     }
     field->set(changed, members);
   }

@@ -12,8 +12,11 @@ script always gives the same output.
 
   --seed N   the seed of the random UUIDs (1 unless given)
   --help     this text
+  --version  the version
 
-The program ends with 0 at the end of the script, and with 2 at a line that it cannot understand.
+The program ends with 0 at the end of the script, and with 2 at a line that it cannot understand. A command that does
+nothing (an answer for a request that is not pending, a call without a tracker) is no error; a line on standard error says
+so. On a terminal the program greets, shows this text for the word help, and goes on after a mistake.
 
 The commands, each with an example:
 
@@ -29,6 +32,8 @@ The commands, each with an example:
       lets time pass; timers that come due fire
   {"do":"store","set":{"my.key":1},"remove":["old.key"],"get":["my.key"]}
       writes, removes, then shows stored values; "get":"all" shows every key
+  {"do":"installed"}
+      stores what a finished first visit leaves behind: a tracker that is constructed next has nothing to send
   {"do":"construct","options":{"marluneAppId":"demo","enableLogging":true}}
       the host app constructs its tracker; with "keep":true the one it has lives on
   {"do":"call","method":"trackEvent::","args":["level","7"]}

@@ -4,6 +4,7 @@
 #include <array>
 
 #include "tools/sim/Arguments.h"
+#include "tools/sim/Nearest.h"
 #include "tools/sim/Simulator.h"
 #include "tools/sim/TrackerInternals.h"
 
@@ -151,7 +152,7 @@ constexpr std::array properties{
              [](S& s, const A& a) {
                const bool isTrue = a.trueOrNull(0, "true for a new search-ad object, or null");
                return doing([&s, isTrue](T& t) {
-                 t.setIAdAttributionManager(isTrue ? s.process().makeRetrieveiAdAttribution() : nullptr);
+                 t.setIAdAttributionManager(isTrue ? s.process().makeSearchAdOfTheHostApp() : nullptr);
                });
              }},
 };
@@ -262,6 +263,19 @@ auto find(const Table& table, std::string_view name) {
   return found == table.end() ? nullptr : &*found;
 }
 
+std::vector<std::string_view> selectorNames() {
+  std::vector<std::string_view> names;
+  const auto add = [&](const auto& table) {
+    for (const auto& one : table) names.push_back(one.name);
+  };
+  add(constructors);
+  add(publicCalls);
+  add(properties);
+  add(adapters);
+  add(innerCalls);
+  return names;
+}
+
 const Selector* selectorNamed(std::string_view name) {
   if (const Selector* found = find(publicCalls, name)) return found;
   if (const Selector* found = find(properties, name)) return found;
@@ -280,7 +294,7 @@ std::optional<Value> callSelector(Simulator& simulator, std::string_view name, c
   }
   const Selector* selector = selectorNamed(name);
   if (selector == nullptr) {
-    throw CommandError("the tracker has no selector " + shown(name) +
+    throw CommandError("the tracker has no selector " + shown(name) + suggestion(name, selectorNames()) +
                        "; selectors are written whole, as in \"trackEvent::\"");
   }
   checkCount(arguments, name, selector->arguments);

@@ -26,8 +26,9 @@ class Simulator {
   ~Simulator();
 
   /// Runs one line of a script; `number` counts from 1. Blank lines and comments do nothing and write nothing.
+  /// Returns the reason, for a person, when the command did nothing; "" when it did something.
   /// Throws CommandError when the line cannot be understood.
-  void run(std::string_view line, std::uint64_t number);
+  std::string run(std::string_view line, std::uint64_t number);
 
   // What the selectors of "call" work on.
 
@@ -38,8 +39,10 @@ class Simulator {
   /// Releases the tracker held, takes what `make` answers in its place and writes "constructed".
   void construct(bool keep, const std::function<std::shared_ptr<MarluneTracker>()>& make);
   void write(const Dictionary& event);
+  /// The command that runs does nothing, because `reason`.
+  void note(std::string reason) { note_ = std::move(reason); }
 
-  /// The kind of the delegate that the held tracker has; nothing when it has none.
+  /// The kind of the delegate that the held tracker has; null when it has none.
   Value trackerDelegateKind() const;
   void setTrackerDelegate(const std::string& kind);
 
@@ -51,6 +54,7 @@ class Simulator {
   void clock(const Members& members);
   void advance(const Members& members);
   void store(const Members& members);
+  void installed(const Members& members);
   void construct(const Members& members);
   void call(const Members& members);
   void notify(const Members& members);
@@ -64,10 +68,12 @@ class Simulator {
   void restart(const Members& members);
   void state(const Members& members);
 
+  void noteNotPending(std::int64_t request);
   void releaseTracker();
   std::shared_ptr<HostDelegate> makeDelegate(const std::string& kind);
 
   Output output_;
+  std::string note_;
   RapidJSONSerialization json_;
   VirtualDevice device_;
   std::unique_ptr<VirtualProcess> process_;
