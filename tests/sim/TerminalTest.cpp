@@ -64,10 +64,10 @@ TEST(Terminal, UnderstandsHelp) {
 }
 
 TEST(Terminal, GoesOnAfterAMistake) {
-  const Sitting sitting =
-      onTerminal("{\"do\":\"construct\",\"options\":{\"marluneAppId\":\"demo\"}}\n"
-                 "{\"do\":\"call\",\"method\":\"isOSGenuin\"}\n{\"do\n"
-                 "{\"do\":\"call\",\"method\":\"isOSGenuine\"}\n\x04");
+  const Sitting sitting = onTerminal(
+      "{\"do\":\"construct\",\"options\":{\"marluneAppId\":\"demo\"}}\n"
+      "{\"do\":\"call\",\"method\":\"isOSGenuin\"}\n{\"do\n"
+      "{\"do\":\"call\",\"method\":\"isOSGenuine\"}\n\x04");
   EXPECT_EQ(sitting.status, 0);
   EXPECT_TRUE(shows(sitting, "line 2: the tracker has no selector \"isOSGenuin\"; did you mean \"isOSGenuine\"?"))
       << sitting.shown;

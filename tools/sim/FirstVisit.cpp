@@ -19,7 +19,8 @@ Dictionary reportedProperties(const VirtualDevice& device) {
     return found == facts.bundle.end() ? std::string() : found->second;
   };
   const Value limitsInApp = device.store.objectForKey("com.marlune.MarluneTracker.app_limit_tracking");
-  const bool limitsOnDevice = !facts.adTrackingEnabled && floatOfText(facts.systemVersion) >= firstVersionWithTrackingLimit;
+  const bool limitsOnDevice =
+      !facts.adTrackingEnabled && floatOfText(facts.systemVersion) >= firstVersionWithTrackingLimit;
   return PairList()
       .add("app_limit_tracking", flag(limitsInApp.boolValue()))
       .add("app_short_string", bundleText("CFBundleShortVersionString"))
