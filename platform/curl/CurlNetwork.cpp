@@ -30,7 +30,7 @@ class CurlNetworkAccess final : public MarluneNetworkAccess {
 
   bool sendHTTPRequestWithHostname(const std::string& hostname, const Value& payload) override {
     const std::shared_ptr<NetworkThread> thread = thread_.lock();
-    if (thread == nullptr) return false;
+    if (thread == nullptr || thread->isInherited()) return false;
     NetworkRequest request = request_;
     request.payload = payload;
     if (!payload.isDictionary() && !payload.isArray()) {

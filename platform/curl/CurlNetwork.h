@@ -22,14 +22,23 @@ class NetworkThread;
 /// No byte leaves before everything is durable that the sender has written (UserDefaults::whenDurable). An accepted
 /// request has durably left the queue before its delegate hears of it.
 ///
+/// A host in trouble is left alone: after a 429 or 503 with "Retry-After" for that time (an hour at most), and after
+/// five failures in a row for 1, 2, 4, ... up to 60 seconds. What is sent meanwhile fails at once and stays queued;
+/// then one request tries how the host is, while the others wait for its end: they follow when the host answers, and
+/// fail when it does not. A failure is every end but a 2xx and a 400, 413 or 422, which find fault with one request
+/// alone.
+///
 /// Makes the network collaborators and runs what they send on one thread of its own, which sleeps while there is
 /// nothing to do. Replies reach their delegates on that thread, with no lock held. Connections are kept and used again.
 /// A reply over 1 MiB, one that is no JSON object and one nested deeper than 64 reach no delegate.
 ///
 /// Owned by the environment. What the constructor is given must outlive it; collaborators may outlive it, and then only
-/// answer false. `log` may be called from any thread and is called with no lock held; what it throws is dropped.
+/// answer false. In a child process after fork() there is no such thread: nothing is sent, the network counts as idle,
+/// and its end touches none of the parent's connections. `log` may be called from any thread and is called with no lock
+/// held; what it throws is dropped.
 class CurlNetwork {
  public:
+  /// Throws std::runtime_error with a text for the host app when there are too few file descriptors, or no thread.
   CurlNetwork(CurlNetworkOptions options, UserDefaults& store, const JSONSerialization& json, Application& application,
               std::function<void(std::string_view)> log);
   ~CurlNetwork();

@@ -1,5 +1,6 @@
 #include "platform/curl/CurlTransfer.h"
 
+#include <algorithm>
 #include <new>
 #include <utility>
 
@@ -9,6 +10,9 @@ namespace {
 
 constexpr std::size_t longestReply = std::size_t{1024} * 1024;
 constexpr std::size_t longestHead = std::size_t{64} * 1024;
+
+/// Statuses that tell of the request and not of the host: no other request would fare better for waiting.
+bool findsFaultWithTheRequest(long status) { return status == 400 || status == 413 || status == 422; }
 
 }  // namespace
 
@@ -42,7 +46,11 @@ void CurlTransfer::setRequest(curl_slist* headers) {
 }
 
 void CurlTransfer::setTransport(const CurlNetworkOptions& options) {
+#if LIBCURL_VERSION_NUM >= 0x075500
   set(CURLOPT_PROTOCOLS_STR, request_.url.plain ? "http" : "https");
+#else
+  set(CURLOPT_PROTOCOLS, static_cast<long>(request_.url.plain ? CURLPROTO_HTTP : CURLPROTO_HTTPS));
+#endif
   set(CURLOPT_FOLLOWLOCATION, 0L);
   set(CURLOPT_SSL_VERIFYPEER, 1L);
   set(CURLOPT_SSL_VERIFYHOST, 2L);
@@ -62,8 +70,17 @@ void CurlTransfer::setTransport(const CurlNetworkOptions& options) {
   set(CURLOPT_HTTP_VERSION, static_cast<long>(CURL_HTTP_VERSION_2TLS));
   set(CURLOPT_PIPEWAIT, request_.url.plain ? 0L : 1L);
   set(CURLOPT_NOSIGNAL, 1L);
-  // A name look-up that hangs must not hold up the other requests, nor the end of the thread.
+#if LIBCURL_VERSION_NUM >= 0x075700
+  // A name look-up that hangs must not hold up the other requests, nor the end of the thread; with an older libcurl it
+  // does, for as long as the system's resolver tries.
   set(CURLOPT_QUICK_EXIT, 1L);
+#endif
+}
+
+std::chrono::seconds CurlTransfer::retryAfter() const {
+  curl_off_t seconds = 0;  // of a date: from now until then, below 0 when it is over
+  if (status() == 429 || status() == 503) curl_easy_getinfo(handle_.get(), CURLINFO_RETRY_AFTER, &seconds);
+  return std::chrono::seconds(std::max<curl_off_t>(seconds, 0));
 }
 
 // libcurl takes any count other than the one it offered, such as 0, for the wish to end the transfer.
@@ -104,7 +121,8 @@ NetworkOutcome CurlTransfer::outcome(CURLcode result) {
   } else if (result != CURLE_OK) {
     message += ", reply cut off: " + error;
   }
-  return {isAccepted(), std::move(reply_), std::move(message)};
+  return {isAccepted(), std::move(reply_), std::move(message), isAccepted() || findsFaultWithTheRequest(status()),
+          retryAfter()};
 }
 
 }  // namespace fliprugair

@@ -41,6 +41,7 @@ class CurlTransfer {
   void setRequest(curl_slist* headers);
   void setTransport(const CurlNetworkOptions& options);
   long status() const;
+  std::chrono::seconds retryAfter() const;
   static std::size_t receiveHead(char* bytes, std::size_t size, std::size_t count, void* transfer);
   static std::size_t receiveBody(char* bytes, std::size_t size, std::size_t count, void* transfer);
 

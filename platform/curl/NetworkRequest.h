@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <memory>
 #include <string>
 
@@ -24,8 +25,10 @@ struct NetworkRequest {
 /// How a request ended.
 struct NetworkOutcome {
   bool accepted = false;
-  std::string reply;    ///< the host's bytes; "" when they are of no use
-  std::string message;  ///< for the log
+  std::string reply;       ///< the host's bytes; "" when they are of no use
+  std::string message;     ///< for the log
+  bool isVerdict = false;  ///< the host has dealt with this very request: accepted it, or found fault with it alone
+  std::chrono::seconds retryAfter{0};  ///< for how long the host wishes to be left alone
 };
 
 }  // namespace fliprugair

@@ -1,14 +1,20 @@
 #include "platform/curl/NetworkThread.h"
 
+#include <fcntl.h>
+
 #include <algorithm>
+#include <array>
 #include <exception>
 #include <iterator>
 #include <limits>
 #include <new>
 #include <optional>
 #include <stdexcept>
+#include <string>
+#include <system_error>
 #include <utility>
 
+#include "platform/posix/FileDescriptor.h"
 #include "platform/posix/Threads.h"
 
 namespace fliprugair {
@@ -22,6 +28,17 @@ CurlNetworkOptions withinLimits(CurlNetworkOptions options) {
   if (options.connectTimeout <= options.connectTimeout.zero()) options.connectTimeout = standard.connectTimeout;
   if (options.timeout <= options.timeout.zero()) options.timeout = standard.timeout;
   return options;
+}
+
+constexpr int connectionDescriptors = 4;  ///< a connection, its name look-up, and the file of certificates
+constexpr int descriptorsNeeded = 2 + connectionDescriptors;
+
+bool canConnect() {
+  std::array<FileDescriptor, connectionDescriptors> taken;
+  return std::all_of(taken.begin(), taken.end(), [](FileDescriptor& each) {
+    each = FileDescriptor(::open("/dev/null", O_RDONLY | O_CLOEXEC));
+    return static_cast<bool>(each);
+  });
 }
 
 NetworkOutcome stopped() { return {false, "", "failed, the network has been stopped"}; }
@@ -39,12 +56,23 @@ NetworkThread::NetworkThread(CurlNetworkOptions options, const JSONSerialization
   if (headers_ == nullptr || curl_slist_append(headers_.get(), "Expect:") == nullptr || multi_ == nullptr) {
     throw std::bad_alloc();
   }
+  // libcurl says nothing of what it lacks to be woken by, and then nothing would ever be sent, nor the thread end.
+  if (curl_multi_wakeup(multi_.get()) != CURLM_OK || !canConnect()) {
+    throw std::runtime_error("The network needs " + std::to_string(descriptorsNeeded) +
+                             " free file descriptors and there are fewer: raise the limit (ulimit -n).");
+  }
   running_.reserve(options_.requestsAtATime);
   curl_multi_setopt(multi_.get(), CURLMOPT_MAXCONNECTS, static_cast<long>(options_.requestsAtATime));
-  thread_ = startThread("fliprugair-net", [this] { run(); });
+  try {
+    thread_ = startThread("fliprugair-net", [this] { run(); });
+  } catch (const std::system_error& error) {
+    throw std::runtime_error(std::string("The network needs a thread of its own, and there can be no more: ") +
+                             error.what());
+  }
 }
 
 bool NetworkThread::send(NetworkRequest request) {
+  if (isInherited()) return false;
   unfinished_.begin();
   const NetworkRequest kept = request;
   const auto leave = [weak = weak_from_this(), request = std::move(request)] {
@@ -66,6 +94,7 @@ bool NetworkThread::hasStopped() {
 }
 
 void NetworkThread::queue(const NetworkRequest& request) {
+  if (isInherited()) return;
   try {
     const std::lock_guard lock(mutex_);
     if (!stopping_) {
@@ -81,7 +110,19 @@ void NetworkThread::queue(const NetworkRequest& request) {
   end(request, stopped());
 }
 
+void NetworkThread::whenIdle(std::function<void()> action) {
+  if (isInherited()) {
+    action();
+  } else {
+    unfinished_.whenIdle(std::move(action));
+  }
+}
+
 void NetworkThread::stop() {
+  if (isInherited()) {
+    keptInChild_ = shared_from_this();
+    return;
+  }
   {
     const std::lock_guard lock(mutex_);
     if (!stopping_) curl_multi_wakeup(multi_.get());
@@ -116,10 +157,22 @@ bool NetworkThread::takeQueued() {
 }
 
 void NetworkThread::startWaiting() {
-  while (!waiting_.empty() && running_.size() < options_.requestsAtATime) {
-    const NetworkRequest request = std::move(waiting_.front());
-    waiting_.pop_front();
-    start(request);
+  const HostTrouble::Time now = std::chrono::steady_clock::now();
+  for (auto place = waiting_.begin(); place != waiting_.end() && running_.size() < options_.requestsAtATime;) {
+    HostTrouble& host = hosts_[place->url.text];
+    const HostTrouble::Answer answer = host.ask(now);
+    if (answer == HostTrouble::Answer::wait) {
+      ++place;
+      continue;
+    }
+    const NetworkRequest request = std::move(*place);
+    place = waiting_.erase(place);
+    if (answer == HostTrouble::Answer::send) {
+      start(request);
+    } else {
+      const auto seconds = std::to_string(host.pauseLeft(now).count());
+      end(request, {false, "", "not sent, the host is in trouble and left alone for another " + seconds + " s"});
+    }
   }
 }
 
@@ -141,7 +194,7 @@ void NetworkThread::start(const NetworkRequest& request) {
   } catch (const std::exception& exception) {
     failure.message = std::string("not sent, ") + exception.what();
   }
-  end(request, failure);
+  endSent(request, failure);
 }
 
 /// Whether a request has ended.
@@ -157,7 +210,7 @@ bool NetworkThread::transferSome() {
     });
     confirm(*place);
     const std::unique_ptr<CurlTransfer> transfer = takeRunning(place);
-    end(transfer->request(), transfer->outcome(result));
+    endSent(transfer->request(), transfer->outcome(result));
     any = true;
   }
   for (Running& running : running_) confirm(running);
@@ -169,6 +222,16 @@ void NetworkThread::confirm(Running& running) {
   if (running.isConfirmed || !running.transfer->isAccepted()) return;
   running.isConfirmed = true;
   ledger_.confirm(running.transfer->request());
+}
+
+void NetworkThread::endSent(const NetworkRequest& request, const NetworkOutcome& outcome) {
+  HostTrouble& host = hosts_[request.url.text];
+  if (outcome.isVerdict) {
+    host.answered();
+  } else {
+    host.failed(std::chrono::steady_clock::now(), outcome.retryAfter);
+  }
+  end(request, outcome);
 }
 
 /// What a delegate sends in its call is begun before this ends: the network is not idle in between.

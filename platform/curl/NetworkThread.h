@@ -1,10 +1,12 @@
 #pragma once
 
 #include <curl/curl.h>
+#include <unistd.h>
 
 #include <atomic>
 #include <deque>
 #include <functional>
+#include <map>
 #include <memory>
 #include <mutex>
 #include <thread>
@@ -12,6 +14,7 @@
 
 #include "Fliprugair/platform/JSONSerialization.h"
 #include "platform/curl/CurlTransfer.h"
+#include "platform/curl/HostTrouble.h"
 #include "platform/curl/IdleWatch.h"
 #include "platform/curl/RequestLedger.h"
 
@@ -36,11 +39,15 @@ class NetworkThread : public std::enable_shared_from_this<NetworkThread> {
 
   LoopbackScheme loopbackScheme() const { return options_.loopbackScheme; }
 
-  bool isIdle() const { return unfinished_.isIdle(); }
-  void whenIdle(std::function<void()> action) { unfinished_.whenIdle(std::move(action)); }
+  bool isIdle() const { return isInherited() || unfinished_.isIdle(); }
+  void whenIdle(std::function<void()> action);
 
   /// Waits for the thread, so not from there.
   void stop();
+
+  /// Whether this is a child of the process that made it, which has inherited neither the thread nor what its locks
+  /// guard.
+  bool isInherited() const { return ::getpid() != process_; }
 
   /// Whether a delegate's method or the log is running further up. Any thread.
   bool isOwnThread() const { return std::this_thread::get_id() == id_; }
@@ -72,9 +79,12 @@ class NetworkThread : public std::enable_shared_from_this<NetworkThread> {
   bool transferSome();
   void confirm(Running& running);
   void end(const NetworkRequest& request, const NetworkOutcome& outcome);
+  void endSent(const NetworkRequest& request, const NetworkOutcome& outcome);
   std::unique_ptr<CurlTransfer> takeRunning(std::vector<Running>::iterator place);
   void abandonAll();
 
+  const pid_t process_ = ::getpid();
+  std::shared_ptr<NetworkThread> keptInChild_;  ///< itself: to take it apart would close the parent's connections
   const Library library_;
   const CurlNetworkOptions options_;
   const JSONSerialization& json_;
@@ -83,6 +93,7 @@ class NetworkThread : public std::enable_shared_from_this<NetworkThread> {
   std::unique_ptr<curl_slist, Cleanup> headers_;
   std::unique_ptr<CURLM, Cleanup> multi_;
   std::deque<NetworkRequest> waiting_;
+  std::map<std::string, HostTrouble> hosts_;  ///< by URL
   std::vector<Running> running_;
 
   std::mutex mutex_;  ///< around the next two, and around waking: the thread frees the multi handle when it ends

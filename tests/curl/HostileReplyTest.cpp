@@ -98,7 +98,8 @@ TEST_F(HostileReply, ByTheByteIsCutOffWhenItsTimeIsOver) {
   answerBy(
       [&](RawConnection& connection) {
         connection.write(accepted + "\r\n");
-        while (connection.write(" ")) std::this_thread::sleep_for(std::chrono::milliseconds(1));  // so slow is this host
+        while (connection.write(" "))
+          std::this_thread::sleep_for(std::chrono::milliseconds(1));  // so slow is this host
       },
       {.timeout = shortTime});
   expectAcceptedWith(0);
@@ -205,7 +206,8 @@ TEST_F(HostileReply, DeepAndLongReachesNobody) {
 }
 
 TEST_F(HostileReply, ThatIsNotHTTPIsAFailure) {
-  for (const char* bytes : {"", "hello\r\n", "HTTP/0.9 200 OK\r\n\r\n", "HTTP/1.1 OK\r\n\r\n", "\0\0\0\0", "SSH-2.0-x\r\n"}) {
+  for (const char* bytes :
+       {"", "hello\r\n", "HTTP/0.9 200 OK\r\n\r\n", "HTTP/1.1 OK\r\n\r\n", "\0\0\0\0", "SSH-2.0-x\r\n"}) {
     network_.reset();
     const std::size_t before = application_.ended.items().size();
     RawServer server([&](RawConnection& connection) {

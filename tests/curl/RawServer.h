@@ -16,6 +16,8 @@ class RawConnection {
  public:
   explicit RawConnection(int descriptor) : descriptor_(descriptor) {}
 
+  int descriptor() const { return descriptor_; }
+
   /// The next request, head and body; "" when the other side has closed.
   std::string readRequest();
   /// False when the other side takes no more.

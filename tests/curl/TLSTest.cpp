@@ -1,6 +1,9 @@
+#include <csignal>
+
 #include "curl/Certificates.h"
 #include "curl/ConnectProxy.h"
 #include "curl/NetworkTest.h"
+#include "curl/TLSListener.h"
 #include "curl/TemporaryDirectory.h"
 #include "curl/TestServer.h"
 
@@ -10,6 +13,22 @@ namespace {
 
 class TLS : public NetworkTest {
  protected:
+  /// The TLS library of the servers here writes to connections that a client has given up.
+  void SetUp() override {
+    NetworkTest::SetUp();
+    std::signal(SIGPIPE, SIG_IGN);
+  }
+
+  /// A request to `listener` fails, and not one byte of it is heard.
+  void expectThatNothingIsSaidTo(TLSListener& listener, const std::string& caFile) {
+    const Running running = start(caFile);
+    sendQueued(listener.hostname());
+    expectStillQueued();
+    const std::vector<TLSListener::Heard> heard = listener.heard.wait(1);
+    ASSERT_EQ(heard.size(), 1U);
+    EXPECT_EQ(heard[0].bytes, 0U);
+  }
+
   [[nodiscard]] Running start(const std::string& caFile) {
     return NetworkTest::start({.caFile = caFile, .loopbackScheme = LoopbackScheme::https});
   }
@@ -75,6 +94,55 @@ TEST_F(TLS, ACertificateForAnotherHostIsRefused) {
   expectStillQueued();
   expectLogged("no alternative certificate subject name matches");
   EXPECT_TRUE(server.requests.items().empty());
+}
+
+TEST_F(TLS, AHostThatIsTrustedHearsTheRequest) {
+  const Certificate made = certificate("trusted", "IP:127.0.0.1");
+  TLSListener listener(made);
+  const Running running = start(made.certificateFile);
+  sendQueued(listener.hostname());
+  EXPECT_GT(listener.heard.wait(1).at(0).bytes, 100U);
+}
+
+TEST_F(TLS, AnExpiredCertificateHearsNoByte) {
+  const Certificate made = certificate("expired", "IP:127.0.0.1", Validity::yesterday);
+  TLSListener listener(made);
+  expectThatNothingIsSaidTo(listener, made.certificateFile);
+  expectLogged("expired");
+}
+
+TEST_F(TLS, ASelfSignedCertificateHearsNoByte) {
+  TLSListener listener(certificate("own", "IP:127.0.0.1"));
+  expectThatNothingIsSaidTo(listener, certificate("trusted", "IP:127.0.0.1").certificateFile);
+  expectLogged("certificate");
+}
+
+TEST_F(TLS, ACertificateForAnotherHostHearsNoByte) {
+  const Certificate made = certificate("elsewhere", "DNS:elsewhere.example");
+  TLSListener listener(made);
+  expectThatNothingIsSaidTo(listener, made.certificateFile);
+  expectLogged("no alternative certificate subject name matches");
+}
+
+TEST_F(TLS, AnOldProtocolHearsNoByte) {
+  const Certificate made = certificate("old", "IP:127.0.0.1");
+  TLSListener listener(made, Protocols::beforeTLS12);
+  expectThatNothingIsSaidTo(listener, made.certificateFile);
+  EXPECT_FALSE(listener.heard.items()[0].shookHands);
+  ASSERT_TRUE(saysWithoutCare(listener.hostname(), "{}")) << "the server speaks no TLS at all";
+  EXPECT_EQ(listener.heard.wait(2).at(1).bytes, 2U);
+}
+
+TEST_F(TLS, AHostBehindAProxyThatGrantedTheWayIsStillChecked) {
+  ConnectProxy proxy;
+  TLSListener listener(certificate("behind", "IP:127.0.0.1"));
+  const Running running = NetworkTest::start({.caFile = certificate("other", "IP:127.0.0.1").certificateFile,
+                                              .proxy = proxy.url(),
+                                              .loopbackScheme = LoopbackScheme::https});
+  sendQueued(listener.hostname());
+  expectStillQueued();
+  EXPECT_EQ(proxy.asked.items().size(), 1U);
+  EXPECT_EQ(listener.heard.wait(1).at(0).bytes, 0U);
 }
 
 TEST_F(TLS, AMissingCAFileIsAFailure) {

@@ -42,6 +42,7 @@ struct TestServer::Implementation {
       const Reply reply = handler(request);
       to.status = reply.status;
       if (!reply.location.empty()) to.set_header("Location", reply.location);
+      if (!reply.retryAfter.empty()) to.set_header("Retry-After", reply.retryAfter);
       to.set_content(reply.body, "application/json");
     };
     server->Post(".*", answer);

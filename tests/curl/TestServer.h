@@ -28,6 +28,7 @@ class TestServer {
     int status = 200;
     std::string body = R"({"success":1})";
     std::string location = "";
+    std::string retryAfter = "";
   };
   using Handler = std::function<Reply(const Request&)>;
 

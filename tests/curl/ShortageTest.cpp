@@ -1,0 +1,109 @@
+// Too few file descriptors, and a process that is the child of another.
+
+#include <fcntl.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <stdexcept>
+
+#include "curl/NetworkTest.h"
+#include "curl/TestServer.h"
+#include "platform/posix/FileDescriptor.h"
+
+namespace fliprugair::test {
+
+namespace {
+
+/// Leaves the process so many file descriptors, until its end.
+class FewDescriptors {
+ public:
+  explicit FewDescriptors(std::size_t count) {
+    getrlimit(RLIMIT_NOFILE, &before_);
+    const rlimit few{128, before_.rlim_max};
+    setrlimit(RLIMIT_NOFILE, &few);
+    take();
+    taken_.resize(taken_.size() - count);
+  }
+  ~FewDescriptors() { setrlimit(RLIMIT_NOFILE, &before_); }
+  FewDescriptors(const FewDescriptors&) = delete;
+  FewDescriptors& operator=(const FewDescriptors&) = delete;
+
+  /// Takes what is left.
+  void take() {
+    while (true) {
+      FileDescriptor next(open("/dev/null", O_RDONLY | O_CLOEXEC));
+      if (!next) return;
+      taken_.push_back(std::move(next));
+    }
+  }
+
+ private:
+  rlimit before_{};
+  std::vector<FileDescriptor> taken_;
+};
+
+class Shortage : public NetworkTest {};
+
+TEST_F(Shortage, OfDescriptorsIsSaidWhenTheNetworkIsMade) {
+  for (std::size_t count = 0; count < 6; ++count) {
+    const FewDescriptors few(count);
+    try {
+      const Running running = start();
+      ADD_FAILURE() << "made with " << count;
+    } catch (const std::runtime_error& error) {
+      EXPECT_NE(std::string(error.what()).find("needs 6 free file descriptors"), std::string::npos) << error.what();
+    }
+  }
+}
+
+TEST_F(Shortage, WithJustEnoughDescriptorsARequestArrives) {
+  TestServer server;
+  std::unique_ptr<FewDescriptors> few = std::make_unique<FewDescriptors>(7);  // one is the server's own
+  const Running running = start();
+  sendQueued(server.hostname());
+  few.reset();
+  expectAccepted();
+}
+
+TEST_F(Shortage, OfDescriptorsLaterFailsTheRequestAndStopStillEnds) {
+  TestServer server;
+  const Running running = start();
+  std::unique_ptr<FewDescriptors> few = std::make_unique<FewDescriptors>(0);
+  sendQueued(server.hostname());
+  few.reset();
+  expectStillQueued();
+  sendQueued(server.hostname());
+  application_.ended.wait(2);
+  expectAccepted();
+}
+
+TEST_F(Shortage, AChildProcessSendsNothingAndItsEndDisturbsNobody) {
+  TestServer server;
+  const Running running = start();
+  sendQueued(server.hostname());
+  const std::shared_ptr<MarluneNetworkAccess> access = network_->makeAccess();
+  const pid_t child = fork();
+  if (child == 0) {
+    alarm(20);  // what hangs is ended
+    bool called = false;
+    const bool sent = access->sendHTTPRequestWithHostname(server.hostname(), Value{{"action", "init"}});
+    network_->whenIdle([&] { called = true; });
+    const bool isIdle = network_->isIdle();
+    network_->stop();
+    network_.reset();
+    _exit(!sent && called && isIdle ? 0 : 1);
+  }
+  int status = 0;
+  ASSERT_EQ(waitpid(child, &status, 0), child);
+  EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << status;
+  send(server.hostname(), Value{{"action", "update"}});
+  application_.ended.wait(2);
+  const std::vector<TestServer::Request> requests = server.requests.items();
+  ASSERT_EQ(requests.size(), 2U);
+  EXPECT_EQ(requests[0].clientPort, requests[1].clientPort) << "the child has ended the parent's connection";
+}
+
+}  // namespace
+
+}  // namespace fliprugair::test
