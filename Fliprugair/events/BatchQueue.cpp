@@ -69,18 +69,43 @@ void BatchQueue::flushBatchQueue(bool isResignActive) {
       [this, tracker = context_.owner().lock(), task] { context_.perform([&] { flushWithTask(*task); }); });
 }
 
-/// Reads the queue once to enqueue it and once to send it: what is appended in between is sent, and then cleared with
-/// the rest, deliberately. The entry in the network queue is what survives a failure.
+/// While a flush is under way, whatever thread it is on, another one waits for its turn without its caller waiting: it
+/// finds what has been appended since, or nothing.
 void BatchQueue::flushWithTask(BackgroundTaskIdentifier task) {
-  UserDefaults& store = context_.store();
+  if (!shared_.flushes.begin(task)) return;
+  context_.guarded([&] { sendQueue(task); });
+  while (const auto next = shared_.flushes.next()) {
+    if (!isEmpty()) {
+      context_.guarded([&] { sendQueue(*next); });
+    } else if (*next != invalidBackgroundTask) {
+      application_.endBackgroundTask(*next);
+    }
+  }
+}
+
+/// The entry in the network queue is what survives a failure. What is appended while this runs stays for the next
+/// flush.
+void BatchQueue::sendQueue(BackgroundTaskIdentifier task) {
   const auto storedQueue = [&] {
-    const auto queue = store.arrayForKey(key::batchEventQueue);
+    const auto queue = context_.store().arrayForKey(key::batchEventQueue);
     return queue ? Value(*queue) : Value();
   };
-  const std::string trackingEventTimestamp = requests_.enqueueMarluneEvent(storedQueue());
-  requests_.sendEnqueued(storedQueue(), trackingEventTimestamp, task);
-  store.removeObject(key::batchEventQueue);
-  store.synchronize();
+  const Value enqueued = storedQueue();
+  const std::size_t count = enqueued.array().size();
+  const std::string trackingEventTimestamp = requests_.enqueueMarluneEvent(enqueued);
+  const Value queue = storedQueue();
+  requests_.sendEnqueued(queue.array().size() == count ? queue : enqueued, trackingEventTimestamp, task);
+  removeSent(count);
+}
+
+void BatchQueue::removeSent(std::size_t count) {
+  context_.store().update(key::batchEventQueue, [&](const Value& stored) {
+    const Array queue = stored.array();
+    std::vector<Value> left;
+    for (std::size_t index = count; index < queue.size(); ++index) left.push_back(queue[index]);
+    return left.empty() ? Value() : Value(Array(std::move(left)));
+  });
+  context_.store().synchronize();
 }
 
 bool BatchQueue::isEmpty() const { return context_.store().objectForKey(key::batchEventQueue).array().empty(); }

@@ -7,6 +7,7 @@
 #include "Fliprugair/core/TimerReference.h"
 #include "Fliprugair/environment/SessionClock.h"
 #include "Fliprugair/events/RequestQueue.h"
+#include "Fliprugair/events/Turns.h"
 
 namespace fliprugair {
 
@@ -28,6 +29,7 @@ class BatchQueue {
  public:
   struct Shared {
     TimerReference mlTrackerWaitTimer;
+    Turns<BackgroundTaskIdentifier> flushes;  ///< one at a time, so that each record leaves once
   };
 
   BatchQueue(Context& context, Shared& shared, RequestQueue& requests, const SessionClock& clock,
@@ -49,6 +51,8 @@ class BatchQueue {
   void batchQueueTimerFired();
   void armTrackerWaitTimer(double seconds);
   void flushWithTask(BackgroundTaskIdentifier task);
+  void sendQueue(BackgroundTaskIdentifier task);
+  void removeSent(std::size_t count);
 
   Context& context_;
   Shared& shared_;

@@ -35,14 +35,18 @@ void RequestQueue::sendUnqueued(const Value& payload) {
   send(payload, nullptr, Replies::delivered, invalidBackgroundTask);
 }
 
+/// A collaborator that throws costs this request, which then waits in its queue: whatever the caller does next still
+/// happens.
 void RequestQueue::send(const Value& payload, const Text& eventTimestamp, Replies replies,
                         BackgroundTaskIdentifier task) {
-  const auto networkAccess = makeNetworkAccess_();
-  networkAccess->setLoggingEnabled(context_.loggingEnabled());
-  if (replies == Replies::delivered) networkAccess->setNetworkAccessDelegate(context_.owner());
-  networkAccess->setEventTimestamp(eventTimestamp);
-  networkAccess->setBackgroundTask(task);
-  networkAccess->sendHTTPRequestWithHostname(shared_.trackerHostname.load().text(), payload);
+  context_.guarded([&] {
+    const auto networkAccess = makeNetworkAccess_();
+    networkAccess->setLoggingEnabled(context_.loggingEnabled());
+    if (replies == Replies::delivered) networkAccess->setNetworkAccessDelegate(context_.owner());
+    networkAccess->setEventTimestamp(eventTimestamp);
+    networkAccess->setBackgroundTask(task);
+    networkAccess->sendHTTPRequestWithHostname(shared_.trackerHostname.load().text(), payload);
+  });
 }
 
 /// No delegate is set: a resent request's reply reaches no callback, deliberately.

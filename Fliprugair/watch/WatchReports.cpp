@@ -7,11 +7,12 @@ void WatchReports::handleWatchEvents(const Text& link, bool calledByTrackEvent) 
   UserDefaults& store = context_.store();
   if (!requests_.firstInitReceived()) {
     // Only one pairing is kept: a later one takes the place of the earlier.
-    store.setObject(
-        PairList().add("watchLink", watchLink.value()).add("calledByTrackEvent", calledByTrackEvent).dictionary(),
-        key::handleWatchEventsDeferred);
+    const Value pairing =
+        PairList().add("watchLink", watchLink.value()).add("calledByTrackEvent", calledByTrackEvent).dictionary();
+    store.setObject(pairing, key::handleWatchEventsDeferred);
     store.synchronize();
-    return;
+    // If the first reply has come on another thread meanwhile, nobody may come back for what was put off.
+    if (!requests_.firstInitReceived() || !removeDeferredPairing(pairing)) return;
   }
   const bool watchPairedAlreadySent = !addPairedWatch(watchLink);
   store.synchronize();
@@ -48,22 +49,42 @@ void WatchReports::trackWatchEvent(const Text& eventTitle, const Text& eventValu
   store.update(key::trackWatchEventDeferred,
                [&](const Value& stored) { return Value(stored.array().appending(record)); });
   store.synchronize();
+  if (requests_.firstInitReceived()) replayDeferredEvents();
 }
 
 void WatchReports::replayDeferred() {
-  UserDefaults& store = context_.store();
-  if (const Value pairing = store.objectForKey(key::handleWatchEventsDeferred); pairing.isDictionary()) {
+  if (const Value pairing = context_.store().objectForKey(key::handleWatchEventsDeferred); pairing.isDictionary()) {
     handleWatchEvents(Text::of(pairing.dictionary()["watchLink"]),
                       pairing.dictionary()["calledByTrackEvent"].boolValue());
+    removeDeferredPairing(pairing);
+  } else {
+    context_.store().removeObject(key::handleWatchEventsDeferred);
   }
-  store.removeObject(key::handleWatchEventsDeferred);
-  const Array events = store.arrayForKey(key::trackWatchEventDeferred).value_or(Array());
+  replayDeferredEvents();
+  context_.store().synchronize();
+}
+
+/// Whether `pairing` was still there; a later one stays.
+bool WatchReports::removeDeferredPairing(const Value& pairing) {
+  bool wasThere = false;
+  context_.store().update(key::handleWatchEventsDeferred, [&](const Value& stored) {
+    wasThere = stored == pairing;
+    return wasThere ? Value() : stored;
+  });
+  return wasThere;
+}
+
+/// Each thread replays what it has taken, so that no event is replayed twice.
+void WatchReports::replayDeferredEvents() {
+  Array events;
+  context_.store().update(key::trackWatchEventDeferred, [&](const Value& stored) {
+    events = stored.array();
+    return Value();
+  });
   for (const Value& event : events) {
     if (!event.isDictionary()) continue;
     events_.trackEvent(Text::of(event.dictionary()["eventTitle"]), Text::of(event.dictionary()["eventValue"]));
   }
-  store.removeObject(key::trackWatchEventDeferred);
-  store.synchronize();
 }
 
 }  // namespace fliprugair

@@ -32,6 +32,8 @@ class WatchReports {
 
  private:
   bool addPairedWatch(const Text& watchLink);
+  bool removeDeferredPairing(const Value& pairing);
+  void replayDeferredEvents();
 
   Context& context_;
   EventRecords& events_;

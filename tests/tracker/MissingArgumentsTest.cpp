@@ -268,7 +268,7 @@ TEST_F(MissingArguments, PropertiesCanBeCleared) {
   EXPECT_EQ(tracker->customIdString(), Value(""));
   tracker->setTrackerDelegate({});
   EXPECT_EQ(tracker->trackerDelegate(), nullptr);
-  tracker->setIAdAttributionManager(phone.process.makeRetrieveiAdAttribution());
+  tracker->setIAdAttributionManager(static_cast<Environment&>(phone.process).makeRetrieveiAdAttribution());
   EXPECT_NE(tracker->iAdAttributionManager(), nullptr);
   tracker->setIAdAttributionManager(nullptr);
   EXPECT_EQ(tracker->iAdAttributionManager(), nullptr);

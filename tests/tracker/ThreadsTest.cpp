@@ -106,6 +106,43 @@ TEST(Threads, FlushesMayComeFromAnyOfThem) {
   EXPECT_EQ(numbers.size(), sends.size());
 }
 
+/// The titles of all records that were sent or still wait.
+std::multiset<std::string> titlesOf(Phone& phone) {
+  std::multiset<std::string> titles;
+  const auto add = [&](const Array& records) {
+    for (const Value& record : records) titles.insert(record.dictionary()["data"].dictionary()["event_name"].text());
+  };
+  for (const Dictionary& send : phone.events("send")) add(send["payload"].array());
+  add(phone.batch());
+  return titles;
+}
+
+TEST(Threads, EachRecordOfSixteenArrivesOnceWhateverFlushesBetween) {
+  Phone phone;
+  const auto tracker = phone.construct();
+  phone.reply(1, quietReply);
+  phone.forgetEvents();
+  constexpr int events = 200;
+  onThreads(17, [&](int thread) {
+    for (int round = 0; round < events; ++round) {
+      if (thread == 16) {
+        phone.process.post(ApplicationNotification::willResignActive);
+        phone.process.runQueues();
+        phone.process.post(ApplicationNotification::didBecomeActive);
+      } else {
+        tracker->trackEvent(std::to_string(thread) + " " + std::to_string(round), "value");
+      }
+    }
+  });
+  phone.process.runQueues();
+  const auto titles = titlesOf(phone);
+  for (int thread = 0; thread < 16; ++thread) {
+    for (int round = 0; round < events; ++round) {
+      EXPECT_EQ(titles.count(std::to_string(thread) + " " + std::to_string(round)), 1U) << thread << " " << round;
+    }
+  }
+}
+
 TEST(Threads, RecordsOfOneThreadArriveWholeAndInOrder) {
   Phone phone;
   const auto tracker = phone.construct();
