@@ -121,6 +121,59 @@ TEST(BinaryPlistShape, TablesThatPointAnywhereAreRefused) {
   }
 }
 
+TEST(BinaryPlistShape, ObjectsAreCountedAsTheTableHasThem) {
+  const std::string fits = RawPlist{{"\xA1\x01", "\x08"}}.bytes();
+  EXPECT_FALSE(isBoundedBinary(replaced(fits, 24, 0))) << "no objects";
+  EXPECT_FALSE(isBoundedBinary(replaced(fits, 24, 1))) << "a reference beyond the last object";
+  EXPECT_FALSE(isBoundedBinary(replaced(fits, 24, 3))) << "an object more than the table holds";
+  EXPECT_TRUE(isBoundedBinary(replaced(fits, 16, 1))) << "the last object as the root";
+  EXPECT_FALSE(isBoundedBinary(replaced(fits, 16, 2))) << "a root beyond the last object";
+  EXPECT_FALSE(isBoundedBinary(replaced(fits, 8, fits.size() - 32))) << "a table of no bytes";
+}
+
+TEST(BinaryPlistShape, AFileShorterThanHeadTableAndTailIsRefused) {
+  const std::string fits = RawPlist{{"\x08"}}.bytes();
+  ASSERT_TRUE(isBoundedBinary(fits));
+  for (std::size_t length = 0; length < fits.size(); ++length) {
+    EXPECT_FALSE(isBoundedBinary(fits.substr(0, length))) << length;
+    EXPECT_FALSE(isBoundedBinary(fits.substr(fits.size() - length))) << length;
+  }
+}
+
+TEST(BinaryPlistShape, AFileMayHaveAsManyBytesAsTheBoundSays) {
+  const auto ofSize = [](std::size_t size) {
+    RawPlist plist{{"\x4F\x12" + bigEndian(0, 4)}};
+    const std::size_t content = size - plist.bytes().size();
+    plist.objects.front() = "\x4F\x12" + bigEndian(content, 4) + std::string(content, 'x');
+    return plist.bytes();
+  };
+  ASSERT_EQ(ofSize(PlistBounds::bytes).size(), PlistBounds::bytes);
+  EXPECT_TRUE(isBoundedBinary(ofSize(PlistBounds::bytes)));
+  EXPECT_FALSE(isBoundedBinary(ofSize(PlistBounds::bytes + 1)));
+}
+
+TEST(BinaryPlistShape, TextOfTwoBytesALetterCountsTwice) {
+  const std::size_t letters = std::size_t{1} << 19;
+  const std::string large = "\x6F\x12" + bigEndian(letters, 4) + std::string(2 * letters, 'x');
+  EXPECT_TRUE(isBoundedBinary(RawPlist{{arrayOf(1, PlistBounds::payload / letters / 2), large}}.bytes()));
+  EXPECT_FALSE(isBoundedBinary(RawPlist{{arrayOf(1, PlistBounds::payload / letters / 2 + 1), large}}.bytes()));
+  EXPECT_FALSE(
+      isBoundedBinary(RawPlist{{"\x6F\x12" + bigEndian(letters + 1, 4) + std::string(2 * letters, 'x')}}.bytes()));
+}
+
+TEST(BinaryPlistShape, AContainerMayEndWhereTheTableBegins) {
+  const auto list = [](std::size_t count, std::size_t given) {
+    return RawPlist{{"\x08", "\xAF\x10" + bigEndian(count, 1) + std::string(given, '\0')}, 1}.bytes();
+  };
+  EXPECT_TRUE(isBoundedBinary(list(20, 20)));
+  EXPECT_FALSE(isBoundedBinary(list(21, 20)));
+  const auto dictionary = [](std::size_t count, std::size_t given) {
+    return RawPlist{{"\x51k", "\xDF\x10" + bigEndian(count, 1) + std::string(given, '\0')}, 1}.bytes();
+  };
+  EXPECT_TRUE(isBoundedBinary(dictionary(20, 40)));
+  EXPECT_FALSE(isBoundedBinary(dictionary(20, 39)));
+}
+
 TEST(BinaryPlistShape, OffsetsOutsideTheObjectsAreRefused) {
   const std::string fits = RawPlist{{"\xA1\x01", "\x08"}}.bytes();
   const auto table = fits.size() - 32 - 8;
