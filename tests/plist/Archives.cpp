@@ -119,29 +119,4 @@ std::string RawPlist::bytes() const {
          bigEndian(objects.size(), 8) + bigEndian(root, 8) + bigEndian(table, 8);
 }
 
-std::vector<std::pair<std::string, std::string>> seeds() {
-  Archive parents;
-  const auto person = parents.addClass({"Person", "NSObject"});
-  const auto list = parents.addClass({"NSArray", "NSObject"});
-  const auto children = parents.addCollection(list, {4});
-  const auto parent = parents.add(Tree::dictionary()
-                                      .with("$class", Tree::reference(person))
-                                      .with("children", Tree::reference(children))
-                                      .with("parent", Tree::reference(4)));
-  const Tree family = parents.finish(parent);
-  const Tree plain = Tree::dictionary().with("a", Tree::array().with(Tree::real(1.5))).with("b", Tree::date(7));
-  return {{"person.bplist", personArchive().binary()},
-          {"person.xml", personArchive().xml()},
-          {"text.bplist", textArchive().binary()},
-          {"text.xml", textArchive().xml()},
-          {"family.bplist", family.binary()},
-          {"family.xml", family.xml()},
-          {"plain.bplist", plain.binary()},
-          {"plain.xml", plain.xml()},
-          {"markup.xml",
-           "<?xml version=\"1.0\"?><!-- c --><plist version=\"1.0\"><dict><key>a&amp;&#x41;</key>"
-           "<string>x<!-- y --><![CDATA[<z>]]></string><key>b</key><array><true/><false/><data>QUJD</data>"
-           "<integer>-1</integer></array></dict></plist>"}};
-}
-
 }  // namespace fliprugair::test

@@ -3,7 +3,6 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
-#include <utility>
 #include <vector>
 
 #include "platform/plist/PlistNodes.h"
@@ -76,8 +75,5 @@ struct RawPlist {
 
 /// `number` in `size` bytes, the most significant first.
 std::string bigEndian(std::uint64_t number, std::size_t size);
-
-/// Small archives and property lists of each kind, for a fuzzer to begin with.
-std::vector<std::pair<std::string, std::string>> seeds();
 
 }  // namespace fliprugair::test
