@@ -11,6 +11,7 @@ int main() {
   app->applicationDidFinishLaunching();
   app->applicationDidBecomeActive();
   tracker->trackEvent("level", "7");
-  app->applicationWillResignActive();
+  const fliprugair::Waiting waiting = app->waitUntilSent(std::chrono::seconds(10));
+  std::cout << (waiting.isNothing() ? "The host has it all." : "Still to be sent: " + waiting.text()) << '\n';
   app->terminate();
 }

@@ -55,8 +55,8 @@ class CurlNetworkAccess final : public MarluneNetworkAccess {
 
 CurlNetwork::CurlNetwork(CurlNetworkOptions options, UserDefaults& store, const JSONSerialization& json,
                          Application& application, std::function<void(std::string_view)> log)
-    : thread_(std::make_shared<NetworkThread>(std::move(options), json,
-                                              RequestLedger(store, json, application, std::move(log)))) {}
+    : thread_(std::make_shared<NetworkThread>(
+          options, json, RequestLedger(store, json, application, std::move(log), options.adviseOnFirstFailure))) {}
 
 CurlNetwork::~CurlNetwork() { stop(); }
 

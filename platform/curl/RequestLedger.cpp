@@ -47,6 +47,7 @@ bool RequestLedger::begin(const NetworkRequest& request, std::function<void()> l
 
 void RequestLedger::refuse(const NetworkRequest& request, std::string_view reason) {
   report(request, reason);
+  if (advises_->exchange(false)) advise(request, reason);
   endBackgroundTask(request);
 }
 
@@ -64,6 +65,7 @@ void RequestLedger::end(const NetworkRequest& request, const NetworkOutcome& out
             [&] { removeEntry(store_, key::eventsSending, request.eventTimestamp.string()); });
   }
   report(request, outcome.message);
+  if (advises_->exchange(false) && !outcome.accepted) advise(request, outcome.message);
   if (outcome.accepted) deliver(request, outcome.reply);
   endBackgroundTask(request);
 }
@@ -82,6 +84,13 @@ void RequestLedger::deliver(const NetworkRequest& request, const std::string& re
 void RequestLedger::endBackgroundTask(const NetworkRequest& request) {
   if (request.backgroundTask == invalidBackgroundTask) return;
   guarded("the background task of", request, [&] { application_.endBackgroundTask(request.backgroundTask); });
+}
+
+void RequestLedger::advise(const NetworkRequest& request, std::string_view message) {
+  const std::string destination = request.url.text.empty() ? "" : " to " + request.url.text;
+  log("Marlune library - the first request" + destination + ": " + std::string(message) +
+      ". See that \"trackerHostname\" names your control host (with its port) and that it can be reached from here; "
+      "\"enableLogging\" shows every request. What waits is sent at a later activation.");
 }
 
 bool RequestLedger::guarded(std::string_view what, const NetworkRequest& request, const std::function<void()>& call) {

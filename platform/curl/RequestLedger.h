@@ -1,6 +1,8 @@
 #pragma once
 
+#include <atomic>
 #include <functional>
+#include <memory>
 #include <string>
 #include <string_view>
 
@@ -17,8 +19,13 @@ class RequestLedger {
  public:
   using Log = std::function<void(std::string_view)>;
 
-  RequestLedger(UserDefaults& store, const JSONSerialization& json, Application& application, Log log)
-      : store_(store), json_(json), application_(application), log_(std::move(log)) {}
+  /// `advises`: whether the first request that cannot be delivered is said on the log also while logging is off.
+  RequestLedger(UserDefaults& store, const JSONSerialization& json, Application& application, Log log, bool advises)
+      : store_(store),
+        json_(json),
+        application_(application),
+        log_(std::move(log)),
+        advises_(std::make_unique<std::atomic<bool>>(advises)) {}
 
   /// Lists the request as being sent, and calls `leave` once everything that the sender has written is durable: a
   /// process that is killed afterwards knows what it has sent, as whom. False when the store threw; then `leave` is not
@@ -39,6 +46,7 @@ class RequestLedger {
   void deliver(const NetworkRequest& request, const std::string& reply);
   void endBackgroundTask(const NetworkRequest& request);
   void report(const NetworkRequest& request, std::string_view message);
+  void advise(const NetworkRequest& request, std::string_view message);
   void log(std::string_view line);
 
   /// Whether `call` returned. `what` is for the log, as in "the reply to ...".
@@ -48,6 +56,7 @@ class RequestLedger {
   const JSONSerialization& json_;
   Application& application_;
   Log log_;
+  std::unique_ptr<std::atomic<bool>> advises_;  ///< false from the end of the first request on
 };
 
 }  // namespace fliprugair

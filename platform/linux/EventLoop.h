@@ -11,6 +11,7 @@
 #include "Fliprugair/platform/MainQueue.h"
 #include "Fliprugair/platform/linux/Log.h"
 #include "platform/linux/TimerList.h"
+#include "platform/posix/OwnProcess.h"
 
 namespace fliprugair {
 
@@ -20,7 +21,7 @@ namespace fliprugair {
 /// Posting costs a lock and an append; only the first task of a batch wakes the loop, which costs the caller several
 /// times as much. The loop takes all that was posted at once. Inside run() it then looks once more a millisecond later,
 /// so that a burst of calls on another thread wakes it but once, and sleeps until the next timer is due or a task
-/// arrives. What a task throws is logged and dropped.
+/// arrives. What a task throws is logged and dropped. In a fork nothing is taken and nothing runs.
 class EventLoop final : public MainQueue {
  public:
   /// Throws std::runtime_error when the system has no file descriptors left for it.
@@ -71,6 +72,7 @@ class EventLoop final : public MainQueue {
   void lookAgain();
   void endTurn();
 
+  const OwnProcess process_;
   const Log log_;
   std::unique_ptr<Handles> handles_;  ///< null when closed
   TimerList timers_;

@@ -11,6 +11,7 @@
 #include "Fliprugair/platform/MainQueue.h"
 #include "Fliprugair/platform/linux/Log.h"
 #include "platform/linux/FactsInForce.h"
+#include "platform/posix/OwnProcess.h"
 
 namespace fliprugair {
 
@@ -18,7 +19,7 @@ namespace fliprugair {
 /// handler runs on the main thread and the task has ended. Linux itself ends no process for it; what the time bounds is
 /// how long the environment's termination waits.
 ///
-/// Outlives the tasks of `mainQueue`.
+/// Outlives the tasks of `mainQueue`. In a fork a task begins, and that is all.
 class LinuxApplication final : public Application {
  public:
   LinuxApplication(MainQueue& mainQueue, std::chrono::duration<double> taskTime, const FactsInForce& facts, Log log);
@@ -47,6 +48,7 @@ class LinuxApplication final : public Application {
   Tasks::node_type take(BackgroundTaskIdentifier task);
   void runActionIfAllEnded();
 
+  const OwnProcess process_;
   MainQueue& mainQueue_;
   const std::chrono::duration<double> taskTime_;
   const FactsInForce& facts_;

@@ -1,11 +1,13 @@
 #include "Fliprugair/platform/linux/LinuxEnvironment.h"
 
+#include <algorithm>
 #include <atomic>
 #include <exception>
 #include <future>
 #include <utility>
 
 #include "platform/json/RapidJSONSerialization.h"
+#include "platform/linux/Descriptors.h"
 #include "platform/linux/EventLoop.h"
 #include "platform/linux/GuardedLog.h"
 #include "platform/linux/LinuxApplication.h"
@@ -16,7 +18,10 @@
 #include "platform/linux/LinuxSurroundings.h"
 #include "platform/linux/LoopThread.h"
 #include "platform/linux/MachineIdentity.h"
+#include "platform/linux/SentWatch.h"
+#include "platform/linux/StandIns.h"
 #include "platform/linux/WorkerPool.h"
+#include "platform/posix/OwnProcess.h"
 #include "platform/posix/Threads.h"
 
 namespace fliprugair {
@@ -33,6 +38,7 @@ std::shared_ptr<const HostFacts> sharedFacts(HostFacts facts) {
 struct LinuxEnvironment::Parts {
   Parts(LinuxOptions given, Platform& platform);
 
+  const OwnProcess process;
   const LinuxOptions options;
   const Log log;
   FactsInForce facts;
@@ -50,6 +56,7 @@ struct LinuxEnvironment::Parts {
   const Piece<MarluneLocationManager> location;
   LoopThread thread;
 
+  std::atomic<bool> forkWasSaid = false;
   std::atomic<bool> willTerminateWasSaid = false;
   std::atomic<bool> terminationHasBegun = false;
   std::atomic<bool> tasksHaveEnded = false;
@@ -77,13 +84,40 @@ LinuxEnvironment::LinuxEnvironment(LinuxOptions options) : parts_(std::make_uniq
 
 LinuxEnvironment::Result LinuxEnvironment::open(LinuxOptions options) {
   try {
+    requireDescriptors();
     return {std::unique_ptr<LinuxEnvironment>(new LinuxEnvironment(std::move(options))), ""};
   } catch (const std::exception& exception) {
     return {nullptr, exception.what()};
   }
 }
 
-LinuxEnvironment::~LinuxEnvironment() { terminate(); }
+std::string LinuxEnvironment::erase(const LinuxOptions& options) {
+  try {
+    return eraseStoreOf(options);
+  } catch (const std::exception& exception) {
+    return exception.what();
+  }
+}
+
+LinuxEnvironment::~LinuxEnvironment() {
+  if (isInFork()) {
+    // What the parent's threads were about to do cannot be undone here: it stays as it is until the process ends.
+    static_cast<void>(parts_.release());
+    return;
+  }
+  terminate();
+}
+
+/// Says so the first time.
+bool LinuxEnvironment::isInFork() const {
+  if (!parts_->process.isElsewhere()) return false;
+  if (!parts_->forkWasSaid.exchange(true)) {
+    parts_->log(
+        "The library was opened by the parent of this process: here its calls do nothing. Open it after the fork, with "
+        "a store of its own.");
+  }
+  return true;
+}
 
 void LinuxEnvironment::applicationDidFinishLaunching() { deliver(ApplicationNotification::didFinishLaunching); }
 
@@ -92,10 +126,12 @@ void LinuxEnvironment::applicationDidBecomeActive() { deliver(ApplicationNotific
 void LinuxEnvironment::applicationWillResignActive() { deliver(ApplicationNotification::willResignActive); }
 
 void LinuxEnvironment::applicationWillTerminate() {
+  if (isInFork()) return;
   if (!parts_->willTerminateWasSaid.exchange(true)) deliver(ApplicationNotification::willTerminate);
 }
 
 void LinuxEnvironment::deliver(ApplicationNotification notification) {
+  if (isInFork()) return;
   const auto post = [this, notification] { parts_->notificationCenter.post(notification); };
   if (parts_->options.mainThread == MainThread::host) {
     parts_->loop.async(post);
@@ -107,7 +143,7 @@ void LinuxEnvironment::deliver(ApplicationNotification notification) {
 }
 
 void LinuxEnvironment::terminate() {
-  if (parts_->closed) return;
+  if (isInFork() || parts_->closed) return;
   beginTermination();
   if (isInsideCall()) return;
   if (parts_->options.mainThread == MainThread::own && parts_->thread.start()) {
@@ -126,12 +162,15 @@ void LinuxEnvironment::beginTermination() {
     parts_->loop.async([this] { parts_->notificationCenter.post(ApplicationNotification::willTerminate); });
   }
   const auto waitForTasks = [this] {
+    // What is being sent has as much time as a background task.
+    const BackgroundTaskIdentifier sending = parts_->application.beginBackgroundTask("sending", nullptr);
+    parts_->network.whenIdle([this, sending] { parts_->application.endBackgroundTask(sending); });
     parts_->application.whenAllEnded([this] {
       parts_->tasksHaveEnded = true;
       parts_->loop.stop();
     });
   };
-  // Two turns, so that what the handlers posted runs before the first look at the background tasks.
+  // Two turns, so that what the handlers posted runs before the first look at what is under way.
   parts_->loop.async([this, waitForTasks] { parts_->loop.async(waitForTasks); });
 }
 
@@ -152,6 +191,7 @@ void LinuxEnvironment::close() {
 }
 
 bool LinuxEnvironment::onMain(std::function<void()> task) {
+  if (isInFork()) return false;
   if (parts_->loop.isMainThread() && !parts_->loop.isClosed()) {
     runGuarded(task, "A task of the main queue", parts_->log);
     return true;
@@ -171,8 +211,41 @@ bool LinuxEnvironment::onMain(std::function<void()> task) {
   }
 }
 
+Waiting LinuxEnvironment::waiting() const {
+  if (isInFork()) return {};
+  return StoredReports(*parts_->userDefaults).waiting(parts_->json);
+}
+
+Waiting LinuxEnvironment::waitUntilSent(std::chrono::milliseconds timeout) {
+  const bool ownsThread = parts_->options.mainThread == MainThread::own;
+  if (isInFork() || isInsideCall() || (ownsThread && !parts_->thread.start())) return waiting();
+  const bool isMain = parts_->loop.isMainThread();
+  if (isMain && (ownsThread || parts_->loop.isTurning())) return waiting();
+
+  // A watch that is dropped takes the promise with it, which ends the waiting too.
+  auto end = std::make_shared<std::promise<void>>();
+  std::future<void> ended = end->get_future();
+  const std::chrono::milliseconds longest = std::chrono::hours(24);
+  const auto deadline = std::chrono::steady_clock::now() + std::clamp(timeout, timeout.zero(), longest);
+  parts_->loop.asyncAtOnce([this, deadline, isMain, end = std::move(end)] {
+    const auto flush = [this] { parts_->notificationCenter.post(ApplicationNotification::willResignActive); };
+    const auto done = [this, isMain, end] {
+      end->set_value();
+      if (isMain) parts_->loop.stop();
+    };
+    std::make_shared<SentWatch>(*parts_->userDefaults, parts_->loop, deadline,
+                                SentWatch::Actions{parts_->network.isIdle, flush, done})
+        ->look();
+  });
+  while (isMain && !parts_->loop.isClosed() && ended.wait_for(std::chrono::seconds(0)) != std::future_status::ready) {
+    parts_->loop.run();
+  }
+  ended.wait_until(deadline);
+  return waiting();
+}
+
 void LinuxEnvironment::run() {
-  if (parts_->options.mainThread == MainThread::host) parts_->loop.run();
+  if (!isInFork() && parts_->options.mainThread == MainThread::host) parts_->loop.run();
 }
 
 void LinuxEnvironment::stop() {
@@ -192,11 +265,19 @@ std::optional<std::chrono::steady_clock::time_point> LinuxEnvironment::nextDeadl
   return parts_->loop.nextDeadline();
 }
 
-void LinuxEnvironment::setFacts(HostFacts facts) { parts_->facts.store(sharedFacts(std::move(facts))); }
+void LinuxEnvironment::setFacts(HostFacts facts) {
+  if (!isInFork()) parts_->facts.store(sharedFacts(std::move(facts)));
+}
 
-std::shared_ptr<MarluneNetworkAccess> LinuxEnvironment::makeNetworkAccess() { return parts_->network.make(); }
+std::shared_ptr<MarluneNetworkAccess> LinuxEnvironment::makeNetworkAccess() {
+  if (isInFork()) return std::make_shared<NoNetworkAccess>();
+  return parts_->network.make();
+}
 
-std::shared_ptr<MarluneLocationManager> LinuxEnvironment::makeLocationManager() { return parts_->location.make(); }
+std::shared_ptr<MarluneLocationManager> LinuxEnvironment::makeLocationManager() {
+  if (isInFork()) return std::make_shared<NoLocationManager>();
+  return parts_->location.make();
+}
 
 std::shared_ptr<MarluneRetrieveiAdAttribution> LinuxEnvironment::makeRetrieveiAdAttribution() {
   return std::make_shared<LinuxSearchAdAttribution>(parts_->workers, parts_->options.searchAdSource, parts_->log);

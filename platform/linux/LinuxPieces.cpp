@@ -5,9 +5,11 @@
 #include <variant>
 
 #include "platform/linux/GuardedLog.h"
+#include "platform/linux/StandIns.h"
 #include "platform/linux/UserFolders.h"
 
 #if FLIPRUGAIR_SQLITE
+#include "platform/linux/ErasedStore.h"
 #include "platform/sqlite/SQLiteUserDefaults.h"
 #endif
 #if FLIPRUGAIR_CURL
@@ -57,23 +59,6 @@ class UnreadDocuments final : public Documents {
 };
 #endif
 
-/// Stands in where there is no network access to be had: nothing can be sent.
-class NoNetworkAccess final : public MarluneNetworkAccess {
- public:
-  void setLoggingEnabled(bool /*enabled*/) override {}
-  void setNetworkAccessDelegate(std::weak_ptr<MarluneNetworkAccessDelegate> /*delegate*/) override {}
-  void setEventTimestamp(const Text& /*timestamp*/) override {}
-  void setBackgroundTask(BackgroundTaskIdentifier /*task*/) override {}
-  bool sendHTTPRequestWithHostname(const std::string& /*hostname*/, const Value& /*payload*/) override { return false; }
-};
-
-/// Stands in where there is no position service: its searches find nothing.
-class NoLocationManager final : public MarluneLocationManager {
- public:
-  void setLocationManagerDelegate(std::weak_ptr<MarluneLocationManagerDelegate> /*delegate*/) override {}
-  void initLocationServices(bool /*loggingEnabled*/, std::int64_t /*accuracy*/, std::int64_t /*timeout*/) override {}
-};
-
 /// The host app's own maker, with a stand-in for what it throws or leaves null.
 template <class StandIn, class Maker>
 auto hostAppsMaker(Maker maker, const char* name, Platform& platform, const Log& log) {
@@ -99,6 +84,15 @@ std::shared_ptr<UserDefaults> openUserDefaults(const LinuxOptions& options, [[ma
 #endif
 }
 
+std::string eraseStoreOf(const LinuxOptions& options) {
+  if (options.userDefaults != nullptr) return "The store is the host app's own: it is not erased here.";
+#if FLIPRUGAIR_SQLITE
+  return eraseStore(storePath(options));
+#else
+  return "The platform was built without its store.";
+#endif
+}
+
 std::shared_ptr<Documents> openDocuments(const LinuxOptions& options) {
   if (options.documents != nullptr) return options.documents;
 #if FLIPRUGAIR_PLIST
@@ -118,7 +112,8 @@ Piece<MarluneNetworkAccess> openNetwork(const LinuxOptions& options, Platform& p
 #if FLIPRUGAIR_CURL
   const auto network = std::make_shared<CurlNetwork>(options.network, store, json, application, log);
   return {[network] { return network->makeAccess(); }, [network] { network->stop(); },
-          [network] { return network->isOwnThread(); }};
+          [network] { return network->isOwnThread(); }, [network] { return network->isIdle(); },
+          [network](std::function<void()> action) { network->whenIdle(std::move(action)); }};
 #else
   throw std::runtime_error("The platform was built without its network: give LinuxOptions a makeNetworkAccess.");
 #endif

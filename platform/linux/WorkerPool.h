@@ -9,11 +9,12 @@
 
 #include "Fliprugair/platform/MainQueue.h"
 #include "Fliprugair/platform/linux/Log.h"
+#include "platform/posix/OwnProcess.h"
 
 namespace fliprugair {
 
 /// The global queue: at most four threads (isThreadOf this object), each started when there is work for it for the
-/// first time. What a task throws is logged and dropped. Any thread.
+/// first time. What a task throws is logged and dropped. In a fork nothing is taken. Any thread.
 class WorkerPool final : public GlobalQueue {
  public:
   static constexpr std::size_t maximumThreads = 4;
@@ -31,6 +32,7 @@ class WorkerPool final : public GlobalQueue {
  private:
   void work();
 
+  const OwnProcess process_;
   const Log log_;
   std::mutex mutex_;
   std::condition_variable changed_;

@@ -226,7 +226,9 @@ TEST_F(Request, ToWhatIsNoHostNameIsNotTransmittedAndStaysQueued) {
 
 TEST_F(Request, LogsNothingUnlessLoggingIsEnabled) {
   TestServer server;
-  const Running running = start();
+  CurlNetworkOptions options;
+  options.adviseOnFirstFailure = false;
+  const Running running = start(options);
   const std::shared_ptr<MarluneNetworkAccess> access = network_->makeAccess();
   access->setBackgroundTask(1);
   EXPECT_FALSE(access->sendHTTPRequestWithHostname("", Value{{"action", "init"}}));

@@ -1,12 +1,16 @@
-// A host app that is killed. It says on standard output what has returned, and goes on until it is.
+// A host app that is killed, or ends without a word to the library. It says on standard output what has returned.
 //   victim events STORE HOST FIRST   reports the events FIRST, FIRST+1, ... and says each number when the call returned
 //   victim install STORE HOST       a first launch; says "started" and waits
+//   victim exit STORE HOST MICROSECONDS   reports events on four threads, and calls exit() after that time
 
 #include <unistd.h>
 
 #include <Fliprugair/Fliprugair>
+#include <chrono>
 #include <cstdio>
+#include <cstdlib>
 #include <string>
+#include <thread>
 
 #include "Fliprugair/platform/linux/LinuxEnvironment.h"
 
@@ -33,6 +37,15 @@ int main(int argc, char** argv) {
     std::puts("started");
     std::fflush(stdout);
     while (true) ::pause();
+  }
+  if (mode == "exit") {
+    for (int thread = 0; thread < 4; ++thread) {
+      std::thread([&tracker] {
+        while (true) tracker->trackEvent("last words", "value");
+      }).detach();
+    }
+    std::this_thread::sleep_for(std::chrono::microseconds(std::stol(argv[4])));
+    std::exit(0);  // no destructor of what stands above runs
   }
   for (long number = std::stol(argv[4]);; ++number) {
     const std::string name = std::to_string(number);

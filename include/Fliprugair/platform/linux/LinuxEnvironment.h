@@ -8,6 +8,7 @@
 
 #include "Fliprugair/collaborators/Environment.h"
 #include "Fliprugair/platform/linux/LinuxOptions.h"
+#include "Fliprugair/platform/linux/Waiting.h"
 
 namespace fliprugair {
 
@@ -30,13 +31,22 @@ namespace fliprugair {
 ///
 /// Threads: any, except where a method says otherwise. Nothing is thrown. Lifecycle calls and whatever else runs on the
 /// main thread are handed over in the order of the calls.
+///
+/// Processes: in a fork of the process that opened it, the environment is inert. Its calls do nothing and say so once
+/// on the log; destroying it frees nothing and waits for nothing. The parent's goes on.
 class LinuxEnvironment final : public Environment, public Platform {
  public:
   struct Result;
 
   /// Opens the store and makes everything that the platform consists of. Without an environment there is a text that
-  /// tells why: another process uses the store, the store has no place, a piece is missing.
+  /// tells why: another process uses the store, the store has no place, a piece is missing, the process may open too
+  /// few files.
   static Result open(LinuxOptions options);
+
+  /// Erases everything that is stored for an application with these options: what waits, the identifiers, the settings;
+  /// its next start is one of a new installation. To be called when no environment uses that store. "" when nothing of
+  /// it is left, also when there was nothing; else what could not be erased, and why.
+  static std::string erase(const LinuxOptions& options);
 
   /// Terminates first, if that was not done. Trackers are gone by then, and no thread is inside run() or poll(). Not on
   /// a thread of the platform's.
@@ -50,9 +60,10 @@ class LinuxEnvironment final : public Environment, public Platform {
   void applicationWillResignActive();
   void applicationWillTerminate();  ///< only the first one counts; terminate() includes it
 
-  /// Says that the application will terminate, and waits until background tasks have ended or their time is over;
-  /// meanwhile everything goes on as before. Then stops the main queue, the global queue, the searches for a position
-  /// and the network in this order, drops their tasks, and makes the store durable.
+  /// Says that the application will terminate, and waits until nothing is being sent any more and the background tasks
+  /// have ended, or the time of a background task is over; meanwhile everything goes on as before. Then stops the main
+  /// queue, the global queue, the searches for a position and the network in this order, drops their tasks, and makes
+  /// the store durable.
   ///
   /// It takes the background tasks' time and a little at most, provided that the host app's code does not block: calls
   /// of its delegate, its SearchAdSource, its log and its tasks that run by then are waited for, however long they
@@ -61,6 +72,18 @@ class LinuxEnvironment final : public Environment, public Platform {
   ///
   /// One thread at a time; MainThread::host: on the main thread.
   void terminate();
+
+  /// For a program that ends soon: waits until the installation is reported, then has the trackers send their records,
+  /// as an application that resigns does, and waits until the control host has confirmed all; for `timeout` at the
+  /// most. Says what waits by then: nothing, if all went well. A first start takes a second at least, because the
+  /// tracker looks for the finished install report once a second.
+  ///
+  /// Call it after applicationDidBecomeActive(), before terminate(). Inside a task of the main queue and on the other
+  /// threads of the platform's it does not wait. MainThread::host: turns the main queue when called on the main thread.
+  Waiting waitUntilSent(std::chrono::milliseconds timeout);
+
+  /// What the control host has not confirmed yet.
+  Waiting waiting() const;
 
   /// Runs `task` on the main thread and waits for its end. False when it did not run, because the environment was
   /// terminated, or because there is no thread to be had. MainThread::host: waits until the host app turns the loop.
@@ -112,6 +135,7 @@ class LinuxEnvironment final : public Environment, public Platform {
 
   void deliver(ApplicationNotification notification);
   void beginTermination();
+  bool isInFork() const;
   bool isInsideCall() const;
   void close();
 
