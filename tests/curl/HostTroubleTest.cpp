@@ -1,8 +1,8 @@
-#include "platform/curl/HostTrouble.h"
-
 #include <gtest/gtest.h>
 
 #include <vector>
+
+#include "platform/curl/HostTrouble.h"
 
 namespace fliprugair::test {
 

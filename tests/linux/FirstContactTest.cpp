@@ -26,7 +26,8 @@ std::vector<std::string> linesOfTwoRequests(const std::string& hostname, bool ad
 TEST(FirstContact, ThatFailsIsSaidOnceAlthoughLoggingIsOff) {
   const std::vector<std::string> lines = linesOfTwoRequests("127.0.0.1:1");  // nobody listens there
   ASSERT_EQ(lines.size(), 1U);
-  EXPECT_NE(lines[0].find("the first request to http://127.0.0.1:1/marlune/v4: failed, "), std::string::npos) << lines[0];
+  EXPECT_NE(lines[0].find("the first request to http://127.0.0.1:1/marlune/v4: failed, "), std::string::npos)
+      << lines[0];
   EXPECT_NE(lines[0].find("See that \"trackerHostname\" names your control host"), std::string::npos) << lines[0];
 }
 
