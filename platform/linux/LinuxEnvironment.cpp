@@ -8,6 +8,7 @@
 
 #include "platform/json/RapidJSONSerialization.h"
 #include "platform/linux/Descriptors.h"
+#include "platform/linux/EventClock.h"
 #include "platform/linux/EventLoop.h"
 #include "platform/linux/GuardedLog.h"
 #include "platform/linux/LinuxApplication.h"
@@ -42,6 +43,7 @@ struct LinuxEnvironment::Parts {
   const LinuxOptions options;
   const Log log;
   FactsInForce facts;
+  EventClock clock;
   RapidJSONSerialization json;
   NotificationCenter notificationCenter;
   const std::shared_ptr<UserDefaults> userDefaults;
@@ -302,9 +304,7 @@ Surroundings& LinuxEnvironment::surroundings() { return parts_->surroundings; }
 Documents& LinuxEnvironment::documents() { return *parts_->documents; }
 JSONSerialization& LinuxEnvironment::json() { return parts_->json; }
 
-double LinuxEnvironment::secondsSince1970() {
-  return std::chrono::duration<double>(std::chrono::system_clock::now().time_since_epoch()).count();
-}
+double LinuxEnvironment::secondsSince1970() { return static_cast<double>(parts_->clock.now()) / 1e6; }
 
 std::string LinuxEnvironment::randomUUID() { return fliprugair::randomUUID(); }
 
