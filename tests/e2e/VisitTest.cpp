@@ -89,6 +89,41 @@ TEST(Visit, ThatTheHostMissesIsReportedAtTheNextOne) {
   EXPECT_TRUE(app.stored(key::batchEventQueue).isNull());
 }
 
+TEST(Visit, ToAHostInTroubleBringsAHandfulOfFourThousandBatchesThatWait) {
+  constexpr std::size_t count = 4000;
+  std::atomic<int> status = 200;
+  std::atomic<int> batches = 0;
+  ControlHostOptions hostOptions;
+  hostOptions.settings = [&] {
+    HostSettings settings;
+    settings.init = Value{{"success", 1}, {"flags", Value{{"resend_initial", false}}}};
+    settings.status["batch"] = status;
+    return settings;
+  };
+  hostOptions.arrived = [&](const controlhost::LoggedRequest& request) { batches += request.action == "batch"; };
+  ControlHostServer host(hostOptions);
+  const Folder folder;
+  HostApp app(optionsIn(folder.path()), optionsFor(host.hostname()));
+  ASSERT_TRUE(eventually([&] { return app.stored(key::firstInitReceived).boolValue(); }));
+  ASSERT_TRUE(eventually([&] { return app.stored(key::networkQueue) == Value(Dictionary()); }));
+  Dictionary queue;
+  for (std::size_t number = 0; number < count; ++number) {
+    queue = queue.setting(std::to_string(number) + ".000000", Array{Value{{"action", "event"}, {"number", number}}});
+  }
+  app.environment().userDefaults().setObject(queue, key::networkQueue);
+  status = 503;
+  app.activate();
+  ASSERT_TRUE(eventually([&] { return batches > 0 && app.stored(key::eventsSending).dictionary().empty(); }));
+  EXPECT_LE(batches, 8 + 4 + 1);
+  EXPECT_EQ(app.stored(key::networkQueue), Value(queue));
+
+  status = 200;
+  EXPECT_TRUE(eventually([&] {
+    app.activate();
+    return app.stored(key::networkQueue) == Value(Dictionary());
+  }));
+}
+
 TEST(Visit, LeavesEveryThreadOfThePlatformAsleepWhenNothingIsDue) {
   ControlHostServer host;
   const Folder folder;
