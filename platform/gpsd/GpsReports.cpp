@@ -21,6 +21,14 @@ std::optional<double> horizontalAccuracy(const gps_fix_t& fix) {
   return std::nullopt;
 }
 
+/// As gpsd writes a report of a position: one object without others in it. From what follows one on the same line
+/// libgps may never return.
+bool isOneObject(std::string_view line) {
+  const std::size_t end = line.find('}');
+  return line.starts_with('{') && line.find('{', 1) == line.npos && end != line.npos &&
+         line.find_first_not_of("\r", end + 1) == line.npos;
+}
+
 bool isPosition(const gps_fix_t& fix) {
   return fix.mode >= MODE_2D && std::abs(fix.latitude) <= 90 && std::abs(fix.longitude) <= 180;
 }
@@ -37,6 +45,7 @@ std::optional<GpsFix> GpsReports::sufficientFix(std::string line) {
   // searches would share.
   const std::size_t tag = line.find(R"("class":)");
   if (tag == line.npos || line.compare(tag, position.size(), position) != 0) return std::nullopt;
+  if (!isOneObject(line)) return std::nullopt;
   *report_ = {};
   gps_clear_fix(&report_->fix);
   if (gps_unpack(line.data(), report_.get()) != 0 || !isNews()) return std::nullopt;
