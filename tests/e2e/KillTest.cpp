@@ -7,12 +7,17 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cstdio>
+#include <iterator>
+#include <mutex>
 #include <random>
 #include <set>
+#include <sstream>
 #include <variant>
 
 #include "Fliprugair/core/ProcessState.h"
 #include "e2e/HostApp.h"
+#include "platform/json/RapidJSONSerialization.h"
 #include "platform/sqlite/SQLiteUserDefaults.h"
 
 namespace fliprugair::e2e {
@@ -64,6 +69,15 @@ class Victim {
     }
   }
 
+  /// Reads for this time, whatever it says.
+  void live(std::chrono::microseconds time) {
+    const auto deadline = std::chrono::steady_clock::now() + time;
+    while (std::chrono::steady_clock::now() < deadline) {
+      pollfd ready{output_, POLLIN, 0};
+      if (::poll(&ready, 1, 1) > 0 && !readSome()) return;
+    }
+  }
+
   /// Everything that it had said when it died.
   const std::string& kill() {
     if (pid_ > 0) {
@@ -96,6 +110,48 @@ void addNames(const Array& records, std::set<std::string>& names) {
     if (name.isText()) names.insert(name.text());
   }
 }
+
+std::set<std::string> completeLines(const std::string& text) {
+  std::set<std::string> lines;
+  std::istringstream stream(text.substr(0, text.rfind('\n') + 1));
+  for (std::string line; std::getline(stream, line);) lines.insert(line);
+  return lines;
+}
+
+/// What a host has heard in its life.
+class Received {
+ public:
+  void add(const controlhost::LoggedRequest& request) {
+    addIdentifier(request.body);
+    for (const Value& record : request.body.array()) addIdentifier(record);
+    const std::string text = RapidJSONSerialization().textOfAny(request.body);
+    if (request.action == "initial") reports.insert(text);
+    if (request.action != "batch") return;
+    if (!batches_.insert(text).second) {
+      ++repeatedBatches;
+      return;
+    }
+    std::set<std::string> namesOfBatch;
+    addNames(request.body.array(), namesOfBatch);
+    for (const std::string& name : namesOfBatch) {
+      if (!names.insert(name).second) twice.insert(name);
+    }
+  }
+
+  std::set<std::string> identifiers;  ///< of the device
+  std::set<std::string> reports;      ///< of the installation, which follow a second after the start
+  std::set<std::string> names;
+  std::set<std::string> twice;  ///< in different requests
+  std::size_t repeatedBatches = 0;
+
+ private:
+  void addIdentifier(const Value& request) {
+    const Value identifier = request.dictionary()["marlune_device_id"];
+    if (identifier.isText()) identifiers.insert(identifier.text());
+  }
+
+  std::set<std::string> batches_;
+};
 
 std::set<std::string> storedNames(const std::filesystem::path& file) {
   auto opened = SQLiteUserDefaults::open(file, [](std::string_view) {});
@@ -139,6 +195,46 @@ TEST(Kill, RightAfterAnEventReturnedLosesNoneTwoHundredTimesOver) {
     next += 1000;  // beyond what the victim may have begun
   }
   EXPECT_GT(acknowledged, 200U);
+}
+
+// What may come twice is a request whose confirmation had not reached the store: at most those that were under way.
+TEST(Kill, AtAnyInstantOfAHundredLivesLosesNoEventRepeatsOnlyUnconfirmedRequestsAndKeepsTheIdentity) {
+  constexpr int lives = 100;
+  std::mutex mutex;
+  Received received;
+  ControlHostOptions hostOptions;
+  hostOptions.arrived = [&](const controlhost::LoggedRequest& request) {
+    const std::lock_guard lock(mutex);
+    received.add(request);
+  };
+  ControlHostServer host(hostOptions);
+  const Folder folder;
+  std::mt19937 random(20261122);
+  std::set<std::string> returned;
+  for (int life = 0; life < lives; ++life) {
+    Victim victim(
+        {"events", (folder.path() / "store.sqlite").string(), host.hostname(), std::to_string(life * 100000)});
+    // Every other one may die while it starts; the rest have said something, however slow the machine is.
+    if (life % 2 == 0) {
+      victim.live(std::chrono::microseconds(random() % 40000));
+    } else {
+      victim.listen(std::chrono::microseconds(random() % 15000));
+    }
+    returned.merge(completeLines(victim.kill()));
+  }
+  std::set<std::string> kept = storedNames(folder.path() / "store.sqlite");
+  const std::lock_guard lock(mutex);
+  kept.insert(received.names.begin(), received.names.end());
+  std::set<std::string> lost;
+  std::set_difference(returned.begin(), returned.end(), kept.begin(), kept.end(), std::inserter(lost, lost.end()));
+  std::printf("%zu events returned, %zu lost, %zu in two requests, %zu requests repeated\n", returned.size(),
+              lost.size(), received.twice.size(), received.repeatedBatches);
+  EXPECT_GE(returned.size(), std::size_t{lives / 2});
+  EXPECT_EQ(lost, std::set<std::string>());
+  EXPECT_EQ(received.twice, std::set<std::string>());
+  EXPECT_LE(received.repeatedBatches, std::size_t{8 * lives});
+  EXPECT_EQ(received.identifiers.size(), 1U);
+  EXPECT_LE(received.reports.size(), 1U);
 }
 
 TEST(Kill, BeforeTheInstallReplyHasTheReportSentAgainAtTheNextActivation) {
