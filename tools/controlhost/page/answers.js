@@ -3,7 +3,7 @@
 import {api} from './api.js';
 import {attributionCard} from './attributionform.js';
 import {toast} from './copy.js';
-import {byId, el, icon} from './dom.js';
+import {byId, el, icon, labelled} from './dom.js';
 import {shortDevice} from './format.js';
 import {InitForm} from './initform.js';
 import {rawCard} from './rawform.js';
@@ -119,8 +119,7 @@ export class AnswersView {
   }
 
   ruleCard(rule) {
-    const field = (label, member, placeholder, list) => el('label', {class: 'field'}, el('span', {text: label}),
-      this.bound(el('input', {placeholder, list, autocomplete: 'off', spellcheck: 'false'}), rule, member));
+    const field = (label, member, placeholder, list) => labelled(label, this.bound(el('input', {placeholder, list, autocomplete: 'off', spellcheck: 'false'}), rule, member));
     const known = el('datalist', {id: 'rule-devices'}, this.devices().map(({device}) => el('option', {value: device})));
     const move = (step, text) => el('button', {type: 'button', disabled: !this.draft.rules[this.chosen + step], on: {click: () => this.move(step)}}, text);
     return el('section', {class: 'card', 'aria-label': 'Whom this rule answers'}, el('h2', {text: 'Whom this rule answers'}),

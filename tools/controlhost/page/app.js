@@ -13,6 +13,7 @@ import {startTheme} from './theme.js';
 import {TrafficView} from './trafficview.js';
 
 const views = ['traffic', 'answers', 'faults'];
+const countHitsAfter = 200;  // milliseconds
 
 function showView() {
   const wanted = location.hash.slice(1);
@@ -80,12 +81,24 @@ listenForShortcuts({
   pause, clear, help: showShortcuts,
 });
 
+/** A fault that met a request has one time less left. */
+let counting;
+function countHits() {
+  counting ??= setTimeout(() => {
+    counting = undefined;
+    attempt(async () => received(await api.faults()));
+  }, countHitsAfter);
+}
+
 const setPaused = (value) => { paused = value; showConnection(); };
 
 new Live({
   state: (now) => { state = now; showConnection(); },
   hello: (hello) => { setPaused(hello.paused); traffic.greeted(); attempt(async () => { answers.received(await api.answers()); received(await api.faults()); }); },
-  request: (data) => traffic.arrived(data),
+  request: (data) => {
+    traffic.arrived(data);
+    if (data.request.fault) countHits();
+  },
   devices: ({devices}) => traffic.update(devices),
   missed: ({from, to}) => toast(`${counted(to - from + 1, 'request')} came faster than this page could follow; the oldest are no longer kept.`),
   answers: (now) => answers.received(now),

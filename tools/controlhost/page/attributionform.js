@@ -1,10 +1,10 @@
 // The attribution answer: pending so many times, then this.
 
-import {el} from './dom.js';
+import {el, labelled} from './dom.js';
 
 export function attributionCard(settings, edited) {
   const attribution = () => (settings.attribution ??= {});
-  const number = (id, member, standard) => el('input', {type: 'number', id, min: 0, max: member === 'retry' ? 604800 : 1000000, value: settings.attribution?.[member] ?? standard, on: {input: (event) => {
+  const number = (member, standard) => el('input', {type: 'number', min: 0, max: member === 'retry' ? 604800 : 1000000, value: settings.attribution?.[member] ?? standard, on: {input: (event) => {
     attribution()[member] = Math.max(0, Math.trunc(Number(event.target.value) || 0));
     edited();
   }}});
@@ -35,8 +35,7 @@ export function attributionCard(settings, edited) {
   suit(now);
   return el('section', {class: 'card', 'aria-labelledby': 'attribution-title'}, el('h2', {id: 'attribution-title', text: 'Attribution'}),
     el('div', {class: 'fields'},
-      el('label', {class: 'field', for: 'polls'}, el('span', {text: 'Pending, so many times'}), number('polls', 'polls', 0)),
-      el('label', {class: 'field', for: 'retry'}, el('span', {text: 'Seconds until it asks again'}), number('retry', 'retry', 15))),
+      labelled('Pending, so many times', number('polls', 0)), labelled('Seconds until it asks again', number('retry', 15))),
     el('fieldset', {class: 'options'}, el('legend', {text: 'Then'}),
       option('found', 'this attribution'), option('none', '“false”: the install is not attributed'), option('never', 'nothing: it stays pending')),
     text, problem);

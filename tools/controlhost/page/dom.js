@@ -24,6 +24,14 @@ function filled(element, properties, children) {
   return element;
 }
 
+let fields = 0;
+
+/** A field with its label above it. */
+export function labelled(text, input) {
+  input.id ||= `field-${++fields}`;
+  return el('div', {class: 'field'}, el('label', {for: input.id, text}), input);
+}
+
 export const byId = (id) => document.getElementById(id);
 
 const strokes = {

@@ -1,7 +1,7 @@
 // What goes wrong on purpose. Everything here holds at once: there is no draft.
 
 import {api} from './api.js';
-import {byId, el, icon} from './dom.js';
+import {byId, el, icon, labelled} from './dom.js';
 import {counted, shortDevice} from './format.js';
 
 const kinds = [
@@ -14,8 +14,6 @@ const kinds = [
   {kind: 'garbage', text: 'Send a body that is no JSON'},
 ];
 const actions = ['', 'init', 'initial', 'update', 'get_attribution', 'batch'];
-
-const field = (label, input) => el('label', {class: 'field'}, el('span', {text: label}), input);
 
 function described(fault) {
   const {text, member} = kinds.find(({kind}) => kind === fault.kind) ?? {text: fault.kind};
@@ -44,7 +42,7 @@ export class FaultsView {
   form() {
     const kind = el('select', {name: 'kind'}, kinds.map((one) => el('option', {value: one.kind, text: one.text})));
     const value = el('input', {type: 'number', name: 'value', required: true});
-    const valueField = field('Status', value);
+    const valueField = labelled('Status', value);
     const suit = () => {
       const chosen = kinds.find((one) => one.kind === kind.value);
       valueField.hidden = !chosen.member;
@@ -66,8 +64,8 @@ export class FaultsView {
     const percent = el('input', {type: 'number', name: 'percent', min: 1, max: 100, value: 100, required: true});
     const form = el('form', {class: 'card fault-form', 'aria-labelledby': 'new-title'},
       el('h2', {id: 'new-title', text: 'Another one'}),
-      el('div', {class: 'fields'}, field('What happens', kind), valueField, field('To', action), field('Of device', device), field('Of application', app),
-        field('How often (0: without end)', times), field('Per cent of what fits', percent)),
+      el('div', {class: 'fields'}, labelled('What happens', kind), valueField, labelled('To', action), labelled('Of device', device),
+        labelled('Of application', app), labelled('How often (0: without end)', times), labelled('Per cent of what fits', percent)),
       known,
       el('div', {class: 'buttons'}, el('button', {class: 'primary'}, icon('plus'), 'Add the fault')));
     form.addEventListener('submit', (event) => {

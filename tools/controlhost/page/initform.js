@@ -1,7 +1,7 @@
 // The init reply: each setting with its range and with what a tracker makes of the value, or the whole reply as text.
 
 import {api} from './api.js';
-import {el, icon} from './dom.js';
+import {el, icon, labelled} from './dom.js';
 import {jsonLines} from './jsonlines.js';
 import {jsonView} from './jsonview.js';
 import {setAt, valueAt} from './pointer.js';
@@ -45,7 +45,6 @@ export class InitForm {
     else {
       this.adoptText();
       delete this.settings.raw.init;
-      if (Object.keys(this.settings.raw).length === 0) delete this.settings.raw;
     }
     this.fillForm();
     this.showMode();
@@ -92,11 +91,11 @@ export class InitForm {
   }
 
   cascade() {
-    const input = el('input', {type: 'number', min: 0, max: 1000000, id: 'cascade', value: this.settings.resonance_cascade ?? 0, on: {input: () => {
+    const input = el('input', {type: 'number', min: 0, max: 1000000, value: this.settings.resonance_cascade ?? 0, on: {input: () => {
       this.settings.resonance_cascade = Math.max(0, Math.trunc(Number(input.value) || 0));
       this.edited();
     }}});
-    return el('div', {class: 'cascade'}, el('label', {class: 'field', for: 'cascade'}, el('span', {text: 'Answer “resonance_cascade” first, so many times'}), input),
+    return el('div', {class: 'cascade'}, labelled('Answer “resonance_cascade” first, so many times', input),
       el('p', {class: 'hint', text: 'Before its install report has gone, a device then asks again after 10, 20, 30 and from then on 60 seconds, and adopts nothing meanwhile.'}));
   }
 

@@ -23,7 +23,14 @@ class RowElement {
     this.row = null;
   }
 
+  hide() {
+    this.element.hidden = true;
+    this.element.removeAttribute('id');
+    this.row = null;
+  }
+
   show(row, position, total, top, selected) {
+    this.element.hidden = false;
     this.element.style.transform = `translateY(${top}px)`;
     this.element.setAttribute('aria-posinset', position);
     this.element.setAttribute('aria-setsize', total);
@@ -47,10 +54,7 @@ class RowElement {
     this.status.dataset.ok = request.status >= 200 && request.status < 300;
     this.severity.dataset.severity = row.severity;
     const found = Object.values(row.findings).reduce((sum, count) => sum + count);
-    this.severity.replaceChildren(...(found ? [icon(row.severity), String(found)] : []));
-    this.element.setAttribute('aria-label', [row.name, row.detail, child ? `in batch ${request.id}` : timeOfDay(request.received, false),
-      child ? '' : `device ${shortDevice(row.device)}`, child ? '' : request.status ? `status ${request.status}` : 'no reply',
-      request.fault && !child ? `fault: ${request.fault}` : '', findingsText(row.findings)].filter((part) => part).join(', '));
+    this.severity.replaceChildren(...(found ? [icon(row.severity), String(found), el('span', {class: 'unseen', text: `: ${findingsText(row.findings)}`})] : []));
   }
 }
 
@@ -126,17 +130,11 @@ export class List {
       this.pool.push(row);
       this.space.append(row.element);
     }
-    // An element keeps its row while that is in sight: position modulo the pool.
-    const used = new Set();
-    for (let position = first; position < last; position++) {
-      const place = (this.rows.length - 1 - position) % this.pool.length;
-      used.add(place);
-      const row = this.at(position);
-      this.pool[place].element.hidden = false;
-      this.pool[place].show(row, position + 1, this.rows.length, position * height, row.id === this.selectedId);
-    }
-    this.pool.forEach((row, place) => {
-      if (!used.has(place)) row.element.hidden = true;
+    // The elements stand in the order of the rows: a screen reader reads them so.
+    this.pool.forEach((shown, place) => {
+      const position = first + place;
+      if (position >= last) shown.hide();
+      else shown.show(this.at(position), position + 1, this.rows.length, position * height, this.at(position).id === this.selectedId);
     });
     const active = this.selectedId !== null && this.box.querySelector(`.row:not([hidden])[aria-selected=true]`);
     if (active) this.box.setAttribute('aria-activedescendant', active.id);
@@ -171,7 +169,7 @@ export class List {
   }
 
   clicked(event) {
-    const row = this.pool.find((one) => one.element === event.target.closest('.row'))?.row;
+    const row = this.pool.find(({element}) => element === event.target.closest('.row'))?.row;
     if (!row) return;
     this.select(this.positionOf(row.id), {scroll: false});
     this.opened(row, {byPointer: true});

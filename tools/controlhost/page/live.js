@@ -8,7 +8,6 @@ export class Live {
     this.handlers = handlers;
     this.last = 0;
     this.wait = 500;
-    this.run = null;
     this.open();
   }
 
@@ -28,17 +27,16 @@ export class Live {
 
   greeted(source, hello) {
     this.wait = 500;
-    const other = this.run !== null && hello.run !== this.run;
-    this.run = hello.run;
+    // A host that was started anew counts its requests from 1 again: what is shown is not its.
+    if (hello.last < this.last) {
+      this.handlers.cleared({});
+      this.last = 0;
+      source.close();
+      this.open();
+      return;
+    }
     this.handlers.state('live');
     this.handlers.hello(hello);
-    // Another run of the host counts its requests from 1 again: what is shown is not its.
-    if (!other) return;
-    this.handlers.cleared({});
-    if (this.last === 0) return;
-    source.close();
-    this.last = 0;
-    this.open();
   }
 
   broken(source) {

@@ -17,7 +17,6 @@ export function rawCard(settings, edited) {
       const raw = (settings.raw ??= {});
       if (onOff.checked) raw[action] = text.value;
       else delete raw[action];
-      if (Object.keys(raw).length === 0) delete settings.raw;
       edited();
     };
     const onOff = el('input', {type: 'checkbox', checked: now !== undefined, 'aria-label': `Send text for ${action}`, on: {change: () => {

@@ -16,5 +16,5 @@ export function rawView(base64) {
     rows.push(`${start.toString(16).padStart(6, '0')}  ${hex}  ${readable}`);
   }
   const about = bytes.length > mostBytes ? `${size(bytes.length)}, of which the first ${size(mostBytes)}:` : `${size(bytes.length)}:`;
-  return el('div', {}, el('p', {class: 'facts', text: bytes.length ? about : 'Without a body.'}), el('pre', {class: 'hex', text: rows.join('\n')}));
+  return el('div', {}, el('p', {class: 'facts', text: bytes.length ? about : 'Without a body.'}), el('pre', {class: 'hex', tabindex: '0', role: 'group', 'aria-label': 'Bytes', text: rows.join('\n')}));
 }

@@ -60,8 +60,9 @@ export class Timeline {
     }
   }
 
+  /** A lane keeps its place: what was seen first stands first. */
   update(devices) {
-    for (const device of devices) this.devices.set(device.device, device);
+    for (const device of [...devices].sort((one, other) => one.first - other.first)) this.devices.set(device.device, device);
     this.soon();
   }
 

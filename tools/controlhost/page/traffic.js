@@ -12,10 +12,9 @@ const counts = (findings) => {
   return result;
 };
 
-/** What tells one record of a name from the next: an event's value, a deep link's address. */
+/** What tells one event of a name from the next: its value. */
 function detailOf(json) {
-  const data = json?.data ?? {};
-  const detail = data.event_data ?? data.uri;
+  const detail = json?.data?.event_data;
   return typeof detail === 'string' ? detail.slice(0, 200) : '';
 }
 

@@ -108,9 +108,9 @@ export class TrafficView {
 
   showOrEmpty() {
     const empty = this.traffic.rows.length === 0;
-    if (byId('empty').hidden === !empty && byId('traffic').hidden === empty) return;
+    if (byId('empty').hidden === !empty && byId('came').hidden === empty) return;
     byId('empty').hidden = !empty;
-    byId('traffic').hidden = empty;
+    byId('came').hidden = empty;
     this.shown();
   }
 
