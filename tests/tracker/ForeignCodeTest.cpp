@@ -5,8 +5,8 @@
 #include <stdexcept>
 #include <thread>
 
-#include "ObservedEnvironment.h"
-#include "Phone.h"
+#include "tracker/ObservedEnvironment.h"
+#include "tracker/Phone.h"
 
 namespace fliprugair {
 namespace {

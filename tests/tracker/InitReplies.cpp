@@ -1,4 +1,4 @@
-#include "InitReplies.h"
+#include "tracker/InitReplies.h"
 
 namespace fliprugair {
 
@@ -39,17 +39,7 @@ std::vector<Value> wrongValues(bool (*isWrong)(const Value&)) {
 
 Setting reported() {
   Setting setting;
-  setting.stored = Value{
-      {"sendInitial", false},
-      {"idfa", "66666666-7777-4888-9999-AAAAAAAAAAAA"},
-      {"watchProperties", Value{{"app_limit_tracking", "0"},
-                                {"app_short_string", "1.0"},
-                                {"app_version", "100"},
-                                {"device_limit_tracking", "0"},
-                                {"is_genuine", "1"},
-                                {"language", "en"},
-                                {"os_version", "iOS 9.3"}}},
-  };
+  setting.stored = reportedInstall();
   return setting;
 }
 

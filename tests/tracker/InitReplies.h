@@ -3,7 +3,7 @@
 
 #include <vector>
 
-#include "Phone.h"
+#include "tracker/Phone.h"
 
 namespace fliprugair {
 
@@ -39,9 +39,6 @@ Setting reported();
 
 /// What is there after an init request has been answered with `body`.
 Snapshot afterReply(const Setting& setting, const Value& body);
-
-inline const Value neutralFlags{{"resend_initial", false}};
-inline const Value neutral{{"success", 1}, {"flags", neutralFlags}};
 
 /// `body` with `value` under `name` among its flags.
 Value withFlag(std::string_view name, const Value& value, const Value& body = neutral);

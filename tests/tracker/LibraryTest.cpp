@@ -185,6 +185,22 @@ TEST(TheLibrary, PublicHeadersIncludeTheStandardLibraryAndPublicHeadersAlone) {
   }
 }
 
+/// Adds `header` of include/, what it includes, and so on.
+void addReached(const std::string& header, std::set<std::string>& reached) {
+  if (!reached.insert(header).second || !fs::exists(sources / "include" / header)) return;
+  for (const Include& include : includesOf({sources / "include" / header})) addReached(include.header, reached);
+}
+
+TEST(TheLibrary, PublicHeaderReachesNoThreadsAndNoPlatform) {
+  std::set<std::string> reached;
+  addReached("Fliprugair/MarluneTracker.h", reached);
+  ASSERT_TRUE(reached.contains("Fliprugair/platform/Value.h"));
+  for (const auto* header : {"mutex", "thread", "atomic", "condition_variable", "Fliprugair/platform/Platform.h",
+                             "Fliprugair/collaborators/Environment.h"}) {
+    EXPECT_FALSE(reached.contains(header)) << header;
+  }
+}
+
 #ifndef FLIPRUGAIR_SANITIZED  // sanitizers put variables of their own into every object
 
 std::string outputOf(const std::string& command) {

@@ -2,6 +2,8 @@
 
 #include <functional>
 #include <memory>
+#include <mutex>
+#include <set>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -11,27 +13,60 @@
 
 namespace fliprugair {
 
-/// A store that says what is written to it, on the writing thread.
+/// A store that says what is read and written, on the thread that does it, and knows what a kill would lose. Groups
+/// count for one thread.
 class ObservedStore final : public UserDefaults {
  public:
   explicit ObservedStore(UserDefaults& store) : store_(store) {}
 
   std::function<void(std::string_view key, const Value& value)> onSet = [](std::string_view, const Value&) {};
+  std::function<void(std::string_view key)> onGet = [](std::string_view) {};
 
-  Value objectForKey(std::string_view key) const override { return store_.objectForKey(key); }
+  /// The keys whose last write is not durable yet.
+  std::set<std::string, std::less<>> undurable() const {
+    const std::lock_guard lock(mutex_);
+    return undurable_;
+  }
+
+  Value objectForKey(std::string_view key) const override {
+    onGet(key);
+    return store_.objectForKey(key);
+  }
   void setObject(Value value, std::string_view key) override {
     onSet(key, value);
     store_.setObject(std::move(value), key);
+    note(key);
   }
   void update(std::string_view key, const std::function<Value(const Value&)>& change) override {
+    onGet(key);
     store_.update(key, change);
+    note(key);
   }
-  void synchronize() override { store_.synchronize(); }
-  void beginGroup() override { store_.beginGroup(); }
-  void endGroup() override { store_.endGroup(); }
+  void synchronize() override {
+    const std::lock_guard lock(mutex_);
+    isWanted_ = groups_ > 0;
+    if (groups_ == 0) undurable_.clear();
+  }
+  void beginGroup() override {
+    const std::lock_guard lock(mutex_);
+    ++groups_;
+  }
+  void endGroup() override {
+    const std::lock_guard lock(mutex_);
+    if (--groups_ == 0 && std::exchange(isWanted_, false)) undurable_.clear();
+  }
 
  private:
+  void note(std::string_view key) {
+    const std::lock_guard lock(mutex_);
+    undurable_.emplace(key);
+  }
+
   UserDefaults& store_;
+  mutable std::mutex mutex_;
+  std::set<std::string, std::less<>> undurable_;
+  int groups_ = 0;
+  bool isWanted_ = false;
 };
 
 /// A virtual process, with a log sink and a look at the store's writes of its own.

@@ -1,8 +1,7 @@
-#include "Phone.h"
+#include "tracker/Phone.h"
 
 #include <optional>
 
-#include "Fliprugair/core/ProcessState.h"
 #include "platform/json/RapidJSONSerialization.h"
 #include "tools/sim/StateValues.h"
 
@@ -77,11 +76,61 @@ void Phone::forgetEvents() {
   events_.clear();
 }
 
+std::vector<Dictionary> Phone::requests(std::string_view action) const {
+  std::vector<Dictionary> found;
+  for (const Dictionary& send : events("send")) {
+    const Dictionary payload = send["payload"].dictionary();
+    if (payload["action"] == Value(action)) found.push_back(payload);
+  }
+  return found;
+}
+
+int Phone::logged(std::string_view ending) const {
+  const auto lines = events("log");
+  return static_cast<int>(
+      std::ranges::count_if(lines, [&](const Dictionary& line) { return line["text"].text().ends_with(ending); }));
+}
+
+std::vector<double> Phone::timers(std::string_view selector) {
+  std::vector<double> due;
+  for (const auto& armed : process.mainQueue().armed()) {
+    if (armed.selector == selector) due.push_back(armed.dueIn);
+  }
+  return due;
+}
+
 Array Phone::batch() const { return device.store.objectForKey(key::batchEventQueue).array(); }
 
 Value Phone::stored(std::string_view name) const { return device.store.objectForKey(fullKey(name)); }
 
 void Phone::store(std::string_view name, const Value& value) { device.store.setObject(value, fullKey(name)); }
+
+Value reportedInstall() {
+  return {
+      {"sendInitial", false},
+      {"idfa", "66666666-7777-4888-9999-AAAAAAAAAAAA"},
+      {"watchProperties", Value{{"app_limit_tracking", "0"},
+                                {"app_short_string", "1.0"},
+                                {"app_version", "100"},
+                                {"device_limit_tracking", "0"},
+                                {"is_genuine", "1"},
+                                {"language", "en"},
+                                {"os_version", "iOS 9.3"}}},
+  };
+}
+
+void Phone::storeReportedInstall() {
+  const Value install = reportedInstall();
+  const auto entries = install.dictionary().entries();
+  for (const Dictionary::Entry& entry : entries) store(entry.key(), entry.value);
+}
+
+InstalledPhone::InstalledPhone(const Value& options, const Value& initReply) {
+  storeReportedInstall();
+  tracker = construct(options);
+  reply(1, initReply);
+  forgetEvents();
+}
 
 void put(Snapshot& snapshot, const std::string& path, const Value& value) {
   erase(snapshot, path);

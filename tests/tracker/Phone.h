@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "Fliprugair/MarluneTracker.h"
+#include "Fliprugair/core/ProcessState.h"
 #include "platform/virtual/VirtualDevice.h"
 #include "platform/virtual/VirtualProcess.h"
 #include "tools/sim/TrackerInternals.h"
@@ -31,15 +32,44 @@ class Phone {
   /// The events of that name.
   std::vector<Dictionary> events(std::string_view name) const;
   void forgetEvents();
+  /// The payloads of the requests of that action that were sent, in order.
+  std::vector<Dictionary> requests(std::string_view action) const;
+  /// The log lines that end so.
+  int logged(std::string_view ending) const;
+  /// In how many seconds each armed timer of that name is due.
+  std::vector<double> timers(std::string_view selector);
   /// The records that wait in the batch queue.
   Array batch() const;
   Value stored(std::string_view name) const;
   void store(std::string_view name, const Value& value);
+  /// Its installation was reported in an earlier life: with the facts that a new device has, nothing is due.
+  void storeReportedInstall();
+
+  Platform& platform() { return process.platform(); }
+  /// What the trackers of this process share.
+  ProcessState& state() { return *ProcessState::of(process); }
 
  private:
   mutable std::mutex mutex_;
   std::vector<Dictionary> events_;
 };
+
+/// A reply to the init request that sets nothing and asks for nothing.
+inline const Value neutralFlags{{"resend_initial", false}};
+inline const Value neutral{{"success", 1}, {"flags", neutralFlags}};
+
+/// A phone whose installation was reported and whose tracker has had its init reply: nothing waits.
+class InstalledPhone : public Phone {
+ public:
+  explicit InstalledPhone(const Value& options = Value{{"marluneAppId", "demo"}}, const Value& initReply = neutral);
+
+  TrackerImplementation& parts() const { return internalsOf(*tracker); }
+
+  std::shared_ptr<MarluneTracker> tracker;
+};
+
+/// What is reported as the installation in storeReportedInstall.
+Value reportedInstall();
 
 /// Everything that a process and its store hold, as paths with the JSON text of what stands there.
 using Snapshot = std::map<std::string, std::string>;

@@ -8,8 +8,8 @@
 #include <thread>
 
 #include "Fliprugair/core/ProcessState.h"
-#include "ObservedEnvironment.h"
-#include "Phone.h"
+#include "tracker/ObservedEnvironment.h"
+#include "tracker/Phone.h"
 
 namespace fliprugair {
 namespace {

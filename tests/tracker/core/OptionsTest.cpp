@@ -4,7 +4,7 @@
 #include <limits>
 #include <optional>
 
-#include "Phone.h"
+#include "tracker/Phone.h"
 
 namespace fliprugair {
 namespace {
@@ -118,7 +118,7 @@ Snapshot constructed(const Value& options) {
   return snapshot;
 }
 
-const Value neutral{{"marluneAppId", "demo"}};
+const Value demo{{"marluneAppId", "demo"}};
 const Value neutralPartner{{"partnerId", "partner"}, {"partnerName", "name"}};
 
 /// The init request stands in the store and in the "send" event.
@@ -144,12 +144,12 @@ void expectTextOption(std::string_view option, const Value& base,
 }
 
 void expectBooleanOption(std::string_view option, const std::function<void(Snapshot&)>& effectOfYes) {
-  const Snapshot no = constructed(neutral);
+  const Snapshot no = constructed(demo);
   Snapshot yes = no;
   effectOfYes(yes);
   for (const auto& [given, expected] : booleans()) {
     SCOPED_TRACE(traceOf(option, given));
-    expectSame(constructed(with(neutral, option, given)), expected ? yes : no);
+    expectSame(constructed(with(demo, option, given)), expected ? yes : no);
   }
 }
 
@@ -171,13 +171,13 @@ TEST(ConstructionOptions, ApplicationIdentifierOfAnotherKindIsNoIdentity) {
 }
 
 TEST(ConstructionOptions, PartnerIdentifierIsTakenAsTextOrNotAtAll) {
-  expectTextOption("partnerId", neutral, [](Snapshot& expected, const std::string& taken) {
+  expectTextOption("partnerId", demo, [](Snapshot& expected, const std::string& taken) {
     putInRequest(expected, "data/partner_id", taken);
   });
 }
 
 TEST(ConstructionOptions, PartnerNameIsTakenAsTextOrNotAtAll) {
-  expectTextOption("partnerName", neutral, [](Snapshot& expected, const std::string& taken) {
+  expectTextOption("partnerName", demo, [](Snapshot& expected, const std::string& taken) {
     putInRequest(expected, "data/partner_name", taken);
   });
 }
@@ -195,14 +195,14 @@ TEST(ConstructionOptions, HalfAPartnerIsNoIdentity) {
 }
 
 TEST(ConstructionOptions, HostnameIsTakenAsTextOrNotAtAll) {
-  expectTextOption("trackerHostname", neutral, [](Snapshot& expected, const std::string& taken) {
+  expectTextOption("trackerHostname", demo, [](Snapshot& expected, const std::string& taken) {
     put(expected, "state/trackerHostname", taken);
     put(expected, "event send 1/hostname", taken);
   });
 }
 
 TEST(ConstructionOptions, CurrencyIsTakenAsTextThatIsNotEmpty) {
-  expectTextOption("currency", neutral, [](Snapshot& expected, const std::string& taken) {
+  expectTextOption("currency", demo, [](Snapshot& expected, const std::string& taken) {
     const Value code = taken.empty() ? "usd" : taken;
     put(expected, storePath("currency"), code);
     putInRequest(expected, "data/currency", code);
@@ -211,19 +211,19 @@ TEST(ConstructionOptions, CurrencyIsTakenAsTextThatIsNotEmpty) {
 }
 
 TEST(ConstructionOptions, VersionExtensionIsTakenAsTextOrNotAtAll) {
-  expectTextOption("versionExtension", neutral, [](Snapshot& expected, const std::string& taken) {
+  expectTextOption("versionExtension", demo, [](Snapshot& expected, const std::string& taken) {
     put(expected, "state/sdkVersion", "ios-20160921" + taken);
     putInRequest(expected, "sdk_version", "ios-20160921" + taken);
   });
 }
 
 TEST(ConstructionOptions, CustomIdentifierIsTakenAsTextOrNotAtAll) {
-  expectTextOption("customIdString", neutral,
+  expectTextOption("customIdString", demo,
                    [](Snapshot& expected, const std::string& taken) { put(expected, "customIdString", taken); });
 }
 
 TEST(ConstructionOptions, IdentityLinkIsTakenAsADictionaryOrNotAtAll) {
-  const Snapshot without = constructed(neutral);
+  const Snapshot without = constructed(demo);
   std::vector<Value> values = valuesThatAreNoText();
   for (const TextCase& text : texts()) values.emplace_back(text.given);
   values.push_back(
@@ -232,7 +232,7 @@ TEST(ConstructionOptions, IdentityLinkIsTakenAsADictionaryOrNotAtAll) {
     SCOPED_TRACE(traceOf("identityLink", value));
     Snapshot expected = without;
     if (value.isDictionary()) put(expected, storePath("initialIdentityLink"), value);
-    expectSame(constructed(with(neutral, "identityLink", value)), expected);
+    expectSame(constructed(with(demo, "identityLink", value)), expected);
   }
 }
 
@@ -261,10 +261,10 @@ TEST(ConstructionOptions, TheAnonymousIdentifierIsReadAsABoolean) {
 }
 
 TEST(ConstructionOptions, UnknownKeysChangeNothing) {
-  const Snapshot without = constructed(neutral);
+  const Snapshot without = constructed(demo);
   for (const std::string& key :
        {std::string(), std::string("MarluneAppId"), std::string("logging"), invalidUtf8, megabyteOf('k')}) {
-    expectSame(constructed(with(neutral, key, true)), without);
+    expectSame(constructed(with(demo, key, true)), without);
   }
 }
 
@@ -278,46 +278,6 @@ TEST(ConstructionOptions, ThatAreNoDictionaryAreAFailedStart) {
     if (value.isDictionary()) continue;
     SCOPED_TRACE(traceOf("options", value));
     expectSame(constructed(value), failed);
-  }
-}
-
-TEST(ConstructionOptions, TheAdapterTakesOnlyADictionary) {
-  std::vector<AnyObject> objects{URL("https://host.example"), URL()};
-  for (const Value& value : valuesThatAreNoText()) {
-    if (!value.isDictionary()) objects.emplace_back(value);
-  }
-  for (const AnyObject& object : objects) {
-    Phone phone;
-    const Snapshot before = snapshotOf(phone);
-    EXPECT_EQ(MarluneTracker::swiftInitMarluneWithParams(phone.process, object), nullptr);
-    phone.process.runQueues();
-    expectSame(snapshotOf(phone), before);
-  }
-  Phone phone;
-  EXPECT_NE(MarluneTracker::swiftInitMarluneWithParams(phone.process, Value{{"marluneAppId", "demo"}}), nullptr);
-}
-
-/// A store that holds something else than the tracker ever wrote.
-TEST(Construction, CopesWithAnyStoredValue) {
-  Phone reference;
-  reference.construct();
-  const auto keys = reference.device.store.all().entries();
-  std::vector<Value> values = valuesThatAreNoText();
-  for (const TextCase& text : texts()) values.emplace_back(text.given);
-  for (const Dictionary::Entry& key : keys) {
-    for (const Value& value : values) {
-      Phone phone;
-      phone.device.store.setObject(value, key.key());
-      const auto tracker = phone.construct();
-      ASSERT_NE(tracker, nullptr) << key.key();
-      phone.reply(1, Value{{"success", 1}});
-      tracker->trackEvent("event", "value");
-      phone.process.post(ApplicationNotification::didBecomeActive);
-      phone.process.post(ApplicationNotification::didBecomeActive);
-      phone.process.post(ApplicationNotification::willResignActive);
-      phone.process.advance(120);
-      EXPECT_TRUE(tracker->swiftRetrieveAttribution().empty() || key.key().ends_with(".attribution"));
-    }
   }
 }
 

@@ -1,11 +1,11 @@
-// Every public call with nothing, null pointers and empty values.
+// Every public call with null, null pointers and empty values.
 
 #include <cmath>
 #include <limits>
 #include <stdexcept>
 
-#include "Fliprugair/core/ProcessState.h"
-#include "Phone.h"
+#include "tracker/ObservedEnvironment.h"
+#include "tracker/Phone.h"
 
 namespace fliprugair {
 namespace {
@@ -288,37 +288,6 @@ TEST_F(MissingArguments, AResultThatIsMissingIsNothing) {
   EXPECT_EQ(tracker->swiftRetrieveAttribution(), "{}");
 }
 
-TEST_F(MissingArguments, TheAdaptersDoNothingForAnotherKind) {
-  const std::vector<AnyObject> objects{Value(), Value(true),      Value(1), Value(1.5), Value(Array({"a"})),
-                                       URL(),   URL("app://link")};
-  for (const AnyObject& object : objects) {
-    tracker->swiftTrackEvent(object, Value("value"));
-    tracker->swiftTrackEvent(Value("title"), object);
-    tracker->swiftIdentityLinkEvent(object);
-    tracker->swiftSpatialEvent(object, 1, 2, 3);
-    tracker->swiftSendDeepLink(URL("app://link"), object);
-    if (object.url().absoluteString().isNull()) tracker->swiftSendDeepLink(object, Value("source"));
-  }
-  tracker->swiftTrackEvent(Value{{"a", 1}}, Value{{"a", 1}});
-  tracker->swiftSpatialEvent(Value{{"a", 1}}, 1, 2, 3);
-  tracker->swiftIdentityLinkEvent(Value("text"));
-  tracker->swiftSendDeepLink(Value("app://link"), Value("source"));
-  tracker->swiftSendDeepLink(URL(), Value("source"));
-  expectNothing();
-}
-
-TEST_F(MissingArguments, TheAdaptersForwardWhatIsOfTheRightKind) {
-  tracker->swiftTrackEvent(Value("title"), Value(""));
-  tracker->swiftIdentityLinkEvent(Value{{"a", 1}});
-  tracker->swiftSpatialEvent(Value(""), 1, 2, 3);
-  tracker->swiftSendDeepLink(URL("app://link"), Value(""));
-  EXPECT_EQ(phone.batch().size(), 4U);
-  tracker->swiftEnableConsoleLogging(false);
-  EXPECT_FALSE(ProcessState::of(phone.process)->_loggingEnabled);
-  tracker->swiftSetLimitAdTracking(true);
-  EXPECT_EQ(phone.stored("app_limit_tracking"), Value(true));
-}
-
 TEST_F(MissingArguments, CallbacksWithoutAReplyAreSafe) {
   internalsOf(*tracker).MarluneRetrieveAttribution(nullptr);
   internalsOf(*tracker).MarluneInitResult(nullptr);
@@ -341,6 +310,103 @@ TEST_F(MissingArguments, EnormousAndInvalidTextTravelsWhole) {
   EXPECT_EQ(phone.batch()[0].dictionary()["data"].dictionary()["receipt"], Value("\xEF\xBF\xBD"));
   phone.process.advance(60);
   EXPECT_EQ(phone.events("send").size(), 1U);
+}
+
+/// Null is null however it is written.
+TEST(ThePublicFace, TakesNullWrittenAsNullptrAndAsEmptyBraces) {
+  Phone phone;
+  EXPECT_EQ(MarluneTracker::initWithMarluneAppId(phone.process, {}), nullptr);
+  EXPECT_EQ(MarluneTracker::initWithMarluneAppId(phone.process, nullptr, {}), nullptr);
+  EXPECT_EQ(MarluneTracker::initMarluneWithParams(phone.process, {}), nullptr);
+  EXPECT_EQ(MarluneTracker::initMarluneWithParams(phone.process, nullptr), nullptr);
+  EXPECT_EQ(MarluneTracker::swiftInitMarluneWithParams(phone.process, {}), nullptr);
+  EXPECT_EQ(MarluneTracker::swiftInitMarluneWithParams(phone.process, nullptr), nullptr);
+
+  InstalledPhone installed;
+  MarluneTracker& tracker = *installed.tracker;
+  tracker.trackEvent(nullptr, nullptr);
+  tracker.trackEvent({}, {});
+  tracker.trackEvent(nullptr, nullptr, nullptr);
+  tracker.trackEvent({}, {}, {});
+  tracker.trackEventWithEventTitleString(nullptr, nullptr, true);
+  tracker.trackEventWithEventTitleString({}, {}, true);
+  tracker.identityLinkEvent(nullptr);
+  tracker.spatialEvent(nullptr, 1, 2, 3);
+  tracker.spatialEvent({}, 1, 2, 3);
+  tracker.setTrackerDelegate(nullptr);
+  tracker.setTrackerDelegate({});
+  tracker.setCustomIdString(nullptr);
+  tracker.setCustomIdString({});
+  tracker.setIAdAttributionManager(nullptr);
+  tracker.setIAdAttributionManager({});
+  tracker.swiftTrackEvent(nullptr, "x");
+  tracker.swiftTrackEvent("x", nullptr);
+  tracker.swiftTrackEvent({}, {});
+  tracker.swiftIdentityLinkEvent(nullptr);
+  tracker.swiftSpatialEvent(nullptr, 1, 2, 3);
+  tracker.swiftSpatialEvent({}, 1, 2, 3);
+  tracker.swiftSendDeepLink(nullptr, "x");
+  tracker.swiftSendDeepLink({}, {});
+  EXPECT_TRUE(installed.batch().empty());
+  EXPECT_TRUE(tracker.customIdString().isNull());
+
+  tracker.trackEventWithEventStandardParameters(nullptr);
+  tracker.trackEventWithEventStandardParameters({});
+  EXPECT_EQ(installed.logged("Parameter eventStandardParameters not provided."), 2);
+  tracker.sendDeepLink(nullptr, nullptr);
+  tracker.sendDeepLink({}, {});
+  ASSERT_EQ(installed.batch().size(), 2U);
+  EXPECT_EQ(installed.batch()[0], installed.batch()[1]);
+  tracker.handleWatchEvents(nullptr);
+  tracker.handleWatchEvents({}, true);
+  EXPECT_EQ(installed.batch().size(), 4U);
+  tracker.trackWatchEvent(nullptr, nullptr);
+  tracker.trackWatchEvent({}, {});
+  EXPECT_EQ(installed.batch().size(), 4U);
+}
+
+TEST(ThePublicFace, TakesADictionaryInBraces) {
+  Phone phone;
+  EXPECT_NE(MarluneTracker::initMarluneWithParams(phone.process, {{"marluneAppId", "demo"}}), nullptr);
+  EXPECT_NE(MarluneTracker::swiftInitMarluneWithParams(phone.process, {{"marluneAppId", "demo"}}), nullptr);
+  InstalledPhone installed;
+  installed.tracker->identityLinkEvent({{"a", "b"}});
+  installed.tracker->swiftIdentityLinkEvent({{"a", "b"}});
+  ASSERT_EQ(installed.batch().size(), 2U);
+  for (const Value& record : installed.batch()) EXPECT_EQ(record.dictionary()["data"], Value({{"a", "b"}}));
+}
+
+TEST(ThePublicFace, TakesALinkAsAURLObject) {
+  InstalledPhone phone;
+  phone.tracker->sendDeepLink(URL("app://link"), "x");
+  phone.tracker->swiftSendDeepLink(URL("app://link"), "x");
+  ASSERT_EQ(phone.batch().size(), 2U);
+  EXPECT_EQ(phone.batch()[0], phone.batch()[1]);
+}
+
+TEST(APublicCall, KeepsItsTrackerAliveForItsOwnLength) {
+  const std::vector<std::function<void(MarluneTracker&)>> calls{
+      [](MarluneTracker& tracker) { tracker.trackEvent("event", "value"); },
+      [](MarluneTracker& tracker) { tracker.trackEvent("event", "value", "receipt"); },
+      [](MarluneTracker& tracker) { tracker.trackEventWithEventTitleString("event", "value", true); },
+      [](MarluneTracker& tracker) {
+        tracker.identityLinkEvent({{"a", "b"}});
+      },
+      [](MarluneTracker& tracker) { tracker.spatialEvent("event", 1, 2, 3); },
+      [](MarluneTracker& tracker) { tracker.sendDeepLink(URL("app://link"), "x"); },
+      [](MarluneTracker& tracker) { tracker.swiftTrackEvent("event", "value"); },
+  };
+  for (const auto& call : calls) {
+    Phone phone;
+    ObservedEnvironment environment(phone.process);
+    auto tracker = MarluneTracker::initMarluneWithParams(environment, {{"marluneAppId", "demo"}});
+    tracker->enableConsoleLogging(true);
+    const std::weak_ptr<MarluneTracker> weak = tracker;
+    environment.onLog = [&](std::string_view) { tracker.reset(); };
+    call(*tracker);
+    EXPECT_TRUE(weak.expired());
+    EXPECT_EQ(phone.batch().size(), 1U) << "what follows the log line is done all the same";
+  }
 }
 
 }  // namespace

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "InitReplies.h"
+#include "tracker/InitReplies.h"
 
 namespace fliprugair {
 namespace {

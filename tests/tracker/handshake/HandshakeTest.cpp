@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "InitReplies.h"
+#include "tracker/InitReplies.h"
 
 namespace fliprugair {
 namespace {
@@ -127,6 +127,86 @@ TEST(InitReply, ABackOffIsFoundAmongAnything) {
 TEST(InitReply, ABackOffCountsForNothingOnceTheInstallIsReported) {
   expectSame(afterReply(reported(), with(neutral, "msg", Array({"resonance_cascade"}))),
              afterReply(reported(), neutral));
+}
+
+TEST(InitReply, BacksOffFor10And20And30AndThen60Seconds) {
+  Phone phone;
+  const auto tracker = phone.construct();
+  for (const double seconds : {10, 20, 30, 60, 60}) {
+    internalsOf(*tracker).MarluneInitResult({{"msg", Array({"resonance_cascade"})}});
+    phone.process.runQueues();
+    EXPECT_EQ(phone.timers("rcascadeTimerFired:"), std::vector<double>({seconds}));
+    phone.forgetEvents();
+    phone.process.advance(seconds);
+    EXPECT_EQ(phone.requests("init").size(), 1U);
+  }
+}
+
+TEST(InitReply, ABackOffIsSaidEvenWithoutLogging) {
+  Phone phone;
+  const auto tracker = phone.construct();
+  internalsOf(*tracker).MarluneInitResult({{"msg", Array({"resonance_cascade"})}});
+  EXPECT_EQ(phone.logged("Marlune library - resonance_cascade received - will retry in 10 seconds"), 1);
+}
+
+TEST(InitReply, ABackOffKeepsTheRequestAndTakesNothingElse) {
+  Phone phone;
+  const auto tracker = phone.construct();
+  const Value request = phone.stored("INIT_PAYLOAD");
+  phone.reply(1, {{"msg", Array({"resonance_cascade"})}, {"flags", Value{{"mlinit_wait", 99}}}});
+  EXPECT_EQ(phone.stored("INIT_PAYLOAD"), request);
+  EXPECT_EQ(phone.stored("mlinitWait"), Value(60));
+  EXPECT_EQ(phone.stored("lastMLInitSent"), Value(0));
+  EXPECT_EQ(phone.stored("firstInitReceived"), Value(false));
+}
+
+TEST(InitReply, ABackOffOfAnEarlierTrackerThatIsKeptGoesOn) {
+  Phone phone;
+  const auto tracker = phone.construct();
+  phone.reply(1, {{"msg", Array({"resonance_cascade"})}});
+  const auto later = phone.construct();
+  phone.forgetEvents();
+  phone.process.advance(10);
+  EXPECT_EQ(phone.requests("init").size(), 1U);
+}
+
+TEST(InitReply, ABackOffEndsWithItsTracker) {
+  Phone phone;
+  auto tracker = phone.construct();
+  phone.reply(1, {{"msg", Array({"resonance_cascade"})}});
+  tracker.reset();
+  phone.process.runQueues();
+  EXPECT_TRUE(phone.timers("rcascadeTimerFired:").empty());
+}
+
+TEST(InitReply, StartsTheCheckWhileTheInstallReportIsDueThoughNobodyWantsTheResult) {
+  Phone phone;
+  const auto tracker = phone.construct();
+  phone.reply(1, neutral);
+  EXPECT_EQ(phone.timers("marluneAttributionCheckTimerFired:"), std::vector<double>({1}));
+}
+
+TEST(InitReply, StartsNoCheckWhenTheInstallIsReportedAndNobodyWantsTheResult) {
+  InstalledPhone phone;
+  EXPECT_TRUE(phone.timers("marluneAttributionCheckTimerFired:").empty());
+}
+
+TEST(InitReply, ChecksThePropertiesOnceTheInstallIsReported) {
+  InstalledPhone phone;
+  phone.device.facts.languages = {"de"};
+  phone.parts().MarluneInitResult(neutral);
+  EXPECT_EQ(phone.requests("update").size(), 1U);
+}
+
+TEST(InitReply, ChecksThePositionWithTheSettingsThatItBrings) {
+  InstalledPhone phone;
+  phone.parts().MarluneInitResult(
+      with({{"success", 1}, {"whitelist", Array({"location"})}}, "flags",
+           {{"resend_initial", false}, {"location_accuracy", 77}, {"location_timeout", 44}}));
+  phone.process.runQueues();
+  ASSERT_EQ(phone.events("location_request").size(), 1U);
+  EXPECT_EQ(phone.events("location_request")[0]["accuracy"], Value(77));
+  EXPECT_EQ(phone.events("location_request")[0]["timeout"], Value(44));
 }
 
 /// The other replies: whatever they are, the tracker lives on.
