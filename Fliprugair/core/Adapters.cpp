@@ -35,7 +35,10 @@ void MarluneTracker::swiftSendDeepLink(const AnyObject& url, const AnyObject& so
 }
 
 std::string MarluneTracker::swiftRetrieveAttribution() const {
-  return implementation_->attribution.retrieveAttributionText();
+  const auto tracker = implementation_;
+  std::string text;
+  tracker->context.perform([&] { text = tracker->attribution.retrieveAttributionText(); });
+  return text;
 }
 
 }  // namespace fliprugair

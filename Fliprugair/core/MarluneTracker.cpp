@@ -99,7 +99,11 @@ void MarluneTracker::setLimitAdTracking(bool limitAdTracking) {
   perform(implementation_, [&](T& tracker) { tracker.properties.setLimitAdTracking(limitAdTracking); });
 }
 
-Value MarluneTracker::retrieveAttribution() const { return implementation_->attribution.retrieveAttribution(); }
+Value MarluneTracker::retrieveAttribution() const {
+  Value attribution;
+  perform(implementation_, [&](T& tracker) { attribution = tracker.attribution.retrieveAttribution(); });
+  return attribution;
+}
 
 void MarluneTracker::handleWatchEvents() { handleWatchEvents(""); }
 

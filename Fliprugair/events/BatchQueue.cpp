@@ -92,9 +92,11 @@ void BatchQueue::sendQueue(BackgroundTaskIdentifier task) {
   };
   const Value enqueued = storedQueue();
   const std::size_t count = enqueued.array().size();
-  const std::string trackingEventTimestamp = requests_.enqueueMarluneEvent(enqueued);
-  const Value queue = storedQueue();
-  requests_.sendEnqueued(queue.array().size() == count ? queue : enqueued, trackingEventTimestamp, task);
+  const auto again = [&] {
+    const Value queue = storedQueue();
+    return queue.array().size() == count ? queue : enqueued;
+  };
+  requests_.enqueueAndSend(enqueued, again, task);
   removeSent(count);
 }
 

@@ -11,11 +11,15 @@ constexpr double referenceDate = 978307200;
 
 }  // namespace
 
-std::string RequestQueue::enqueueMarluneEvent(const Value& trackingObject) {
+std::string RequestQueue::enqueueMarluneEvent(const Value& trackingObject) { return enqueue(trackingObject, false); }
+
+std::string RequestQueue::enqueue(const Value& payload, bool isOnTheWay) {
   const std::string eventTimestamp = fixedText(context_.secondsSince1970() - referenceDate);
+  // Before the entry can be seen: an activation on another thread offers what it finds.
+  if (isOnTheWay) shared_.onTheWay.add(eventTimestamp);
   context_.store().update(key::networkQueue, [&](const Value& stored) {
     const Dictionary queue = stored.dictionary();
-    return Value(trackingObject.isNull() ? queue : queue.setting(eventTimestamp, trackingObject));
+    return Value(payload.isNull() ? queue : queue.setting(eventTimestamp, payload));
   });
   context_.store().synchronize();
   return eventTimestamp;
@@ -25,10 +29,16 @@ bool RequestQueue::isEventSending(std::string_view eventTimestamp) const {
   return !context_.store().objectForKey(key::eventsSending).dictionary()[eventTimestamp].isNull();
 }
 
-void RequestQueue::enqueueAndSend(const Value& payload) { sendEnqueued(payload, enqueueMarluneEvent(payload)); }
+void RequestQueue::enqueueAndSend(const Value& payload) {
+  enqueueAndSend(
+      payload, [&] { return payload; }, invalidBackgroundTask);
+}
 
-void RequestQueue::sendEnqueued(const Value& payload, const Text& eventTimestamp, BackgroundTaskIdentifier task) {
-  send(payload, eventTimestamp, Replies::delivered, task);
+void RequestQueue::enqueueAndSend(const Value& enqueued, const std::function<Value()>& payload,
+                                  BackgroundTaskIdentifier task) {
+  const std::string eventTimestamp = enqueue(enqueued, true);
+  send(payload(), eventTimestamp, Replies::delivered, task);
+  shared_.onTheWay.remove(eventTimestamp);
 }
 
 void RequestQueue::sendUnqueued(const Value& payload) {
@@ -54,9 +64,14 @@ void RequestQueue::resendQueuedRequests() {
   const Dictionary queue = context_.store().objectForKey(key::networkQueue).dictionary();
   for (const Dictionary::Entry& entry : queue.entries()) {
     if (!firstInitReceived()) continue;
-    if (isEventSending(entry.key())) continue;
-    send(entry.value, entry.key(), Replies::ignored, invalidBackgroundTask);
+    if (isToBeOffered(entry.key())) send(entry.value, entry.key(), Replies::ignored, invalidBackgroundTask);
   }
+}
+
+/// In this order: a request is listed before it has left the way, and its entry is gone before it leaves the list.
+bool RequestQueue::isToBeOffered(std::string_view eventTimestamp) const {
+  if (shared_.onTheWay.has(eventTimestamp) || isEventSending(eventTimestamp)) return false;
+  return context_.store().objectForKey(key::networkQueue).dictionary().holds(eventTimestamp);
 }
 
 void RequestQueue::storeDefaults() { storeIfAbsent(context_.store(), key::firstInitReceived, false); }

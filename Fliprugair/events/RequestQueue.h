@@ -6,6 +6,7 @@
 #include <string_view>
 
 #include "Fliprugair/core/Context.h"
+#include "Fliprugair/events/OnTheWay.h"
 #include "Fliprugair/platform/Text.h"
 #include "platform/Locked.h"
 
@@ -23,6 +24,7 @@ class RequestQueue {
  public:
   struct Shared {
     Locked<Value> trackerHostname;  ///< text; every request goes to this host
+    OnTheWay onTheWay;
   };
   using MakeNetworkAccess = std::function<std::shared_ptr<MarluneNetworkAccess>()>;
 
@@ -34,9 +36,9 @@ class RequestQueue {
   bool isEventSending(std::string_view eventTimestamp) const;
 
   void enqueueAndSend(const Value& payload);
-  /// A request that is in the queue under `eventTimestamp`. The collaborator ends `task` when the request has ended.
-  void sendEnqueued(const Value& payload, const Text& eventTimestamp,
-                    BackgroundTaskIdentifier task = invalidBackgroundTask);
+  /// Enters `enqueued`, and sends what `payload` then answers with. The collaborator ends `task` when the request has
+  /// ended.
+  void enqueueAndSend(const Value& enqueued, const std::function<Value()>& payload, BackgroundTaskIdentifier task);
   /// A request that is in no queue.
   void sendUnqueued(const Value& payload);
 
@@ -54,6 +56,8 @@ class RequestQueue {
 
  private:
   enum class Replies { delivered, ignored };
+  std::string enqueue(const Value& payload, bool isOnTheWay);
+  bool isToBeOffered(std::string_view eventTimestamp) const;
   void send(const Value& payload, const Text& eventTimestamp, Replies replies, BackgroundTaskIdentifier task);
 
   Context& context_;

@@ -45,9 +45,12 @@ void InstallReport::sendParked() {
 
 void InstallReport::sendInitial(const Value& request) {
   context_.store().setObject(false, key::sendInitial);
-  const std::string eventTimestamp = requests_.enqueueMarluneEvent(request);
-  // Before the first init reply it waits in the network queue for the next activation.
-  if (requests_.firstInitReceived()) requests_.sendEnqueued(request, eventTimestamp);
+  if (requests_.firstInitReceived()) {
+    requests_.enqueueAndSend(request);
+  } else {
+    // It waits in the network queue for an activation after the first init reply.
+    requests_.enqueueMarluneEvent(request);
+  }
 }
 
 void InstallReport::MarluneInitialResult(const Value& reply) {

@@ -12,9 +12,9 @@ class EventClock {
  public:
   /// Microseconds since 1970.
   std::int64_t now() {
-    return distinct(std::chrono::duration_cast<std::chrono::microseconds>(
-                        std::chrono::system_clock::now().time_since_epoch())
-                        .count());
+    return distinct(
+        std::chrono::duration_cast<std::chrono::microseconds>(std::chrono::system_clock::now().time_since_epoch())
+            .count());
   }
 
   /// `time`, or the first free microsecond behind it.

@@ -1,8 +1,8 @@
-#include "platform/linux/EventClock.h"
-
 #include <set>
 #include <thread>
 #include <vector>
+
+#include "platform/linux/EventClock.h"
 
 namespace fliprugair {
 namespace {

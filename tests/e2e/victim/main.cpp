@@ -1,6 +1,8 @@
 // A host app that is killed, or ends without a word to the library. It says on standard output what has returned.
 //   victim events STORE HOST FIRST   reports the events FIRST, FIRST+1, ... and says each number when the call returned
 //   victim install STORE HOST       a first launch; says "started" and waits
+//   victim threads STORE HOST LIFE   sixteen threads report events and say their names; the application resigns and
+//                                    becomes active all the while
 //   victim exit STORE HOST MICROSECONDS   reports events on four threads, and calls exit() after that time
 
 #include <unistd.h>
@@ -37,6 +39,23 @@ int main(int argc, char** argv) {
     std::puts("started");
     std::fflush(stdout);
     while (true) ::pause();
+  }
+  if (mode == "threads") {
+    for (int thread = 0; thread < 16; ++thread) {
+      std::thread([&tracker, name = std::string(argv[4]) + "/" + std::to_string(thread)] {
+        for (long number = 0;; ++number) {
+          const std::string event = name + "/" + std::to_string(number);
+          tracker->trackEvent(event, "value");
+          const std::string line = event + "\n";
+          if (::write(STDOUT_FILENO, line.data(), line.size()) < 0) return;
+        }
+      }).detach();
+    }
+    while (true) {
+      std::this_thread::sleep_for(std::chrono::milliseconds(3));
+      opened.environment->applicationWillResignActive();
+      opened.environment->applicationDidBecomeActive();
+    }
   }
   if (mode == "exit") {
     for (int thread = 0; thread < 4; ++thread) {
