@@ -1,94 +1,212 @@
 #include <gtest/gtest.h>
+#include <httplib.h>
 
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <mutex>
+#include <thread>
+
+#include "controlhost/HttpClient.h"
 #include "tools/controlhost/ControlHost.h"
 
 namespace fliprugair::controlhost {
 
 namespace {
 
-Value request(const char* action, const char* device = "MI1") {
-  return Value{{"action", action}, {"marlune_device_id", device}};
+using test::HttpAnswer;
+using test::httpGet;
+using test::httpPost;
+using test::post;
+
+const Value initRequest{{"action", "init"}, {"marlune_device_id", "MI1"}};
+
+TEST(ControlHost, AnswersInJSON) {
+  ControlHost server;
+  const HttpAnswer answer = post(server.port(), initRequest);
+  EXPECT_EQ(answer.status, 200);
+  EXPECT_EQ(answer.json(), HostSettings().init);
 }
 
-Value notYet(std::int64_t retry) { return Value{{"success", 1}, {"data", Value{{"retry", retry}}}}; }
-
-Value finally(const Value& answer) {
-  return Value{{"success", 1}, {"data", Value{{"retry", -1}, {"attribution", answer}}}};
+TEST(ControlHost, AnswersByTheSettingsOfTheMoment) {
+  std::atomic<int> status = 503;
+  ControlHost server({.settings = [&] {
+    HostSettings settings;
+    settings.status["init"] = status;
+    return settings;
+  }});
+  EXPECT_EQ(post(server.port(), initRequest).status, 503);
+  status = 201;
+  EXPECT_EQ(post(server.port(), initRequest).status, 201);
 }
 
-TEST(ControlHost, AnswersInitAndInitialAsTheSettingsSay) {
-  HostSettings settings;
-  settings.init = Value{{"success", 1}, {"flags", Value{{"mlinit_wait", 90}}}};
-  settings.initial = Value{{"success", 0}};
-  ControlHost host;
-  EXPECT_EQ(host.answer(request("init"), settings).reply, settings.init);
-  EXPECT_EQ(host.answer(request("initial"), settings).reply, settings.initial);
+TEST(ControlHost, KeepsWhatCameAsItCame) {
+  ControlHost server;
+  const double before = std::chrono::duration<double>(std::chrono::system_clock::now().time_since_epoch()).count();
+  const std::string bytes = "[ {\"action\" : \"event\", \"marlune_device_id\":\"MI1\"},\n{\"action\":\"session\"}]";
+  httpPost(server.port(), "/marlune/v4?x=1", bytes);
+  const std::vector<ReceivedRequest> requests = server.requests();
+  ASSERT_EQ(requests.size(), 1u);
+  const ReceivedRequest& request = requests[0];
+  EXPECT_EQ(request.id, 1);
+  EXPECT_GE(request.received, before);
+  EXPECT_LE(request.received, before + 60);
+  EXPECT_EQ(request.method, "POST");
+  EXPECT_EQ(request.path, "/marlune/v4?x=1");
+  EXPECT_EQ(request.bytes, bytes);
+  EXPECT_EQ(request.action, "batch");
+  EXPECT_EQ(request.device, "MI1");
+  EXPECT_EQ(request.records, 2);
+  EXPECT_EQ(request.names, (std::vector<std::string>{"event", "session"}));
+  EXPECT_EQ(request.status, 200);
+  EXPECT_EQ(request.reply, R"({"success":1})");
+  EXPECT_EQ(request.remote.rfind("127.0.0.1:", 0), 0u);
+  EXPECT_EQ(headerOf(request.headers, "content-type"), "application/json; charset=utf-8");
 }
 
-TEST(ControlHost, AcceptsEverythingElse) {
-  ControlHost host;
-  for (const Value& sent : {request("update"), request("session"), Value(Array{request("event"), request("init")}),
-                            Value(Array()), Value{{"no action", 1}}}) {
-    const HostAnswer answer = host.answer(sent, HostSettings());
-    EXPECT_EQ(answer.status, 200);
-    EXPECT_EQ(answer.reply, Value({{"success", 1}}));
+TEST(ControlHost, KeepsBytesThatAreNoJSONAndFormsToo) {
+  ControlHost server;
+  const std::string bytes("\0\xFF--x\r\n", 7);
+  httplib::Client client("127.0.0.1", server.port());
+  client.Post("/marlune/v4", bytes, "multipart/form-data; boundary=x");
+  client.Post("/marlune/v4", "a=b&c=d", "application/x-www-form-urlencoded");
+  const std::vector<ReceivedRequest> requests = server.requests();
+  ASSERT_EQ(requests.size(), 2u);
+  EXPECT_EQ(requests[0].bytes, bytes);
+  EXPECT_EQ(requests[1].bytes, "a=b&c=d");
+}
+
+TEST(ControlHost, KeepsTheLatestRequests) {
+  ControlHost server({.capacity = 3});
+  for (int number = 0; number < 5; ++number) post(server.port(), initRequest);
+  const std::vector<ReceivedRequest> requests = server.requests();
+  ASSERT_EQ(requests.size(), 3u);
+  EXPECT_EQ(requests[0].id, 3);
+  EXPECT_EQ(requests[2].id, 5);
+}
+
+TEST(ControlHost, SaysWhatIsWrongWithABody) {
+  ControlHost server;
+  const std::pair<const char*, const char*> rows[] = {
+      {"", "The body is not JSON: line 1, column 1: The document is empty."},
+      {"{\n \"action\" 1}", "The body is not JSON: line 2, column 11: Missing a colon after a name of object member."},
+      {"7", "The body is the number 7, and should be an object (a request) or a list (a batch)."},
+      {"{}", "The request has no text under \"action\"."},
+      {"[{}, 1]", "Record 1 of the batch is the number 1, and should be an object."},
+  };
+  for (const auto& [body, message] : rows) {
+    const HttpAnswer answer = httpPost(server.port(), "/marlune/v4", body);
+    EXPECT_EQ(answer.status, 400);
+    EXPECT_EQ(answer.json().dictionary()["error"], Value(message));
+    EXPECT_FALSE(answer.json().dictionary()["hint"].text().empty());
+  }
+  const std::string deep = std::string(600, '[') + std::string(600, ']');
+  EXPECT_EQ(httpPost(server.port(), "/marlune/v4", deep).json().dictionary()["error"],
+            Value("The body is not JSON: arrays and objects are nested deeper than 512."));
+}
+
+TEST(ControlHost, LogsWhatItRefuses) {
+  ControlHost server;
+  httpPost(server.port(), "/marlune/v4", "nonsense");
+  httpPost(server.port(), "/elsewhere", R"({"action":"init"})");
+  const std::vector<ReceivedRequest> requests = server.requests();
+  ASSERT_EQ(requests.size(), 2u);
+  EXPECT_EQ(requests[0].bytes, "nonsense");
+  EXPECT_EQ(requests[0].status, 400);
+  EXPECT_EQ(requests[0].records, 0);
+  EXPECT_EQ(requests[0].findings.size(), 1u);
+  EXPECT_EQ(requests[1].path, "/elsewhere");
+  EXPECT_EQ(requests[1].status, 404);
+}
+
+TEST(ControlHost, TellsOfARequestBeforeTheReplyGoesOut) {
+  std::mutex mutex;
+  std::condition_variable changed;
+  bool arrived = false;
+  HostSettings slow;
+  slow.delay = std::chrono::minutes(5);
+  ControlHost server({.settings = [slow] { return slow; },
+                      .arrived =
+                          [&](const ReceivedRequest&) {
+                            const std::lock_guard lock(mutex);
+                            arrived = true;
+                            changed.notify_all();
+                          }});
+  HttpAnswer answer;
+  std::thread client([&] { answer = post(server.port(), initRequest); });
+  {
+    std::unique_lock lock(mutex);
+    EXPECT_TRUE(changed.wait_for(lock, std::chrono::seconds(30), [&] { return arrived; }));
+  }
+  const auto begin = std::chrono::steady_clock::now();
+  server.stop();
+  EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(60)) << "the delay was waited for";
+  client.join();
+}
+
+TEST(ControlHost, SaysWhenItCannotListen) {
+  const ControlHostServer first;
+  EXPECT_THROW(ControlHost({.address = "192.0.2.1", .port = first.port()}), std::runtime_error);
+}
+
+TEST(ControlHost, APortIsForOneHost) {
+  const ControlHost first;
+  try {
+    const ControlHost second({.port = first.port()});
+    FAIL() << "both listen on one port";
+  } catch (const std::runtime_error& error) {
+    EXPECT_EQ(std::string(error.what()),
+              "Cannot listen on 127.0.0.1, port " + std::to_string(first.port()) +
+                  ". Another program may listen there already; --port 0 takes any free port.");
   }
 }
 
-TEST(ControlHost, AnswersAttributionAtOnceUnlessToldOtherwise) {
-  HostSettings settings;
-  settings.attribution.answer = Value{{"network", "one"}};
+TEST(ControlHost, WaitsForARecordThatIsStillToCome) {
   ControlHost host;
-  EXPECT_EQ(host.answer(request("get_attribution"), settings).reply, finally(Value{{"network", "one"}}));
+  const Value level{{"action", "event"}, {"marlune_device_id", "MI1"}, {"data", Value{{"event_name", "level"}}}};
+  std::thread client([&] { post(host.port(), Array{level}); });
+  const Waited waited = host.waitFor("event:level device:MI1", 1, std::chrono::seconds(60));
+  client.join();
+  ASSERT_TRUE(waited.matched) << waited.text;
+  EXPECT_EQ(waited.records[0].dictionary()["json"], level);
 }
 
-TEST(ControlHost, CountsTheAttributionPollsOfEachDevice) {
-  HostSettings settings;
-  settings.attribution = {2, 15, "false"};
+TEST(ControlHost, SaysWhatCameNearestWhenTheWaitIsOver) {
   ControlHost host;
-  const auto poll = [&](const char* device) { return host.answer(request("get_attribution", device), settings).reply; };
-  EXPECT_EQ(poll("MI1"), notYet(15));
-  EXPECT_EQ(poll("MI1"), notYet(15));
-  EXPECT_EQ(poll("MI2"), notYet(15));
-  EXPECT_EQ(poll("MI1"), finally("false"));
-  EXPECT_EQ(poll("MI2"), notYet(15));
-  EXPECT_EQ(poll("MI2"), finally("false"));
+  post(host.port(), Array{Value{{"action", "event"}, {"data", Value{{"event_name", "levl"}}}}});
+  const Waited waited = host.waitFor("action:event event:level", 1, std::chrono::milliseconds(1));
+  EXPECT_FALSE(waited.matched);
+  EXPECT_EQ(waited.text, "0 of 1 came within 1 ms; nearest: record 1.0, whose event is \"levl\" (wanted \"level\").");
+  EXPECT_EQ(waited.missed, std::vector<std::string>{"event:level"});
 }
 
-TEST(ControlHost, NeverAnswersAttributionWhenThereIsNone) {
-  HostSettings settings;
-  settings.attribution = {0, 5, nullptr};
+TEST(ControlHost, AnswersAsItIsTold) {
   ControlHost host;
-  for (int poll = 0; poll < 10; ++poll) EXPECT_EQ(host.answer(request("get_attribution"), settings).reply, notYet(5));
+  const Value reply{{"success", 1}, {"flags", Value{{"mlinit_wait", 90}}}};
+  host.setInitReply(reply);
+  EXPECT_EQ(post(host.port(), initRequest).json(), reply);
+  host.setFaults({{.kind = Fault::Kind::status, .status = 418, .times = 1}});
+  EXPECT_EQ(post(host.port(), initRequest).status, 418);
+  EXPECT_EQ(post(host.port(), initRequest).status, 200);
+  host.setOffline(true);
+  EXPECT_EQ(post(host.port(), initRequest).status, 0);
+  host.reset();
+  EXPECT_EQ(post(host.port(), initRequest).json(), HostSettings().init);
+  EXPECT_EQ(host.requests().size(), 1u);
 }
 
-TEST(ControlHost, PutsOffTheFirstInitsOfEachDevice) {
-  HostSettings settings;
-  settings.resonanceCascade = 2;
-  const Value later{{"success", 0}, {"msg", Array{"resonance_cascade"}}};
-  ControlHost host;
-  EXPECT_EQ(host.answer(request("init", "MI1"), settings).reply, later);
-  EXPECT_EQ(host.answer(request("init", "MI1"), settings).reply, later);
-  EXPECT_EQ(host.answer(request("init", "MI2"), settings).reply, later);
-  EXPECT_EQ(host.answer(request("init", "MI1"), settings).reply, settings.init);
-}
-
-TEST(ControlHost, PlaysFailuresWhichDoNotCount) {
-  HostSettings settings;
-  settings.status = {{"get_attribution", 503}, {"batch", 400}};
-  settings.attribution = {1, 5, "false"};
-  ControlHost host;
-  EXPECT_EQ(host.answer(request("get_attribution"), settings).status, 503);
-  EXPECT_EQ(host.answer(Array{request("event")}, settings).status, 400);
-  EXPECT_EQ(host.answer(request("event"), settings).status, 200);
-  settings.status.clear();
-  EXPECT_EQ(host.answer(request("get_attribution"), settings).reply, notYet(5));
-}
-
-TEST(ControlHost, KnowsABatchByTheDeviceOfItsFirstRecord) {
-  EXPECT_EQ(deviceOf(Array{request("event", "MI7"), request("event", "MI8")}), "MI7");
-  EXPECT_EQ(deviceOf(request("init", "MI9")), "MI9");
-  EXPECT_EQ(deviceOf(Array()), "");
+TEST(ControlHost, AnswersManyClientsAtOnce) {
+  ControlHost server;
+  std::vector<std::thread> clients;
+  std::atomic<int> good = 0;
+  for (int client = 0; client < 8; ++client) {
+    clients.emplace_back([&] {
+      for (int number = 0; number < 20; ++number) good += post(server.port(), initRequest).status == 200;
+    });
+  }
+  for (std::thread& client : clients) client.join();
+  EXPECT_EQ(good, 160);
+  EXPECT_EQ(server.requests().size(), 160u);
 }
 
 }  // namespace

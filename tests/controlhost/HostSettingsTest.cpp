@@ -26,6 +26,7 @@ TEST(HostSettings, WhatAHostMayAnswerIsNoProblem) {
     "initial": {"anything": 1},
     "attribution": {"polls": 3, "retry": 0, "answer": null},
     "resonance_cascade": 2,
+    "raw": {"init": "{ broken", "batch": ""},
     "status": {"init": 200, "initial": 500, "update": 404, "get_attribution": 599, "batch": 503},
     "delay_ms": 600000})"),
             std::vector<std::string>{});
@@ -40,15 +41,17 @@ TEST(HostSettings, EveryProblemSaysWhereAndWhatWouldBeRight) {
     const char* problem;
   };
   const Row rows[] = {
-      {R"([])", "the file is a list, and should be an object, as {\"init\": {\"success\": 1}}"},
+      {R"([])", "the file is an empty list, and should be an object, as {\"init\": {\"success\": 1}}"},
       {R"({"initt": {}})",
-       "initt is not known; what can stand there: init, initial, attribution, resonance_cascade, status, delay_ms"},
-      {R"({"init": []})", "init is a list, and should be an object, as {}"},
+       "initt is not known; what can stand there: init, initial, attribution, resonance_cascade, raw, status, "
+       "delay_ms"},
+      {R"({"init": []})", "init is an empty list, and should be an object, as {}"},
       {R"({"init": {"succes": 1}})",
        "init.succes is not known; what can stand there: success, msg, flags, blacklist, eventname_blacklist, "
        "whitelist, outside_services"},
       {R"({"init": {"success": []}})",
-       "init.success is a list, and should be true or false, as a boolean, a number or a text, as false, 0 or \"0\""},
+       "init.success is an empty list, and should be true or false, as a boolean, a number or a text, as false, 0 or "
+       "\"0\""},
       {R"({"init": {"msg": [1]}})",
        "init.msg is a list, and should be a text or a list of texts, as [\"resonance_cascade\"]"},
       {R"({"init": {"flags": {"mlinit_wait": "soon"}}})",
@@ -69,11 +72,11 @@ TEST(HostSettings, EveryProblemSaysWhereAndWhatWouldBeRight) {
        "init.outside_services.ios_docs is an object, and should be an object of lists of texts by service, as "
        "{\"service\": [\"name\"]}"},
       {R"({"attribution": {"polls": 1.5}})",
-       "attribution.polls is the number 1.500000, and should be a whole number from 0 to 1000000"},
+       "attribution.polls is the number 1.5, and should be a whole number from 0 to 1000000"},
       {R"({"attribution": {"answer": "true"}})",
        "attribution.answer is the text \"true\", and should be an object (the attribution), \"false\" (there is none) "
        "or null (never an answer)"},
-      {R"({"status": {"init": 99}})", "status.init is 99, and should be a whole number from 200 to 599"},
+      {R"({"status": {"init": 99}})", "status.init is the number 99, and should be a whole number from 200 to 599"},
       {R"({"status": {"event": 500}})",
        "status.event is not known; what can stand there: init, initial, update, get_attribution, batch"},
       {R"({"delay_ms": null})", "delay_ms is null, and should be a whole number from 0 to 600000"},
@@ -97,6 +100,17 @@ TEST(HostSettings, WhatTheFileLeavesOutKeepsItsDefault) {
   EXPECT_EQ(settings.attribution.answer, defaults.attribution.answer);
   EXPECT_EQ(settings.resonanceCascade, 0);
   EXPECT_EQ(settings.delay, std::chrono::milliseconds(20));
+}
+
+TEST(HostSettings, AreWrittenAsAFileSaysThem) {
+  HostSettings settings;
+  settings.raw["init"] = "{ broken";
+  settings.status["batch"] = 503;
+  settings.attribution = {2, 7, nullptr};
+  settings.delay = std::chrono::milliseconds(30);
+  const Value file = fileOf(settings);
+  EXPECT_EQ(settingsProblems(file), std::vector<std::string>{});
+  EXPECT_EQ(fileOf(settingsOf(file)), file);
 }
 
 }  // namespace

@@ -6,21 +6,47 @@ namespace fliprugair::controlhost {
 namespace {
 
 TEST(RequestTable, ShowsEveryRecordAndWhetherTheRequestWasConfirmed) {
-  const Value event{{"action", "event"}, {"data", Value{{"event_name", "level"}}}};
-  const Value pause{{"action", "session"}, {"data", Value{{"state", "pause"}}}};
-  const Value update{{"action", "update"}, {"data", Value{{"language", "de"}, {"idfa", "X"}}}};
-  const Array requests{
-      Value{{"number", 1}, {"received", 10.0}, {"action", "batch"}, {"body", Array{event, pause}}, {"status", 200}},
-      Value{{"number", 2}, {"received", 11.5}, {"action", "update"}, {"body", update}, {"status", 503}}};
-  EXPECT_EQ(requestTable(requests),
-            "  no.  when    action  records                   confirmed\n"
-            "  1    +0.0 s  batch   event \"level\"             yes\n"
-            "                       session \"pause\"\n"
-            "  2    +1.5 s  update  update of language, idfa  no (503)\n");
+  const Value batch{{"id", 1},
+                    {"received", 10.0},
+                    {"device", "MI1"},
+                    {"action", "batch"},
+                    {"status", 200},
+                    {"whole", true},
+                    {"names", Array{"event \"level\"", "session \"pause\""}}};
+  const Value update{{"id", 2},
+                     {"received", 11.5},
+                     {"device", "MI2"},
+                     {"action", "update"},
+                     {"status", 503},
+                     {"whole", true},
+                     {"names", Array{"update of language, idfa"}}};
+  const Value cut{{"id", 3},       {"received", 12.0}, {"device", "MI2"},       {"action", "init"},
+                  {"status", 200}, {"whole", false},   {"names", Array{"init"}}};
+  EXPECT_EQ(requestTable(Array{batch, update, cut}),
+            "  no.  when    device  action  records                   confirmed\n"
+            "  1    +0.0 s  MI1     batch   event \"level\"             yes\n"
+            "                               session \"pause\"\n"
+            "  2    +1.5 s  MI2     update  update of language, idfa  no (503)\n"
+            "  3    +2.0 s  MI2     init    init                      no (reply cut off)\n");
 }
 
 TEST(RequestTable, HasOnlyItsHeadingWhenNothingCame) {
-  EXPECT_EQ(requestTable(Array()), "  no.  when  action  records  confirmed\n");
+  EXPECT_EQ(requestTable(Array()), "  no.  when  device  action  records  confirmed\n");
+}
+
+TEST(RequestTable, NamesOfRequestsCannotSteerTheTerminal) {
+  const Value request{
+      {"id", 1}, {"device", "MI\x1B[2J"}, {"action", "a\nb"}, {"status", 200}, {"names", Array{"x\x07"}}};
+  const std::string table = requestTable(Array{request});
+  EXPECT_NE(table.find("MI?[2J"), std::string::npos);
+  EXPECT_NE(table.find("a?b"), std::string::npos);
+  EXPECT_NE(table.find("x?"), std::string::npos);
+}
+
+TEST(RequestTable, AFindingIsALine) {
+  const Value finding{{"severity", "error"}, {"record", 2}, {"text", "Too long."}};
+  const Value whole{{"severity", "note"}, {"record", nullptr}, {"text", "Again."}};
+  EXPECT_EQ(findingLines(Array{finding, whole}), "    error  record 2: Too long.\n    note  Again.\n");
 }
 
 }  // namespace

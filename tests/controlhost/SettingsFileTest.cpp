@@ -39,16 +39,26 @@ TEST_F(SettingsFileTest, HoldsOnToTheLastGoodSettingsAndComplainsOnce) {
   EXPECT_EQ(settings.current().resonanceCascade, 1);
   EXPECT_EQ(settings.current().resonanceCascade, 1);
   EXPECT_EQ(faults_, std::vector<std::string>{file_.path() + ": not JSON: line 2, column 22: Invalid value.\n"
-                                                             "The settings before this change hold on."});
+                                                             "The settings it had before hold on."});
   file_.write(R"({"resonance_cascade": 3})");
   EXPECT_EQ(settings.current().resonanceCascade, 3);
 }
 
-TEST_F(SettingsFileTest, SurvivesTheRemovalOfItsFile) {
+TEST_F(SettingsFileTest, SurvivesTheRemovalOfItsFileAndSaysSo) {
   SettingsFile settings(file_.path(), json_, [this](const std::string& fault) { faults_.push_back(fault); });
   file_.remove();
   EXPECT_EQ(settings.current().resonanceCascade, 1);
-  EXPECT_TRUE(faults_.empty());
+  EXPECT_EQ(settings.current().resonanceCascade, 1);
+  EXPECT_EQ(faults_, std::vector<std::string>{file_.path() + ": cannot be read any more; is it gone?\n"
+                                                             "The settings it had before hold on."});
+}
+
+TEST_F(SettingsFileTest, SaysWhichValuesATrackerTakesOtherwise) {
+  file_.write(R"({"init": {"success": 1, "flags": {"mltracker_wait": 2, "mlinit_wait": 90}}})");
+  SettingsFile settings(file_.path(), json_, [this](const std::string& fault) { faults_.push_back(fault); });
+  EXPECT_EQ(faults_,
+            std::vector<std::string>{file_.path() + ": init: mltracker_wait is 2; a tracker takes 60 to 604800, "
+                                                    "so it becomes 60."});
 }
 
 TEST_F(SettingsFileTest, AFaultyFileIsNotOpened) {

@@ -77,18 +77,18 @@ void HostApp::terminate() {
   tracker_ = nullptr;
 }
 
-std::vector<controlhost::LoggedRequest> requestsOf(const controlhost::ControlHostServer& host, std::string_view kind) {
-  std::vector<controlhost::LoggedRequest> result;
+std::vector<controlhost::ReceivedRequest> requestsOf(const ControlHost& host, std::string_view kind) {
+  std::vector<controlhost::ReceivedRequest> result;
   for (auto& request : host.requests()) {
     if (request.action == kind) result.push_back(std::move(request));
   }
   return result;
 }
 
-std::vector<std::string> eventNames(const controlhost::ControlHostServer& host) {
+std::vector<std::string> eventNames(const ControlHost& host) {
   std::vector<std::string> names;
   for (const auto& batch : requestsOf(host, "batch")) {
-    for (const Value& record : batch.body.array()) {
+    for (const Value& record : batch.body().array()) {
       const Value name = record.dictionary()["data"].dictionary()["event_name"];
       if (name.isText()) names.push_back(name.text());
     }
@@ -97,7 +97,7 @@ std::vector<std::string> eventNames(const controlhost::ControlHostServer& host) 
 }
 
 int freePort() {
-  controlhost::ControlHostServer host;
+  ControlHost host;
   const int port = host.port();
   host.stop();
   return port;

@@ -12,7 +12,7 @@
 #include <thread>
 
 #include "Fliprugair/platform/linux/LinuxEnvironment.h"
-#include "tools/controlhost/ControlHostServer.h"
+#include "tools/controlhost/ControlHost.h"
 
 namespace fliprugair::e2e {
 
@@ -82,10 +82,10 @@ class HostApp {
 };
 
 /// The requests of one kind ("init", "batch", ...) that a host has received.
-std::vector<controlhost::LoggedRequest> requestsOf(const controlhost::ControlHostServer& host, std::string_view kind);
+std::vector<controlhost::ReceivedRequest> requestsOf(const ControlHost& host, std::string_view kind);
 
 /// The event names of all records in the batches that a host has received.
-std::vector<std::string> eventNames(const controlhost::ControlHostServer& host);
+std::vector<std::string> eventNames(const ControlHost& host);
 
 /// A port of 127.0.0.1 that nobody listens on now.
 int freePort();

@@ -18,8 +18,6 @@
 namespace fliprugair::e2e {
 namespace {
 
-using controlhost::ControlHostOptions;
-using controlhost::ControlHostServer;
 using controlhost::HostSettings;
 
 void addNames(const Array& records, std::set<std::string>& names) {
@@ -84,7 +82,7 @@ std::set<std::string> storedNames(const std::filesystem::path& file) {
 }
 
 TEST(Kill, RightAfterAnEventReturnedLosesNoneTwoHundredTimesOver) {
-  ControlHostServer host;
+  ControlHost host;
   std::mt19937 random(20260921);
   std::set<std::string> received;
   long next = 0;
@@ -162,10 +160,10 @@ TEST(Kill, BeforeTheInstallReplyHasTheReportSentAgainAtTheNextActivation) {
     settings.delay = std::chrono::milliseconds(delay);
     return settings;
   };
-  hostOptions.arrived = [&](const controlhost::LoggedRequest& request) {
+  hostOptions.arrived = [&](const controlhost::ReceivedRequest& request) {
     if (request.action == "init") delay = 20000;  // the reply to what follows comes too late
   };
-  ControlHostServer host(hostOptions);
+  ControlHost host(hostOptions);
   const Folder folder;
   {
     Victim victim({"install", (folder.path() / "store.sqlite").string(), host.hostname()});
@@ -176,7 +174,7 @@ TEST(Kill, BeforeTheInstallReplyHasTheReportSentAgainAtTheNextActivation) {
   HostApp app(optionsIn(folder.path()),
               {{"marluneAppId", "demo"}, {"trackerHostname", host.hostname()}, {"retrieveAttribution", true}});
   ASSERT_TRUE(eventually([&] { return requestsOf(host, "initial").size() == 2; }));
-  EXPECT_EQ(requestsOf(host, "initial")[0].body, requestsOf(host, "initial")[1].body);
+  EXPECT_EQ(requestsOf(host, "initial")[0].body(), requestsOf(host, "initial")[1].body());
   EXPECT_EQ(requestsOf(host, "init").size(), 1U);
   ASSERT_TRUE(eventually([&] { return app.listener().results().size() == 1; }));
   EXPECT_EQ(requestsOf(host, "get_attribution").size(), 3U);

@@ -10,8 +10,6 @@
 namespace fliprugair::e2e {
 namespace {
 
-using controlhost::ControlHostOptions;
-using controlhost::ControlHostServer;
 using controlhost::HostSettings;
 
 Value optionsFor(const std::string& hostname) { return {{"marluneAppId", "demo"}, {"trackerHostname", hostname}}; }
@@ -27,7 +25,7 @@ TEST(Visit, IsReportedWholeAndLeavesEmptyQueues) {
     settings.init = Value{{"success", 1}, {"flags", Value{{"resend_initial", false}, {"mltracker_wait", 90}}}};
     return settings;
   };
-  ControlHostServer host(hostOptions);
+  ControlHost host(hostOptions);
   const Folder folder;
   HostApp app(optionsIn(folder.path()), optionsFor(host.hostname()));
   ASSERT_TRUE(eventually([&] { return requestsOf(host, "initial").size() == 1; }));
@@ -41,7 +39,7 @@ TEST(Visit, IsReportedWholeAndLeavesEmptyQueues) {
   app.tracker().trackEvent("last", "value");
   app.resign();
   ASSERT_TRUE(eventually([&] { return requestsOf(host, "batch").size() == 2; }));
-  const Array last = requestsOf(host, "batch")[1].body.array();
+  const Array last = requestsOf(host, "batch")[1].body().array();
   ASSERT_EQ(last.size(), 2U);
   EXPECT_EQ(last[0].dictionary()["data"].dictionary()["event_name"], Value("last"));
   EXPECT_EQ(last[1].dictionary()["data"].dictionary()["state"], Value("pause"));
@@ -69,7 +67,7 @@ TEST(Visit, ThatTheHostMissesIsReportedAtTheNextOne) {
     settings.init = Value{{"success", 1}, {"flags", Value{{"resend_initial", false}, {"mltracker_wait", 90}}}};
     return settings;
   };
-  ControlHostServer host(hostOptions);
+  ControlHost host(hostOptions);
   HostApp app(optionsIn(folder.path()), optionsFor(hostname));
   ASSERT_TRUE(eventually([&] { return app.stored(key::firstInitReceived).boolValue(); }));
   app.activate();
@@ -125,7 +123,7 @@ TEST(Visit, ToAHostInTroubleBringsAHandfulOfFourThousandBatchesThatWait) {
 }
 
 TEST(Visit, LeavesEveryThreadOfThePlatformAsleepWhenNothingIsDue) {
-  ControlHostServer host;
+  ControlHost host;
   const Folder folder;
   HostApp app(optionsIn(folder.path()), optionsFor(host.hostname()));
   ASSERT_TRUE(eventually([&] { return requestsOf(host, "initial").size() == 1; }));
@@ -142,7 +140,7 @@ TEST(Visit, LeavesEveryThreadOfThePlatformAsleepWhenNothingIsDue) {
 }
 
 TEST(Visit, EndsWithItsLastBatchConfirmedBecauseTerminationWaitsForIt) {
-  ControlHostServer host;
+  ControlHost host;
   const Folder folder;
   {
     HostApp app(optionsIn(folder.path()), optionsFor(host.hostname()));
@@ -163,7 +161,7 @@ TEST(Visit, WithAnUnknownSearchAdAnswerReportsTheInstallationAfterTheThirdOne) {
     settings.init = Value{{"success", 1}, {"flags", Value{{"resend_initial", false}, {"iad_retry_wait", 1}}}};
     return settings;
   };
-  ControlHostServer host(hostOptions);
+  ControlHost host(hostOptions);
   const Folder folder;
   std::atomic<int> questions = 0;
   LinuxOptions options = optionsIn(folder.path());
@@ -175,7 +173,7 @@ TEST(Visit, WithAnUnknownSearchAdAnswerReportsTheInstallationAfterTheThirdOne) {
   HostApp app(std::move(options), optionsFor(host.hostname()));
   ASSERT_TRUE(eventually([&] { return requestsOf(host, "initial").size() == 1; }));
   EXPECT_EQ(questions, 3);
-  const Dictionary data = requestsOf(host, "initial")[0].body.dictionary()["data"].dictionary();
+  const Dictionary data = requestsOf(host, "initial")[0].body().dictionary()["data"].dictionary();
   EXPECT_FALSE(data.holds("iad_attribution"));
   EXPECT_EQ(data["os_version"].text().substr(data["os_version"].text().size() - 3), "9.3");
 }
@@ -186,12 +184,12 @@ TEST(Visit, ReportsAReceiptOfFiveMegabytesWhole) {
   std::minstd_rand random(1);
   for (char& byte : receipt) byte = static_cast<char>(random());
   std::ofstream(folder.path() / "receipt", std::ios::binary) << receipt;
-  ControlHostServer host(ControlHostOptions{});
+  ControlHost host(ControlHostOptions{});
   LinuxOptions options = optionsIn(folder.path());
   options.receiptPath = folder.path() / "receipt";
   const HostApp app(options, optionsFor(host.hostname()));
   ASSERT_TRUE(eventually([&] { return requestsOf(host, "initial").size() == 1; }));
-  const Dictionary data = requestsOf(host, "initial")[0].body.dictionary()["data"].dictionary();
+  const Dictionary data = requestsOf(host, "initial")[0].body().dictionary()["data"].dictionary();
   EXPECT_TRUE(bytesOfBase64(data["receipt"].text()) == receipt);
 }
 
@@ -203,7 +201,7 @@ TEST(Visit, PollsForTheAttributionResultAndDeliversItOnce) {
     settings.attribution = {2, 1, Value{{"network", "Example Ads"}}};
     return settings;
   };
-  ControlHostServer host(hostOptions);
+  ControlHost host(hostOptions);
   const Folder folder;
   const Value wanted{{"marluneAppId", "demo"}, {"trackerHostname", host.hostname()}, {"retrieveAttribution", true}};
   {
@@ -220,7 +218,7 @@ TEST(Visit, PollsForTheAttributionResultAndDeliversItOnce) {
 }
 
 TEST(Visit, ReplaysWatchEventsOnceTheInstallationIsConfirmed) {
-  ControlHostServer host;
+  ControlHost host;
   const Folder folder;
   {
     HostApp app(optionsIn(folder.path()), optionsFor("127.0.0.1:1"));
@@ -235,7 +233,7 @@ TEST(Visit, ReplaysWatchEventsOnceTheInstallationIsConfirmed) {
   app.resign();
   ASSERT_TRUE(eventually([&] { return eventNames(host).size() == 2; }));
   EXPECT_EQ(eventNames(host), (std::vector<std::string>{"Watch Install", "steps"}));
-  const Array records = requestsOf(host, "batch")[0].body.array();
+  const Array records = requestsOf(host, "batch")[0].body().array();
   bool linked = false;
   for (const Value& record : records) {
     if (record.dictionary()["action"] == Value("identityLink")) {

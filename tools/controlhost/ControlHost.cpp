@@ -1,40 +1,122 @@
 #include "tools/controlhost/ControlHost.h"
 
-namespace fliprugair::controlhost {
+#include <optional>
+#include <utility>
 
-std::string kindOf(const Value& request) { return request.isArray() ? "batch" : request.dictionary()["action"].text(); }
+#include "tools/controlhost/HttpServer.h"
+#include "tools/controlhost/Interface.h"
+#include "tools/controlhost/Reception.h"
 
-std::string deviceOf(const Value& request) {
-  const Array records = request.array();
-  const Value first = records.empty() ? request : records[0];
-  return first.dictionary()["marlune_device_id"].text();
+namespace fliprugair {
+
+using namespace controlhost;
+
+namespace {
+
+std::string hostnameOf(const std::string& address, int port) {
+  const bool bracketed = address.find(':') != std::string::npos;
+  return (bracketed ? '[' + address + ']' : address) + ':' + std::to_string(port);
 }
 
-HostAnswer ControlHost::answer(const Value& request, const HostSettings& settings) {
-  const std::string kind = kindOf(request);
-  const auto status = settings.status.find(kind);
-  const int code = status == settings.status.end() ? 200 : status->second;
-  // A failure must not use up one of the counted answers.
-  if (code >= 300) return {code, Value{{"success", 0}}};
-  if (kind == "init") return {code, initReply(deviceOf(request), settings)};
-  if (kind == "initial") return {code, settings.initial};
-  if (kind == "get_attribution") return {code, attributionReply(deviceOf(request), settings.attribution)};
-  return {code, Value{{"success", 1}}};
+/// What a browser on this machine may call the host.
+std::vector<std::string> namesOf(const std::string& address, int port) {
+  std::vector<std::string> names{hostnameOf(address, port)};
+  for (const char* name : {"127.0.0.1", "localhost", "[::1]"})
+    names.push_back(std::string(name) + ':' + std::to_string(port));
+  return names;
 }
 
-Value ControlHost::initReply(const std::string& device, const HostSettings& settings) {
-  const std::lock_guard lock(mutex_);
-  if (devices_[device].inits++ >= settings.resonanceCascade) return settings.init;
-  return Value{{"success", 0}, {"msg", Array{"resonance_cascade"}}};
-}
+}  // namespace
 
-Value ControlHost::attributionReply(const std::string& device, const HostSettings::Attribution& settings) {
-  const std::lock_guard lock(mutex_);
-  const bool early = devices_[device].polls++ < settings.polls;
-  if (early || settings.answer.isNull()) {
-    return Value{{"success", 1}, {"data", Value{{"retry", settings.retry}}}};
+struct ControlHost::Implementation {
+  explicit Implementation(ControlHostOptions options)
+      : address(options.address),
+        reception({options.capacity, std::move(options.settings), std::move(options.arrived),
+                   std::move(options.complain), options.savePath}),
+        server(
+            address, options.port, [this](const HttpRequest& request) { return reply(request); },
+            [](int status) { return refusalReply(status).body; }) {
+    const std::lock_guard lock(mutex);
+    interface = std::make_unique<Interface>(reception, namesOf(address, server.port()));
   }
-  return Value{{"success", 1}, {"data", Value{{"retry", -1}, {"attribution", settings.answer}}}};
+
+  HttpReply reply(const HttpRequest& request) {
+    Interface* ready = nullptr;
+    {
+      const std::lock_guard lock(mutex);
+      ready = interface.get();
+    }
+    if (ready == nullptr) return refusalReply(503);  // the port is open for a moment before its number is known
+    if (auto answer = ready->reply(request)) return std::move(*answer);
+    return reception.receive(request);
+  }
+
+  const std::string address;
+  Reception reception;
+  std::mutex mutex;  ///< around the pointer
+  std::unique_ptr<Interface> interface;
+  HttpServer server;  ///< last: its threads use what stands above
+};
+
+ControlHost::ControlHost(ControlHostOptions options)
+    : implementation_(std::make_unique<Implementation>(std::move(options))) {}
+
+ControlHost::~ControlHost() { stop(); }
+
+int ControlHost::port() const { return implementation_->server.port(); }
+
+std::string ControlHost::hostname() const { return hostnameOf(implementation_->address, port()); }
+
+std::vector<ReceivedRequest> ControlHost::requests() const {
+  std::vector<ReceivedRequest> result;
+  for (const RequestPointer& request : implementation_->reception.log().requests()) result.push_back(*request);
+  return result;
 }
 
-}  // namespace fliprugair::controlhost
+std::vector<Finding> ControlHost::findings() const {
+  std::vector<Finding> result;
+  for (const RequestPointer& request : implementation_->reception.log().requests()) {
+    result.insert(result.end(), request->findings.begin(), request->findings.end());
+  }
+  return result;
+}
+
+Waited ControlHost::waitFor(const std::string& match, std::int64_t count, std::chrono::milliseconds timeout) const {
+  return waitForRecords(implementation_->reception.log(), match, count, timeout, 0);
+}
+
+void ControlHost::setInitReply(Value reply) {
+  implementation_->reception.answers().setInitReply(std::move(reply));
+  implementation_->reception.announce("answers", implementation_->reception.answers().json());
+}
+
+void ControlHost::setSettings(HostSettings settings) {
+  implementation_->reception.answers().setUsual(std::move(settings));
+  implementation_->reception.announce("answers", implementation_->reception.answers().json());
+}
+
+void ControlHost::setRules(std::vector<AnswerRule> rules) {
+  implementation_->reception.answers().setRules(std::move(rules));
+  implementation_->reception.announce("answers", implementation_->reception.answers().json());
+}
+
+void ControlHost::setFaults(std::vector<Fault> faults) {
+  implementation_->reception.faults().set(std::move(faults));
+  implementation_->reception.announce("faults", implementation_->reception.faults().json());
+}
+
+void ControlHost::setOffline(bool offline) {
+  implementation_->reception.faults().setOffline(offline);
+  implementation_->reception.announce("faults", implementation_->reception.faults().json());
+}
+
+void ControlHost::clear() { implementation_->reception.clear(); }
+
+void ControlHost::reset() { implementation_->reception.reset(); }
+
+void ControlHost::stop() {
+  implementation_->reception.log().end();
+  implementation_->server.stop();
+}
+
+}  // namespace fliprugair

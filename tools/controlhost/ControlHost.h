@@ -1,43 +1,87 @@
 #pragma once
 
+#include <chrono>
+#include <cstddef>
 #include <cstdint>
-#include <map>
-#include <mutex>
+#include <functional>
+#include <memory>
 #include <string>
+#include <vector>
 
 #include "Fliprugair/platform/Value.h"
+#include "tools/controlhost/Answers.h"
+#include "tools/controlhost/Faults.h"
+#include "tools/controlhost/Finding.h"
 #include "tools/controlhost/HostSettings.h"
+#include "tools/controlhost/ReceivedRequest.h"
+#include "tools/controlhost/Waiting.h"
 
-namespace fliprugair::controlhost {
+namespace fliprugair {
 
-/// What a request is called in the log and in the settings: its "action", or "batch".
-std::string kindOf(const Value& request);
-
-/// The "marlune_device_id" of a request, or of the first record of a batch; "" when there is none.
-std::string deviceOf(const Value& request);
-
-struct HostAnswer {
-  int status;
-  Value reply;
+struct ControlHostOptions {
+  std::string address = "127.0.0.1";
+  int port = 0;                  ///< 0: any free one
+  std::size_t capacity = 10000;  ///< requests that are kept in memory
+  std::string savePath = {};     ///< SQLite file in which all are kept; "": none
+  /// What is answered, asked at every request until other answers are set.
+  std::function<controlhost::HostSettings()> settings = [] { return controlhost::HostSettings(); };
+  /// Told of each request before its reply goes out.
+  std::function<void(const controlhost::ReceivedRequest&)> arrived = [](const controlhost::ReceivedRequest&) {};
+  /// Told when requests can no longer be saved.
+  std::function<void(const std::string&)> complain = [](const std::string&) {};
 };
 
-/// Answers requests by the settings. Knows of each device how often it asked what, and nothing of HTTP. Any thread.
+/// A control host for development: answers trackers as told, checks and keeps what they send, and serves its page and
+/// its interface. For tests of a host app it needs no process of its own:
+///
+///     fliprugair::ControlHost host;
+///     ... options: {"trackerHostname", host.hostname()} ...
+///     EXPECT_TRUE(host.waitFor("event:level").matched) << host.waitFor("event:level").text;
+///
+/// Runs from construction to stop. The functions in its options are called on threads of its own, several at a time,
+/// with no lock held. All operations: any thread.
 class ControlHost {
  public:
-  /// `request` is an object, or the array of a batch.
-  HostAnswer answer(const Value& request, const HostSettings& settings);
+  /// Throws std::runtime_error when it cannot listen, or cannot use the file to save in.
+  explicit ControlHost(ControlHostOptions options = {});
+  ~ControlHost();
+  ControlHost(const ControlHost&) = delete;
+  ControlHost& operator=(const ControlHost&) = delete;
+
+  int port() const;
+  /// With the port, as a tracker's "trackerHostname".
+  std::string hostname() const;
+  /// Of the page.
+  std::string url() const { return "http://" + hostname(); }
+
+  /// What came and is kept, the oldest first.
+  std::vector<controlhost::ReceivedRequest> requests() const;
+  /// What is wrong, or worth a look, in all of it.
+  std::vector<controlhost::Finding> findings() const;
+
+  /// Waits until `count` records satisfy `match` ("event:level device:MI0123", as in the page's search); those that are
+  /// there already count.
+  controlhost::Waited waitFor(const std::string& match, std::int64_t count = 1,
+                              std::chrono::milliseconds timeout = std::chrono::seconds(10)) const;
+
+  // What is answered from here on.
+  void setInitReply(Value reply);
+  void setSettings(controlhost::HostSettings settings);
+  void setRules(std::vector<controlhost::AnswerRule> rules);
+  void setFaults(std::vector<controlhost::Fault> faults);
+  void setOffline(bool offline);
+
+  /// Forgets what came.
+  void clear();
+  /// As at the start.
+  void reset();
+
+  /// Returns when the last handler has. Replies that are being delayed go out at once.
+  void stop();
 
  private:
-  struct Device {
-    std::int64_t inits = 0;
-    std::int64_t polls = 0;
-  };
-
-  Value initReply(const std::string& device, const HostSettings& settings);
-  Value attributionReply(const std::string& device, const HostSettings::Attribution& settings);
-
-  std::mutex mutex_;
-  std::map<std::string, Device> devices_;
+  struct Implementation;
+  const std::unique_ptr<Implementation> implementation_;
 };
 
-}  // namespace fliprugair::controlhost
+}  // namespace fliprugair

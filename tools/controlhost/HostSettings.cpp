@@ -2,7 +2,8 @@
 
 #include <algorithm>
 #include <functional>
-#include <limits>
+
+#include "tools/controlhost/Finding.h"
 
 namespace fliprugair::controlhost {
 
@@ -42,6 +43,8 @@ std::string truth(const Value& value) {
 std::string text(const Value& value) {
   return value.isText() && !value.text().empty() ? "" : "a text that is not empty";
 }
+
+std::string anyText(const Value& value) { return value.isText() ? "" : "a text, sent as it stands"; }
 
 std::string texts(const Value& value) {
   bool good = value.isArray();
@@ -103,32 +106,19 @@ const std::vector<Rule>& fileRules() {
        object,
        {{"polls", integerBetween(0, 1000000)}, {"retry", integerBetween(0, 604800)}, {"answer", answer}}},
       {"resonance_cascade", integerBetween(0, 1000000)},
+      {"raw",
+       object,
+       {{"init", anyText},
+        {"initial", anyText},
+        {"update", anyText},
+        {"get_attribution", anyText},
+        {"batch", anyText}}},
       {"status",
        object,
        {{"init", status}, {"initial", status}, {"update", status}, {"get_attribution", status}, {"batch", status}}},
       {"delay_ms", integerBetween(0, 600000)},
   };
   return rules;
-}
-
-std::string kindOf(const Value& value) {
-  switch (value.kind()) {
-    case Value::Kind::null:
-      return "null";
-    case Value::Kind::boolean:
-      return value.boolValue() ? "true" : "false";
-    case Value::Kind::integer:
-      return std::to_string(value.integerValue());
-    case Value::Kind::real:
-      return "the number " + std::to_string(value.realValue());
-    case Value::Kind::text:
-      return "the text \"" + value.text() + '"';
-    case Value::Kind::array:
-      return "a list";
-    case Value::Kind::dictionary:
-      return "an object";
-  }
-  return "";
 }
 
 void check(const Dictionary& object, const std::vector<Rule>& rules, const std::string& place,
@@ -144,7 +134,7 @@ void check(const Dictionary& object, const std::vector<Rule>& rules, const std::
     }
     const std::string right = rule->check(entry.value);
     if (!right.empty()) {
-      problems.push_back(path + " is " + kindOf(entry.value) + ", and should be " + right);
+      problems.push_back(path + " is " + inWords(entry.value) + ", and should be " + right);
     } else if (!rule->members.empty()) {
       check(entry.value.dictionary(), rule->members, path + ".", problems);
     }
@@ -155,7 +145,7 @@ void check(const Dictionary& object, const std::vector<Rule>& rules, const std::
 
 std::vector<std::string> settingsProblems(const Value& file) {
   if (!file.isDictionary()) {
-    return {"the file is " + kindOf(file) + ", and should be an object, as {\"init\": {\"success\": 1}}"};
+    return {"the file is " + inWords(file) + ", and should be an object, as {\"init\": {\"success\": 1}}"};
   }
   std::vector<std::string> problems;
   check(file.dictionary(), fileRules(), "", problems);
@@ -172,11 +162,28 @@ HostSettings settingsOf(const Value& file) {
   if (attribution.holds("retry")) settings.attribution.retry = attribution["retry"].integerValue();
   if (attribution.holds("answer")) settings.attribution.answer = attribution["answer"];
   settings.resonanceCascade = members["resonance_cascade"].integerValue();
+  for (const Dictionary::Entry& entry : members["raw"].dictionary().entries()) {
+    settings.raw[entry.key()] = entry.value.text();
+  }
   for (const Dictionary::Entry& entry : members["status"].dictionary().entries()) {
     settings.status[entry.key()] = static_cast<int>(entry.value.integerValue());
   }
   settings.delay = std::chrono::milliseconds(members["delay_ms"].integerValue());
   return settings;
+}
+
+Value fileOf(const HostSettings& settings) {
+  std::vector<std::pair<std::string, Value>> raw(settings.raw.begin(), settings.raw.end());
+  std::vector<std::pair<std::string, Value>> status(settings.status.begin(), settings.status.end());
+  return Value{{"init", settings.init},
+               {"initial", settings.initial},
+               {"attribution", Value{{"polls", settings.attribution.polls},
+                                     {"retry", settings.attribution.retry},
+                                     {"answer", settings.attribution.answer}}},
+               {"resonance_cascade", settings.resonanceCascade},
+               {"raw", Dictionary(std::move(raw))},
+               {"status", Dictionary(std::move(status))},
+               {"delay_ms", static_cast<std::int64_t>(settings.delay.count())}};
 }
 
 }  // namespace fliprugair::controlhost

@@ -18,12 +18,13 @@ struct HostSettings {
   struct Attribution {
     std::int64_t polls = 0;   ///< questions of one device that are answered "not yet"
     std::int64_t retry = 15;  ///< seconds until it asks again
-    Value answer = Value{{"network", "example"}, {"campaign", "example"}};  ///< nothing: "not yet" for ever
+    Value answer = Value{{"network", "example"}, {"campaign", "example"}};  ///< null: "not yet" for ever
   };
   Attribution attribution;
 
-  std::int64_t resonanceCascade = 0;  ///< init requests of one device that are told to come back later
-  std::map<std::string, int> status;  ///< HTTP status by request kind, 200 for the others
+  std::int64_t resonanceCascade = 0;       ///< init requests of one device that are told to come back later
+  std::map<std::string, std::string> raw;  ///< replies by request kind that go out as they stand, JSON or not
+  std::map<std::string, int> status;       ///< HTTP status by request kind, 200 for the others
   std::chrono::milliseconds delay{0};
 };
 
@@ -32,5 +33,8 @@ std::vector<std::string> settingsProblems(const Value& file);
 
 /// What a file without problems says.
 HostSettings settingsOf(const Value& file);
+
+/// The settings as a file would say them, whole.
+Value fileOf(const HostSettings& settings);
 
 }  // namespace fliprugair::controlhost

@@ -13,4 +13,26 @@ std::optional<std::string> httpGet(const std::string& address, const std::string
   return answer->body;
 }
 
+bool httpFollow(const std::string& address, const std::string& path,
+                const std::function<void(const std::string&)>& line) {
+  httplib::Client client("http://" + address);
+  client.set_connection_timeout(5);
+  client.set_read_timeout(60);  // the host says every 15 seconds that it is still there
+  std::string rest;
+  bool good = false;
+  client.Get(
+      path, httplib::Headers(), [&](const httplib::Response& answer) { return good = answer.status == 200; },
+      [&](const char* bytes, size_t size) {
+        rest.append(bytes, size);
+        std::size_t begin = 0;
+        for (std::size_t end = rest.find('\n'); end != std::string::npos; end = rest.find('\n', begin)) {
+          line(rest.substr(begin, end - begin));
+          begin = end + 1;
+        }
+        rest.erase(0, begin);
+        return true;
+      });
+  return good;
+}
+
 }  // namespace fliprugair::controlhost

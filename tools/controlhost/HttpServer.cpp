@@ -1,51 +1,95 @@
-// The only file that includes httplib.h, which takes long to compile.
 #include "tools/controlhost/HttpServer.h"
 
 #include <httplib.h>
 #include <sys/socket.h>
 
+#include <algorithm>
 #include <condition_variable>
-#include <limits>
+#include <map>
 #include <mutex>
 #include <stdexcept>
 #include <thread>
 #include <utility>
 
+#include "tools/controlhost/ConnectionThreads.h"
+#include "tools/controlhost/HttpConnection.h"
+
 namespace fliprugair::controlhost {
 
 namespace {
 
-constexpr std::size_t threadCount = 32;  // each holds one connection
-constexpr std::size_t longestBody = std::size_t{64} * 1024 * 1024;
+constexpr std::size_t mostConnections = 512;
+constexpr std::size_t longestBody = std::size_t{16} * 1024 * 1024;
+constexpr std::chrono::seconds idleTime{60};
 
-class ListeningServer final : public httplib::Server {
- public:
+bool sameName(std::string_view left, std::string_view right) {
+  return std::equal(left.begin(), left.end(), right.begin(), right.end(),
+                    [](unsigned char one, unsigned char other) { return std::tolower(one) == std::tolower(other); });
+}
+
+}  // namespace
+
+std::string headerOf(const HttpHeaders& headers, std::string_view name) {
+  const auto found =
+      std::find_if(headers.begin(), headers.end(), [&](const auto& header) { return sameName(header.first, name); });
+  return found == headers.end() ? "" : found->second;
+}
+
+struct HttpServer::Implementation final : httplib::Server {
+  Implementation(HttpServer::Handler givenHandler, Refusal givenRefusal)
+      : handler(std::move(givenHandler)), refusal(std::move(givenRefusal)) {
+    new_task_queue = [] { return std::make_unique<ConnectionThreads>(mostConnections).release(); };
+    set_tcp_nodelay(true);
+    set_payload_max_length(longestBody);
+    // Without the library's SO_REUSEPORT, by which two hosts would share one port and each get some of the requests.
+    set_socket_options([](socket_t socket) {
+      const int yes = 1;
+      setsockopt(socket, SOL_SOCKET, SO_REUSEADDR, &yes, sizeof yes);
+    });
+    const auto any = [this](const httplib::Request& from, httplib::Response& to) { serve(from, to); };
+    Get(".*", any).Post(".*", any).Put(".*", any).Delete(".*", any).Patch(".*", any).Options(".*", any);
+    set_error_handler([this](const httplib::Request&, httplib::Response& to) {
+      if (to.body.empty() && !to.has_header("Content-Type")) {
+        to.set_content(refusal(to.status), "application/json; charset=utf-8");
+      }
+    });
+  }
+
   /// The port, or 0 when it cannot listen there.
-  int listenOn(const std::string& address, int port) {
-    const int bound = port == 0 ? bind_to_any_port(address) : bind_to_port(address, port) ? port : 0;
+  int listenOn(const std::string& address, int wanted) {
+    const int bound = wanted == 0 ? bind_to_any_port(address) : bind_to_port(address, wanted) ? wanted : 0;
     if (bound <= 0) return 0;
     ::listen(svr_sock_, SOMAXCONN);  // a client opens more connections at once than the library's backlog holds
     return bound;
   }
-};
 
-}  // namespace
-
-struct HttpServer::Implementation {
-  explicit Implementation(Handler given) : handler(std::move(given)) {
-    server.new_task_queue = [] { return std::make_unique<httplib::ThreadPool>(threadCount).release(); };
-    server.set_tcp_nodelay(true);
-    server.set_payload_max_length(longestBody);
-    server.set_keep_alive_max_count(std::numeric_limits<std::size_t>::max());
-    server.set_keep_alive_timeout(1);  // seconds; stopping waits as long for an idle connection
-    const auto answer = [this](const httplib::Request& from, httplib::Response& to) {
-      const HttpReply reply = handler({from.method, from.path, from.body});
-      waitFor(reply.delay);
-      to.status = reply.status;
-      to.set_content(reply.body, reply.contentType);
-    };
-    server.Get("/.*", answer);
-    server.Post("/.*", answer);
+  void serve(const httplib::Request& from, httplib::Response& to) {
+    HttpConnection& connection = connectionOfThisThread();
+    HttpRequest request{from.method, from.target, from.path, {}, connection.headers(), from.body, connection.remote()};
+    for (const auto& [key, value] : from.params) request.query.emplace(key, value);
+    HttpReply reply = handler(request);
+    if (reply.delay.count() > 0) waitFor(reply.delay);
+    if (reply.sending == Sending::never) {
+      while (!isStopping() && !connection.clientHasGone(std::chrono::milliseconds(200))) {
+      }
+      reply.sending = Sending::resetBefore;
+    }
+    connection.setSending(reply.sending);
+    to.status = reply.status;
+    for (const auto& [key, value] : reply.headers) to.set_header(key, value);
+    if (!reply.next) {
+      to.set_content(std::move(reply.body), reply.contentType);
+      return;
+    }
+    to.set_chunked_content_provider(reply.contentType, [this, next = reply.next](size_t, httplib::DataSink& sink) {
+      const std::optional<std::string> piece = next();
+      if (!piece || isStopping()) {
+        sink.done();
+      } else if (!piece->empty()) {
+        return sink.write(piece->data(), piece->size());
+      }
+      return true;
+    });
   }
 
   void waitFor(std::chrono::milliseconds delay) {
@@ -53,36 +97,89 @@ struct HttpServer::Implementation {
     stopped.wait_for(lock, delay, [this] { return stopping; });
   }
 
-  Handler handler;
-  ListeningServer server;
+  bool isStopping() {
+    const std::lock_guard lock(mutex);
+    return stopping;
+  }
+
+  HttpConnection& connectionOfThisThread() {
+    const std::lock_guard lock(mutex);
+    return *connections.at(std::this_thread::get_id());
+  }
+
+  bool process_and_close_socket(socket_t socket) override {
+    HttpConnection connection(socket);
+    {
+      const std::lock_guard lock(mutex);
+      if (stopping) return false;
+      if (std::this_thread::get_id() != accepting) connections[std::this_thread::get_id()] = &connection;
+    }
+    if (std::this_thread::get_id() == accepting) {
+      connection.refuse(503, refusal(503));
+      return false;
+    }
+    serveRequests(connection);
+    const std::lock_guard lock(mutex);
+    connections.erase(std::this_thread::get_id());
+    return true;
+  }
+
+  void serveRequests(HttpConnection& connection) {
+    while (connection.waitForRequest(idleTime)) {
+      bool closed = false;
+      const bool served = process_request(connection, false, closed, [](httplib::Request& request) {
+        request.headers.erase("Content-Type");  // else the library takes forms apart, and their bytes would be lost
+      });
+      if (connection.refusedWith() != 0) connection.refuse(connection.refusedWith(), refusal(connection.refusedWith()));
+      if (!served || closed) return;
+    }
+  }
+
+  void stopAll() {
+    {
+      const std::lock_guard lock(mutex);
+      stopping = true;
+      for (const auto& [id, connection] : connections) connection->stopReading();
+    }
+    stopped.notify_all();
+    stop();
+    if (thread.joinable()) thread.join();
+  }
+
+  HttpServer::Handler handler;
+  Refusal refusal;
   int port = 0;
   std::thread thread;
-  std::mutex mutex;
+  std::mutex mutex;  ///< around the rest
   std::condition_variable stopped;
   bool stopping = false;
+  std::thread::id accepting;
+  std::map<std::thread::id, HttpConnection*> connections;
 };
 
-HttpServer::HttpServer(const std::string& address, int port, Handler handler)
-    : implementation_(std::make_unique<Implementation>(std::move(handler))) {
+HttpServer::HttpServer(const std::string& address, int port, Handler handler, Refusal refusal)
+    : implementation_(std::make_unique<Implementation>(std::move(handler), std::move(refusal))) {
   Implementation& self = *implementation_;
-  self.port = self.server.listenOn(address, port);
-  if (self.port == 0) throw std::runtime_error("cannot listen on " + address + ", port " + std::to_string(port));
-  self.thread = std::thread([&self] { self.server.listen_after_bind(); });
-  while (!self.server.is_running()) std::this_thread::yield();  // stop has no effect on a server that does not run yet
+  self.port = self.listenOn(address, port);
+  if (self.port == 0) {
+    const std::string place = address + ", port " + std::to_string(port);
+    throw std::runtime_error("Cannot listen on " + place +
+                             ". Another program may listen there already; --port 0 takes any free port.");
+  }
+  self.thread = std::thread([&self] {
+    {
+      const std::lock_guard lock(self.mutex);
+      self.accepting = std::this_thread::get_id();
+    }
+    self.listen_after_bind();
+  });
+  while (!self.is_running()) std::this_thread::yield();  // stop has no effect on a server that does not run yet
 }
 
 HttpServer::~HttpServer() { stop(); }
 
 int HttpServer::port() const { return implementation_->port; }
 
-void HttpServer::stop() {
-  {
-    const std::lock_guard lock(implementation_->mutex);
-    implementation_->stopping = true;
-  }
-  implementation_->stopped.notify_all();
-  implementation_->server.stop();
-  if (implementation_->thread.joinable()) implementation_->thread.join();
-}
+void HttpServer::stop() { implementation_->stopAll(); }
 
 }  // namespace fliprugair::controlhost

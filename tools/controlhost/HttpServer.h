@@ -2,31 +2,64 @@
 
 #include <chrono>
 #include <functional>
+#include <map>
 #include <memory>
+#include <optional>
 #include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
 
 namespace fliprugair::controlhost {
 
+using HttpHeaders = std::vector<std::pair<std::string, std::string>>;
+
+/// The first header of that name, in any case of letters; "" when there is none.
+std::string headerOf(const HttpHeaders& headers, std::string_view name);
+
 struct HttpRequest {
-  std::string method;  ///< "GET" or "POST"
+  std::string method;
+  std::string target;  ///< as it came: path and query
   std::string path;
+  std::map<std::string, std::string> query;
+  HttpHeaders headers;  ///< as they came, in their order
   std::string body;
+  std::string remote;  ///< address and port
+};
+
+/// How a reply leaves.
+enum class Sending {
+  whole,
+  never,         ///< the client waits until it or the server gives up
+  resetBefore,   ///< the connection is reset instead
+  resetDuring,   ///< the connection is reset in the middle of the body
+  endsTooEarly,  ///< the connection is closed in the middle of the body
 };
 
 struct HttpReply {
   int status = 200;
-  std::string contentType;
-  std::string body;
+  std::string contentType = {};
+  std::string body = {};
   std::chrono::milliseconds delay{0};  ///< before it goes out
+  Sending sending = Sending::whole;
+  HttpHeaders headers = {};
+
+  /// A reply without an end, instead of `body`: asked for the next piece again and again. It may take a second to
+  /// answer;
+  /// "" is "nothing yet", nullopt ends the reply.
+  std::function<std::optional<std::string>()> next = {};
 };
 
-/// HTTP/1.1 on one port. Listens from construction to stop; the handler runs on several threads at once.
+/// HTTP/1.1 on one port. Listens from construction to stop; the handler runs on several threads at once, one for each
+/// connection. What is too slow, too large or no HTTP is answered here; so are connections beyond what it can serve.
 class HttpServer {
  public:
   using Handler = std::function<HttpReply(const HttpRequest&)>;
+  /// The body of a reply to what never reaches the handler, in JSON.
+  using Refusal = std::function<std::string(int status)>;
 
   /// Port 0 is any free one. Throws std::runtime_error when it cannot listen there.
-  HttpServer(const std::string& address, int port, Handler handler);
+  HttpServer(const std::string& address, int port, Handler handler, Refusal refusal);
   ~HttpServer();
   HttpServer(const HttpServer&) = delete;
   HttpServer& operator=(const HttpServer&) = delete;

@@ -18,7 +18,7 @@ std::string jsonProblem(std::string_view text) {
   rapidjson::BaseReaderHandler<> ignorant;
   const rapidjson::ParseResult result = reader.Parse<rapidjson::kParseIterativeFlag>(stream, ignorant);
   if (!result.IsError()) {
-    return "arrays and objects are nested deeper than " + std::to_string(JSONSerialization::defaultDepth);
+    return "arrays and objects are nested deeper than " + std::to_string(JSONSerialization::defaultDepth) + '.';
   }
   const std::string_view before = text.substr(0, std::min(result.Offset(), text.size()));
   const auto line = 1 + std::count(before.begin(), before.end(), '\n');

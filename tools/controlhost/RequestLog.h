@@ -1,50 +1,69 @@
 #pragma once
 
+#include <chrono>
+#include <condition_variable>
 #include <cstddef>
 #include <cstdint>
 #include <deque>
+#include <functional>
+#include <memory>
 #include <mutex>
 #include <string>
 #include <vector>
 
-#include "Fliprugair/platform/Value.h"
+#include "tools/controlhost/ReceivedRequest.h"
 
 namespace fliprugair::controlhost {
 
-/// One request as it arrived and was answered.
-struct LoggedRequest {
-  std::int64_t number = 0;  ///< counts from 1
-  double received = 0;      ///< seconds since 1970
-  std::string path;
-  std::string action;        ///< or "batch"; "" when the body is no request
-  std::int64_t records = 0;  ///< of a batch; 1 for any other request
-  Value body;                ///< text when it is not JSON
-  int status = 0;
-  Value reply;
+using RequestPointer = std::shared_ptr<const ReceivedRequest>;
 
-  /// As the host serves it: the members above by their names, in their order.
-  Value dictionary() const;
-};
-
-/// The latest requests, up to a number of them. Any thread.
+/// The latest requests, up to a number of them and to 256 MiB. Any thread.
 class RequestLog {
  public:
+  static constexpr std::size_t mostBytes = std::size_t{256} * 1024 * 1024;
+
   explicit RequestLog(std::size_t capacity) : capacity_(capacity) {}
 
-  /// Numbers the request, drops the oldest one when there is no room, and returns what was logged.
-  LoggedRequest add(LoggedRequest request);
+  /// Numbers the request, and drops the oldest ones while there is no room.
+  RequestPointer add(ReceivedRequest request);
+  /// One that was numbered before.
+  void restore(RequestPointer request);
 
-  /// The oldest first.
-  std::vector<LoggedRequest> requests() const;
+  /// The oldest first; those behind the request `since`, and at most `most` of them.
+  std::vector<RequestPointer> requests(std::int64_t since = 0, std::size_t most = SIZE_MAX) const;
+  /// The newest first; those before the request `before`.
+  std::vector<RequestPointer> requestsBefore(std::int64_t before, std::size_t most) const;
+  /// Null when there is none, or none any more.
+  RequestPointer request(std::int64_t id) const;
 
-  /// All that ever came.
-  std::int64_t count() const;
+  std::int64_t first() const;  ///< the oldest that is kept; 0: none is
+  std::int64_t last() const;   ///< the latest that ever came
+
+  void clear();
+  void forget(const std::string& device);
+
+  /// Waits for a change behind the one numbered `change`, until the time is over or this log has ended. A request that
+  /// comes is a change, and whatever noteChange() is called for. Returns the number of the latest.
+  std::int64_t waitForChange(std::int64_t change, std::chrono::milliseconds time) const;
+  void noteChange();
+  std::int64_t change() const;
+
+  /// Ends all waiting, for good.
+  void end();
+  bool hasEnded() const;
 
  private:
+  std::size_t positionBehind(std::int64_t id) const;
+  void keep(RequestPointer request);
+
   const std::size_t capacity_;
-  mutable std::mutex mutex_;
-  std::deque<LoggedRequest> requests_;
-  std::int64_t count_ = 0;
+  mutable std::mutex mutex_;  ///< around the rest
+  mutable std::condition_variable changed_;
+  std::deque<RequestPointer> requests_;
+  std::size_t bytes_ = 0;
+  std::int64_t last_ = 0;
+  std::int64_t change_ = 0;
+  bool ended_ = false;
 };
 
 }  // namespace fliprugair::controlhost

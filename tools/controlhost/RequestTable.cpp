@@ -2,34 +2,23 @@
 
 #include <algorithm>
 #include <array>
+#include <cmath>
 #include <cstdio>
+#include <ctime>
 #include <vector>
 
 namespace fliprugair::controlhost {
 
 namespace {
 
-constexpr std::size_t columns = 5;
+constexpr std::size_t columns = 6;
 using Row = std::array<std::string, columns>;
 
-/// What a record is, in a few words: its action, and for an event its name.
-std::string recordName(const Dictionary& record) {
-  const std::string action = record["action"].text();
-  const Dictionary data = record["data"].dictionary();
-  for (const std::string_view detail : {"event_name", "state", "uri"}) {
-    if (const Value text = data[detail]; text.isText()) return action + " \"" + text.text() + '"';
-  }
-  if (action != "update") return action;
-  std::string changed;
-  for (const auto& entry : data.entries()) changed += (changed.empty() ? " of " : ", ") + entry.key();
-  return action + changed;
-}
-
-std::vector<std::string> recordNames(const Value& body) {
-  std::vector<std::string> names;
-  for (const Value& record : body.array()) names.push_back(recordName(record.dictionary()));
-  if (body.isDictionary()) names.push_back(recordName(body.dictionary()));
-  return names;
+/// Requests must not be able to steer the terminal, nor to look like two lines.
+std::string printable(std::string text) {
+  std::replace_if(
+      text.begin(), text.end(), [](unsigned char character) { return character < 0x20 || character == 0x7F; }, '?');
+  return text;
 }
 
 std::string seconds(double time) {
@@ -38,16 +27,33 @@ std::string seconds(double time) {
   return text.data();
 }
 
+std::string timeOfDay(double time) {
+  const auto whole = static_cast<std::time_t>(time);
+  std::tm parts{};
+  localtime_r(&whole, &parts);
+  std::array<char, 32> buffer{};
+  const std::size_t length = std::strftime(buffer.data(), buffer.size(), "%H:%M:%S", &parts);
+  const std::string thousandths = std::to_string(1000 + static_cast<int>((time - std::floor(time)) * 1000));
+  return std::string(buffer.data(), length) + '.' + thousandths.substr(1);
+}
+
+bool isConfirmed(std::int64_t status) { return status >= 200 && status < 300; }
+
 std::vector<Row> rowsOf(const Dictionary& request, double start) {
   const std::int64_t status = request["status"].integerValue();
-  const std::string verdict = status >= 200 && status < 300 ? "yes" : "no (" + std::to_string(status) + ")";
+  const bool whole = request["whole"].boolValue();
+  const std::string reason = status == 0 ? "no reply" : !whole ? "reply cut off" : std::to_string(status);
+  const std::string verdict = isConfirmed(status) && whole ? "yes" : "no (" + reason + ")";
   std::vector<Row> rows;
-  for (const std::string& name : recordNames(request["body"])) {
+  Array names = request["names"].array();
+  if (names.empty()) names = Array{request["action"].text().empty() ? "not a request" : "no record"};
+  for (const Value& name : names) {
     if (rows.empty()) {
-      rows.push_back({std::to_string(request["number"].integerValue()),
-                      seconds(request["received"].realValue() - start), request["action"].text(), name, verdict});
+      rows.push_back({std::to_string(request["id"].integerValue()), seconds(request["received"].realValue() - start),
+                      printable(request["device"].text()), printable(request["action"].text()), printable(name.text()),
+                      verdict});
     } else {
-      rows.push_back({"", "", "", name, ""});
+      rows.push_back({"", "", "", "", printable(name.text()), ""});
     }
   }
   return rows;
@@ -56,7 +62,7 @@ std::vector<Row> rowsOf(const Dictionary& request, double start) {
 }  // namespace
 
 std::string requestTable(const Array& requests) {
-  std::vector<Row> rows{{"no.", "when", "action", "records", "confirmed"}};
+  std::vector<Row> rows{{"no.", "when", "device", "action", "records", "confirmed"}};
   const double start = requests.empty() ? 0 : requests[0].dictionary()["received"].realValue();
   for (const Value& request : requests) {
     for (Row& row : rowsOf(request.dictionary(), start)) rows.push_back(std::move(row));
@@ -77,6 +83,34 @@ std::string requestTable(const Array& requests) {
     table += line + '\n';
   }
   return table;
+}
+
+std::string requestLine(const Value& request) {
+  const Dictionary members = request.dictionary();
+  const std::string action = members["action"].text();
+  const std::int64_t status = members["status"].integerValue();
+  const std::string device = members["device"].text();
+  std::string what = action.empty() ? "not a request" : action;
+  if (action == "batch") what += " of " + std::to_string(members["records"].integerValue());
+  std::string line = what + "  " + (device.empty() ? "(no device id)" : device);
+  if (status == 0) {
+    line += "  without a reply";
+  } else if (status != 200) {
+    line += "  answered with status " + std::to_string(status);
+  }
+  if (const std::string& fault = members["fault"].text(); !fault.empty()) line += "  (" + fault + ')';
+  return timeOfDay(members["received"].realValue()) + "  " + printable(line) + '\n';
+}
+
+std::string findingLines(const Array& findings) {
+  std::string lines;
+  for (const Value& finding : findings) {
+    const Dictionary members = finding.dictionary();
+    const Value record = members["record"];
+    const std::string place = record.isNull() ? "" : "record " + std::to_string(record.integerValue()) + ": ";
+    lines += printable("    " + members["severity"].text() + "  " + place + members["text"].text()) + '\n';
+  }
+  return lines;
 }
 
 }  // namespace fliprugair::controlhost

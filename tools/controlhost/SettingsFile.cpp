@@ -6,6 +6,7 @@
 #include <stdexcept>
 #include <utility>
 
+#include "tools/controlhost/InitSettings.h"
 #include "tools/controlhost/JSONProblem.h"
 
 namespace fliprugair::controlhost {
@@ -32,24 +33,36 @@ SettingsFile::SettingsFile(std::string path, const JSONSerialization& json,
   if (!fault.empty()) throw std::runtime_error(fault);
   text_ = *text;
   settings_ = settingsOf(file);
+  warn(settings_);
+}
+
+void SettingsFile::warn(const HostSettings& settings) const {
+  for (const Value& effect : effectsOf(settings.init)) {
+    const Dictionary members = effect.dictionary();
+    if (members["severity"].text() == "warning") complain_(path_ + ": init: " + members["text"].text());
+  }
 }
 
 HostSettings SettingsFile::current() {
   std::string fault;
+  bool isNew = false;
   HostSettings settings;
   {
     const std::lock_guard lock(mutex_);
-    // An unreadable file is most likely just being replaced: the next request looks again.
     std::optional<std::string> text = contentOf(path_);
+    if (!text && !isGone_) fault = path_ + ": cannot be read any more; is it gone?";
+    isGone_ = !text;
     if (text && *text != text_) {
       text_ = std::move(*text);
       Value file;
       fault = faultOf(text_, file);
-      if (fault.empty()) settings_ = settingsOf(file);
+      isNew = fault.empty();
+      if (isNew) settings_ = settingsOf(file);
     }
     settings = settings_;
   }
-  if (!fault.empty()) complain_(fault + "\nThe settings before this change hold on.");
+  if (isNew) warn(settings);
+  if (!fault.empty()) complain_(fault + "\nThe settings it had before hold on.");
   return settings;
 }
 

@@ -3,18 +3,18 @@
 #include <pthread.h>
 
 #include <CLI/CLI.hpp>
-#include <algorithm>
-#include <array>
-#include <cmath>
 #include <csignal>
-#include <ctime>
 #include <exception>
 #include <iostream>
+#include <map>
 #include <memory>
 #include <mutex>
 #include <string>
+#include <vector>
 
-#include "tools/controlhost/ControlHostServer.h"
+#include "platform/json/RapidJSONSerialization.h"
+#include "tools/controlhost/ChildProgram.h"
+#include "tools/controlhost/ControlHost.h"
 #include "tools/controlhost/HttpClient.h"
 #include "tools/controlhost/RequestTable.h"
 #include "tools/controlhost/SettingsFile.h"
@@ -28,19 +28,26 @@ constexpr const char* help = R"(
 EXAMPLES
   fliprugair-controlhost
       Listens on 127.0.0.1, port 8080. Give a tracker "127.0.0.1:8080" as its
-      "trackerHostname", and watch its requests arrive.
+      "trackerHostname", open http://127.0.0.1:8080 in a browser, and watch.
 
   fliprugair-controlhost --port 0 --verbose
-      Any free port; the first line says which. Shows requests and replies whole.
+      Any free port; the first line says which, as JSON. Shows bodies whole.
 
-  fliprugair-controlhost --settings settings.json
-      Answers as the file says. The file can be edited while the host runs.
+  fliprugair-controlhost --settings settings.json --save requests.sqlite
+      Answers as the file says, which can be edited while the host runs, and
+      keeps everything that came; the next start with this file shows it again.
 
+  fliprugair-controlhost run -- ./my-app
+      Starts an app with the host's address in FLIPRUGAIR_CONTROL_HOST, and shows
+      what it sent when it has ended. The app must have allowed that
+      (LinuxOptions::allowControlHostFromEnvironment).
+
+  fliprugair-controlhost tail --at 127.0.0.1:8080
   fliprugair-controlhost requests --at 127.0.0.1:8080
-      A table of what a running host has received, with what each batch holds.
+      Follows a running host; a table of what it has received.
 
-  curl -s http://127.0.0.1:8080/api/requests
-      What came so far, as JSON. GET /api/health tells whether the host is up.
+  curl -s '127.0.0.1:8080/api/wait?match=event:level&timeout=5'
+      Waits for an event, in a test. The interface: docs/controlhost.md.
 
 SETTINGS
   Every member can be left out. This is a file with all of them:
@@ -51,6 +58,7 @@ SETTINGS
     "initial": {"success": 1},
     "attribution": {"polls": 2, "retry": 10, "answer": {"network": "example"}},
     "resonance_cascade": 1,
+    "raw": {"get_attribution": "{ not JSON"},
     "status": {"batch": 503},
     "delay_ms": 250
   }
@@ -60,6 +68,7 @@ SETTINGS
                      "retry" seconds", the next one with "answer": an object,
                      "false" (not attributed) or null (never an answer)
   resonance_cascade  so many init requests of a device are told to come back later
+  raw                a text that is sent as it stands, JSON or not
   status             HTTP status for "init", "initial", "update",
                      "get_attribution" or "batch"; from 300 on it is a failure
   delay_ms           time that every reply takes
@@ -68,16 +77,14 @@ SETTINGS
 /// Prints requests from several threads, one at a time.
 class Printer {
  public:
-  Printer(bool verbose, const JSONSerialization& json) : verbose_(verbose), json_(json) {}
+  Printer(bool verbose, std::ostream& stream) : verbose_(verbose), stream_(stream) {}
 
-  void print(const LoggedRequest& request) {
-    std::string text = timeOfDay(request.received) + "  " + described(request) + "  " + deviceText(request);
-    if (request.status != 200) text += "  answered with status " + std::to_string(request.status);
-    if (request.action.empty()) text += "  " + request.reply.text();
-    text = printable(std::move(text)) + '\n';
-    if (verbose_) text += pretty("request", request.body) + pretty("reply", request.reply);
+  void print(const ReceivedRequest& request) {
+    const Value whole = wholeOf(request);
+    std::string text = requestLine(whole) + findingLines(whole.dictionary()["problems"].array());
+    if (verbose_) text += pretty("request", request.bytes) + pretty("reply", request.reply);
     const std::lock_guard lock(mutex_);
-    std::cout << text << std::flush;
+    stream_ << text << std::flush;
   }
 
   void complain(const std::string& fault) {
@@ -86,40 +93,45 @@ class Printer {
   }
 
  private:
-  static std::string timeOfDay(double seconds) {
-    const auto whole = static_cast<std::time_t>(seconds);
-    std::tm parts{};
-    localtime_r(&whole, &parts);
-    std::array<char, 32> buffer{};
-    const std::size_t length = std::strftime(buffer.data(), buffer.size(), "%H:%M:%S", &parts);
-    const std::string thousandths = std::to_string(1000 + static_cast<int>((seconds - std::floor(seconds)) * 1000));
-    return std::string(buffer.data(), length) + '.' + thousandths.substr(1);
-  }
-
-  static std::string described(const LoggedRequest& request) {
-    if (request.action.empty()) return "not a request";
-    return request.body.isArray() ? "batch of " + std::to_string(request.records) : request.action;
-  }
-
-  static std::string deviceText(const LoggedRequest& request) {
-    const std::string device = deviceOf(request.body);
-    return device.empty() ? "(no device id)" : device;
-  }
-
-  /// Requests must not be able to steer the terminal, nor to look like two lines.
-  static std::string printable(std::string text) {
-    std::replace_if(
-        text.begin(), text.end(), [](unsigned char character) { return character < 0x20 || character == 0x7F; }, '?');
-    return text;
-  }
-
-  std::string pretty(const std::string& title, const Value& value) const {
-    return title + ": " + json_.text(value, JSONSerialization::Layout::pretty).value_or("") + '\n';
+  static std::string pretty(const std::string& title, const std::string& bytes) {
+    const RapidJSONSerialization json;
+    const auto value = json.value(bytes);
+    return title + ": " + json.text(value ? *value : Value(bytes), JSONSerialization::Layout::pretty).value_or("") +
+           '\n';
   }
 
   const bool verbose_;
-  const JSONSerialization& json_;
+  std::ostream& stream_;
   std::mutex mutex_;
+};
+
+struct Wishes {
+  ControlHostOptions options;
+  std::string settingsPath;
+  bool verbose = false;
+};
+
+/// A host as the command line wants it, with its settings file and what it prints.
+class RunningHost {
+ public:
+  RunningHost(Wishes wishes, std::ostream& stream) : printer_(wishes.verbose, stream) {
+    if (!wishes.settingsPath.empty()) {
+      file_ = std::make_unique<SettingsFile>(wishes.settingsPath, json_,
+                                             [this](const std::string& fault) { printer_.complain(fault); });
+      wishes.options.settings = [this] { return file_->current(); };
+    }
+    wishes.options.arrived = [this](const ReceivedRequest& request) { printer_.print(request); };
+    wishes.options.complain = [this](const std::string& fault) { printer_.complain(fault); };
+    host_ = std::make_unique<ControlHost>(std::move(wishes.options));
+  }
+
+  ControlHost& host() { return *host_; }
+
+ private:
+  const RapidJSONSerialization json_;
+  Printer printer_;
+  std::unique_ptr<SettingsFile> file_;
+  std::unique_ptr<ControlHost> host_;  ///< last: its threads use what stands above
 };
 
 /// Blocks the signals that end the program, in this thread and all that it starts.
@@ -132,67 +144,129 @@ sigset_t blockedEndSignals() {
   return signals;
 }
 
-void run(ControlHostOptions options, const std::string& settingsPath, bool verbose) {
-  const RapidJSONSerialization json;
-  Printer printer(verbose, json);
-  std::unique_ptr<SettingsFile> file;
-  if (!settingsPath.empty()) {
-    file =
-        std::make_unique<SettingsFile>(settingsPath, json, [&](const std::string& fault) { printer.complain(fault); });
-    options.settings = [&] { return file->current(); };
-  }
-  options.arrived = [&](const LoggedRequest& request) { printer.print(request); };
-
-  const sigset_t endSignals = blockedEndSignals();
-  ControlHostServer server(std::move(options));
-  std::cout << "http://" + server.hostname() + '\n' << std::flush;
-  int signal = 0;
-  sigwait(&endSignals, &signal);
-  server.stop();
+bool isLoopback(const std::string& address) {
+  return address.starts_with("127.") || address == "::1" || address == "localhost";
 }
 
-void showRequests(const std::string& address) {
-  const auto body = httpGet(address, "/api/requests");
-  const auto requests = body ? RapidJSONSerialization().value(*body) : std::nullopt;
-  if (!requests || !requests->isArray()) {
-    throw std::runtime_error("No control host answers at " + address + "; its first line of output says where it is.");
+void warnAbout(const std::string& address) {
+  if (isLoopback(address)) return;
+  std::cerr << "Listening on " << address
+            << ": whoever reaches this machine there can read and change everything here.\n"
+            << "Without --address only this machine can." << std::endl;
+}
+
+int serve(Wishes wishes) {
+  const bool anyPort = wishes.options.port == 0;
+  const sigset_t endSignals = blockedEndSignals();
+  warnAbout(wishes.options.address);
+  RunningHost running(std::move(wishes), std::cout);
+  ControlHost& host = running.host();
+  const Value where{{"url", host.url()}, {"hostname", host.hostname()}, {"port", host.port()}};
+  std::cout << (anyPort ? RapidJSONSerialization().textOfAny(where) : host.url()) + '\n' << std::flush;
+  int signal = 0;
+  sigwait(&endSignals, &signal);
+  host.stop();
+  return 0;
+}
+
+/// Requests on standard error, so that the app's own output stays as it is.
+int runApp(Wishes wishes, const std::vector<std::string>& command) {
+  blockedEndSignals();
+  RunningHost running(std::move(wishes), std::cerr);
+  ControlHost& host = running.host();
+  std::cerr << host.url() << std::endl;
+  const int status = runProgram(command, "FLIPRUGAIR_CONTROL_HOST", host.hostname());
+  std::vector<Value> requests;
+  for (const ReceivedRequest& request : host.requests()) requests.push_back(summaryOf(request));
+  if (requests.empty()) {
+    std::cerr << "Nothing came. Does the app allow the control host from the environment "
+                 "(LinuxOptions::allowControlHostFromEnvironment)?\n";
+  } else {
+    std::cerr << requestTable(Array(std::move(requests)));
   }
-  std::cout << requestTable(requests->array());
+  return status;
+}
+
+std::runtime_error noHostAt(const std::string& address) {
+  return std::runtime_error("No control host answers at " + address + "; its first line of output says where it is.");
+}
+
+int showRequests(const std::string& address) {
+  std::vector<Value> requests;
+  Value next = 0;
+  while (!next.isNull()) {
+    const auto body = httpGet(address, "/api/requests?limit=1000&since=" + std::to_string(next.integerValue()));
+    const auto page = body ? RapidJSONSerialization().value(*body) : std::nullopt;
+    if (!page || !page->dictionary()["requests"].isArray()) throw noHostAt(address);
+    for (const Value& request : page->dictionary()["requests"].array()) requests.push_back(request);
+    next = page->dictionary()["next"];
+  }
+  std::map<std::string, std::int64_t> counts;
+  for (const Value& request : requests) {
+    for (const auto& entry : request.dictionary()["findings"].dictionary().entries()) {
+      counts[entry.key()] += entry.value.integerValue();
+    }
+  }
+  std::cout << requestTable(Array(std::move(requests))) << "  Findings: " << counts["error"] << " errors, "
+            << counts["warning"] << " warnings, " << counts["note"] << " notes\n";
+  return 0;
+}
+
+int follow(const std::string& address) {
+  std::string event;
+  const bool answered = httpFollow(address, "/api/events", [&](const std::string& line) {
+    if (line.starts_with("event: ")) event = line.substr(7);
+    if (!line.starts_with("data: ") || event != "request") return;
+    const auto data = RapidJSONSerialization().value(line.substr(6));
+    if (!data) return;
+    std::cout << requestLine(data->dictionary()["request"]);
+    for (const Value& record : data->dictionary()["records"].array()) {
+      std::cout << findingLines(record.dictionary()["findings"].array());
+    }
+    std::cout << std::flush;
+  });
+  if (!answered) throw noHostAt(address);
+  std::cerr << "The host at " << address << " has ended.\n";
+  return 0;
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
   CLI::App app(
-      "A control host for development. It listens on this machine only, answers a tracker's requests\n"
-      "as told, prints each one as it arrives, and keeps the latest for GET /api/requests.");
+      "A control host for development. It listens on this machine only unless told otherwise, answers a\n"
+      "tracker's requests as told, checks and prints each one as it arrives, and shows them in a browser.");
   app.footer(help);
-  ControlHostOptions options;
-  options.port = 8080;
-  std::string settings;
-  bool verbose = false;
-  app.add_option("--address", options.address, "Loopback address to listen on")
-      ->check(CLI::IsMember({"127.0.0.1", "::1"}))
-      ->capture_default_str();
-  app.add_option("--port", options.port, "Port to listen on; 0: any free one")
-      ->check(CLI::Range(0, 65535))
-      ->capture_default_str();
-  app.add_option("--settings", settings, "JSON file that says what to answer");
-  app.add_option("--keep", options.capacity, "Requests to keep for GET /api/requests; the oldest go first")
+  app.set_version_flag("--version", std::string("fliprugair-controlhost ") + FLIPRUGAIR_VERSION);
+  Wishes wishes;
+  wishes.options.port = 8080;
+  app.add_option("--address", wishes.options.address, "Address to listen on")->capture_default_str();
+  CLI::Option* port = app.add_option("--port", wishes.options.port, "Port to listen on; 0: any free one, told in JSON")
+                          ->check(CLI::Range(0, 65535))
+                          ->capture_default_str();
+  app.add_option("--settings", wishes.settingsPath, "JSON file that says what to answer");
+  app.add_option("--save", wishes.options.savePath, "SQLite file to keep all requests in, and to show them from again");
+  app.add_option("--keep", wishes.options.capacity, "Requests to keep in memory; the oldest go first")
       ->check(CLI::Range(1, 10000000))
       ->capture_default_str();
-  app.add_flag("--verbose", verbose, "Print requests and replies whole");
+  app.add_flag("--verbose", wishes.verbose, "Print requests and replies whole");
   std::string address = "127.0.0.1:8080";
   CLI::App* list = app.add_subcommand("requests", "Show what a running control host has received, as a table");
   list->add_option("--at", address, "Where it listens")->capture_default_str();
+  CLI::App* tail = app.add_subcommand("tail", "Follow what a running control host receives");
+  tail->add_option("--at", address, "Where it listens")->capture_default_str();
+  std::vector<std::string> command;
+  CLI::App* run = app.add_subcommand("run", "Start an app with a host of its own, and show what it sent");
+  run->add_option("command", command, "The app and its arguments, behind --")->required();
   CLI11_PARSE(app, argc, argv);
   try {
-    if (list->parsed()) {
-      showRequests(address);
-      return 0;
+    if (list->parsed()) return showRequests(address);
+    if (tail->parsed()) return follow(address);
+    if (run->parsed()) {
+      if (port->count() == 0) wishes.options.port = 0;
+      return runApp(std::move(wishes), command);
     }
-    run(std::move(options), settings, verbose);
-    return 0;
+    return serve(std::move(wishes));
   } catch (const std::exception& exception) {
     std::cerr << exception.what() << '\n';
     return 2;

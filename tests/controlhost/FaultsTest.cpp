@@ -1,0 +1,107 @@
+// Faults as a client sees them on the wire.
+
+#include <gtest/gtest.h>
+#include <httplib.h>
+
+#include "controlhost/HttpClient.h"
+#include "tools/controlhost/ControlHost.h"
+
+namespace fliprugair::controlhost {
+
+namespace {
+
+using test::HttpAnswer;
+using test::post;
+
+const Value batch = Array{Value{{"action", "event"}, {"marlune_device_id", "MI1"}, {"marlune_app_id", "demo"}}};
+
+TEST(Faults, AStatusIsForSoManyRequests) {
+  ControlHost host;
+  host.setFaults({{.kind = Fault::Kind::status, .action = "batch", .status = 503, .times = 2}});
+  EXPECT_EQ(post(host.port(), batch).status, 503);
+  EXPECT_EQ(post(host.port(), Value{{"action", "init"}}).status, 200);
+  EXPECT_EQ(post(host.port(), batch).status, 503);
+  EXPECT_EQ(post(host.port(), batch).status, 200);
+  EXPECT_EQ(host.requests()[0].fault, "status 503");
+  EXPECT_EQ(host.requests()[1].fault, "");
+}
+
+TEST(Faults, AFaultIsForOneDeviceOrApplication) {
+  ControlHost host;
+  host.setFaults({{.kind = Fault::Kind::status, .device = "MI2", .status = 500},
+                  {.kind = Fault::Kind::status, .app = "demo", .status = 501}});
+  EXPECT_EQ(post(host.port(), batch).status, 501);
+  EXPECT_EQ(post(host.port(), Value{{"action", "init"}, {"marlune_device_id", "MI2"}}).status, 500);
+}
+
+TEST(Faults, SomeOfAHundredMeetAFaultByPercent) {
+  ControlHost host;
+  host.setFaults({{.kind = Fault::Kind::status, .status = 503, .percent = 30}});
+  int failed = 0;
+  for (int number = 0; number < 100; ++number) failed += post(host.port(), batch).status == 503;
+  EXPECT_GT(failed, 10);
+  EXPECT_LT(failed, 60);
+}
+
+TEST(Faults, AConnectionIsResetBeforeTheReply) {
+  ControlHost host;
+  host.setFaults({{.kind = Fault::Kind::resetBefore, .times = 1}});
+  EXPECT_EQ(post(host.port(), batch).status, 0);
+  EXPECT_EQ(post(host.port(), batch).status, 200);
+  EXPECT_EQ(host.requests()[0].status, 0);
+  EXPECT_FALSE(host.requests()[0].isConfirmed());
+}
+
+TEST(Faults, AReplyBreaksOffInItsMiddle) {
+  for (const Fault::Kind kind : {Fault::Kind::resetDuring, Fault::Kind::truncate}) {
+    ControlHost host;
+    host.setFaults({{.kind = kind, .times = 1}});
+    EXPECT_EQ(post(host.port(), batch).status, 0);
+    EXPECT_FALSE(host.requests()[0].isConfirmed());
+    EXPECT_EQ(post(host.port(), batch).status, 200);
+  }
+}
+
+TEST(Faults, AHostThatHangsHangsUntilItEnds) {
+  ControlHost host;
+  host.setFaults({{.kind = Fault::Kind::hang, .times = 1}});
+  HttpAnswer answer{200, ""};
+  std::thread client([&] { answer = post(host.port(), batch); });
+  EXPECT_TRUE(host.waitFor("action:event", 1, std::chrono::seconds(60)).matched);
+  host.stop();
+  client.join();
+  EXPECT_EQ(answer.status, 0);
+}
+
+TEST(Faults, GarbageIsNoJSON) {
+  ControlHost host;
+  host.setFaults({{.kind = Fault::Kind::garbage, .times = 1}});
+  const HttpAnswer answer = post(host.port(), batch);
+  EXPECT_EQ(answer.status, 200);
+  EXPECT_TRUE(answer.json().isNull());
+}
+
+TEST(Faults, OfflineNothingIsAnswered) {
+  ControlHost host;
+  host.setOffline(true);
+  EXPECT_EQ(post(host.port(), batch).status, 0);
+  host.setOffline(false);
+  EXPECT_EQ(post(host.port(), batch).status, 200);
+}
+
+TEST(Faults, FaultyOnesChangeNothingAndSayWhatIsWrong) {
+  Faults faults;
+  EXPECT_EQ(
+      faults.setJSON(Value{{"offline", 1},
+                           {"faults", Array{Value{{"kind", "burn"}}, Value{{"kind", "status"}, {"percent", 101}}}}}),
+      (std::vector<std::string>{
+          "offline is the number 1, and should be true or false",
+          "faults[0].kind is the text \"burn\", and should be one of status, delay, hang, reset_before, reset_during, "
+          "truncate, garbage",
+          "faults[1].percent is the number 101, and should be a whole number from 0 to 100"}));
+  EXPECT_EQ(faults.json(), Value({{"offline", false}, {"faults", Array()}}));
+}
+
+}  // namespace
+
+}  // namespace fliprugair::controlhost

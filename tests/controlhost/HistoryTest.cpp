@@ -1,0 +1,149 @@
+#include <gtest/gtest.h>
+
+#include "tools/controlhost/History.h"
+
+namespace fliprugair::controlhost {
+
+namespace {
+
+constexpr double now = 1700000000;
+const Value once{{"flags", Value{{"resend_initial", false}}}};
+
+Value event(const char* name, const char* time = "1700000000", const char* device = "MI1") {
+  return Value{{"action", "event"},
+               {"marlune_device_id", device},
+               {"marlune_app_id", "demo"},
+               {"data", Value{{"event_name", name}, {"usertime", time}}}};
+}
+
+Value install(const char* device, const char* idfa, const char* uptime = "1") {
+  return Value{{"action", "initial"},
+               {"marlune_device_id", device},
+               {"marlune_app_id", "demo"},
+               {"data", Value{{"idfa", idfa}, {"usertime", "1700000000"}, {"uptime", uptime}}}};
+}
+
+class HistoryTest : public testing::Test {
+ protected:
+  /// The findings about what comes next, a line each.
+  std::string after(const Value& body, int status = 200, const Value& initReply = once,
+                    std::chrono::milliseconds delay = {}) {
+    ReceivedRequest request;
+    request.id = ++count_;
+    request.received = now;
+    request.status = status;
+    request.delay = delay;
+    describe(request, body);
+    std::string lines;
+    for (const Finding& finding : history_.findings(request, body, initReply)) {
+      lines += (lines.empty() ? "" : "\n") + std::string(nameOf(finding.severity)) + ": " + finding.text;
+    }
+    return lines;
+  }
+
+  History history_;
+  std::int64_t count_ = 0;
+};
+
+TEST_F(HistoryTest, WhatIsSentOnceIsInOrder) {
+  EXPECT_EQ(after(Array{event("one"), event("two")}), "");
+  EXPECT_EQ(after(Array{event("three")}), "");
+  EXPECT_EQ(after(install("MI1", "A1")), "");
+}
+
+TEST_F(HistoryTest, AConfirmedRequestIsNotSentAgain) {
+  after(Array{event("one")});
+  EXPECT_EQ(after(Array{event("one")}),
+            "warning: The same as request 1, which was confirmed. A confirmed request is not sent again.");
+}
+
+TEST_F(HistoryTest, ARequestThatWasNotConfirmedIsSentAgain) {
+  after(Array{event("one")}, 503);
+  EXPECT_EQ(
+      after(Array{event("one")}, 200),
+      "note: The same as request 1, which was not confirmed. A tracker sends it again until it is: this is right.");
+  EXPECT_EQ(after(Array{event("one")}),
+            "warning: The same as request 2, which was confirmed. A confirmed request is not sent again.");
+}
+
+TEST_F(HistoryTest, AConfirmationThatCameLateMayHaveBeenMissed) {
+  after(Array{event("one")}, 200, once, std::chrono::seconds(40));
+  EXPECT_EQ(
+      after(Array{event("one")}),
+      "note: The same as request 1, which was confirmed. The confirmation came late; the tracker may have given up "
+      "waiting.");
+}
+
+TEST_F(HistoryTest, ARecordIsInOneBatch) {
+  after(Array{event("one"), event("two")});
+  EXPECT_EQ(after(Array{event("three"), event("two")}),
+            "warning: The same as record 1.1. Either it was reported twice within one second, or one call became two "
+            "records.");
+}
+
+TEST_F(HistoryTest, QuestionsAreTheSameEachTime) {
+  const Value init{{"action", "init"}, {"marlune_device_id", "MI1"}};
+  const Value poll{{"action", "get_attribution"}, {"marlune_device_id", "MI1"}};
+  for (int round = 0; round < 3; ++round) {
+    EXPECT_EQ(after(init), "");
+    EXPECT_EQ(after(poll), "");
+  }
+}
+
+TEST_F(HistoryTest, AnInstallationIsReportedOnceUnlessAskedForAgain) {
+  after(install("MI1", "A1", "1"));
+  EXPECT_EQ(
+      after(install("MI1", "A1", "2")),
+      "warning: This device's installation was reported before, in request 1. A tracker reports it once, unless the "
+      "init reply asks for it again.");
+  EXPECT_EQ(after(install("MI1", "A1", "3"), 200, Value{{"flags", Value{{"resend_initial", true}}}}), "");
+  EXPECT_EQ(after(install("MI1", "A1", "4"), 200, Value{{"success", 1}}), "");
+}
+
+TEST_F(HistoryTest, ADeviceKeepsItsIdentifier) {
+  after(install("MI1", "A1"));
+  EXPECT_EQ(after(install("MI2", "A1")),
+            "warning: The device is MI2, and was MI1 with the same idfa. A device keeps its identifier unless the init "
+            "reply replaces it; was the store lost?");
+  EXPECT_EQ(
+      after(Array{event("one", "1700000000", "MI3"), event("two", "1700000000", "MI4")}),
+      "warning: The device is MI4, and was MI3 in the records before. A device keeps its identifier unless the init "
+      "reply replaces it; was the store lost?");
+}
+
+TEST_F(HistoryTest, AnIdentifierOfZerosTellsNoDevicesApart) {
+  after(install("MI1", "00000000-0000-0000-0000-000000000000"));
+  EXPECT_EQ(after(install("MI2", "00000000-0000-0000-0000-000000000000")), "");
+  EXPECT_EQ(after(install("MI3", "")), "");
+}
+
+TEST_F(HistoryTest, AReplacedIdentifierIsNoChange) {
+  const Value replacing{{"flags", Value{{"marlune_device_id", "MI2"}, {"resend_initial", false}}}};
+  after(install("MI1", "A1"), 200, replacing);
+  EXPECT_EQ(after(install("MI2", "A1"), 200, replacing), "");
+}
+
+TEST_F(HistoryTest, AClockThatIsAheadIsFound) {
+  EXPECT_EQ(
+      after(Array{event("one", "1700000061")}),
+      "warning: /data/usertime is 61 s ahead of this host's clock. Set the clock of the device, or of this machine.");
+  EXPECT_EQ(after(Array{event("two", "1700000060")}), "");
+}
+
+TEST_F(HistoryTest, ARecordThatIsOldIsNoted) {
+  EXPECT_EQ(
+      after(Array{event("one", "1699568000")}),
+      "note: /data/usertime is 5 days before its arrival. The device was without a connection for so long, or its "
+      "clock is slow.");
+  EXPECT_EQ(after(Array{event("two", "1699950000")}), "");
+}
+
+TEST_F(HistoryTest, AForgottenDeviceBeginsAnew) {
+  after(install("MI1", "A1", "1"));
+  history_.forget("MI1");
+  EXPECT_EQ(after(install("MI1", "A1", "2")), "");
+}
+
+}  // namespace
+
+}  // namespace fliprugair::controlhost

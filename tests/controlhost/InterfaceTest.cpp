@@ -1,0 +1,228 @@
+#include <gtest/gtest.h>
+#include <httplib.h>
+
+#include "controlhost/HttpClient.h"
+#include "platform/json/RapidJSONSerialization.h"
+#include "tools/controlhost/ControlHost.h"
+
+namespace fliprugair::controlhost {
+
+namespace {
+
+using test::HttpAnswer;
+using test::post;
+
+Value event(const char* name, const char* device = "MI1") {
+  return Value{{"action", "event"},
+               {"marlune_device_id", device},
+               {"marlune_app_id", "demo"},
+               {"data", Value{{"event_name", name}, {"event_data", "7"}}}};
+}
+
+class InterfaceTest : public testing::Test {
+ protected:
+  HttpAnswer get(const std::string& path) { return test::httpGet(host_.port(), path); }
+  Dictionary json(const std::string& path) { return get(path).json().dictionary(); }
+
+  HttpAnswer send(const char* method, const std::string& path, const std::string& body, httplib::Headers headers = {}) {
+    httplib::Client client("127.0.0.1", host_.port());
+    httplib::Request request;
+    request.method = method;
+    request.path = path;
+    request.body = body;
+    request.headers = std::move(headers);
+    const auto answer = client.send(request);
+    return answer ? HttpAnswer{answer->status, answer->body} : HttpAnswer{};
+  }
+
+  std::vector<std::int64_t> ids(const std::string& path) {
+    std::vector<std::int64_t> result;
+    for (const Value& request : json(path)["requests"].array()) {
+      result.push_back(request.dictionary()["id"].integerValue());
+    }
+    return result;
+  }
+
+  ControlHost host_;
+};
+
+using Ids = std::vector<std::int64_t>;
+
+TEST_F(InterfaceTest, ListsWhatCamePageByPage) {
+  for (int number = 0; number < 5; ++number) post(host_.port(), Array{event("level")});
+  EXPECT_EQ(ids("/api/requests"), (Ids{1, 2, 3, 4, 5}));
+  EXPECT_EQ(ids("/api/requests?limit=2"), (Ids{1, 2}));
+  EXPECT_EQ(json("/api/requests?limit=2")["next"], Value(2));
+  EXPECT_EQ(ids("/api/requests?limit=2&since=2"), (Ids{3, 4}));
+  EXPECT_EQ(ids("/api/requests?order=desc&limit=2"), (Ids{5, 4}));
+  EXPECT_EQ(ids("/api/requests?order=desc&limit=3&before=4"), (Ids{3, 2, 1}));
+  EXPECT_TRUE(json("/api/requests")["next"].isNull());
+  EXPECT_EQ(json("/api/requests")["last"], Value(5));
+}
+
+TEST_F(InterfaceTest, ListsWhatMatches) {
+  post(host_.port(), Array{event("level"), event("Purchase")});
+  post(host_.port(), Value{{"action", "init"}, {"marlune_device_id", "MI2"}});
+  test::httpPost(host_.port(), "/marlune/v4", "nonsense");
+  EXPECT_EQ(ids("/api/requests?q=event:level"), (Ids{1}));
+  EXPECT_EQ(ids("/api/requests?q=purchase"), (Ids{1}));
+  EXPECT_EQ(ids("/api/requests?q=action:event%20action:batch"), (Ids{}));
+  EXPECT_EQ(ids("/api/requests?q=action:batch"), (Ids{1}));
+  EXPECT_EQ(ids("/api/requests?q=device:MI2"), (Ids{2}));
+  EXPECT_EQ(ids("/api/requests?q=status:400"), (Ids{3}));
+  EXPECT_EQ(ids("/api/requests?q=/data/event_data:7"), (Ids{1}));
+  EXPECT_EQ(ids("/api/requests?q=severity:error"), (Ids{1, 2, 3}));
+  const Array records = json("/api/records?q=event:level")["records"].array();
+  ASSERT_EQ(records.size(), 1u);
+  EXPECT_EQ(records[0].dictionary()["id"], Value("1.0"));
+}
+
+TEST_F(InterfaceTest, ShowsOneRequestWhole) {
+  test::httpPost(host_.port(), "/marlune/v4", R"( {"action":"init"})");
+  const Dictionary request = json("/api/requests/1");
+  const Dictionary body = request["body"].dictionary();
+  EXPECT_EQ(body["text"], Value(R"( {"action":"init"})"));
+  EXPECT_EQ(body["base64"], Value("IHsiYWN0aW9uIjoiaW5pdCJ9"));
+  EXPECT_EQ(body["json"], Value({{"action", "init"}}));
+  EXPECT_EQ(request["reply"].dictionary()["json"], HostSettings().init);
+  EXPECT_EQ(request["headers"].array()[0].array().size(), 2u);
+  EXPECT_FALSE(request["problems"].array().empty());
+}
+
+TEST_F(InterfaceTest, ARecordCanBeSentAgainAndBeProvoked) {
+  post(host_.port(), Array{event("it's")});
+  const Dictionary record = json("/api/records/1.0");
+  EXPECT_EQ(record["sim"], Value(R"({"do":"call","method":"trackEvent::","args":["it's","7"]})"));
+  EXPECT_EQ(
+      record["curl"],
+      Value("curl -sS '" + host_.url() +
+            "/marlune/v4' -H 'Content-Type: application/json; charset=utf-8' --data-binary " +
+            R"('[{"action":"event","marlune_device_id":"MI1","marlune_app_id":"demo","data":{"event_name":"it'\''s",)" +
+            R"("event_data":"7"}}]')"));
+}
+
+TEST_F(InterfaceTest, SaysWhatIsWrongAndWhatToDo) {
+  for (const auto& [path, status] : std::vector<std::pair<std::string, int>>{{"/api/requests/7", 404},
+                                                                             {"/api/requests/x", 404},
+                                                                             {"/api/records/1.0", 404},
+                                                                             {"/api/requests?limit=0", 400},
+                                                                             {"/api/requests?since=x", 400},
+                                                                             {"/api/wait?timeout=601", 400},
+                                                                             {"/api/nothing", 404},
+                                                                             {"/nothing.html", 404},
+                                                                             {"/api/clear", 405}}) {
+    const HttpAnswer answer = get(path);
+    EXPECT_EQ(answer.status, status) << path;
+    EXPECT_FALSE(answer.json().dictionary()["error"].text().empty()) << path;
+    EXPECT_FALSE(answer.json().dictionary()["hint"].text().empty()) << path;
+  }
+}
+
+TEST_F(InterfaceTest, ServesThePage) {
+  const HttpAnswer page = get("/");
+  EXPECT_EQ(page.status, 200);
+  EXPECT_NE(page.body.find("<html"), std::string::npos);
+  EXPECT_EQ(get("/index.html").body, page.body);
+  EXPECT_EQ(get("/../CMakeLists.txt").status, 404);
+}
+
+TEST_F(InterfaceTest, TakesNoRequestOfAnotherSiteAndNoForeignHost) {
+  const std::string host = "127.0.0.1:" + std::to_string(host_.port());
+  EXPECT_EQ(send("GET", "/api/requests", "", {{"Origin", "http://evil.example"}}).status, 403);
+  EXPECT_EQ(send("POST", "/api/reset", "", {{"Origin", "null"}}).status, 403);
+  EXPECT_EQ(send("GET", "/", "", {{"Host", "evil.example"}}).status, 403);
+  EXPECT_EQ(send("GET", "/api/requests", "", {{"Sec-Fetch-Site", "cross-site"}}).status, 403);
+  EXPECT_EQ(send("GET", "/api/requests", "", {{"Origin", "http://" + host}}).status, 200);
+  EXPECT_EQ(send("GET", "/api/requests", "", {{"Host", "localhost:" + std::to_string(host_.port())}}).status, 200);
+}
+
+TEST_F(InterfaceTest, WaitingAnswersWithWhatCame) {
+  post(host_.port(), Array{event("level")});
+  EXPECT_EQ(get("/api/wait?match=event:level&timeout=0").status, 200);
+  const HttpAnswer missing = get("/api/wait?match=event:other&timeout=0");
+  EXPECT_EQ(missing.status, 408);
+  EXPECT_EQ(missing.json().dictionary()["missed"], Value(Array{"event:other"}));
+  EXPECT_EQ(get("/api/wait?match=event:level&timeout=0&since=1").status, 408);
+}
+
+TEST_F(InterfaceTest, AnswersAndFaultsAreReadAsTheyAreWritten) {
+  const HttpAnswer answers = send("PUT", "/api/answers", R"({"default":{"initial":{"success":0}}})");
+  EXPECT_EQ(answers.status, 200);
+  EXPECT_EQ(get("/api/answers").json(), answers.json());
+  EXPECT_EQ(post(host_.port(), Value{{"action", "initial"}}).json(), Value({{"success", 0}}));
+  EXPECT_EQ(send("PUT", "/api/answers", "{").status, 400);
+  EXPECT_EQ(send("PUT", "/api/faults", R"({"faults":[{"kind":"status","status":500,"times":1}]})").status, 200);
+  EXPECT_EQ(post(host_.port(), Value{{"action", "initial"}}).status, 500);
+  EXPECT_EQ(json("/api/faults")["faults"].array()[0].dictionary()["hits"], Value(1));
+}
+
+TEST_F(InterfaceTest, ForgetsADevicePausesAndClears) {
+  post(host_.port(), Array{event("level", "MI1")});
+  post(host_.port(), Array{event("level", "MI2")});
+  EXPECT_EQ(send("DELETE", "/api/devices/MI1", "").status, 200);
+  EXPECT_EQ(send("DELETE", "/api/devices/MI1", "").status, 404);
+  EXPECT_EQ(ids("/api/requests"), (Ids{2}));
+  EXPECT_EQ(send("POST", "/api/pause", R"({"paused":true})").status, 200);
+  EXPECT_EQ(post(host_.port(), Array{event("level")}).status, 200);
+  EXPECT_EQ(ids("/api/requests"), (Ids{2}));
+  EXPECT_EQ(send("POST", "/api/clear", "").status, 200);
+  EXPECT_EQ(ids("/api/requests"), (Ids{}));
+  EXPECT_TRUE(json("/api/devices")["devices"].array().empty());
+}
+
+TEST_F(InterfaceTest, TellsOfDevicesAndTheirSessions) {
+  const auto session = [](const char* state, const char* time) {
+    return Value{{"action", "session"},
+                 {"marlune_device_id", "MI1"},
+                 {"data", Value{{"state", state}, {"usertime", time}, {"uptime", "5"}}}};
+  };
+  post(host_.port(), Array{session("resume", "100"), session("pause", "160"), session("resume", "200")});
+  const Dictionary device = json("/api/devices")["devices"].array()[0].dictionary();
+  EXPECT_EQ(device["device"], Value("MI1"));
+  EXPECT_EQ(device["records"], Value(3));
+  EXPECT_EQ(device["sessions"], Value(Array{Value{{"start", 100}, {"end", 160}, {"records", 2}},
+                                            Value{{"start", 200}, {"end", nullptr}, {"records", 1}}}));
+}
+
+TEST_F(InterfaceTest, ExportsWhatCame) {
+  post(host_.port(), Array{event("level")});
+  post(host_.port(), Array{event("other")});
+  const std::string lines = get("/api/export.ndjson").body;
+  EXPECT_EQ(std::count(lines.begin(), lines.end(), '\n'), 2);
+  EXPECT_EQ(get("/api/export.ndjson?q=event:other").json().dictionary()["id"], Value(2));
+  const Array entries = json("/api/export.har")["log"].dictionary()["entries"].array();
+  ASSERT_EQ(entries.size(), 2u);
+  const Dictionary request = entries[0].dictionary()["request"].dictionary();
+  EXPECT_EQ(request["url"], Value(host_.url() + "/marlune/v4"));
+  EXPECT_EQ(request["postData"].dictionary()["text"], Value(host_.requests()[0].bytes));
+}
+
+TEST_F(InterfaceTest, EventsTellOfEachRequestAndOfChanges) {
+  post(host_.port(), Array{event("before")});
+  std::string stream;
+  httplib::Client client("127.0.0.1", host_.port());
+  client.set_read_timeout(60);
+  bool changed = false;
+  client.Get("/api/events?since=0", [&](const char* bytes, size_t size) {
+    stream.append(bytes, size);
+    if (!changed && stream.find("event: request") != std::string::npos) {
+      changed = true;
+      host_.setOffline(true);
+      host_.clear();
+    }
+    return stream.find("event: cleared") == std::string::npos;
+  });
+  EXPECT_EQ(stream.rfind("event: hello\ndata: {\"version\":", 0), 0u) << stream;
+  EXPECT_NE(stream.find("event: request\nid: 1\ndata: {\"request\":{\"id\":1,"), std::string::npos) << stream;
+  EXPECT_NE(stream.find("event: faults\ndata: {\"offline\":true,"), std::string::npos) << stream;
+}
+
+TEST_F(InterfaceTest, SaysHowItIs) {
+  post(host_.port(), Array{event("level")});
+  EXPECT_EQ(json("/health")["status"], Value("ok"));
+  EXPECT_EQ(json("/health")["requests"], Value(1));
+}
+
+}  // namespace
+
+}  // namespace fliprugair::controlhost

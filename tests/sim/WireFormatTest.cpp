@@ -1,0 +1,90 @@
+// What scenarios and random scripts make the tracker send satisfies the schemas of the wire protocol, as long as no
+// script wrote into the store or the queues by itself.
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+
+#include "platform/json/RapidJSONSerialization.h"
+#include "random/RandomScripts.h"
+#include "tools/controlhost/WireCheck.h"
+#include "tools/sim/Simulator.h"
+
+namespace fliprugair::sim {
+namespace {
+
+/// Whether what is sent from here on may be the script's own.
+bool interferes(const std::string& command) {
+  const Dictionary members = RapidJSONSerialization().value(command).value_or(Value()).dictionary();
+  const std::string& method = members["method"].text();
+  return members["do"] == Value("store") || method == "enqueueMarluneEvent:" || method == "appendBatchEvent:" ||
+         method.starts_with("init") || method.starts_with("swiftInit");
+}
+
+/// Runs scripts, and checks what the tracker sends in them.
+class CheckedSimulator {
+ public:
+  CheckedSimulator(const controlhost::WireCheck& check, std::uint64_t seed)
+      : check_(check), simulator_([this](const std::string& line) { look(line); }, seed) {}
+
+  void run(const std::string& command) {
+    script_ += command + '\n';
+    isOurs_ = isOurs_ && !interferes(command);
+    try {
+      simulator_.run(command, ++number_);
+    } catch (const CommandError&) {
+      // Random scripts hold commands that are none.
+    }
+  }
+
+  std::size_t requests() const { return requests_; }
+
+ private:
+  void look(const std::string& line) {
+    const Dictionary event = RapidJSONSerialization().value(line).value_or(Value()).dictionary();
+    if (!isOurs_ || event["event"] != Value("send")) return;
+    ++requests_;
+    for (const controlhost::Finding& finding : check_.findings(event["payload"])) {
+      EXPECT_NE(finding.severity, controlhost::Severity::error) << finding.text << "\nafter\n" << script_;
+      EXPECT_NE(finding.code, "unknown-member") << finding.text << "\nafter\n" << script_;
+    }
+    if (event["payload"].isArray()) EXPECT_TRUE(check_.isBatch(event["payload"])) << script_;
+  }
+
+  const controlhost::WireCheck& check_;
+  bool isOurs_ = true;
+  std::uint64_t number_ = 0;
+  std::size_t requests_ = 0;
+  std::string script_;
+  Simulator simulator_;
+};
+
+TEST(WireFormat, OfRandomScriptsIsInOrder) {
+  const controlhost::WireCheck check;
+  std::size_t requests = 0;
+  for (std::uint64_t seed = 1; seed <= 100; ++seed) {
+    CheckedSimulator simulator(check, seed);
+    runRandomScript(seed, 200, [&](const std::string& command) { simulator.run(command); });
+    requests += simulator.requests();
+  }
+  EXPECT_GT(requests, 100u);
+}
+
+TEST(WireFormat, OfScenariosIsInOrder) {
+  const controlhost::WireCheck check;
+  std::size_t requests = 0;
+  for (const auto& entry : std::filesystem::recursive_directory_iterator(FLIPRUGAIR_SCENARIOS)) {
+    if (!entry.is_regular_file()) continue;
+    CheckedSimulator simulator(check, 1);
+    std::ifstream script(entry.path());
+    for (std::string line; std::getline(script, line);) {
+      if (line.starts_with("{\"do\"")) simulator.run(line);
+    }
+    requests += simulator.requests();
+  }
+  EXPECT_GT(requests, 100u);
+}
+
+}  // namespace
+}  // namespace fliprugair::sim

@@ -1,0 +1,89 @@
+#include "tools/controlhost/EventStream.h"
+
+#include <string_view>
+
+#include "platform/json/RapidJSONSerialization.h"
+
+namespace fliprugair::controlhost {
+
+namespace {
+
+constexpr std::size_t mostAtOnce = 100;
+constexpr std::chrono::milliseconds devicesInterval{250};
+constexpr std::chrono::seconds heartbeat{15};
+constexpr std::chrono::milliseconds patience{500};
+
+std::string event(std::string_view name, const Value& data, std::int64_t id = 0) {
+  std::string text = "event: " + std::string(name) + '\n';
+  if (id > 0) text += "id: " + std::to_string(id) + '\n';
+  return text + "data: " + RapidJSONSerialization().textOfAny(data) + "\n\n";
+}
+
+}  // namespace
+
+EventStream::EventStream(Reception& reception, std::int64_t since)
+    : reception_(reception),
+      since_(since),
+      notice_(reception.lastNotice()),
+      deviceChange_(since == reception.log().last() ? reception.devices().change() : 0) {}
+
+std::optional<std::string> EventStream::next() {
+  if (reception_.log().hasEnded()) return std::nullopt;
+  std::string text;
+  if (!hasGreeted_) {
+    hasGreeted_ = true;
+    text = greeting();
+  } else {
+    const bool devicesWait = reception_.devices().change() > deviceChange_;
+    change_ = reception_.log().waitForChange(change_, devicesWait ? devicesInterval : patience);
+  }
+  text += notices() + requests() + devices();
+  const auto now = std::chrono::steady_clock::now();
+  if (text.empty() && now - told_ >= heartbeat) text = ": still here\n\n";
+  if (!text.empty()) told_ = now;
+  return text;
+}
+
+std::string EventStream::greeting() const {
+  const RequestLog& log = reception_.log();
+  return event("hello", Value{{"version", FLIPRUGAIR_VERSION},
+                              {"first", log.first()},
+                              {"last", log.last()},
+                              {"total", log.last()},
+                              {"paused", reception_.isPaused()}});
+}
+
+std::string EventStream::notices() {
+  std::string text;
+  for (const Reception::Notice& notice : reception_.notices(notice_)) {
+    text += event(notice.event, notice.data);
+    notice_ = notice.number;
+  }
+  return text;
+}
+
+std::string EventStream::requests() {
+  std::string text;
+  const auto found = reception_.log().requests(since_, mostAtOnce);
+  if (!found.empty() && since_ > 0 && found.front()->id > since_ + 1) {
+    text += event("missed", Value{{"from", since_ + 1}, {"to", found.front()->id - 1}});
+  }
+  for (const RequestPointer& request : found) {
+    text += event("request", Value{{"request", summaryOf(*request)}, {"records", recordsOf(*request)}}, request->id);
+    since_ = request->id;
+  }
+  if (found.size() == mostAtOnce) change_ = 0;  // there is more at once
+  return text;
+}
+
+std::string EventStream::devices() {
+  const auto now = std::chrono::steady_clock::now();
+  if (reception_.devices().change() <= deviceChange_ || now - devicesTold_ < devicesInterval) return "";
+  const std::int64_t before = deviceChange_;
+  deviceChange_ = reception_.devices().change();
+  devicesTold_ = now;
+  const Array changed = reception_.devices().json(before);
+  return changed.empty() ? "" : event("devices", Value{{"devices", changed}});
+}
+
+}  // namespace fliprugair::controlhost

@@ -1,0 +1,38 @@
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <optional>
+#include <string>
+
+#include "tools/controlhost/Reception.h"
+
+namespace fliprugair::controlhost {
+
+/// What happens, as server-sent events for one reader. Keeps no queue: a reader who is slow misses what the log no
+/// longer holds, and is told so. Used by one thread.
+class EventStream {
+ public:
+  /// Tells of the requests behind `since`.
+  EventStream(Reception& reception, std::int64_t since);
+
+  /// The next events; "" when a moment went by without one. Nothing when there will be none any more.
+  std::optional<std::string> next();
+
+ private:
+  std::string greeting() const;
+  std::string notices();
+  std::string requests();
+  std::string devices();
+
+  Reception& reception_;
+  std::int64_t since_;
+  std::int64_t change_ = 0;
+  std::int64_t notice_;
+  std::int64_t deviceChange_;
+  bool hasGreeted_ = false;
+  std::chrono::steady_clock::time_point devicesTold_{};
+  std::chrono::steady_clock::time_point told_{};
+};
+
+}  // namespace fliprugair::controlhost

@@ -1,0 +1,132 @@
+#include "tools/controlhost/Export.h"
+
+#include <array>
+#include <cmath>
+#include <cstdlib>
+#include <ctime>
+
+#include "platform/json/RapidJSONSerialization.h"
+
+namespace fliprugair::controlhost {
+
+namespace {
+
+std::string jsonText(const Value& value) { return RapidJSONSerialization().textOfAny(value); }
+
+std::string quotedForShell(const std::string& text) {
+  std::string result = "'";
+  for (const char character : text) result += character == '\'' ? "'\\''" : std::string(1, character);
+  return result + '\'';
+}
+
+std::string call(const char* method, Array arguments) {
+  return jsonText(Value{{"do", "call"}, {"method", method}, {"args", std::move(arguments)}});
+}
+
+/// A missing value ends the list of what an event says, so what is not there was null.
+std::string eventLine(const Dictionary& data) {
+  if (data.holds("receipt")) {
+    return call("trackEvent:withValue:andReceipt:", Array{data["event_name"], data["event_data"], data["receipt"]});
+  }
+  if (!data.holds("event_standard")) return call("trackEvent::", Array{data["event_name"], data["event_data"]});
+  const auto details = RapidJSONSerialization().value(data["event_data"].text());
+  const Value standard{{"name", data["event_name"]}, {"data", details ? *details : Value()}};
+  return call("trackEventWithEventStandardParameters:", Array{Value{{"$standard", standard}}});
+}
+
+std::string updateLine(const Dictionary& data) {
+  const Dictionary place = data["location"].dictionary();
+  if (place.empty()) return "";
+  const Value fix{{"latitude", place["lat"]}, {"longitude", place["lon"]}, {"accuracy", place["acc"]}};
+  return jsonText(Value{{"do", "location"}, {"fix", fix}});
+}
+
+std::string isoTime(double seconds) {
+  const auto whole = static_cast<std::time_t>(std::floor(seconds));
+  std::tm parts{};
+  gmtime_r(&whole, &parts);
+  std::array<char, 40> text{};
+  const std::size_t length = std::strftime(text.data(), text.size(), "%Y-%m-%dT%H:%M:%S", &parts);
+  const std::string thousandths = std::to_string(1000 + static_cast<int>((seconds - std::floor(seconds)) * 1000));
+  return std::string(text.data(), length) + '.' + thousandths.substr(1) + 'Z';
+}
+
+Value archiveEntry(const ReceivedRequest& request, const std::string& url) {
+  std::vector<Value> headers;
+  for (const auto& [name, value] : request.headers) headers.push_back(Value{{"name", name}, {"value", value}});
+  const std::string type = "application/json; charset=utf-8";
+  const auto delay = static_cast<std::int64_t>(request.delay.count());
+  return Value{{"startedDateTime", isoTime(request.received)},
+               {"time", delay},
+               {"request", Value{{"method", request.method},
+                                 {"url", url + request.path},
+                                 {"httpVersion", "HTTP/1.1"},
+                                 {"cookies", Array()},
+                                 {"headers", Array(std::move(headers))},
+                                 {"queryString", Array()},
+                                 {"postData", Value{{"mimeType", type}, {"text", request.bytes}}},
+                                 {"headersSize", -1},
+                                 {"bodySize", static_cast<std::int64_t>(request.bytes.size())}}},
+               {"response", Value{{"status", request.status},
+                                  {"statusText", ""},
+                                  {"httpVersion", "HTTP/1.1"},
+                                  {"cookies", Array()},
+                                  {"headers", Array()},
+                                  {"content", Value{{"size", static_cast<std::int64_t>(request.reply.size())},
+                                                    {"mimeType", type},
+                                                    {"text", request.reply}}},
+                                  {"redirectURL", ""},
+                                  {"headersSize", -1},
+                                  {"bodySize", static_cast<std::int64_t>(request.reply.size())}}},
+               {"cache", Dictionary()},
+               {"timings", Value{{"send", 0}, {"wait", delay}, {"receive", 0}}}};
+}
+
+}  // namespace
+
+std::string curlCommand(const std::string& url, const std::string& body) {
+  const bool isText = Value(body).text() == body && body.find('\0') == std::string::npos;
+  const std::string head =
+      "curl -sS '" + url + "/marlune/v4' -H 'Content-Type: application/json; charset=utf-8' --data-binary ";
+  if (isText) return head + quotedForShell(body);
+  return "echo " + base64(body) + " | base64 -d | " + head + "@-";
+}
+
+std::string simulatorLine(const Value& record) {
+  const Dictionary members = record.dictionary();
+  const std::string& action = members["action"].text();
+  const Dictionary data = members["data"].dictionary();
+  if (action == "event") return eventLine(data);
+  if (action == "identityLink") return call("identityLinkEvent:", Array{members["data"]});
+  if (action == "spatial") {
+    const auto number = [&](const char* key) { return Value(std::strtod(data[key].text().c_str(), nullptr)); };
+    return call("spatialEvent::::", Array{data["event_name"], number("x"), number("y"), number("z")});
+  }
+  if (action == "deeplink") {
+    return call("sendDeepLink::", Array{Value{{"$url", data["uri"]}}, data["source_app"]});
+  }
+  if (action == "session") {
+    const bool begins = data["state"].text() == "resume";
+    return jsonText(Value{{"do", "notify"}, {"name", begins ? "did-become-active" : "will-resign-active"}});
+  }
+  if (action == "update") return updateLine(data);
+  if (action != "init") return "";
+  const Value options{{"marluneAppId", members["marlune_app_id"]}, {"currency", data["currency"]}};
+  return jsonText(Value{{"do", "construct"}, {"options", options}});
+}
+
+std::string exportedLines(const std::vector<RequestPointer>& requests) {
+  std::string text;
+  for (const RequestPointer& request : requests) text += jsonText(wholeOf(*request)) + '\n';
+  return text;
+}
+
+std::string exportedArchive(const std::vector<RequestPointer>& requests, const std::string& url) {
+  std::vector<Value> entries;
+  for (const RequestPointer& request : requests) entries.push_back(archiveEntry(*request, url));
+  const Value creator{{"name", "fliprugair-controlhost"}, {"version", FLIPRUGAIR_VERSION}};
+  return jsonText(
+      Value{{"log", Value{{"version", "1.2"}, {"creator", creator}, {"entries", Array(std::move(entries))}}}});
+}
+
+}  // namespace fliprugair::controlhost

@@ -1,0 +1,178 @@
+#include "tools/controlhost/Faults.h"
+
+#include <algorithm>
+#include <array>
+#include <optional>
+#include <utility>
+
+#include "tools/controlhost/Finding.h"
+
+namespace fliprugair::controlhost {
+
+namespace {
+
+constexpr std::array<std::string_view, 7> kindNames{"status",       "delay",    "hang",   "reset_before",
+                                                    "reset_during", "truncate", "garbage"};
+
+std::string_view nameOf(Fault::Kind kind) { return kindNames[static_cast<std::size_t>(kind)]; }
+
+bool matches(const Fault& fault, const ReceivedRequest& request) {
+  return (fault.action.empty() || fault.action == request.action) &&
+         (fault.device.empty() || fault.device == request.device) && (fault.app.empty() || fault.app == request.app) &&
+         (fault.times == 0 || fault.hits < fault.times);
+}
+
+/// The reply as the fault makes it, and what that is in words.
+std::string spoil(HttpReply& reply, const Fault& fault) {
+  switch (fault.kind) {
+    case Fault::Kind::status:
+      reply.status = fault.status;
+      reply.body = R"({"success":0})";
+      return "status " + std::to_string(fault.status);
+    case Fault::Kind::delay:
+      reply.delay += fault.delay;
+      return "delay " + std::to_string(fault.delay.count()) + " ms";
+    case Fault::Kind::hang:
+      reply.sending = Sending::never;
+      return "no reply";
+    case Fault::Kind::resetBefore:
+      reply.sending = Sending::resetBefore;
+      return "reset before the reply";
+    case Fault::Kind::resetDuring:
+      reply.sending = Sending::resetDuring;
+      return "reset during the reply";
+    case Fault::Kind::truncate:
+      reply.sending = Sending::endsTooEarly;
+      return "reply cut off";
+    case Fault::Kind::garbage:
+      reply.body = "\x01\xFFgarbage{[";
+      return "garbage instead of the reply";
+  }
+  return "";
+}
+
+/// Reads one member, and complains when it is not what it should be.
+class Reader {
+ public:
+  Reader(const Dictionary& members, std::string place, std::vector<std::string>& problems)
+      : members_(members), place_(std::move(place)), problems_(problems) {}
+
+  std::string text(std::string_view key) const {
+    const Value value = members_[key];
+    if (members_.holds(key) && !value.isText()) complain(key, value, "a text");
+    return value.text();
+  }
+
+  std::int64_t number(std::string_view key, std::int64_t usual, std::int64_t least, std::int64_t most) const {
+    if (!members_.holds(key)) return usual;
+    const Value value = members_[key];
+    const bool good =
+        value.kind() == Value::Kind::integer && value.integerValue() >= least && value.integerValue() <= most;
+    if (!good) complain(key, value, "a whole number from " + std::to_string(least) + " to " + std::to_string(most));
+    return good ? value.integerValue() : usual;
+  }
+
+  void complain(std::string_view key, const Value& value, const std::string& right) const {
+    problems_.push_back(place_ + '.' + std::string(key) + " is " + inWords(value) + ", and should be " + right);
+  }
+
+ private:
+  const Dictionary members_;
+  const std::string place_;
+  std::vector<std::string>& problems_;
+};
+
+Fault faultOf(const Value& json, const std::string& place, std::vector<std::string>& problems) {
+  constexpr std::int64_t longestDelay = 600000;
+  const Reader reader(json.dictionary(), place, problems);
+  Fault fault;
+  const std::string kind = reader.text("kind");
+  const auto* const found = std::find(kindNames.begin(), kindNames.end(), kind);
+  if (found == kindNames.end()) {
+    reader.complain("kind", json.dictionary()["kind"],
+                    "one of status, delay, hang, reset_before, reset_during, truncate, garbage");
+  } else {
+    fault.kind = static_cast<Fault::Kind>(found - kindNames.begin());
+  }
+  fault.action = reader.text("action");
+  fault.device = reader.text("device");
+  fault.app = reader.text("app");
+  fault.status = static_cast<int>(reader.number("status", fault.status, 200, 599));
+  fault.delay = std::chrono::milliseconds(reader.number("delay_ms", 0, 0, longestDelay));
+  fault.times = reader.number("times", 0, 0, INT32_MAX);
+  fault.percent = static_cast<int>(reader.number("percent", 100, 0, 100));
+  return fault;
+}
+
+}  // namespace
+
+std::string Faults::apply(const ReceivedRequest& request, HttpReply& reply) {
+  const std::lock_guard lock(mutex_);
+  if (offline_) {
+    reply.sending = Sending::resetBefore;
+    return "offline";
+  }
+  for (Fault& fault : faults_) {
+    if (!matches(fault, request)) continue;
+    if (std::uniform_int_distribution<int>(1, 100)(random_) > fault.percent) continue;
+    ++fault.hits;
+    return spoil(reply, fault);
+  }
+  return "";
+}
+
+void Faults::set(std::vector<Fault> faults) {
+  const std::lock_guard lock(mutex_);
+  faults_ = std::move(faults);
+}
+
+void Faults::setOffline(bool offline) {
+  const std::lock_guard lock(mutex_);
+  offline_ = offline;
+}
+
+void Faults::reset() {
+  const std::lock_guard lock(mutex_);
+  faults_.clear();
+  offline_ = false;
+}
+
+Value Faults::json() const {
+  const std::lock_guard lock(mutex_);
+  std::vector<Value> list;
+  for (const Fault& fault : faults_) {
+    list.push_back(Value{{"kind", nameOf(fault.kind)},
+                         {"action", fault.action},
+                         {"device", fault.device},
+                         {"app", fault.app},
+                         {"status", fault.status},
+                         {"delay_ms", static_cast<std::int64_t>(fault.delay.count())},
+                         {"times", fault.times},
+                         {"percent", fault.percent},
+                         {"hits", fault.hits}});
+  }
+  return Value{{"offline", offline_}, {"faults", Array(std::move(list))}};
+}
+
+std::vector<std::string> Faults::setJSON(const Value& json) {
+  std::vector<std::string> problems;
+  const Dictionary members = json.dictionary();
+  if (!json.isDictionary()) problems.push_back("the faults are " + inWords(json) + ", and should be an object");
+  if (members.holds("offline") && members["offline"].kind() != Value::Kind::boolean) {
+    problems.push_back("offline is " + inWords(members["offline"]) + ", and should be true or false");
+  }
+  if (members.holds("faults") && !members["faults"].isArray()) {
+    problems.push_back("faults is " + inWords(members["faults"]) + ", and should be a list");
+  }
+  std::vector<Fault> faults;
+  for (const Value& one : members["faults"].array()) {
+    faults.push_back(faultOf(one, "faults[" + std::to_string(faults.size()) + ']', problems));
+  }
+  if (!problems.empty()) return problems;
+  const std::lock_guard lock(mutex_);
+  if (members.holds("faults")) faults_ = std::move(faults);
+  if (members.holds("offline")) offline_ = members["offline"].boolValue();
+  return problems;
+}
+
+}  // namespace fliprugair::controlhost

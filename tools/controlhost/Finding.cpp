@@ -1,0 +1,63 @@
+#include "tools/controlhost/Finding.h"
+
+#include <array>
+
+#include "platform/json/RapidJSONSerialization.h"
+
+namespace fliprugair::controlhost {
+
+namespace {
+
+constexpr std::size_t longestText = 60;
+
+std::string shortened(const std::string& text) {
+  if (text.size() <= longestText) return text;
+  std::size_t end = longestText;
+  while (end > 0 && (static_cast<unsigned char>(text[end]) & 0xC0U) == 0x80U) --end;  // not within a character
+  return text.substr(0, end) + "...";
+}
+
+}  // namespace
+
+std::string_view nameOf(Severity severity) {
+  constexpr std::array<std::string_view, 3> names{"note", "warning", "error"};
+  return names[static_cast<std::size_t>(severity)];
+}
+
+Value Finding::json() const {
+  return Value{{"severity", nameOf(severity)},
+               {"path", path},
+               {"record", record ? Value(*record) : Value()},
+               {"code", code},
+               {"expected", expected},
+               {"got", got},
+               {"hint", hint},
+               {"text", text}};
+}
+
+Value countsOf(const std::vector<Finding>& findings) {
+  std::array<std::int64_t, 3> counts{};
+  for (const Finding& finding : findings) ++counts[static_cast<std::size_t>(finding.severity)];
+  return Value{{"error", counts[2]}, {"warning", counts[1]}, {"note", counts[0]}};
+}
+
+std::string inWords(const Value& value) {
+  switch (value.kind()) {
+    case Value::Kind::null:
+      return "null";
+    case Value::Kind::boolean:
+      return value.boolValue() ? "true" : "false";
+    case Value::Kind::integer:
+    case Value::Kind::real:
+      return "the number " + RapidJSONSerialization().textOfAny(value);
+    case Value::Kind::text:
+      return "the text \"" + shortened(value.text()) + '"';
+    case Value::Kind::array:
+      return value.array().empty() ? "an empty list" : "a list";
+    case Value::Kind::dictionary:
+      return value.dictionary().empty() ? "an empty object" : "an object";
+  }
+  return "";
+}
+
+}  // namespace fliprugair::controlhost

@@ -1,0 +1,37 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "Fliprugair/platform/Value.h"
+
+namespace fliprugair::controlhost {
+
+enum class Severity { note, warning, error };
+
+std::string_view nameOf(Severity severity);
+
+/// One thing that is wrong, or worth a look, in what a tracker sent.
+struct Finding {
+  Severity severity = Severity::error;
+  std::string code;                         ///< the kind of it, as "schema" or "batch-size"
+  std::string path = {};                    ///< where, a JSON pointer into the record; "" is the whole of it
+  std::string expected = {};                ///< what should be there
+  std::string got = {};                     ///< what is
+  std::string hint = {};                    ///< what to do, a sentence
+  std::string text = {};                    ///< all of this for a person
+  std::optional<std::int64_t> record = {};  ///< in a batch its place, else 0; none: about the request as a whole
+
+  Value json() const;
+};
+
+/// How many there are of each severity, as {"error": 0, "warning": 0, "note": 0}.
+Value countsOf(const std::vector<Finding>& findings);
+
+/// A value in words, for "is ..., and should be ...": "the text \"5\"", "the number 5", "an object".
+std::string inWords(const Value& value);
+
+}  // namespace fliprugair::controlhost

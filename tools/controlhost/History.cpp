@@ -1,0 +1,197 @@
+#include "tools/controlhost/History.h"
+
+#include <cmath>
+#include <functional>
+#include <utility>
+
+#include "platform/json/RapidJSONSerialization.h"
+
+namespace fliprugair::controlhost {
+
+namespace {
+
+constexpr std::size_t mostSightings = 100000;
+constexpr std::int64_t clockTolerance = 60;
+constexpr std::int64_t oldRecord = 24 * 3600;
+
+Finding finding(Severity severity, std::string code, const std::string& sentence, std::string hint) {
+  Finding result{severity, std::move(code)};
+  result.text = sentence + ' ' + hint;
+  result.hint = std::move(hint);
+  return result;
+}
+
+Value dataOf(const Value& record) { return record.dictionary()["data"]; }
+
+bool hasTime(const Value& record) { return dataOf(record).dictionary()["usertime"].isText(); }
+
+std::size_t digestOf(const std::string& text) { return std::hash<std::string>()(text); }
+
+std::string count(std::int64_t seconds) {
+  if (seconds < 7200) return std::to_string(seconds) + " s";
+  return seconds < 172800 ? std::to_string(seconds / 3600) + " hours" : std::to_string(seconds / 86400) + " days";
+}
+
+/// An advertising or vendor identifier that tells devices apart.
+bool identifies(const std::string& identifier) { return identifier.find_first_not_of("0-") != std::string::npos; }
+
+void checkClock(const ReceivedRequest& request, const Array& records, std::vector<Finding>& findings) {
+  std::int64_t index = 0;
+  for (const Value& record : records) {
+    const std::int64_t place = index++;
+    if (!hasTime(record)) continue;
+    const std::int64_t time = dataOf(record).dictionary()["usertime"].integerValue();
+    const std::int64_t age = static_cast<std::int64_t>(std::floor(request.received)) - time;
+    if (age >= -clockTolerance && age <= oldRecord) continue;
+    Finding result =
+        age < 0
+            ? finding(Severity::warning, "clock", "/data/usertime is " + count(-age) + " ahead of this host's clock.",
+                      "Set the clock of the device, or of this machine.")
+            : finding(Severity::note, "clock", "/data/usertime is " + count(age) + " before its arrival.",
+                      "The device was without a connection for so long, or its clock is slow.");
+    result.path = "/data/usertime";
+    result.expected = "about the time of its arrival";
+    result.got = count(std::abs(age)) + (age < 0 ? " ahead" : " before");
+    result.record = place;
+    findings.push_back(std::move(result));
+  }
+}
+
+}  // namespace
+
+std::vector<Finding> History::findings(const ReceivedRequest& request, const Value& body, const Value& initReply) {
+  const Array records = body.isArray() ? body.array() : Array{body};
+  std::vector<Finding> findings;
+  const std::lock_guard lock(mutex_);
+  const bool again = checkRequest(request, body, findings);
+  if (!again) {
+    checkRecords(request, records, findings);
+    checkInstall(request, initReply, findings);
+  }
+  checkDevice(request, records, initReply, findings);
+  checkClock(request, records, findings);
+  return findings;
+}
+
+/// Whether the same request has come before.
+bool History::checkRequest(const ReceivedRequest& request, const Value& body, std::vector<Finding>& findings) {
+  // These two say the same at every start and at every question.
+  if (request.action == "init" || request.action == "get_attribution") return false;
+  bool timed = hasTime(body);
+  for (const Value& record : body.array()) timed = timed || hasTime(record);
+  const std::size_t digest = digestOf("request " + RapidJSONSerialization().textOfAny(body));
+  const Sighting* before = sightingOf(digest);
+  const std::string place = "request " + std::to_string(request.id);
+  const bool seen = before != nullptr && timed;
+  if (seen && before->confirmed) {
+    findings.push_back(finding(before->late ? Severity::note : Severity::warning, "resent",
+                               "The same as " + before->place + ", which was confirmed.",
+                               before->late ? "The confirmation came late; the tracker may have given up waiting."
+                                            : "A confirmed request is not sent again."));
+  } else if (seen) {
+    findings.push_back(finding(Severity::note, "resent", "The same as " + before->place + ", which was not confirmed.",
+                               "A tracker sends it again until it is: this is right."));
+  }
+  const bool confirmed = request.isConfirmed() || (seen && before->confirmed);
+  notice(digest, {place, confirmed, request.delay.count() > 0});
+  return seen;
+}
+
+void History::checkRecords(const ReceivedRequest& request, const Array& records, std::vector<Finding>& findings) {
+  std::int64_t index = 0;
+  for (const Value& record : records) {
+    const std::string place = "record " + std::to_string(request.id) + '.' + std::to_string(index);
+    if (hasTime(record)) {
+      const std::size_t digest = digestOf("record " + RapidJSONSerialization().textOfAny(record));
+      if (const Sighting* before = sightingOf(digest)) {
+        Finding result = finding(Severity::warning, "duplicate", "The same as " + before->place + '.',
+                                 "Either it was reported twice within one second, or one call became two records.");
+        result.record = index;
+        findings.push_back(std::move(result));
+      }
+      notice(digest, {place, request.isConfirmed(), false});
+    }
+    ++index;
+  }
+}
+
+void History::checkInstall(const ReceivedRequest& request, const Value& initReply, std::vector<Finding>& findings) {
+  if (request.action != "initial") return;
+  const Dictionary flags = initReply.dictionary()["flags"].dictionary();
+  const bool asked = !flags.holds("resend_initial") || flags["resend_initial"].boolValue();
+  const auto before = installs_.find(request.device);
+  if (before != installs_.end() && !asked) {
+    Finding result =
+        finding(Severity::warning, "install-twice",
+                "This device's installation was reported before, in request " + std::to_string(before->second) + '.',
+                "A tracker reports it once, unless the init reply asks for it again.");
+    result.record = 0;
+    findings.push_back(std::move(result));
+  }
+  if (request.isConfirmed()) installs_.emplace(request.device, request.id);
+}
+
+void History::checkDevice(const ReceivedRequest& request, const Array& records, const Value& initReply,
+                          std::vector<Finding>& findings) {
+  const bool replaced = initReply.dictionary()["flags"].dictionary().holds("marlune_device_id");
+  const auto changed = [&](std::int64_t index, const std::string& from, const std::string& to, const std::string& how) {
+    if (replaced) return;
+    Finding result =
+        finding(Severity::warning, "device-changed", "The device is " + to + ", and was " + from + ' ' + how + '.',
+                "A device keeps its identifier unless the init reply replaces it; was the store lost?");
+    result.path = "/marlune_device_id";
+    result.expected = from;
+    result.got = to;
+    result.record = index;
+    findings.push_back(std::move(result));
+  };
+  std::int64_t index = 0;
+  for (const Value& record : records) {
+    const Dictionary members = record.dictionary();
+    const std::string& device = members["marlune_device_id"].text();
+    if (index > 0 && device != request.device) changed(index, request.device, device, "in the records before");
+    for (const std::string_view key : {"idfa", "idfv"}) {
+      const std::string& identifier = dataOf(record).dictionary()[key].text();
+      if (!identifies(identifier) || device.empty()) continue;
+      const std::string identity = request.app + ' ' + std::string(key) + ' ' + identifier;
+      const auto known = identities_.find(identity);
+      if (known != identities_.end() && known->second != device) {
+        changed(index, known->second, device, "with the same " + std::string(key));
+      }
+      identities_[identity] = device;
+    }
+    const std::string& first = members["data_orig"].dictionary()["marlune_device_id"].text();
+    if (!first.empty() && first != device) changed(index, first, device, "at its first start");
+    ++index;
+  }
+}
+
+/// With the lock held, as all above.
+void History::notice(std::size_t digest, Sighting sighting) {
+  if (sightings_.insert_or_assign(digest, std::move(sighting)).second) order_.push_back(digest);
+  while (order_.size() > mostSightings) {
+    sightings_.erase(order_.front());
+    order_.pop_front();
+  }
+}
+
+const History::Sighting* History::sightingOf(std::size_t digest) const {
+  const auto found = sightings_.find(digest);
+  return found == sightings_.end() ? nullptr : &found->second;
+}
+
+void History::clear() {
+  const std::lock_guard lock(mutex_);
+  sightings_.clear();
+  order_.clear();
+  installs_.clear();
+  identities_.clear();
+}
+
+void History::forget(const std::string& device) {
+  const std::lock_guard lock(mutex_);
+  installs_.erase(device);
+  std::erase_if(identities_, [&](const auto& entry) { return entry.second == device; });
+}
+
+}  // namespace fliprugair::controlhost

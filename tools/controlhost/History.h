@@ -1,0 +1,49 @@
+#pragma once
+
+#include <cstdint>
+#include <deque>
+#include <map>
+#include <mutex>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+#include "tools/controlhost/Finding.h"
+#include "tools/controlhost/ReceivedRequest.h"
+
+namespace fliprugair::controlhost {
+
+/// Finds what no request shows by itself: what came twice, a device that changed its name, a clock that is off.
+/// Remembers digests alone, and not without end. Any thread.
+class History {
+ public:
+  /// What is to be found about `request`, whose body is `body`. Notes it for those that follow.
+  /// `initReply` is what the host answers this device to an init request.
+  std::vector<Finding> findings(const ReceivedRequest& request, const Value& body, const Value& initReply);
+
+  void clear();
+  void forget(const std::string& device);
+
+ private:
+  struct Sighting {
+    std::string place;  ///< "request 3" or "record 3.1"
+    bool confirmed;
+    bool late;  ///< its confirmation was held back
+  };
+
+  void notice(std::size_t digest, Sighting sighting);
+  const Sighting* sightingOf(std::size_t digest) const;
+  bool checkRequest(const ReceivedRequest& request, const Value& body, std::vector<Finding>& findings);
+  void checkRecords(const ReceivedRequest& request, const Array& records, std::vector<Finding>& findings);
+  void checkInstall(const ReceivedRequest& request, const Value& initReply, std::vector<Finding>& findings);
+  void checkDevice(const ReceivedRequest& request, const Array& records, const Value& initReply,
+                   std::vector<Finding>& findings);
+
+  std::mutex mutex_;  ///< around the rest
+  std::unordered_map<std::size_t, Sighting> sightings_;
+  std::deque<std::size_t> order_;
+  std::map<std::string, std::int64_t> installs_;   ///< by device the number of the confirmed report
+  std::map<std::string, std::string> identities_;  ///< by application and advertising or vendor identifier the device
+};
+
+}  // namespace fliprugair::controlhost

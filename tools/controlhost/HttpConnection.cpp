@@ -1,0 +1,185 @@
+#include "tools/controlhost/HttpConnection.h"
+
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+
+namespace fliprugair::controlhost {
+
+namespace {
+
+constexpr std::size_t longestHead = std::size_t{64} * 1024;
+constexpr std::chrono::seconds requestTime{20};
+constexpr std::chrono::seconds writeTime{20};
+
+bool ready(socket_t socket, short what, std::chrono::milliseconds time) {
+  pollfd entry{socket, what, 0};
+  int result = 0;
+  do {
+    result = poll(&entry, 1, static_cast<int>(std::max<std::int64_t>(time.count(), 0)));
+  } while (result < 0 && errno == EINTR);
+  return result > 0;
+}
+
+void addressOf(const sockaddr_storage& from, std::string& address, int& port) {
+  std::array<char, INET6_ADDRSTRLEN> text{};
+  if (from.ss_family == AF_INET6) {
+    const auto& six = reinterpret_cast<const sockaddr_in6&>(from);
+    inet_ntop(AF_INET6, &six.sin6_addr, text.data(), text.size());
+    port = ntohs(six.sin6_port);
+  } else {
+    const auto& four = reinterpret_cast<const sockaddr_in&>(from);
+    inet_ntop(AF_INET, &four.sin_addr, text.data(), text.size());
+    port = ntohs(four.sin_port);
+  }
+  address = text.data();
+}
+
+}  // namespace
+
+HttpConnection::HttpConnection(socket_t socket) : socket_(socket) {}
+
+HttpConnection::~HttpConnection() {
+  if (!isReset_) ::shutdown(socket_, SHUT_RDWR);
+  ::close(socket_);
+}
+
+bool HttpConnection::waitForRequest(std::chrono::milliseconds time) {
+  head_.clear();
+  headComplete_ = false;
+  refusedWith_ = 0;
+  sending_ = Sending::whole;
+  writes_ = 0;
+  const bool begun = !stopped_ && (used_ < buffer_.size() || ready(socket_, POLLIN, time)) && !stopped_;
+  deadline_ = std::chrono::steady_clock::now() + requestTime;
+  return begun && (used_ < buffer_.size() || fill());
+}
+
+std::vector<std::pair<std::string, std::string>> HttpConnection::headers() const {
+  std::vector<std::pair<std::string, std::string>> result;
+  std::size_t begin = head_.find('\n');  // behind the request line
+  while (begin != std::string::npos && ++begin < head_.size()) {
+    const std::size_t end = head_.find('\n', begin);
+    std::string line = head_.substr(begin, end == std::string::npos ? end : end - begin);
+    if (!line.empty() && line.back() == '\r') line.pop_back();
+    const std::size_t colon = line.find(':');
+    if (colon != std::string::npos) {
+      const std::size_t value = line.find_first_not_of(" \t", colon + 1);
+      result.emplace_back(line.substr(0, colon), value == std::string::npos ? "" : line.substr(value));
+    }
+    begin = end;
+  }
+  return result;
+}
+
+std::string HttpConnection::remote() const {
+  std::string address;
+  int port = 0;
+  get_remote_ip_and_port(address, port);
+  const bool bracketed = address.find(':') != std::string::npos;
+  return (bracketed ? '[' + address + ']' : address) + ':' + std::to_string(port);
+}
+
+void HttpConnection::refuse(int status, const std::string& body) {
+  const std::string text = "HTTP/1.1 " + std::to_string(status) +
+                           " Refused\r\nConnection: close\r\nContent-Type: application/json; charset=utf-8\r\n" +
+                           "Content-Length: " + std::to_string(body.size()) + "\r\n\r\n" + body;
+  writeAll(text.data(), text.size());
+  // What is still unread would turn the end of the connection into a reset, which can overtake this reply.
+  ::shutdown(socket_, SHUT_WR);
+  std::array<char, 4096> rest{};
+  for (int round = 0; round < 256 && ready(socket_, POLLIN, std::chrono::milliseconds(100)); ++round) {
+    if (recv(socket_, rest.data(), rest.size(), 0) <= 0) break;
+  }
+}
+
+bool HttpConnection::clientHasGone(std::chrono::milliseconds time) const {
+  if (stopped_) return true;
+  if (!ready(socket_, POLLIN, time)) return false;
+  char byte = 0;
+  return recv(socket_, &byte, 1, MSG_PEEK | MSG_DONTWAIT) <= 0;
+}
+
+void HttpConnection::stopReading() {
+  stopped_ = true;
+  ::shutdown(socket_, SHUT_RD);
+}
+
+bool HttpConnection::is_readable() const { return used_ < buffer_.size() || ready(socket_, POLLIN, requestTime); }
+
+bool HttpConnection::is_writable() const { return !stopped_ && ready(socket_, POLLOUT, writeTime); }
+
+ssize_t HttpConnection::read(char* bytes, size_t size) {
+  if (refusedWith_ != 0 || (used_ == buffer_.size() && !fill())) return -1;
+  const std::size_t count = headComplete_ ? std::min(size, buffer_.size() - used_) : std::size_t{1};
+  std::copy_n(buffer_.data() + used_, count, bytes);
+  used_ += count;
+  return headComplete_ || keep(*bytes) ? static_cast<ssize_t>(count) : -1;
+}
+
+/// Whether the head of the request is not too long with this byte of it.
+bool HttpConnection::keep(char byte) {
+  head_ += byte;
+  headComplete_ = byte == '\n' && (head_.ends_with("\r\n\r\n") || head_.ends_with("\n\n"));
+  if (head_.size() > longestHead) refusedWith_ = 431;
+  return refusedWith_ == 0;
+}
+
+bool HttpConnection::fill() {
+  buffer_.resize(std::size_t{16} * 1024);
+  used_ = 0;
+  const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline_ - std::chrono::steady_clock::now());
+  const bool came = left.count() > 0 && ready(socket_, POLLIN, left);
+  const ssize_t count = came ? recv(socket_, buffer_.data(), buffer_.size(), 0) : 0;
+  buffer_.resize(static_cast<std::size_t>(std::max<ssize_t>(count, 0)));
+  if (!came) refusedWith_ = 408;
+  return count > 0;
+}
+
+ssize_t HttpConnection::write(const char* bytes, size_t size) {
+  // The first piece that the library writes is the head of the reply, the second one its body.
+  const bool broken = sending_ == Sending::resetBefore || (sending_ != Sending::whole && ++writes_ > 1);
+  if (ended_) return -1;
+  if (!broken) return writeAll(bytes, size) ? static_cast<ssize_t>(size) : -1;
+  if (sending_ != Sending::resetBefore) writeAll(bytes, size / 2);
+  if (sending_ != Sending::endsTooEarly) reset();
+  ended_ = true;
+  return -1;
+}
+
+bool HttpConnection::writeAll(const char* bytes, size_t size) {
+  while (size > 0) {
+    if (!ready(socket_, POLLOUT, writeTime)) return false;
+    const ssize_t count = send(socket_, bytes, size, MSG_NOSIGNAL);
+    if (count <= 0) return false;
+    bytes += count;
+    size -= static_cast<std::size_t>(count);
+  }
+  return true;
+}
+
+/// Makes the end of the connection a reset.
+void HttpConnection::reset() {
+  isReset_ = true;
+  const linger atOnce{1, 0};
+  setsockopt(socket_, SOL_SOCKET, SO_LINGER, &atOnce, sizeof atOnce);
+}
+
+void HttpConnection::get_remote_ip_and_port(std::string& address, int& port) const {
+  sockaddr_storage from{};
+  socklen_t size = sizeof from;
+  if (getpeername(socket_, reinterpret_cast<sockaddr*>(&from), &size) == 0) addressOf(from, address, port);
+}
+
+void HttpConnection::get_local_ip_and_port(std::string& address, int& port) const {
+  sockaddr_storage from{};
+  socklen_t size = sizeof from;
+  if (getsockname(socket_, reinterpret_cast<sockaddr*>(&from), &size) == 0) addressOf(from, address, port);
+}
+
+}  // namespace fliprugair::controlhost

@@ -1,0 +1,317 @@
+#include "tools/controlhost/InitSettings.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdlib>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "platform/json/RapidJSONSerialization.h"
+#include "tools/controlhost/Finding.h"
+#include "tools/controlhost/JSONProblem.h"
+
+namespace fliprugair::controlhost {
+
+namespace {
+
+struct Setting {
+  std::string_view key;
+  std::string_view kind;
+  std::string_view unit;
+  std::int64_t least;
+  std::int64_t most;
+  std::optional<std::int64_t> usual;
+  std::string_view what;
+  std::string_view absent;
+  bool isFlag = true;
+};
+
+constexpr std::int64_t week = 604800;
+constexpr std::string_view kept = "What the tracker has stays as it is.";
+constexpr std::string_view withLocation = "50, 15 and 15 hold. Read only while \"whitelist\" holds \"location\".";
+
+const std::vector<Setting>& settings() {
+  static const std::vector<Setting> all = {
+      {"marlune_app_id", "text", "", 0, 0, {}, "Replaces the application's identifier in all that follows.", kept},
+      {"marlune_device_id", "text", "", 0, 0, {}, "Replaces the device's identifier in all that follows.", kept},
+      {"mlinit_wait", "integer", "s", 60, week, 60, "How long a start asks for no settings again.", kept},
+      {"mltracker_wait", "integer", "s", 60, week, 60, "How long records wait for more before their batch leaves.",
+       kept},
+      {"iad_attribution_attempts", "integer", "", 1, 10, 3, "How often search-ad details are asked for.", kept},
+      {"iad_attribution_wait", "integer", "s", 1, 120, 20,
+       "How long a repeated question for search-ad details may take.", kept},
+      {"iad_retry_wait", "integer", "s", 1, 60, 10, "The time before search-ad details are asked for again.", kept},
+      {"send_id_updates", "boolean", "", 0, 0, {}, "Whether a new advertising identifier is reported.", kept},
+      {"resend_initial",
+       "boolean",
+       "",
+       0,
+       0,
+       {},
+       "Whether the installation is reported again.",
+       "The installation is reported again."},
+      {"location_accuracy", "integer", "m", 10, 5000, 50, "How exact a position should be.", withLocation},
+      {"location_timeout", "integer", "s", 3, 60, 15, "How long the search for a position may take.", withLocation},
+      {"location_staleness", "integer", "min", 1, 10080, 15, "How old a position becomes before a new one is reported.",
+       withLocation},
+      {"currency", "text", "", 0, 0, {}, "The currency of all events that follow.", kept},
+      {"session_tracking", "choice", "", 0, 0, {}, "Whether the begin and the end of sessions are reported.", kept},
+      {"getattribution_wait", "integer", "s", 1, 30, 7,
+       "The time between the installation's report and the first question for its attribution.", "7 seconds."},
+      {"success",
+       "boolean",
+       "",
+       0,
+       0,
+       {},
+       "1 says that all is well. The rest is adopted in any case.",
+       "Counts as a failure, which is only logged.",
+       false},
+      {"msg",
+       "texts",
+       "",
+       0,
+       0,
+       {},
+       "\"resonance_cascade\" in this list: come back later, and adopt nothing.",
+       "The reply is adopted.",
+       false},
+      {"blacklist",
+       "texts",
+       "",
+       0,
+       0,
+       {},
+       "What is not to be reported: idfa, idfv, fb_attribution_id, screen_size, screen_brightness, network_conn_type, "
+       "device_orientation.",
+       kept,
+       false},
+      {"eventname_blacklist", "texts", "", 0, 0, {}, "Events that are dropped.", kept, false},
+      {"whitelist",
+       "texts",
+       "",
+       0,
+       0,
+       {},
+       "\"location\" in this list switches position reports on.",
+       "Position reports stay as they are.",
+       false},
+      {"outside_services",
+       "object",
+       "",
+       0,
+       0,
+       {},
+       "Services to look for: in the store (ios_nsud) and in the documents (ios_docs).",
+       "No service is looked for.",
+       false},
+  };
+  return all;
+}
+
+std::string placeOf(const Setting& setting) {
+  return std::string(setting.isFlag ? "/flags/" : "/") + std::string(setting.key);
+}
+
+bool isLocation(const Setting& setting) { return setting.key.starts_with("location_"); }
+
+Value effect(std::string path, std::string_view severity, Value becomes, std::string text) {
+  return Value{
+      {"path", std::move(path)}, {"severity", severity}, {"becomes", std::move(becomes)}, {"text", std::move(text)}};
+}
+
+/// The number that a tracker reads: from text only as far as 32 bits go.
+std::int64_t numberOf(const Value& value) {
+  if (!value.isText()) return value.integerValue();
+  return std::clamp<std::int64_t>(value.integerValue(), INT32_MIN, INT32_MAX);
+}
+
+std::string shown(const Value& value) {
+  return value.isText() ? '"' + value.text() + '"' : RapidJSONSerialization().textOfAny(value);
+}
+
+Value numberEffect(const Setting& setting, const Value& value, bool locationIsOn) {
+  const std::string key(setting.key);
+  const std::string range = std::to_string(setting.least) + " to " + std::to_string(setting.most);
+  if (isLocation(setting) && !locationIsOn) {
+    return effect(placeOf(setting), "note", {}, key + " is not read: \"whitelist\" does not hold \"location\".");
+  }
+  const bool numeric = value.isNumber() || value.isText();
+  if (isLocation(setting) && !numeric) {
+    return effect(placeOf(setting), "warning", *setting.usual,
+                  key + " is " + inWords(value) + "; a tracker takes a number from " + range + ", and keeps " +
+                      std::to_string(*setting.usual) + '.');
+  }
+  const std::int64_t becomes = std::clamp(numberOf(value), setting.least, setting.most);
+  const bool exact = (value.kind() == Value::Kind::integer || value.isText()) && becomes == numberOf(value) &&
+                     (value.isNumber() || std::to_string(becomes) == value.text());
+  if (exact) return effect(placeOf(setting), "ok", becomes, key + " becomes " + std::to_string(becomes) + '.');
+  return effect(placeOf(setting), "warning", becomes,
+                key + " is " + (numeric ? shown(value) : inWords(value)) + "; a tracker takes " + range +
+                    ", so it becomes " + std::to_string(becomes) + '.');
+}
+
+Value textEffect(const Setting& setting, const Value& value) {
+  const std::string key(setting.key);
+  if (setting.key == "currency") {
+    if (value.isText()) return effect(placeOf(setting), "ok", value, "currency becomes " + shown(value) + '.');
+    return effect(placeOf(setting), "warning", value,
+                  "currency is " + inWords(value) + ", and is adopted as it is; it should be a text.");
+  }
+  if (setting.key == "session_tracking") {
+    if (value.text() == "full" || value.text() == "none") {
+      return effect(placeOf(setting), "ok", value, key + " becomes " + shown(value) + '.');
+    }
+    return effect(placeOf(setting), "warning", {},
+                  key + " is " + inWords(value) + "; a tracker takes \"full\" or \"none\", and keeps what it has.");
+  }
+  if (!value.text().empty()) return effect(placeOf(setting), "ok", value, key + " becomes " + shown(value) + '.');
+  return effect(placeOf(setting), "warning", {},
+                key + " is " + inWords(value) + "; a tracker takes a text that is not empty, and keeps what it has.");
+}
+
+Value truthEffect(const Setting& setting, const Value& value) {
+  const std::string key(setting.key);
+  if (setting.key == "success") {
+    const bool good = shown(value) == "1" || value.text() == "1" || value == Value(true);
+    return good ? effect(placeOf(setting), "ok", 1, "The reply counts as a success.")
+                : effect(placeOf(setting), "note", 0,
+                         "The reply counts as a failure, which is only logged; all else is adopted.");
+  }
+  const bool truth = value.boolValue() || value.text() == "1";
+  const std::string word = truth ? "true" : "false";
+  const bool clear = value.isNumber() || value.text() == "0" || value.text() == "1";
+  if (clear) return effect(placeOf(setting), "ok", truth, key + " becomes " + word + '.');
+  return effect(placeOf(setting), "warning", truth,
+                key + " is " + inWords(value) + "; a tracker takes true or false, and reads it as " + word + '.');
+}
+
+Value listEffect(const Setting& setting, const Value& value) {
+  constexpr std::array<std::string_view, 7> honoured{"idfa",
+                                                     "idfv",
+                                                     "fb_attribution_id",
+                                                     "screen_size",
+                                                     "screen_brightness",
+                                                     "network_conn_type",
+                                                     "device_orientation"};
+  const std::string key(setting.key);
+  if (!value.isArray()) {
+    return effect(placeOf(setting), "warning", {},
+                  key + " is " + inWords(value) + "; a tracker takes a list of texts, and ignores it.");
+  }
+  if (setting.key == "msg") {
+    if (!value.array().containsText("resonance_cascade"))
+      return effect(placeOf(setting), "ok", {}, "msg says nothing to a tracker.");
+    return effect(placeOf(setting), "note", {},
+                  "While the installation is unreported, the tracker adopts nothing of this reply and asks again "
+                  "after 10, 20, 30, then every 60 seconds; later it looks at the rest alone.");
+  }
+  if (setting.key == "whitelist") {
+    const bool on = value.array().containsText("location");
+    return effect(
+        placeOf(setting), "ok", on,
+        on ? "Position reports are switched on." : "Position reports stay as they are: nothing switches them off.");
+  }
+  if (setting.key == "blacklist") {
+    for (const Value& item : value.array()) {
+      if (std::find(honoured.begin(), honoured.end(), item.text()) != honoured.end()) continue;
+      return effect(placeOf(setting), "note", value,
+                    "blacklist holds " + inWords(item) + ", which a tracker does not know.");
+    }
+  }
+  return effect(placeOf(setting), "ok", value, key + " has " + std::to_string(value.array().size()) + " entries.");
+}
+
+Value effectOf(const Setting& setting, const Value& value, bool locationIsOn) {
+  if (setting.kind == "integer") return numberEffect(setting, value, locationIsOn);
+  if (setting.kind == "boolean") return truthEffect(setting, value);
+  if (setting.kind == "texts") return listEffect(setting, value);
+  if (setting.kind == "object") {
+    return value.isDictionary()
+               ? effect(placeOf(setting), "ok", {}, "Services are looked for.")
+               : effect(placeOf(setting), "warning", {},
+                        "outside_services is " + inWords(value) + "; a tracker takes an object, and ignores it.");
+  }
+  return textEffect(setting, value);
+}
+
+void addEffects(const Dictionary& members, bool flags, bool locationIsOn, std::vector<Value>& effects) {
+  for (const Dictionary::Entry& entry : members.entries()) {
+    if (!flags && entry.key() == "flags") continue;
+    const auto found = std::find_if(settings().begin(), settings().end(), [&](const Setting& setting) {
+      return setting.isFlag == flags && setting.key == entry.key();
+    });
+    if (found != settings().end()) {
+      effects.push_back(effectOf(*found, entry.value, locationIsOn));
+      continue;
+    }
+    const bool elsewhere = std::any_of(settings().begin(), settings().end(),
+                                       [&](const Setting& setting) { return setting.key == entry.key(); });
+    const std::string hint = !elsewhere ? "."
+                             : flags    ? "; it belongs beside \"flags\"."
+                                        : "; it belongs into \"flags\".";
+    effects.push_back(effect((flags ? "/flags/" : "/") + entry.key(), "warning", {},
+                             entry.key() + " is not read there by a tracker" + hint));
+  }
+}
+
+}  // namespace
+
+Array initSettings() {
+  std::vector<Value> list;
+  for (const Setting& setting : settings()) {
+    const bool ranged = setting.kind == "integer";
+    list.push_back(Value{{"key", setting.key},
+                         {"path", placeOf(setting)},
+                         {"kind", setting.kind},
+                         {"unit", setting.unit},
+                         {"min", ranged ? Value(setting.least) : Value()},
+                         {"max", ranged ? Value(setting.most) : Value()},
+                         {"default", setting.usual ? Value(*setting.usual) : Value()},
+                         {"choices", setting.kind == "choice" ? Array{"full", "none"} : Array()},
+                         {"what", setting.what},
+                         {"absent", setting.absent}});
+  }
+  return Array(std::move(list));
+}
+
+Array effectsOf(const Value& reply) {
+  std::vector<Value> effects;
+  if (!reply.isDictionary()) {
+    return Array{
+        effect("", "warning", {},
+               "The reply is " + inWords(reply) + "; a tracker takes an object, and does as if none had come.")};
+  }
+  const Dictionary members = reply.dictionary();
+  const bool locationIsOn = members["whitelist"].array().containsText("location");
+  const Value flags = members["flags"];
+  addEffects(members, false, locationIsOn, effects);
+  addEffects(flags.dictionary(), true, locationIsOn, effects);
+  if (members.holds("flags") && !flags.isDictionary()) {
+    effects.push_back(effect("/flags", "warning", {},
+                             "flags is " + inWords(flags) + "; a tracker takes an object, and reads no setting."));
+  }
+  if (!members.holds("success"))
+    effects.push_back(
+        effect("/success", "note", {},
+               "Without \"success\" the reply counts as a failure, which is only logged; all else is adopted."));
+  if (!flags.dictionary().holds("resend_initial")) {
+    effects.push_back(effect("/flags/resend_initial", "note", true,
+                             "Without \"resend_initial\" the installation is reported again after every init reply."));
+  }
+  return Array(std::move(effects));
+}
+
+Value explained(std::string_view text) {
+  const std::optional<Value> reply = RapidJSONSerialization().value(text);
+  if (reply) return Value{{"json", true}, {"problem", ""}, {"effects", effectsOf(*reply)}};
+  return Value{
+      {"json", false},
+      {"problem", jsonProblem(text)},
+      {"effects",
+       Array{effect("", "warning", {},
+                    "This is not JSON: a tracker does as if no reply had come, and asks again at its next start.")}}};
+}
+
+}  // namespace fliprugair::controlhost

@@ -1,0 +1,158 @@
+#include "tools/controlhost/ReceivedRequest.h"
+
+#include <optional>
+
+#include "platform/json/RapidJSONSerialization.h"
+
+namespace fliprugair::controlhost {
+
+namespace {
+
+std::optional<Value> parsed(const std::string& text) { return RapidJSONSerialization().value(text); }
+
+Value headersOf(const ReceivedRequest& request) {
+  std::vector<Value> headers;
+  for (const auto& [name, value] : request.headers) headers.push_back(Array{name, value});
+  return Array(std::move(headers));
+}
+
+Value listOf(const std::vector<Finding>& findings) {
+  std::vector<Value> list;
+  for (const Finding& finding : findings) list.push_back(finding.json());
+  return Array(std::move(list));
+}
+
+bool isRecord(const Value& value) { return value.isDictionary(); }
+
+Dictionary joined(const Dictionary& first, const Dictionary& second) {
+  std::vector<std::pair<std::string, Value>> pairs;
+  for (const Dictionary::Entry& entry : first.entries()) pairs.emplace_back(entry.key(), entry.value);
+  for (const Dictionary::Entry& entry : second.entries()) pairs.emplace_back(entry.key(), entry.value);
+  return Dictionary(std::move(pairs));
+}
+
+}  // namespace
+
+Value ReceivedRequest::body() const {
+  const std::optional<Value> value = parsed(bytes);
+  return value ? *value : Value(bytes);
+}
+
+Array ReceivedRequest::items() const {
+  const Value value = body();
+  if (value.isArray()) return value.array();
+  return isRecord(value) ? Array{value} : Array();
+}
+
+std::string recordName(const Value& record) {
+  const Dictionary members = record.dictionary();
+  const std::string action = members["action"].text();
+  const Dictionary data = members["data"].dictionary();
+  for (const std::string_view detail : {"event_name", "state", "uri"}) {
+    if (const Value text = data[detail]; text.isText()) return action + " \"" + text.text() + '"';
+  }
+  if (action != "update") return action;
+  std::string changed;
+  for (const auto& entry : data.entries()) changed += (changed.empty() ? " of " : ", ") + entry.key();
+  return action + changed;
+}
+
+void describe(ReceivedRequest& request, const Value& body) {
+  const Value first = body.isArray() ? (body.array().empty() ? Value() : body.array()[0]) : body;
+  const Dictionary members = first.dictionary();
+  request.action = body.isArray() ? "batch" : members["action"].text();
+  request.device = members["marlune_device_id"].text();
+  request.app = members["marlune_app_id"].text();
+  request.records = body.isArray() ? static_cast<std::int64_t>(body.array().size()) : isRecord(body) ? 1 : 0;
+  for (const Value& record : body.array()) request.names.push_back(recordName(record));
+  if (isRecord(body)) request.names.push_back(recordName(body));
+}
+
+std::string base64(std::string_view bytes) {
+  constexpr std::string_view letters = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+  std::string text;
+  text.reserve((bytes.size() + 2) / 3 * 4);
+  for (std::size_t at = 0; at < bytes.size(); at += 3) {
+    const auto byte = [&](std::size_t offset) -> unsigned {
+      return at + offset < bytes.size() ? static_cast<unsigned char>(bytes[at + offset]) : 0U;
+    };
+    const unsigned three = byte(0) << 16U | byte(1) << 8U | byte(2);
+    text += letters[three >> 18U & 63U];
+    text += letters[three >> 12U & 63U];
+    text += at + 1 < bytes.size() ? letters[three >> 6U & 63U] : '=';
+    text += at + 2 < bytes.size() ? letters[three & 63U] : '=';
+  }
+  return text;
+}
+
+Value bytesOf(const std::string& bytes) {
+  std::vector<std::pair<std::string, Value>> members{{"bytes", static_cast<std::int64_t>(bytes.size())},
+                                                     {"base64", base64(bytes)}};
+  if (Value text(bytes); text.text() == bytes) members.emplace_back("text", std::move(text));
+  if (std::optional<Value> json = parsed(bytes)) members.emplace_back("json", std::move(*json));
+  return Dictionary(std::move(members));
+}
+
+Value summaryOf(const ReceivedRequest& request) {
+  std::vector<Value> names(request.names.begin(), request.names.end());
+  return Value{{"id", request.id},
+               {"received", request.received},
+               {"method", request.method},
+               {"path", request.path},
+               {"remote", request.remote},
+               {"action", request.action},
+               {"device", request.device},
+               {"app", request.app},
+               {"records", request.records},
+               {"names", Array(std::move(names))},
+               {"bytes", static_cast<std::int64_t>(request.bytes.size())},
+               {"status", request.status},
+               {"whole", request.isWhole},
+               {"fault", request.fault},
+               {"findings", countsOf(request.findings)}};
+}
+
+Value wholeOf(const ReceivedRequest& request) {
+  const Value reply = joined(
+      Value{{"status", request.status}}.dictionary(),
+      joined(
+          bytesOf(request.reply).dictionary(),
+          Value{{"delay_ms", static_cast<std::int64_t>(request.delay.count())}, {"rule", request.rule}}.dictionary()));
+  return joined(summaryOf(request).dictionary(), Value{{"headers", headersOf(request)},
+                                                       {"body", bytesOf(request.bytes)},
+                                                       {"reply", reply},
+                                                       {"problems", listOf(request.findings)},
+                                                       {"items", recordsOf(request)}}
+                                                     .dictionary());
+}
+
+Value recordOf(const ReceivedRequest& request, const Value& record, std::int64_t index) {
+  const Dictionary members = record.dictionary();
+  const Value time = members["data"].dictionary()["usertime"];
+  std::vector<Finding> findings;
+  for (const Finding& finding : request.findings) {
+    if (finding.record == index) findings.push_back(finding);
+  }
+  return Value{{"id", std::to_string(request.id) + '.' + std::to_string(index)},
+               {"request", request.id},
+               {"index", index},
+               {"received", request.received},
+               {"action", members["action"].text()},
+               {"name", recordName(record)},
+               {"device", members["marlune_device_id"].text()},
+               {"app", members["marlune_app_id"].text()},
+               {"usertime", time.isText() ? Value(time.integerValue()) : Value()},
+               {"status", request.status},
+               {"json", record},
+               {"findings", listOf(findings)}};
+}
+
+Array recordsOf(const ReceivedRequest& request) {
+  std::vector<Value> records;
+  for (const Value& record : request.items()) {
+    records.push_back(recordOf(request, record, static_cast<std::int64_t>(records.size())));
+  }
+  return Array(std::move(records));
+}
+
+}  // namespace fliprugair::controlhost

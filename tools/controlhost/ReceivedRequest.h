@@ -1,0 +1,65 @@
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "Fliprugair/platform/Value.h"
+#include "tools/controlhost/Finding.h"
+
+namespace fliprugair::controlhost {
+
+/// One request as it arrived and was answered.
+struct ReceivedRequest {
+  std::int64_t id = 0;  ///< counts from 1
+  double received = 0;  ///< seconds since 1970
+  std::string method;
+  std::string path;    ///< with its query
+  std::string remote;  ///< address and port of the sender
+  std::vector<std::pair<std::string, std::string>> headers;
+  std::string bytes;  ///< the body as it came
+
+  // What is read from it.
+  std::string action;  ///< or "batch"; "" when it is no request
+  std::string device;  ///< of a batch that of its first record
+  std::string app;
+  std::int64_t records = 0;        ///< of a batch; 1 for any other request
+  std::vector<std::string> names;  ///< what each record is, in a few words
+
+  // The reply.
+  int status = 0;  ///< 0: there was none
+  std::string reply;
+  std::int64_t rule = -1;  ///< the number of the rule that answered; -1: none did
+  std::chrono::milliseconds delay{0};
+  bool isWhole = true;  ///< whether the reply went out to its end
+  std::string fault;    ///< what was done to it on purpose, in words; "": nothing
+
+  std::vector<Finding> findings;
+
+  /// What came, as JSON; the text when it is not JSON.
+  Value body() const;
+  /// Of a batch its records, of another request that one; none when it is no request.
+  Array items() const;
+  /// Whether the sender can take it for accepted.
+  bool isConfirmed() const { return isWhole && status >= 200 && status < 300; }
+};
+
+/// Fills in what is read from the body.
+void describe(ReceivedRequest& request, const Value& body);
+
+/// What a record is, in a few words: its action, and for an event its name.
+std::string recordName(const Value& record);
+
+// The forms in which the host shows them.
+Value summaryOf(const ReceivedRequest& request);
+Value wholeOf(const ReceivedRequest& request);
+Value recordOf(const ReceivedRequest& request, const Value& record, std::int64_t index);
+Array recordsOf(const ReceivedRequest& request);
+
+/// Of bytes: their number, base64, text and JSON as far as they are such.
+Value bytesOf(const std::string& bytes);
+std::string base64(std::string_view bytes);
+
+}  // namespace fliprugair::controlhost

@@ -1,0 +1,247 @@
+#include "tools/controlhost/Reception.h"
+
+#include <chrono>
+#include <exception>
+#include <optional>
+#include <string_view>
+#include <utility>
+
+#include "platform/json/RapidJSONSerialization.h"
+#include "tools/controlhost/JSONProblem.h"
+
+namespace fliprugair::controlhost {
+
+namespace {
+
+constexpr std::string_view requestPath = "/marlune/v4";
+constexpr std::size_t mostNotices = 100;
+
+double secondsSince1970() {
+  return std::chrono::duration<double>(std::chrono::system_clock::now().time_since_epoch()).count();
+}
+
+struct Problem {
+  int status = 0;  ///< 0: there is none
+  std::string code = {};
+  std::string text = {};
+  std::string hint = {};
+};
+
+/// Why this cannot be answered as a request of a tracker.
+Problem problemOf(const ReceivedRequest& request, const std::optional<Value>& body) {
+  const std::string path = request.path.substr(0, request.path.find('?'));
+  if (path != requestPath) {
+    return {404, "http", "The request came to " + path + ", and should come to /marlune/v4.", "Post to /marlune/v4."};
+  }
+  if (request.method != "POST") {
+    return {405, "http", "The request came by " + request.method + ", and should come by POST.", "Post it."};
+  }
+  if (!body) return {400, "not-json", "The body is not JSON: " + jsonProblem(request.bytes), "Send one JSON text."};
+  if (body->isArray()) {
+    std::int64_t number = 0;
+    for (const Value& record : body->array()) {
+      if (!record.isDictionary()) {
+        return {
+            400, "not-a-request",
+            "Record " + std::to_string(number) + " of the batch is " + inWords(record) + ", and should be an object.",
+            "Send whole requests in a batch."};
+      }
+      ++number;
+    }
+    return {};
+  }
+  if (!body->isDictionary()) {
+    return {400, "not-a-request",
+            "The body is " + inWords(*body) + ", and should be an object (a request) or a list (a batch).",
+            "Send one request or one batch."};
+  }
+  if (body->dictionary()["action"].isText()) return {};
+  return {400, "not-a-request", "The request has no text under \"action\".", "Say what the request is."};
+}
+
+std::optional<Finding> aboutContentType(const ReceivedRequest& request) {
+  const std::string type = headerOf(request.headers, "Content-Type");
+  if (type.starts_with("application/json")) return std::nullopt;
+  Finding finding{Severity::warning, "http"};
+  finding.expected = "application/json; charset=utf-8";
+  finding.got = type.empty() ? "nothing" : type;
+  finding.hint = "Say in the header that JSON comes.";
+  finding.text =
+      "The header Content-Type is " + finding.got + ", and should be " + finding.expected + ". " + finding.hint;
+  return finding;
+}
+
+}  // namespace
+
+Reception::Reception(Options options)
+    : options_(std::move(options)), answers_(options_.settings), log_(options_.capacity) {
+  if (options_.savePath.empty()) return;
+  saved_ = std::make_unique<SavedRequests>(options_.savePath);
+  restore();
+}
+
+HttpReply Reception::receive(const HttpRequest& http) {
+  ReceivedRequest request;
+  request.received = secondsSince1970();
+  request.method = http.method;
+  request.path = http.target;
+  request.remote = http.remote;
+  request.headers = http.headers;
+  request.bytes = http.body;
+  const std::optional<Value> body = RapidJSONSerialization().value(http.body);
+  if (body) describe(request, *body);
+  const Problem problem = problemOf(request, body);
+  HttpReply reply;
+  reply.contentType = "application/json; charset=utf-8";
+  if (problem.status == 0) {
+    HostAnswer answer = answers_.answer(request);
+    reply.status = answer.status;
+    reply.body = std::move(answer.body);
+    reply.delay = answer.delay;
+    request.rule = answer.rule;
+  } else {
+    reply.status = problem.status;
+    reply.body = RapidJSONSerialization().textOfAny(Value{{"error", problem.text}, {"hint", problem.hint}});
+  }
+  judge(request, body);
+  request.fault = faults_.apply(request, reply);
+  request.isWhole = reply.sending == Sending::whole;
+  request.status = reply.sending == Sending::never || reply.sending == Sending::resetBefore ? 0 : reply.status;
+  request.reply = request.status == 0 ? "" : reply.body;
+  request.delay = reply.delay;
+  keep(std::move(request), body ? *body : Value());
+  return reply;
+}
+
+/// Finds what one request shows by itself.
+void Reception::judge(ReceivedRequest& request, const std::optional<Value>& body) const {
+  const Problem problem = problemOf(request, body);
+  if (problem.status == 0) {
+    request.findings = check_.findings(*body);
+  } else {
+    Finding finding{Severity::error, problem.code};
+    finding.hint = problem.hint;
+    finding.text = problem.text + ' ' + problem.hint;
+    request.findings.push_back(std::move(finding));
+    request.action.clear();
+  }
+  if (auto finding = aboutContentType(request)) request.findings.push_back(std::move(*finding));
+}
+
+void Reception::keep(ReceivedRequest request, const Value& body) {
+  const Value initReply = answers_.settingsFor(request.device, request.app).init;
+  RequestPointer kept;
+  {
+    const std::lock_guard lock(mutex_);
+    if (paused_) return;
+    if (!request.action.empty()) {
+      request.id = log_.last() + 1;
+      for (Finding& finding : history_.findings(request, body, initReply)) {
+        request.findings.push_back(std::move(finding));
+      }
+    }
+    kept = log_.add(std::move(request));
+    if (!kept->action.empty()) devices_.note(*kept, body);
+    save(*kept);
+  }
+  options_.arrived(*kept);
+}
+
+/// With the lock held: a file that refuses costs the file, not the request.
+void Reception::save(const ReceivedRequest& request) {
+  if (!saved_) return;
+  try {
+    saved_->add(request);
+    hasComplained_ = false;
+  } catch (const std::exception& exception) {
+    if (!std::exchange(hasComplained_, true)) options_.complain(exception.what());
+  }
+}
+
+void Reception::restore() {
+  for (ReceivedRequest& request : saved_->latest(options_.capacity)) {
+    const std::optional<Value> body = RapidJSONSerialization().value(request.bytes);
+    if (body) describe(request, *body);
+    judge(request, body);
+    if (!request.action.empty()) {
+      const Value initReply = answers_.settingsFor(request.device, request.app).init;
+      for (Finding& finding : history_.findings(request, *body, initReply)) {
+        request.findings.push_back(std::move(finding));
+      }
+      devices_.note(request, *body);
+    }
+    log_.restore(std::make_shared<const ReceivedRequest>(std::move(request)));
+  }
+}
+
+void Reception::announce(std::string event, Value data) {
+  {
+    const std::lock_guard lock(mutex_);
+    notices_.push_back({++lastNotice_, std::move(event), std::move(data)});
+    if (notices_.size() > mostNotices) notices_.pop_front();
+  }
+  log_.noteChange();
+}
+
+std::vector<Reception::Notice> Reception::notices(std::int64_t number) const {
+  const std::lock_guard lock(mutex_);
+  std::vector<Notice> result;
+  for (const Notice& notice : notices_) {
+    if (notice.number > number) result.push_back(notice);
+  }
+  return result;
+}
+
+std::int64_t Reception::lastNotice() const {
+  const std::lock_guard lock(mutex_);
+  return lastNotice_;
+}
+
+void Reception::setPaused(bool paused) {
+  {
+    const std::lock_guard lock(mutex_);
+    paused_ = paused;
+  }
+  announce("paused", Value{{"paused", paused}});
+}
+
+bool Reception::isPaused() const {
+  const std::lock_guard lock(mutex_);
+  return paused_;
+}
+
+void Reception::clear() {
+  {
+    const std::lock_guard lock(mutex_);
+    log_.clear();
+    history_.clear();
+    devices_.clear();
+    if (saved_) saved_->clear();
+  }
+  announce("cleared", Dictionary());
+}
+
+void Reception::reset() {
+  answers_.reset();
+  faults_.reset();
+  clear();
+  setPaused(false);
+  announce("answers", answers_.json());
+  announce("faults", faults_.json());
+}
+
+bool Reception::forget(const std::string& device) {
+  bool known = false;
+  {
+    const std::lock_guard lock(mutex_);
+    known = devices_.forget(device);
+    log_.forget(device);
+    history_.forget(device);
+    answers_.forget(device);
+    if (saved_) saved_->forget(device);
+  }
+  announce("forgotten", Value{{"device", device}});
+  return known;
+}
+
+}  // namespace fliprugair::controlhost

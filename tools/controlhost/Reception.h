@@ -1,0 +1,86 @@
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <deque>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "tools/controlhost/Answers.h"
+#include "tools/controlhost/Devices.h"
+#include "tools/controlhost/Faults.h"
+#include "tools/controlhost/History.h"
+#include "tools/controlhost/HttpServer.h"
+#include "tools/controlhost/RequestLog.h"
+#include "tools/controlhost/SavedRequests.h"
+#include "tools/controlhost/WireCheck.h"
+
+namespace fliprugair::controlhost {
+
+/// Takes what trackers send: answers it, checks it, keeps it. Any thread.
+class Reception {
+ public:
+  struct Options {
+    std::size_t capacity;
+    std::function<HostSettings()> settings;
+    std::function<void(const ReceivedRequest&)> arrived;
+    std::function<void(const std::string&)> complain;
+    std::string savePath;  ///< "": nowhere
+  };
+
+  /// Throws std::runtime_error when the file to save in cannot be used.
+  explicit Reception(Options options);
+
+  HttpReply receive(const HttpRequest& request);
+
+  RequestLog& log() { return log_; }
+  Answers& answers() { return answers_; }
+  Faults& faults() { return faults_; }
+  Devices& devices() { return devices_; }
+
+  /// What changed beside the requests, for those who follow: the name of the event and what it says.
+  struct Notice {
+    std::int64_t number = 0;  ///< counts from 1
+    std::string event;
+    Value data;
+  };
+  void announce(std::string event, Value data);
+  /// Those behind `number` that are still known.
+  std::vector<Notice> notices(std::int64_t number) const;
+  std::int64_t lastNotice() const;
+
+  void setPaused(bool paused);
+  bool isPaused() const;
+  /// Forgets all that came.
+  void clear();
+  /// As at the start.
+  void reset();
+  /// False when that device is not known.
+  bool forget(const std::string& device);
+
+ private:
+  void judge(ReceivedRequest& request, const std::optional<Value>& body) const;
+  void keep(ReceivedRequest request, const Value& body);
+  void restore();
+  void save(const ReceivedRequest& request);
+
+  const Options options_;
+  const WireCheck check_;
+  Answers answers_;
+  Faults faults_;
+  History history_;
+  Devices devices_;
+  RequestLog log_;
+  std::unique_ptr<SavedRequests> saved_;
+  mutable std::mutex mutex_;  ///< keeps what is noted of requests in the order of their numbers; around the rest
+  bool paused_ = false;
+  std::deque<Notice> notices_;
+  std::int64_t lastNotice_ = 0;
+  bool hasComplained_ = false;
+};
+
+}  // namespace fliprugair::controlhost

@@ -1,0 +1,50 @@
+#pragma once
+
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "tools/controlhost/ReceivedRequest.h"
+
+struct sqlite3;
+struct sqlite3_stmt;
+
+namespace fliprugair::controlhost {
+
+/// Requests in an SQLite file, all that ever came. Any thread.
+class SavedRequests {
+ public:
+  /// Throws std::runtime_error when the file cannot be used.
+  explicit SavedRequests(const std::string& path);
+  ~SavedRequests();
+  SavedRequests(const SavedRequests&) = delete;
+  SavedRequests& operator=(const SavedRequests&) = delete;
+
+  /// Throws std::runtime_error when the file refuses.
+  void add(const ReceivedRequest& request);
+  void clear();
+  void forget(const std::string& device);
+
+  /// The latest of them, the oldest first, as they came and were answered; what is read from them is not filled in.
+  std::vector<ReceivedRequest> latest(std::size_t most);
+
+ private:
+  struct Close {
+    void operator()(sqlite3* database) const;
+    void operator()(sqlite3_stmt* statement) const;
+  };
+  using Statement = std::unique_ptr<sqlite3_stmt, Close>;
+
+  void execute(const char* sql);
+  Statement prepared(const char* sql);
+  void run(sqlite3_stmt* statement);
+  [[noreturn]] void fail() const;
+
+  const std::string path_;
+  std::mutex mutex_;  ///< around the rest
+  std::unique_ptr<sqlite3, Close> database_;
+  Statement insert_;
+};
+
+}  // namespace fliprugair::controlhost

@@ -1,0 +1,27 @@
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "Fliprugair/platform/Value.h"
+#include "tools/controlhost/RequestLog.h"
+
+namespace fliprugair::controlhost {
+
+/// What waiting for records came to.
+struct Waited {
+  bool matched = false;
+  std::int64_t count = 0;           ///< of the records that match
+  std::vector<Value> records;       ///< these, as the host shows records
+  Value nearest;                    ///< when there are too few: what misses the fewest conditions; else null
+  std::vector<std::string> missed;  ///< the conditions that it misses
+  std::string text;                 ///< when there are too few: so for a person
+};
+
+/// Waits until `count` records behind the request `since` satisfy `match`, or `timeout` is over, or the log has ended.
+Waited waitForRecords(const RequestLog& log, const std::string& match, std::int64_t count,
+                      std::chrono::milliseconds timeout, std::int64_t since);
+
+}  // namespace fliprugair::controlhost
