@@ -5,6 +5,7 @@
 #include <variant>
 
 #include "platform/linux/GuardedLog.h"
+#include "platform/linux/RedirectedNetworkAccess.h"
 #include "platform/linux/StandIns.h"
 #include "platform/linux/UserFolders.h"
 
@@ -102,10 +103,12 @@ std::shared_ptr<Documents> openDocuments(const LinuxOptions& options) {
 #endif
 }
 
-Piece<MarluneNetworkAccess> openNetwork(const LinuxOptions& options, Platform& platform,
-                                        [[maybe_unused]] UserDefaults& store,
-                                        [[maybe_unused]] const JSONSerialization& json,
-                                        [[maybe_unused]] Application& application, const Log& log) {
+namespace {
+
+Piece<MarluneNetworkAccess> openNetworkItself(const LinuxOptions& options, Platform& platform,
+                                              [[maybe_unused]] UserDefaults& store,
+                                              [[maybe_unused]] const JSONSerialization& json,
+                                              [[maybe_unused]] Application& application, const Log& log) {
   if (options.makeNetworkAccess) {
     return {hostAppsMaker<NoNetworkAccess>(options.makeNetworkAccess, "makeNetworkAccess", platform, log)};
   }
@@ -117,6 +120,19 @@ Piece<MarluneNetworkAccess> openNetwork(const LinuxOptions& options, Platform& p
 #else
   throw std::runtime_error("The platform was built without its network: give LinuxOptions a makeNetworkAccess.");
 #endif
+}
+
+}  // namespace
+
+Piece<MarluneNetworkAccess> openNetwork(const LinuxOptions& options, Platform& platform, UserDefaults& store,
+                                        const JSONSerialization& json, Application& application, const Log& log) {
+  Piece<MarluneNetworkAccess> network = openNetworkItself(options, platform, store, json, application, log);
+  const std::optional<std::string> hostname = processVariable("FLIPRUGAIR_CONTROL_HOST");
+  if (!options.allowControlHostFromEnvironment || !hostname || hostname->empty()) return network;
+  network.make = [make = std::move(network.make), hostname = *hostname] {
+    return std::make_shared<RedirectedNetworkAccess>(make(), hostname);
+  };
+  return network;
 }
 
 Piece<MarluneLocationManager> openLocation(const LinuxOptions& options, Platform& platform, const Log& log) {

@@ -129,7 +129,7 @@ TEST(Visit, LeavesEveryThreadOfThePlatformAsleepWhenNothingIsDue) {
   ASSERT_TRUE(eventually([&] { return requestsOf(host, "initial").size() == 1; }));
   app.resign();
   ASSERT_TRUE(eventually([&] { return app.stored(key::networkQueue) == Value(Dictionary()); }));
-  // The host's closing of a connection that it has kept for a second is the last thing that happens.
+  // The host's closing of a connection that it has kept for some seconds is the last thing that happens.
   std::map<std::string, long> before;
   EXPECT_TRUE(eventually([&] {
     before = sleepsOfThreads("fliprugair-");

@@ -20,7 +20,7 @@ namespace {
 
 constexpr std::size_t mostConnections = 512;
 constexpr std::size_t longestBody = std::size_t{16} * 1024 * 1024;
-constexpr std::chrono::seconds idleTime{60};
+constexpr std::chrono::seconds idleTime{5};
 
 bool sameName(std::string_view left, std::string_view right) {
   return std::equal(left.begin(), left.end(), right.begin(), right.end(),

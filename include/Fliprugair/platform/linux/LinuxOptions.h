@@ -51,6 +51,11 @@ struct LinuxOptions {
 
   CurlNetworkOptions network = {};
 
+  /// Whether FLIPRUGAIR_CONTROL_HOST in the environment, when the environment is opened, takes the place of every
+  /// control host, as `fliprugair-controlhost run` sets it. For development; whoever starts the application then says
+  /// where its requests go.
+  bool allowControlHostFromEnvironment = false;
+
   // The position service: "localhost" or a numeric address, and a port number.
   std::string gpsdHost = "localhost";
   std::string gpsdPort = "2947";
