@@ -145,7 +145,7 @@ TEST(ControlHost, TellsOfARequestBeforeTheReplyGoesOut) {
 }
 
 TEST(ControlHost, SaysWhenItCannotListen) {
-  const ControlHostServer first;
+  const ControlHost first;
   EXPECT_THROW(ControlHost({.address = "192.0.2.1", .port = first.port()}), std::runtime_error);
 }
 

@@ -38,8 +38,9 @@ TEST(Load, NoRequestIsLostAndMemoryStaysFlatAtTheCap) {
   int confirmed = 0;
   for (int number = 0; number < seconds * requestsASecond; ++number) {
     std::this_thread::sleep_until(start + number * std::chrono::microseconds(1000000 / requestsASecond));
-    const std::string body = R"([{"action":"identityLink","marlune_device_id":"MI1","marlune_app_id":"demo","data":{"n":)" +
-                             std::to_string(number) + "}}]";
+    const std::string body =
+        R"([{"action":"identityLink","marlune_device_id":"MI1","marlune_app_id":"demo","data":{"n":)" +
+        std::to_string(number) + "}}]";
     const auto answer = client.Post("/marlune/v4", body, "application/json; charset=utf-8");
     confirmed += answer && answer->status == 200 ? 1 : 0;
     if (number == static_cast<int>(2 * capacity)) atTheCap = residentMemory();

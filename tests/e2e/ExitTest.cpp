@@ -9,7 +9,7 @@ namespace fliprugair::e2e {
 namespace {
 
 TEST(Exit, WithLiveThreadsIsAsQuietAsAnyOther) {
-  controlhost::ControlHostServer host;
+  ControlHost host;
   std::minstd_rand random(20260921);
   for (int round = 0; round < 20; ++round) {
     const Folder folder;

@@ -25,7 +25,7 @@ std::vector<std::string> callsOfAVisit(const std::filesystem::path& folder, cons
 class SystemCalls : public testing::Test {
  protected:
   SystemCalls() {
-    controlhost::ControlHostOptions options;
+    ControlHostOptions options;
     options.settings = [] {
       controlhost::HostSettings settings;
       settings.init = Value{{"success", 1}, {"flags", Value{{"resend_initial", false}, {"getattribution_wait", 1}}}};
@@ -43,7 +43,7 @@ class SystemCalls : public testing::Test {
 
  private:
   Folder folder_;
-  std::optional<controlhost::ControlHostServer> host_;
+  std::optional<ControlHost> host_;
 };
 
 TEST_F(SystemCalls, NothingIsWrittenOutsideTheFolderOfTheApp) {

@@ -6,8 +6,6 @@
 namespace fliprugair::e2e {
 namespace {
 
-using controlhost::ControlHostOptions;
-using controlhost::ControlHostServer;
 using controlhost::HostSettings;
 
 Value optionsFor(const std::string& hostname) { return {{"marluneAppId", "demo"}, {"trackerHostname", hostname}}; }
@@ -26,7 +24,7 @@ ControlHostOptions slowHost(std::atomic<int>& delay) {
 
 TEST(Termination, WaitsForABatchThatLeftBecauseItWasFull) {
   std::atomic<int> delay = 0;
-  ControlHostServer host(slowHost(delay));
+  ControlHost host(slowHost(delay));
   const Folder folder;
   {
     HostApp app(optionsIn(folder.path()), optionsFor(host.hostname()));
@@ -43,7 +41,7 @@ TEST(Termination, WaitsForABatchThatLeftBecauseItWasFull) {
 
 TEST(Termination, WaitsForAnUpdateAndForTheInstallReport) {
   std::atomic<int> delay = 0;
-  ControlHostServer host(slowHost(delay));
+  ControlHost host(slowHost(delay));
   const Folder folder;
   {
     HostApp app(optionsIn(folder.path()), optionsFor(host.hostname()));
@@ -62,7 +60,7 @@ TEST(Termination, WaitsForAnUpdateAndForTheInstallReport) {
 
 TEST(Termination, WaitsNoLongerThanABackgroundTaskMayTake) {
   std::atomic<int> delay = 0;
-  ControlHostServer host(slowHost(delay));
+  ControlHost host(slowHost(delay));
   const Folder folder;
   LinuxOptions options = optionsIn(folder.path());
   options.backgroundTaskTime = std::chrono::milliseconds(200);
@@ -79,7 +77,7 @@ TEST(Termination, WaitsNoLongerThanABackgroundTaskMayTake) {
 
 TEST(WaitUntilSent, BringsTheFirstVisitOfAProgramThatEndsSoonToTheHost) {
   for (const MainThread mainThread : {MainThread::own, MainThread::host}) {
-    ControlHostServer host;
+    ControlHost host;
     const Folder folder;
     LinuxOptions options = optionsIn(folder.path());
     options.mainThread = mainThread;
@@ -114,7 +112,7 @@ TEST(WaitUntilSent, SaysWhatWaitsWhenTheHostIsDown) {
 
 TEST(WaitUntilSent, CountsTheRequestsThatTheHostHasNotConfirmed) {
   std::atomic<int> delay = 0;
-  ControlHostServer host(slowHost(delay));
+  ControlHost host(slowHost(delay));
   const Folder folder;
   HostApp app(optionsIn(folder.path()), optionsFor(host.hostname()));
   ASSERT_TRUE(app.environment().waitUntilSent(std::chrono::seconds(30)).isNothing());
