@@ -128,7 +128,8 @@ struct HttpServer::Implementation final : httplib::Server {
     while (connection.waitForRequest(idleTime)) {
       bool closed = false;
       const bool served = process_request(connection, false, closed, [](httplib::Request& request) {
-        request.headers.erase("Content-Type");  // else the library takes forms apart, and their bytes would be lost
+        request.headers.erase("Content-Type");     // else the library takes forms apart, and their bytes would be lost
+        request.headers.erase("Accept-Encoding");  // else it compresses, which keeps events back until there are many
       });
       if (connection.refusedWith() != 0) connection.refuse(connection.refusedWith(), refusal(connection.refusedWith()));
       if (!served || closed) return;
