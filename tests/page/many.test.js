@@ -1,0 +1,110 @@
+import assert from 'node:assert/strict';
+import {after, before, test} from 'node:test';
+import {openBrowser, openPage} from './support/browser.js';
+import {Host, event} from './support/host.js';
+
+const batches = 400;
+const inBatch = 25;
+const senders = 8;
+
+let host, browser;
+before(async () => {
+  host = await Host.start();
+  browser = await openBrowser();
+});
+after(async () => {
+  await browser?.close();
+  await host?.stop();
+});
+
+async function sendAll() {
+  let next = 0;
+  await Promise.all(Array.from({length: senders}, async () => {
+    while (next < batches) {
+      const number = next++;
+      await host.send(Array.from({length: inBatch}, (unused, index) => ({...event(`Event ${number}`, String(index)), marlune_device_id: `MI${String(number % 5).repeat(32)}`})));
+    }
+  }));
+}
+
+/** Notes how long the page takes for each frame until `frames()` is called. */
+const watchFrames = (page) => page.evaluate(() => {
+  const times = [];
+  let last = performance.now();
+  let on = true;
+  const step = (now) => { times.push(now - last); last = now; if (on) requestAnimationFrame(step); };
+  requestAnimationFrame((now) => { last = now; requestAnimationFrame(step); });
+  window.frames_ = () => { on = false; return times; };
+});
+const frames = (page) => page.evaluate(() => window.frames_());
+
+function figures(times) {
+  const sorted = [...times].sort((one, other) => one - other);
+  const at = (share) => Math.round(sorted[Math.min(sorted.length - 1, Math.floor(sorted.length * share))] * 10) / 10;
+  return {frames: sorted.length, median: at(0.5), p95: at(0.95), worst: at(1)};
+}
+
+async function usage(page) {
+  const session = await page.context().newCDPSession(page);
+  await session.send('HeapProfiler.collectGarbage');
+  await session.send('Performance.enable');
+  const {metrics} = await session.send('Performance.getMetrics');
+  const value = (name) => metrics.find((one) => one.name === name).value;
+  return {heapMB: Math.round(value('JSHeapUsedSize') / 1e5) / 10, nodes: value('Nodes')};
+}
+
+test('ten thousand records arrive and are scrolled through smoothly, in little memory', async () => {
+  const page = await openPage(browser, host);
+  await watchFrames(page);
+  const started = performance.now();
+  await sendAll();
+  await page.getByText(`${(batches * (inBatch + 1)).toLocaleString('en')} lines`).waitFor({timeout: 30000});
+  const arrival = {seconds: Math.round((performance.now() - started) / 100) / 10, ...figures(await frames(page))};
+
+  await page.waitForTimeout(600);  // the time line's last drawing
+  await watchFrames(page);
+  await page.evaluate(async () => {
+    const list = document.getElementById('list');
+    for (let step = 1; step <= 150; step++) {
+      list.scrollTop = step % 10 === 0 ? (step * 7919 * 34) % list.scrollHeight : list.scrollTop + 400;
+      await new Promise(requestAnimationFrame);
+    }
+  });
+  const scrolling = figures(await frames(page));
+
+  const begin = performance.now();
+  await page.getByRole('searchbox').fill('event 399');
+  await page.getByText(`26 of ${(batches * (inBatch + 1)).toLocaleString('en')} lines`).waitFor();
+  const search = Math.round(performance.now() - begin);
+  const use = await usage(page);
+  console.log(`arrival of 10,000 records: ${JSON.stringify(arrival)}`);
+  console.log(`scrolling: ${JSON.stringify(scrolling)}; search: ${search} ms; ${JSON.stringify(use)}`);
+
+  assert.ok(arrival.p95 <= 100, `frames while they arrive: ${JSON.stringify(arrival)}`);
+  assert.ok(arrival.worst <= 1000, `the longest frame while they arrive: ${JSON.stringify(arrival)}`);
+  assert.ok(scrolling.median <= 34 && scrolling.p95 <= 100, `frames while scrolling: ${JSON.stringify(scrolling)}`);
+  assert.ok(search <= 1000, `a search took ${search} ms`);
+  assert.ok(use.heapMB <= 60, `the page holds ${use.heapMB} MB`);
+  assert.ok(use.nodes <= 4000, `the page has ${use.nodes} nodes`);
+  assert.deepEqual(page.faults, []);
+});
+
+test('what one reads stays where it is while more arrives, and one key leads to the newest', async () => {
+  const page = await openPage(browser, host);
+  await page.locator('.row:visible').first().waitFor();
+  await page.getByText(`${(batches * (inBatch + 1)).toLocaleString('en')} lines`).waitFor();
+  const list = page.locator('#list');
+  await list.evaluate((box) => { box.scrollTop = 3400; });
+  const inSight = () => list.evaluate((box) => {
+    const row = document.elementFromPoint(box.getBoundingClientRect().left + 200, box.getBoundingClientRect().top + 60).closest('.row');
+    return row.id;
+  });
+  await page.waitForTimeout(100);
+  const before = await inSight();
+  await host.send([event('Newer'), event('Newer')]);
+  await page.getByRole('button', {name: '3 newer lines'}).waitFor();
+  assert.equal(await inSight(), before);
+  await page.getByRole('button', {name: '3 newer lines'}).click();
+  await page.locator('.row:visible', {hasText: 'event "Newer"'}).first().waitFor();
+  assert.equal(await list.evaluate((box) => box.scrollTop), 0);
+});

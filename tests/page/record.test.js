@@ -1,0 +1,115 @@
+import assert from 'node:assert/strict';
+import {after, before, test} from 'node:test';
+import {clipboard, lines, newest, openBrowser, openPage} from './support/browser.js';
+import {Host, event, run, record, usertime} from './support/host.js';
+
+let host, browser;
+before(async () => {
+  host = await Host.start();
+  browser = await openBrowser();
+});
+after(async () => {
+  await browser?.close();
+  await host?.stop();
+});
+
+test('a wrong record has its finding at its line, in the list, and as a sentence that leads there', async () => {
+  const page = await openPage(browser, host);
+  await host.send([event('Right'), event('Wrong', '1', {uptime: 120})]);
+  const line = lines(page, 'event "Wrong"');
+  await line.locator('[data-severity=error]').waitFor();
+  assert.equal(await lines(page, 'event "Right"').locator('[data-severity=error]').count(), 0);
+  assert.match(await line.textContent(), /1 error/);
+  await line.click();
+  const finding = page.getByRole('region', {name: 'Findings'}).getByRole('listitem');
+  assert.match(await finding.innerText(), /uptime/);
+  const marked = page.locator('.json-line[data-severity=error]');
+  assert.equal(await marked.count(), 1);
+  assert.match(await marked.innerText(), /"uptime": 120/);
+  assert.match(await page.locator('.json-line[data-severity=error] + .json-note').innerText(), /expected .*; got /i);
+  await page.getByRole('button', {name: 'Show /data/uptime'}).click();
+  await page.locator('.json-line.flash', {hasText: '"uptime": 120'}).waitFor();
+});
+
+test('only what has findings is shown when asked for', async () => {
+  const page = await openPage(browser, host);
+  await lines(page, 'event "Right"').waitFor();
+  await page.getByLabel('Result').selectOption('error');
+  await lines(page, 'event "Right"').waitFor({state: 'hidden'});
+  assert.equal(await lines(page, 'event "Wrong"').count(), 1);
+});
+
+test('a body that is not JSON is shown as it came, with what is wrong', async () => {
+  const page = await openPage(browser, host);
+  await host.send('{"action": "init", oops', {raw: true});
+  await newest(page).click();
+  await page.getByRole('region', {name: 'Findings'}).waitFor();
+  assert.equal(await page.locator('pre.text').first().innerText(), '{"action": "init", oops');
+});
+
+test('numbers, escapes and the order of keys are shown exactly as they came', async () => {
+  const page = await openPage(browser, host);
+  const body = '{"action":"event","data":{"b":1.50,"10":1,"2":12345678901234567890,"text":"\\u00e9\\/","a":1e3}}';
+  await host.send(body, {raw: true});
+  await newest(page).click();
+  await page.locator('.json-line', {hasText: '12345678901234567890'}).waitFor();
+  const shown = await page.locator('.panel .json-content').allInnerTexts();
+  assert.equal(shown.map((line) => line.replace(': ', ':')).join(''), body);
+});
+
+test('reply, headers and raw bytes can be seen', async () => {
+  const page = await openPage(browser, host);
+  await lines(page, 'event "Right"').click();
+  await page.getByRole('tab', {name: 'Reply'}).click();
+  await page.getByRole('tabpanel').getByText('"success"').waitFor();
+  await page.getByRole('tab', {name: 'Headers'}).click();
+  await page.getByRole('row', {name: /content-type application\/json/i}).waitFor();
+  await page.getByRole('tab', {name: 'Raw bytes'}).click();
+  await page.getByRole('tabpanel').getByText('000000  5b 7b 22').waitFor();
+});
+
+test('a record is copied as JSON', async () => {
+  const page = await openPage(browser, host);
+  const sent = event('Copied', 'yes');
+  await host.send([sent]);
+  await lines(page, 'event "Copied"').click();
+  await page.getByRole('button', {name: 'JSON', exact: true}).click();
+  await page.getByText('Copied the JSON.').waitFor();
+  assert.deepEqual(JSON.parse(await clipboard(page)), sent);
+});
+
+test('a request is copied as a curl command, which sends it again', async () => {
+  const page = await openPage(browser, host);
+  await host.send(record('update', {language: "fr 'quoted'"}));
+  await lines(page, 'update').first().click();
+  await page.getByRole('button', {name: 'curl command'}).click();
+  await page.getByText('Copied the curl command.').waitFor();
+  const before = await lines(page, 'update').count();
+  const {status, errors} = await run('/bin/sh', ['-c', `${(await clipboard(page)).trim()} --silent --show-error --output /dev/null`]);
+  assert.equal(status, 0, errors);
+  await page.waitForFunction((number) => [...document.querySelectorAll('.row:not([hidden])')].filter((row) => row.textContent.includes('update')).length > number, before);
+});
+
+test('an event is copied as a line for fliprugair-sim, which makes the tracker send the same', async () => {
+  const page = await openPage(browser, host);
+  await host.send([event('Simulated', 'once more')]);
+  await lines(page, 'event "Simulated"').click();
+  await page.getByRole('button', {name: 'line for fliprugair-sim'}).click();
+  await page.getByText('Copied the line for fliprugair-sim.').waitFor();
+  const script = ['{"do":"installed"}', '{"do":"construct","options":{"marluneAppId":"demo"}}', await clipboard(page), '{"do":"advance","seconds":60}'];
+  const {status, output, errors} = await run('fliprugair-sim', [], script.join('\n'));
+  assert.equal(status, 0, errors);
+  const sent = output.trim().split('\n').map((line) => JSON.parse(line)).filter((one) => one.event === 'send').flatMap((one) => one.payload);
+  assert.ok(sent.some((one) => one.action === 'event' && one.data.event_name === 'Simulated' && one.data.event_data === 'once more'), output);
+});
+
+test('on a phone the record lies over the list, which comes back with it closed', async () => {
+  const page = await openPage(browser, host, {viewport: {width: 390, height: 844}, hasTouch: true});
+  await lines(page, 'event "Wrong"').tap();
+  await page.getByRole('heading', {name: 'event "Wrong"'}).waitFor();
+  assert.ok(await page.locator('.listing').evaluate((listing) => listing.inert));
+  assert.ok(await page.evaluate(() => document.documentElement.scrollWidth <= innerWidth), 'nothing is wider than the page');
+  await page.getByRole('button', {name: 'All requests'}).tap();
+  await lines(page, 'event "Right"').waitFor();
+  assert.ok(!await page.locator('.listing').evaluate((listing) => listing.inert));
+});

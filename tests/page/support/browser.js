@@ -1,0 +1,33 @@
+// A browser of a test's own, with a profile that is gone afterwards.
+
+import {chromium} from 'playwright-core';
+
+const flags = ['--disable-gpu', '--disable-quic', '--no-first-run', '--disable-background-networking', '--disable-component-update', '--disable-sync'];
+
+export const desktop = {width: 1360, height: 860};
+export const phone = {width: 390, height: 844};
+
+export async function openBrowser() {
+  const browser = await chromium.launch({executablePath: process.env.CHROMIUM ?? '/usr/bin/chromium', args: flags});
+  return browser;
+}
+
+/** A page on `host` that has received what the host kept. Whatever goes wrong in the page ends the test. */
+export async function openPage(browser, host, {view = '', ...options} = {}) {
+  const context = await browser.newContext({viewport: desktop, permissions: ['clipboard-read', 'clipboard-write'], ...options});
+  const page = await context.newPage();
+  page.setDefaultTimeout(Number(process.env.PAGE_TIMEOUT ?? 15000));
+  page.faults = [];
+  page.on('pageerror', (error) => page.faults.push(String(error.stack)));
+  page.on('console', (message) => { if (/Content Security Policy/.test(message.text())) page.faults.push(message.text()); });
+  await page.goto(host.url + view);
+  await page.getByText('Live', {exact: true}).waitFor();
+  return page;
+}
+
+/** The lines of the list whose name or detail holds `text`. */
+export const lines = (page, text) => page.locator('.row:visible', {hasText: text});
+
+export const newest = (page) => page.locator('.row:visible').first();
+
+export const clipboard = (page) => page.evaluate(() => navigator.clipboard.readText());

@@ -1,0 +1,93 @@
+// A control host of a test's own, what is sent to it, and the programs that send.
+
+import {spawn} from 'node:child_process';
+import {mkdtemp, rm} from 'node:fs/promises';
+import {tmpdir} from 'node:os';
+import path from 'node:path';
+import {createInterface} from 'node:readline';
+
+const programs = process.env.FLIPRUGAIR_BIN;
+if (!programs) throw new Error('FLIPRUGAIR_BIN does not say where the built programs are; ctest sets it.');
+
+export const device = 'MI0123456789ABCDEF0123456789ABCDEF';
+
+export class Host {
+  /** A host on `port`; 0 is any free one. */
+  static async start(port = 0) {
+    const host = new Host();
+    host.process = spawn(path.join(programs, 'fliprugair-controlhost'), ['--port', String(port)], {stdio: ['ignore', 'pipe', 'inherit']});
+    host.ended = new Promise((resolve) => host.process.once('exit', resolve));
+    const lines = createInterface({input: host.process.stdout});
+    for await (const line of lines) {
+      const [address] = line.match(/127\.0\.0\.1:\d+/) ?? [];
+      if (address) return Object.assign(host, {address, url: `http://${address}/`, port: Number(address.split(':')[1])}).drain();
+    }
+    throw new Error('The control host ended before it said where it listens.');
+  }
+
+  /** What it prints must not fill its pipe. */
+  drain() {
+    this.process.stdout.resume();
+    return this;
+  }
+
+  async stop() {
+    this.process.kill();
+    await this.ended;
+  }
+
+  async send(body, {raw = false} = {}) {
+    const reply = await fetch(`${this.url}marlune/v4`, {method: 'POST', body: raw ? body : JSON.stringify(body), headers: {'Content-Type': 'application/json; charset=utf-8'}});
+    return {status: reply.status, text: await reply.text()};
+  }
+
+  async get(what) {
+    return (await fetch(this.url + what)).json();
+  }
+
+  async put(what, value) {
+    const reply = await fetch(this.url + what, {method: 'PUT', body: JSON.stringify(value), headers: {'Content-Type': 'application/json'}});
+    if (!reply.ok) throw new Error(`PUT ${what}: ${await reply.text()}`);
+  }
+}
+
+/** A session or an event as a tracker sends it. */
+export function record(action, data, extra = {}) {
+  return {marlune_device_id: device, marlune_app_id: 'demo', action, sdk_version: 'ios-20160921', sdk_protocol: '4', data, ...extra};
+}
+
+export const usertime = (ago = 0) => String(Math.floor(Date.now() / 1000) - ago);
+
+export function event(name, value = '1', more = {}) {
+  return record('event', {usertime: usertime(), uptime: '12', event_name: name, event_data: value, currency: 'USD', ...more});
+}
+
+/** Runs a program to its end; `input` goes to it. */
+export function run(program, args, input = '') {
+  return new Promise((resolve, reject) => {
+    const child = spawn(path.resolve(programs, program), args, {stdio: ['pipe', 'pipe', 'pipe']});
+    let output = '';
+    let errors = '';
+    child.stdout.on('data', (text) => { output += text; });
+    child.stderr.on('data', (text) => { errors += text; });
+    child.once('error', reject);
+    child.once('exit', (status) => resolve({status, output, errors}));
+    child.stdin.end(input);
+  });
+}
+
+/** The sample app on visits to `host`, with one folder of its own for all of them. */
+export class SampleApp {
+  constructor(host) {
+    this.host = host;
+  }
+
+  async visit(...args) {
+    this.folder ??= await mkdtemp(path.join(tmpdir(), 'fliprugair-page-'));
+    return run('fliprugair-visit', ['--host', this.host.address, '--folder', this.folder, ...args]);
+  }
+
+  async uninstall() {
+    if (this.folder) await rm(this.folder, {recursive: true});
+  }
+}
