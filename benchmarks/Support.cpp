@@ -65,15 +65,16 @@ void Floor::commit() {
   sqlite3_reset(insert_);
 }
 
-double Times::percentile(std::size_t percent) {
+double Times::percentile(double percent) {
   if (times_.empty()) return 0;
-  const auto place = times_.begin() + static_cast<std::ptrdiff_t>((times_.size() - 1) * percent / 100);
+  const auto place =
+      times_.begin() + static_cast<std::ptrdiff_t>(static_cast<double>(times_.size() - 1) * percent / 100);
   std::ranges::nth_element(times_, place);
   return *place;
 }
 
 void report(benchmark::State& state, Times& floor, Times& measured) {
-  for (const std::size_t percent : {50, 99}) {
+  for (const int percent : {50, 99}) {
     const std::string suffix = "_p" + std::to_string(percent) + "_us";
     state.counters["floor" + suffix] = floor.percentile(percent);
     state.counters["measured" + suffix] = measured.percentile(percent);

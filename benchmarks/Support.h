@@ -63,7 +63,7 @@ class Times {
     return duration.count();
   }
 
-  double percentile(std::size_t percent);
+  double percentile(double percent);
 
  private:
   std::vector<double> times_;

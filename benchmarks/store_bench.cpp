@@ -21,9 +21,11 @@ constexpr const char* networkQueue = "com.marlune.marluneTracker.networkQueue";
 constexpr const char* eventsSending = "com.marlune.marluneTracker.eventsSending";
 constexpr const char* lastRecord = "com.marlune.MarluneTracker.lastMLTrackerQueued";
 
-std::unique_ptr<SQLiteUserDefaults> openStore(const std::string& file) {
+std::unique_ptr<SQLiteUserDefaults> openStore(const std::string& file,
+                                              StoreDurability durability = StoreDurability::process) {
   auto opened = SQLiteUserDefaults::open(
-      file, [](std::string_view line) { std::fprintf(stderr, "%.*s\n", static_cast<int>(line.size()), line.data()); });
+      file, [](std::string_view line) { std::fprintf(stderr, "%.*s\n", static_cast<int>(line.size()), line.data()); },
+      {.durability = durability});
   require(opened.index() == 0, "the store");
   return std::get<0>(std::move(opened));
 }
@@ -149,6 +151,36 @@ void enqueue(benchmark::State& state) {
   report(state, floorTimes, storeTimes);
 }
 BENCHMARK(enqueue)->Arg(1)->Arg(10000)->UseManualTime()->Iterations(10000)->Unit(benchmark::kMicrosecond);
+
+/// The rare long waits of a caller, with nothing else on the disk: records appended one after the other, of which each
+/// 25th empties the array.
+void synchronizeTail(benchmark::State& state, StoreDurability durability) {
+  const TemporaryFolder folder;
+  const auto store = openStore(folder.file("store"), durability);
+  Times times;
+  int number = 0;
+  for (auto _ : state) {
+    const Value event = record(++number);
+    state.SetIterationTime(times.time([&] {
+      store->update(batchEventQueue, [&](const Value& queue) {
+        return number % 25 == 0 ? Value() : Value(queue.array().appending(event));
+      });
+      store->synchronize();
+    }));
+  }
+  state.counters["p50_us"] = times.percentile(50);
+  state.counters["p99_us"] = times.percentile(99);
+  state.counters["p99.99_us"] = times.percentile(99.99);
+  state.counters["max_us"] = times.percentile(100);
+}
+BENCHMARK_CAPTURE(synchronizeTail, process, StoreDurability::process)
+    ->UseManualTime()
+    ->Iterations(100000)
+    ->Unit(benchmark::kMicrosecond);
+BENCHMARK_CAPTURE(synchronizeTail, powerCut, StoreDurability::powerCut)
+    ->UseManualTime()
+    ->Iterations(2000)
+    ->Unit(benchmark::kMicrosecond);
 
 /// Opens an empty store, beside opening an empty SQLite file in the same mode.
 void openEmpty(benchmark::State& state) {

@@ -75,7 +75,7 @@ auto hostAppsMaker(Maker maker, const char* name, Platform& platform, const Log&
 std::shared_ptr<UserDefaults> openUserDefaults(const LinuxOptions& options, [[maybe_unused]] const Log& log) {
   if (options.userDefaults != nullptr) return options.userDefaults;
 #if FLIPRUGAIR_SQLITE
-  auto opened = SQLiteUserDefaults::open(storePath(options), log);
+  auto opened = SQLiteUserDefaults::open(storePath(options), log, options.store);
   if (const auto* refusal = std::get_if<SQLiteUserDefaults::Refusal>(&opened)) {
     throw std::runtime_error(refusal->reason);
   }

@@ -18,11 +18,13 @@ Checkpointer::~Checkpointer() {
   thread_.join();
 }
 
-void Checkpointer::request() {
-  if (requested_.load(std::memory_order_relaxed)) return;
+void Checkpointer::request(Urgency urgency) {
+  const bool isUrgent = urgency == Urgency::now;
+  if (requested_.load(std::memory_order_relaxed) && (!isUrgent || isUrgent_.load(std::memory_order_relaxed))) return;
   {
     const std::lock_guard lock(mutex_);
     requested_ = true;
+    if (isUrgent) isUrgent_ = true;
   }
   changed_.notify_one();
 }
@@ -31,8 +33,9 @@ void Checkpointer::run() {
   std::unique_lock lock(mutex_);
   while (!stops_) {
     changed_.wait(lock, [this] { return stops_ || requested_; });
-    changed_.wait_for(lock, pause_, [this] { return stops_; });
+    changed_.wait_for(lock, pause_, [this] { return stops_ || isUrgent_; });
     if (stops_) return;
+    isUrgent_ = false;
     requested_ = false;  // what is requested from now on may be more than the attempt finds
     lock.unlock();
     const bool isDone = work_();

@@ -10,8 +10,8 @@
 namespace fliprugair {
 
 /// The store's background thread. It sleeps until work is requested, then tries to do it after each pause, until it is
-/// done. Owned by StoreDisk; ends, and waits for the attempt at hand, when destroyed. Threads: `request` may be called
-/// from any.
+/// done; at once when it is urgent. Owned by StoreDisk; ends, and waits for the attempt at hand, when destroyed.
+/// Threads: `request` may be called from any.
 class Checkpointer {
  public:
   /// `work` makes an attempt and answers whether there is none to follow. Called on this thread only, with no lock
@@ -21,8 +21,10 @@ class Checkpointer {
   Checkpointer(const Checkpointer&) = delete;
   Checkpointer& operator=(const Checkpointer&) = delete;
 
-  /// Costs next to nothing while a request is being worked on.
-  void request();
+  enum class Urgency { afterPause, now };
+
+  /// Costs next to nothing while such a request waits.
+  void request(Urgency urgency);
 
  private:
   void run();
@@ -33,6 +35,7 @@ class Checkpointer {
   std::condition_variable changed_;
   bool stops_ = false;
   std::atomic<bool> requested_ = false;
+  std::atomic<bool> isUrgent_ = false;
   std::thread thread_;
 };
 

@@ -12,6 +12,8 @@ namespace {
     case SQLITE_CORRUPT:
     case SQLITE_NOTADB:
       throw StoreError(StoreError::Kind::damaged, text);
+    case SQLITE_FULL:
+      throw StoreError(StoreError::Kind::full, text);
     case SQLITE_BUSY:
     case SQLITE_LOCKED:
       throw StoreError(StoreError::Kind::inUse, "another process");
@@ -24,10 +26,10 @@ void check(sqlite3* database, int code) {
   if (code != SQLITE_OK) fail(database, code);
 }
 
-std::string immutableAddress(const std::string& path) {
+std::string addressInMemory(std::string_view name) {
   constexpr std::string_view digits = "0123456789ABCDEF";
   std::string address = "file:";
-  for (const char character : path) {
+  for (const char character : name) {
     if (std::string_view("%?#").find(character) == std::string_view::npos) {
       address += character;
     } else {
@@ -35,7 +37,7 @@ std::string immutableAddress(const std::string& path) {
       address += {'%', digits[byte >> 4], digits[byte & 0xF]};
     }
   }
-  return address + "?immutable=1";
+  return address + "?vfs=memdb";
 }
 
 }  // namespace
@@ -88,9 +90,9 @@ void Database::Close::operator()(sqlite3* database) const { sqlite3_close_v2(dat
 Database::Database(const std::string& path, Mode mode) {
   sqlite3* database = nullptr;
   int code = SQLITE_OK;
-  if (mode == Mode::readOnlyUnchanging) {
-    code = sqlite3_open_v2(immutableAddress(path).c_str(), &database,
-                           SQLITE_OPEN_READONLY | SQLITE_OPEN_URI | SQLITE_OPEN_NOMUTEX, nullptr);
+  if (mode == Mode::inMemory) {
+    code = sqlite3_open_v2(addressInMemory(path).c_str(), &database,
+                           SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_URI | SQLITE_OPEN_NOMUTEX, nullptr);
   } else {
     const int create = mode == Mode::readWriteCreate ? SQLITE_OPEN_CREATE : 0;
     // "unix-excl" locks the file once and for this whole process: a commit then makes no lock calls, which would take
@@ -107,6 +109,13 @@ void Database::execute(const char* sql) const { check(get(), sqlite3_exec(get(),
 std::int64_t Database::integer(const char* sql) const {
   Statement statement(get(), sql);
   return statement.step() ? statement.integer(0) : 0;
+}
+
+bool Database::checkpoint(int mode) const {
+  const int code = sqlite3_wal_checkpoint_v2(get(), nullptr, mode, nullptr, nullptr);
+  if ((code & 0xFF) == SQLITE_BUSY) return false;
+  check(get(), code);
+  return true;
 }
 
 void Database::leaveFilesAlone() const { sqlite3_db_config(get(), SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr); }

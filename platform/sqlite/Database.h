@@ -15,8 +15,10 @@ namespace fliprugair {
 class StoreError : public std::runtime_error {
  public:
   enum class Kind {
-    unavailable,  ///< the medium refuses: folder, rights, space
+    unavailable,  ///< the medium refuses: folder, rights, descriptors, memory
+    full,         ///< the medium refuses: there is no room
     inUse,        ///< somebody else has it; the text says who
+    noFile,       ///< what has its name is a folder, a pipe, a device
     damaged,      ///< what is in the file is not a store
     newer,        ///< a later version of this library wrote it
   };
@@ -57,13 +59,20 @@ class Statement {
 /// One connection to an SQLite file, whose failures are StoreErrors. Used by one thread at a time.
 class Database {
  public:
-  enum class Mode { readWriteCreate, readWrite, readOnlyUnchanging };
+  enum class Mode {
+    readWriteCreate,
+    readWrite,
+    inMemory,  ///< and one and the same for all of this process; `path` begins with a slash
+  };
 
   Database(const std::string& path, Mode mode);
 
   sqlite3* get() const { return database_.get(); }
   void execute(const char* sql) const;
   std::int64_t integer(const char* sql) const;
+
+  /// Copies the log into the file, in one of SQLite's modes for that. False when another connection is in the way.
+  bool checkpoint(int mode) const;
 
   /// Lets the end of this connection leave all files as they are.
   void leaveFilesAlone() const;

@@ -1,12 +1,16 @@
 #pragma once
 
 #include <filesystem>
+#include <memory>
 #include <string>
+
+#include "platform/posix/FileDescriptor.h"
+#include "platform/sqlite/Database.h"
 
 namespace fliprugair {
 
 /// The right to use one store, taken by locking a file beside it. It ends with the object or with the process, however
-/// that ends. The file stays, and tells whose it was. Owned and used by one thread at a time.
+/// that ends, and no child of the process inherits it. The file stays. Owned and used by one thread at a time.
 class ProcessLock {
  public:
   enum class Outcome {
@@ -15,11 +19,6 @@ class ProcessLock {
     unavailable,  ///< the file can be neither made nor opened
   };
 
-  ProcessLock() = default;
-  ~ProcessLock();
-  ProcessLock(const ProcessLock&) = delete;
-  ProcessLock& operator=(const ProcessLock&) = delete;
-
   /// Once taken it stays so.
   Outcome take(const std::filesystem::path& file);
 
@@ -27,7 +26,8 @@ class ProcessLock {
   const std::string& detail() const { return detail_; }
 
  private:
-  int descriptor_ = -1;
+  std::unique_ptr<Database> withinProcess_;
+  FileDescriptor file_;
   std::string detail_;
 };
 

@@ -2,21 +2,35 @@
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 #include <variant>
 
 #include "Fliprugair/platform/Value.h"
+#include "platform/sqlite/Checksum.h"
 
 namespace fliprugair {
 
 /// One row of the store's file. A key is a row with parent 0. The items of an array and the entries of a dictionary
 /// that are stored one by one are rows whose parent is the array's or dictionary's own row, and that row holds [] or
 /// {}. Rows of one parent are ordered by position.
+///
+/// A row that others may hang on stands twice, the second time under the negative of its number and in a table of its
+/// own, so that no one page has both: the twin.
 struct Row {
   std::int64_t id = 0;
   std::int64_t parent = 0;
   std::int64_t position = 0;
   std::string name;  ///< of the key or entry; empty for the item of an array
   Value value;
+
+  /// Arrays and dictionaries deeper than this are no values of a store.
+  static constexpr std::size_t deepest = 4096;
+
+  /// What stands beside a row whose value is `text`.
+  std::int64_t checksum(std::string_view text) const {
+    const auto number = [](std::int64_t each) { return static_cast<std::uint64_t>(each); };
+    return Checksum().add(number(id)).add(number(parent)).add(number(position)).add(name).add(text).value();
+  }
 };
 
 /// The rows with the numbers from `first` to `last`.

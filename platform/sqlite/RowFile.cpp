@@ -1,116 +1,152 @@
 #include "platform/sqlite/RowFile.h"
 
 #include <sqlite3.h>
+#include <sys/stat.h>
 
-#include <filesystem>
-#include <system_error>
+#include <algorithm>
+#include <cstdlib>
 #include <utility>
-
-#include "platform/sqlite/TemporaryCopy.h"
 
 namespace fliprugair {
 
 namespace {
 
-// Both stand in the file's header and say whose it is.
-constexpr std::int64_t applicationId = 0x466C6970;
-constexpr std::int64_t formatVersion = 1;
-
-bool isAbsentOrEmpty(const std::string& path) {
-  std::error_code error;
-  const auto size = std::filesystem::file_size(path, error);
-  return error ? error == std::errc::no_such_file_or_directory : size == 0;
+/// What quick_check says of a page that could not be read, which is no damage.
+bool saysThatTheMediumRefuses(std::string_view text) {
+  constexpr std::string_view phrase = "error code";  // and a blank or an equals sign
+  const std::size_t place = text.find(phrase);
+  if (place == std::string_view::npos) return false;
+  const int code = std::atoi(std::string(text.substr(std::min(place + phrase.size() + 1, text.size()))).c_str()) & 0xFF;
+  return code != SQLITE_CORRUPT && code != SQLITE_NOTADB;
 }
 
 }  // namespace
 
-RowFile::RowFile(const std::string& path) : database_(path, Database::Mode::readWriteCreate) {
+RowFile::RowFile(const std::string& path, StoreDurability durability)
+    : path_(path), database_(path, Database::Mode::readWriteCreate) {
   try {
-    database_.execute("PRAGMA synchronous = OFF");
+    const bool waits = durability == StoreDurability::powerCut;
+    database_.execute(waits ? "PRAGMA synchronous = FULL" : "PRAGMA synchronous = NORMAL");
     prepare();
+    file_ = identityOf(path_);
   } catch (const StoreError&) {
     leaveFilesAlone();
     throw;
   }
 }
 
-RowFile::~RowFile() {
-  // SQLite copies the log and deletes it when the last connection ends.
-  sqlite3_exec(database_.get(), "PRAGMA synchronous = NORMAL", nullptr, nullptr, nullptr);
-}
-
 void RowFile::prepare() {
-  database_.execute("PRAGMA secure_delete = OFF; PRAGMA temp_store = MEMORY");
+  // What was deleted must not stand in the file any more, where reading a damaged one would find it.
+  database_.execute("PRAGMA secure_delete = ON; PRAGMA temp_store = MEMORY");
   // SQLite makes do with reading, and would not look again whether it may write.
   if (sqlite3_db_readonly(database_.get(), nullptr) == 1) {
     throw StoreError(StoreError::Kind::unavailable, "it can only be read");
   }
-  sqlite3_wal_hook(database_.get(), noteLogPages, this);
+  sqlite3_wal_hook(database_.get(), noteLogPages, this);  // in the place of checkpoints by whoever writes
   const bool isNew =
       database_.integer("SELECT count(*) FROM sqlite_schema") == 0 && database_.integer("PRAGMA application_id") == 0;
   if (isNew) create();
-  examine(database_);
-  Statement journal(database_.get(), "PRAGMA journal_mode = WAL");
-  if (!journal.step() || journal.text(0) != "wal") {
-    throw StoreError(StoreError::Kind::unavailable, "no write-ahead log can be kept there");
-  }
-  Statement examination(database_.get(), "PRAGMA quick_check(1)");
-  if (!examination.step() || examination.text(0) != "ok") throw StoreError::damaged(std::string(examination.text(0)));
+  examine();
+  keepALog();
+  checkStructure();
+  if (database_.integer("PRAGMA user_version") < formatVersion) upgrade();
   begin_.emplace(database_.get(), "BEGIN IMMEDIATE");
   commit_.emplace(database_.get(), "COMMIT");
-  put_.emplace(database_.get(),
-               "INSERT OR REPLACE INTO rows (id, parent, position, name, value) VALUES (?, ?, ?, ?, ?)");
-  erase_.emplace(database_.get(), "DELETE FROM rows WHERE id BETWEEN ? AND ?");
+  rows_.emplace(database_, "rows");
+  twins_.emplace(database_, "twins");
 }
 
-void RowFile::examine(const Database& database) {
-  if (database.integer("PRAGMA application_id") != applicationId) throw StoreError::damaged("not a store");
-  const std::int64_t version = database.integer("PRAGMA user_version");
+RowFile::Table::Table(const Database& database, const std::string& name)
+    : put(database.get(), "INSERT OR REPLACE INTO " + name +
+                              " (id, parent, position, name, value, checksum) VALUES (?, ?, ?, ?, ?, ?)"),
+      erase(database.get(), "DELETE FROM " + name + " WHERE id BETWEEN ? AND ?") {}
+
+void RowFile::examine() {
+  if (database_.integer("PRAGMA application_id") != applicationId) throw StoreError::damaged("not a store");
+  const std::int64_t version = database_.integer("PRAGMA user_version");
   if (version > formatVersion) {
     throw StoreError(StoreError::Kind::newer,
                      "was written by a newer version of this library (format " + std::to_string(version) + ")");
   }
   constexpr const char* columns =
-      "SELECT count(*) FROM pragma_table_info('rows') WHERE name IN ('id', 'parent', 'position', 'name', 'value')";
-  if (version != formatVersion || database.integer(columns) != 5) throw StoreError::damaged("no table of a store");
+      "SELECT count(*) FROM pragma_table_info('rows')"
+      " WHERE name IN ('id', 'parent', 'position', 'name', 'value', 'checksum')";
+  const std::int64_t expected = version == formatVersion ? 6 : 5;
+  const bool hasTwins = database_.integer("SELECT count(*) FROM sqlite_schema WHERE name = 'twins'") == 1;
+  if (version < 1 || database_.integer(columns) != expected || hasTwins != (version == formatVersion))
+    throw StoreError::damaged("no table of a store");
+}
+
+void RowFile::keepALog() {
+  Statement journal(database_.get(), "PRAGMA journal_mode = WAL");
+  if (!journal.step() || journal.text(0) != "wal") {
+    throw StoreError(StoreError::Kind::unavailable, "no write-ahead log can be kept there");
+  }
+}
+
+void RowFile::checkStructure() {
+  Statement examination(database_.get(), "PRAGMA quick_check(1)");
+  const std::string found(examination.step() ? examination.text(0) : std::string_view());
+  if (found == "ok") return;
+  if (saysThatTheMediumRefuses(found)) throw StoreError(StoreError::Kind::unavailable, found);
+  throw StoreError::damaged(found);
 }
 
 void RowFile::create() {
   database_.execute(("PRAGMA page_size = " + std::to_string(pageSize)).c_str());
   database_.execute(
-      "PRAGMA journal_mode = WAL; BEGIN;"
+      "PRAGMA auto_vacuum = INCREMENTAL; PRAGMA journal_mode = WAL; BEGIN;"
       "CREATE TABLE rows (id INTEGER PRIMARY KEY, parent INTEGER NOT NULL, position INTEGER NOT NULL,"
-      " name TEXT NOT NULL, value TEXT NOT NULL);");
+      " name TEXT NOT NULL, value TEXT NOT NULL, checksum INTEGER NOT NULL)");
+  createTwins();
   database_.execute(("PRAGMA application_id = " + std::to_string(applicationId)).c_str());
   database_.execute(("PRAGMA user_version = " + std::to_string(formatVersion)).c_str());
   database_.execute("COMMIT");
 }
 
-std::vector<Row> RowFile::rows(const Database& database) {
-  const RapidJSONSerialization json;
+void RowFile::createTwins() {
+  database_.execute(
+      "CREATE TABLE twins (id INTEGER PRIMARY KEY, parent INTEGER NOT NULL, position INTEGER NOT NULL,"
+      " name TEXT NOT NULL, value TEXT NOT NULL, checksum INTEGER NOT NULL)");
+}
+
+/// The first format had neither checksums nor twins.
+void RowFile::upgrade() {
+  database_.execute("BEGIN IMMEDIATE; ALTER TABLE rows ADD COLUMN checksum INTEGER NOT NULL DEFAULT 0");
+  createTwins();
+  {
+    Statement select(database_.get(), "SELECT id, parent, position, name, value FROM rows");
+    Statement set(database_.get(), "UPDATE rows SET checksum = ? WHERE id = ?");
+    while (select.step()) {
+      const Row row{select.integer(0), select.integer(1), select.integer(2), std::string(select.text(3)), {}};
+      set.bind(1, row.checksum(select.text(4))).bind(2, row.id).run();
+    }
+  }
+  touch();
+  database_.execute("COMMIT");
+}
+
+std::vector<Row> RowFile::rows() const {
   std::vector<Row> rows;
-  Statement select(database.get(), "SELECT id, parent, position, name, value FROM rows");
+  Statement select(database_.get(),
+                   "SELECT id, parent, position, name, value, checksum FROM rows"
+                   " UNION ALL SELECT id, parent, position, name, value, checksum FROM twins");
   while (select.step()) {
-    // What was written nests as deep as it does.
-    std::optional<Value> value = json.value(select.text(4), SIZE_MAX);
-    if (!value) throw StoreError::damaged("row " + std::to_string(select.integer(0)) + " is not JSON");
-    rows.push_back(
-        {select.integer(0), select.integer(1), select.integer(2), std::string(select.text(3)), *std::move(value)});
+    Row row{select.integer(0), select.integer(1), select.integer(2), std::string(select.text(3)), {}};
+    const std::string_view text = select.text(4);
+    const bool isWhole = select.integer(5) == row.checksum(text);
+    std::optional<Value> value = isWhole ? json_.value(text, Row::deepest) : std::nullopt;
+    if (!value) throw StoreError::damaged("row " + std::to_string(row.id) + " is not what was written");
+    row.value = *std::move(value);
+    rows.push_back(std::move(row));
   }
   return rows;
 }
 
-std::vector<Row> RowFile::rowsOfUnwritable(const std::string& path) {
-  const auto rowsOf = [](const Database& database) {
-    examine(database);
-    return rows(database);
-  };
-  if (isAbsentOrEmpty(path + "-wal")) return rowsOf(Database(path, Database::Mode::readOnlyUnchanging));
-  // SQLite would read the file without its log, and so as it was some time ago.
-  const TemporaryCopy copy(path);
-  const Database database(copy.file().string(), Database::Mode::readWrite);
-  database.leaveFilesAlone();
-  return rowsOf(database);
+RowFile::Identity RowFile::identityOf(const std::string& path) {
+  struct stat state {};
+  if (::stat(path.c_str(), &state) != 0) return {};
+  return {state.st_dev, state.st_ino};
 }
 
 void RowFile::write(const std::vector<RowChange>& changes) {
@@ -127,24 +163,33 @@ void RowFile::write(const std::vector<RowChange>& changes) {
 }
 
 void RowFile::make(const RowChange& change) {
-  if (const auto* range = std::get_if<RowRange>(&change))
-    return erase_->bind(1, range->first).bind(2, range->last).run();
+  if (const auto* range = std::get_if<RowRange>(&change)) {
+    return (range->first < 0 ? twins_ : rows_)->erase.bind(1, range->first).bind(2, range->last).run();
+  }
   const Row& row = std::get<Row>(change);
   const std::string text = json_.textOfAny(row.value);
-  put_->bind(1, row.id).bind(2, row.parent).bind(3, row.position).bind(4, row.name).bind(5, text).run();
+  Statement& put = (row.id < 0 ? twins_ : rows_)->put;
+  put.bind(1, row.id).bind(2, row.parent).bind(3, row.position).bind(4, row.name).bind(5, text);
+  put.bind(6, row.checksum(text)).run();
 }
 
-void RowFile::touch() { database_.execute(("PRAGMA user_version = " + std::to_string(formatVersion)).c_str()); }
+void RowFile::touch() {
+  database_.execute(("PRAGMA user_version = " + std::to_string(formatVersion)).c_str());
+  if (log_ == Identity{}) log_ = identityOf(path_ + "-wal");
+}
 
-bool RowFile::emptyLog(LogCopy& copy) {
-  if (copy.pages() != logPages_) return false;
-  copy.letGo();
-  logPages_ = 0;  // the next write says how long it is
-  const bool isCut =
-      sqlite3_wal_checkpoint_v2(database_.get(), nullptr, SQLITE_CHECKPOINT_TRUNCATE, nullptr, nullptr) == SQLITE_OK;
-  // If it could not be cut off, the next write begins at its front, and must wait for the disk between the two.
-  database_.execute(isCut ? "PRAGMA synchronous = OFF" : "PRAGMA synchronous = NORMAL");
-  return isCut;
+bool RowFile::hasMuchRoom() const {
+  constexpr std::int64_t much = 1024 * 1024 / pageSize;
+  return database_.integer("PRAGMA auto_vacuum") != 0 && database_.integer("PRAGMA freelist_count") > much;
+}
+
+void RowFile::giveBackRoom() { database_.execute("PRAGMA incremental_vacuum(256)"); }
+
+bool RowFile::emptyLog() {
+  if (!database_.checkpoint(SQLITE_CHECKPOINT_TRUNCATE)) return false;
+  logPages_ = 0;
+  touch();
+  return true;
 }
 
 int RowFile::noteLogPages(void* self, sqlite3*, const char*, int pages) {

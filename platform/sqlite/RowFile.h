@@ -1,22 +1,22 @@
 #pragma once
 
+#include <cstdint>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
+#include "Fliprugair/platform/StoreOptions.h"
 #include "platform/json/RapidJSONSerialization.h"
 #include "platform/sqlite/Database.h"
-#include "platform/sqlite/LogCopy.h"
 #include "platform/sqlite/Row.h"
 
 namespace fliprugair {
 
 /// The store's SQLite file: rows in, rows out. Failures are StoreErrors.
 ///
-/// Writes go to SQLite's write-ahead log and never wait for the disk. A LogCopy brings the log into the file, beside
-/// the writes, and `emptyLog` then cuts the log off: it is never written over, because a power cut could leave parts of
-/// an older log among those of the newer one. That the cut comes before what follows it is left to the file system,
-/// which keeps the order of the two as journaling ones do.
+/// Writes go to SQLite's write-ahead log and, with StoreDurability::process, do not wait for the disk. The log is
+/// copied into the file by a LogCopier, beside the writes, and `emptyLog` copies the rest and cuts it off.
 ///
 /// Owned by StoreDisk. Used by one thread at a time.
 class RowFile {
@@ -24,20 +24,22 @@ class RowFile {
   /// Bytes. Pages of this size take three records: smaller ones would make every record a page split, larger ones more
   /// to write.
   static constexpr int pageSize = 2048;
-  static constexpr int logTarget = 1000;      ///< pages; from here on the log is to be emptied in a pause
-  static constexpr int logLimit = 16 * 1024;  ///< pages; from here on as soon as a moment without writes is met
-  static constexpr int hugeLog = 64 * 1024;   ///< pages; from here on even if writes wait a moment for it
+  static constexpr std::int64_t applicationId = 0x466C6970;  ///< says whose file it is
+  static constexpr std::int64_t formatVersion = 2;
+  static constexpr int logTarget = 1000;  ///< pages; from here on the log is to be emptied in a pause
+  static constexpr int logLimit = 2000;   ///< pages; from here on without one
 
   /// Opens the file, or begins one.
-  explicit RowFile(const std::string& path);
-  ~RowFile();
+  RowFile(const std::string& path, StoreDurability durability);
   RowFile(const RowFile&) = delete;
   RowFile& operator=(const RowFile&) = delete;
 
-  std::vector<Row> rows() const { return rows(database_); }
+  /// Throws StoreError::damaged when one of them is not what was written.
+  std::vector<Row> rows() const;
 
-  /// The rows of a file that can be read only, with those in its log.
-  static std::vector<Row> rowsOfUnwritable(const std::string& path);
+  /// Whether the file and the log still stand where they were opened.
+  bool isInPlace() const { return fileIsInPlace() && identityOf(path_ + "-wal") == log_; }
+  bool fileIsInPlace() const { return identityOf(path_) == file_; }
 
   /// Makes the changes, in their order, in one transaction.
   void write(const std::vector<RowChange>& changes);
@@ -48,29 +50,53 @@ class RowFile {
   int logPages() const { return logPages_; }
   bool logIsLong() const { return logPages_ >= logTarget; }
   bool logIsAtItsLimit() const { return logPages_ >= logLimit; }
-  bool logIsHuge() const { return logPages_ >= hugeLog; }
 
-  /// Empties the log if all of it is in the file. Does not wait for the disk.
-  bool emptyLog(LogCopy& copy);
+  /// Whether it is worth the while to give unused pages back to the file system, and doing so with a few of them.
+  bool hasMuchRoom() const;
+  void giveBackRoom();
+
+  /// Copies what is not in the file yet, which waits for the disk if there is any, cuts the log off and begins it anew,
+  /// so that the wait for its beginning is not the next write's. False when a LogCopier is in the way.
+  bool emptyLog();
 
   /// Lets the end of this object leave the file and the log as they are.
   void leaveFilesAlone() const { database_.leaveFilesAlone(); }
 
  private:
-  static std::vector<Row> rows(const Database& database);
-  static void examine(const Database& database);
+  /// Which file a name names.
+  struct Identity {
+    std::uint64_t device = 0;
+    std::uint64_t number = 0;
+    friend bool operator==(const Identity&, const Identity&) = default;
+  };
+  static Identity identityOf(const std::string& path);
+
   void prepare();
   void create();
+  void createTwins();
+  void examine();
+  void keepALog();
+  void checkStructure();
+  void upgrade();
   void make(const RowChange& change);
   static int noteLogPages(void* self, sqlite3*, const char*, int pages);
 
+  const std::string path_;
   Database database_;
+  Identity file_;
+  Identity log_;
   RapidJSONSerialization json_;
   int logPages_ = 0;
   std::optional<Statement> begin_;
   std::optional<Statement> commit_;
-  std::optional<Statement> put_;
-  std::optional<Statement> erase_;
+  /// For one of the two tables.
+  struct Table {
+    Table(const Database& database, const std::string& name);
+    Statement put;
+    Statement erase;
+  };
+  std::optional<Table> rows_;
+  std::optional<Table> twins_;
 };
 
 }  // namespace fliprugair

@@ -1,9 +1,8 @@
 #include "platform/sqlite/RowMirror.h"
 
 #include <algorithm>
+#include <unordered_set>
 #include <utility>
-
-#include "platform/sqlite/Database.h"
 
 namespace fliprugair {
 
@@ -23,7 +22,13 @@ template <class Stored>
 void eraseAll(Stored& stored, std::vector<RowChange>& changes) {
   erase(stored.items, 0, stored.items.size(), changes);
   if (stored.id != 0) changes.emplace_back(RowRange{stored.id, stored.id});
+  if (stored.hasTwin) changes.emplace_back(RowRange{-stored.id, -stored.id});
   stored = {};
+}
+
+/// The row of an array or dictionary that is stored item by item; others hang on it, or may later.
+bool mayHaveItems(const Value& value) {
+  return (value.isArray() && value.array().empty()) || (value.isDictionary() && value.dictionary().empty());
 }
 
 bool isArrayThatBeginsWith(const Value& value, const Array& beginning) {
@@ -43,25 +48,36 @@ std::size_t sharedEnd(const Array& before, const Array& after, std::size_t kept)
 }  // namespace
 
 RowMirror::RowMirror(std::vector<Row> rows) {
+  rows = withoutTwins(std::move(rows));
   const std::size_t count = rows.size();
   Children children;
   for (Row& row : rows) {
     nextNumber_ = std::max({nextNumber_, row.id + 1, row.position + 1});
     children[row.parent].push_back(std::move(row));
   }
-  std::size_t used = 0;
   for (auto& [parent, siblings] : children) std::ranges::sort(siblings, {}, &Row::position);
   const auto roots = children.find(0);
   if (roots != children.end()) {
     for (const Row& row : roots->second) {
+      if (keys_.contains(row.name)) continue;
       Key& key = keys_[row.name];
-      if (key.row.id != 0) throw StoreError::damaged("a key stands twice");
       key.value = assemble(key, row, children);
-      used += 1 + key.row.items.size() + key.entries.size();
-      for (const auto& [order, entry] : key.entries) used += entry.items.size();
+      account_.keys += 1;
+      account_.records += key.row.items.size() + key.entries.size();
+      for (const auto& [order, entry] : key.entries) account_.records += entry.items.size();
     }
   }
-  if (used != count) throw StoreError::damaged("rows without an owner");
+  account_.unused = count - account_.keys - account_.records;
+}
+
+std::vector<Row> RowMirror::withoutTwins(std::vector<Row> rows) {
+  std::unordered_set<std::int64_t> ids;
+  for (const Row& row : rows) ids.insert(row.id);
+  for (Row& row : rows) {
+    if (row.id < 0 && !ids.contains(-row.id)) row.id = -row.id;
+  }
+  std::erase_if(rows, [](const Row& row) { return row.id < 0; });
+  return rows;
 }
 
 void RowMirror::forEachKey(const std::function<void(const std::string&, const Value&)>& visit) const {
@@ -71,21 +87,21 @@ void RowMirror::forEachKey(const std::function<void(const std::string&, const Va
 Value RowMirror::assemble(Key& key, const Row& row, Children& children) {
   const auto entries = children.find(row.id);
   if (entries == children.end() || !row.value.isDictionary()) return assembleItems(key.row, row, children);
-  key.row = {row.id, row.position, {}};
+  key.row = {row.id, row.position, true, {}};
   std::vector<std::pair<std::string, Value>> pairs;
   pairs.reserve(entries->second.size());
+  std::unordered_set<std::string_view> names;
   for (const Row& entry : entries->second) {
+    if (!names.insert(entry.name).second) continue;
     Value value = assembleItems(key.entries[pairs.size()], entry, children);
     pairs.emplace_back(entry.name, std::move(value));
   }
   // The dictionary numbers its entries in this very order.
-  Dictionary dictionary(std::move(pairs));
-  if (dictionary.size() != key.entries.size()) throw StoreError::damaged("an entry stands twice");
-  return dictionary;
+  return Dictionary(std::move(pairs));
 }
 
 Value RowMirror::assembleItems(Stored& stored, const Row& row, Children& children) {
-  stored = {row.id, row.position, {}};
+  stored = {row.id, row.position, mayHaveItems(row.value), {}};
   const auto items = children.find(row.id);
   if (items == children.end() || !row.value.isArray()) return row.value;
   std::vector<Value> values;
@@ -193,6 +209,12 @@ void RowMirror::stageValue(const Place& place, Stored& stored, const Value& befo
 void RowMirror::put(const Place& place, Stored& stored, Value value, std::vector<RowChange>& changes) {
   if (stored.id == 0) stored.id = nextNumber_++;
   if (stored.position == 0) stored.position = stored.id;
+  if (mayHaveItems(value)) {
+    changes.emplace_back(Row{-stored.id, place.parent, stored.position, place.name, value});
+  } else if (stored.hasTwin) {
+    changes.emplace_back(RowRange{-stored.id, -stored.id});
+  }
+  stored.hasTwin = mayHaveItems(value);
   changes.emplace_back(Row{stored.id, place.parent, stored.position, place.name, std::move(value)});
 }
 

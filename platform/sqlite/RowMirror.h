@@ -23,8 +23,16 @@ namespace fliprugair {
 class RowMirror {
  public:
   RowMirror() = default;
-  /// Throws StoreError::damaged when the rows do not make up keys and values.
+  /// A row without its own is made good by its twin.
   explicit RowMirror(std::vector<Row> rows);
+
+  /// What the rows of the constructor made up: keys, records (rows below a key), and rows that fit nowhere.
+  struct Account {
+    std::size_t keys = 0;
+    std::size_t records = 0;
+    std::size_t unused = 0;
+  };
+  const Account& account() const { return account_; }
 
   void forEachKey(const std::function<void(const std::string&, const Value&)>& visit) const;
 
@@ -35,6 +43,7 @@ class RowMirror {
   struct Stored {
     std::int64_t id = 0;  ///< 0 when there is no row
     std::int64_t position = 0;
+    bool hasTwin = false;
     std::vector<std::int64_t> items;  ///< the rows of an array's items
   };
   struct Key {
@@ -48,6 +57,7 @@ class RowMirror {
   };
   using Children = std::unordered_map<std::int64_t, std::vector<Row>>;
 
+  static std::vector<Row> withoutTwins(std::vector<Row> rows);
   static Value assemble(Key& key, const Row& row, Children& children);
   static Value assembleItems(Stored& stored, const Row& row, Children& children);
 
@@ -60,6 +70,7 @@ class RowMirror {
   Array takeRowsOfDonor(const Array& array, Stored& stored);
 
   std::unordered_map<std::string, Key> keys_;
+  Account account_;
   std::vector<Key*> donors_;  ///< while staging: keys whose array is about to go
   std::int64_t nextNumber_ = 1;
 };

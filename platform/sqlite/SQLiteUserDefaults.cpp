@@ -1,6 +1,7 @@
 #include "platform/sqlite/SQLiteUserDefaults.h"
 
 #include <exception>
+#include <string>
 #include <utility>
 
 #include "platform/sqlite/StoreDisk.h"
@@ -9,10 +10,10 @@
 namespace fliprugair {
 
 std::variant<std::unique_ptr<SQLiteUserDefaults>, SQLiteUserDefaults::Refusal> SQLiteUserDefaults::open(
-    const std::filesystem::path& file, Log log) {
+    const std::filesystem::path& file, Log log, StoreOptions options) {
   try {
     auto memory = std::make_unique<StoreMemory>();
-    auto disk = std::make_unique<StoreDisk>(std::filesystem::absolute(file), std::move(log));
+    auto disk = std::make_unique<StoreDisk>(std::filesystem::absolute(file), options, std::move(log));
     if (auto reason = disk->open(*memory)) return Refusal{std::move(*reason)};
     return std::unique_ptr<SQLiteUserDefaults>(new SQLiteUserDefaults(std::move(memory), std::move(disk)));
   } catch (const std::exception& error) {
@@ -23,30 +24,52 @@ std::variant<std::unique_ptr<SQLiteUserDefaults>, SQLiteUserDefaults::Refusal> S
 SQLiteUserDefaults::SQLiteUserDefaults(std::unique_ptr<StoreMemory> memory, std::unique_ptr<StoreDisk> disk)
     : memory_(std::move(memory)), disk_(std::move(disk)) {}
 
-SQLiteUserDefaults::~SQLiteUserDefaults() { disk_->commit(*memory_); }
+SQLiteUserDefaults::~SQLiteUserDefaults() {
+  if (!isInert()) {
+    disk_->commit(*memory_);
+    return;
+  }
+  // Their thread is not in this process, their locks may be held for ever, and the files are the parent's.
+  static_cast<void>(memory_.release());
+  static_cast<void>(disk_.release());
+}
 
-Value SQLiteUserDefaults::objectForKey(std::string_view key) const { return memory_->read(key); }
+bool SQLiteUserDefaults::isInert() const {
+  if (mark_.isOwnProcess()) return false;
+  if (!hasSaidThatItIsInert_.exchange(true)) {
+    disk_->say("the store " + disk_->path().string() + " belongs to process " + std::to_string(mark_.process()) +
+               ", from which this one was forked; here it does nothing");
+  }
+  return true;
+}
 
-void SQLiteUserDefaults::setObject(Value value, std::string_view key) { memory_->write(key, std::move(value)); }
+Value SQLiteUserDefaults::objectForKey(std::string_view key) const { return isInert() ? Value() : memory_->read(key); }
+
+void SQLiteUserDefaults::setObject(Value value, std::string_view key) {
+  if (!isInert()) memory_->write(key, std::move(value));
+}
 
 void SQLiteUserDefaults::update(std::string_view key, const std::function<Value(const Value&)>& change) {
-  memory_->update(key, change);
+  if (!isInert()) memory_->update(key, change);
 }
 
 void SQLiteUserDefaults::synchronize() {
-  if (!memory_->postponeSynchronization()) disk_->commit(*memory_);
+  if (!isInert() && !memory_->postponeSynchronization()) disk_->commit(*memory_);
 }
 
-void SQLiteUserDefaults::beginGroup() { memory_->beginGroup(); }
+void SQLiteUserDefaults::beginGroup() {
+  if (!isInert()) memory_->beginGroup();
+}
 
 void SQLiteUserDefaults::endGroup() {
+  if (isInert()) return;
   const StoreMemory::GroupEnd end = memory_->endGroup();
   if (end.synchronizes) disk_->commit(*memory_);
   for (const auto& action : end.actions) action();
 }
 
 void SQLiteUserDefaults::whenDurable(std::function<void()> action) {
-  if (memory_->postponeAction(action)) return;
+  if (isInert() || memory_->postponeAction(action)) return;
   disk_->commit(*memory_);
   action();
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <filesystem>
 #include <functional>
 #include <memory>
@@ -7,7 +8,9 @@
 #include <string_view>
 #include <variant>
 
+#include "Fliprugair/platform/StoreOptions.h"
 #include "Fliprugair/platform/UserDefaults.h"
+#include "platform/posix/ProcessMark.h"
 
 namespace fliprugair {
 
@@ -15,36 +18,42 @@ class StoreDisk;
 class StoreMemory;
 
 /// The store in one SQLite file. Reads come from memory; `synchronize` writes what changed since the last one as one
-/// transaction, so that it survives kill -9 from then on. A power cut can cost the newest writes, never the file.
+/// transaction, so that it survives what StoreDurability says.
 ///
 /// The values stand in the file as JSON text, for a person to read with the sqlite3 shell when no process uses the
 /// store (it is locked meanwhile). JSON has no infinite numbers and no NaN: those become null in the file.
 ///
+/// In a child that is forked off, an object of this class does nothing: it holds no values, drops what is written and
+/// the actions it is given, says so once in the log, and leaves the files and the lock to the parent.
+///
 /// Ownership: the host's. Destruction makes pending writes durable, cleans up the file and stops the store's one
 /// background thread.
-/// Threads: as UserDefaults. Reads never wait for the disk. A `synchronize` waits for those of other threads; neither
-/// it nor what it waits for awaits the disk's confirmation (fsync). That is the background thread's: when nothing was
-/// written for a second or two, and SQLite's log is longer than two megabytes, it copies the log into the file beside
-/// any writes, and empties it when nothing was written meanwhile. From 32 megabytes on it does not wait for the pause.
-/// The exceptions: a write may wait for a confirmation while a damaged file is replaced, after a log that the system
-/// would not cut off, and when the log has grown to 128 megabytes because writes follow each other faster than a quick
-/// disk confirms.
+/// Threads: as UserDefaults. Reads never wait for the disk. A `synchronize` waits for those of other threads, and with
+/// StoreDurability::powerCut for the disk. Otherwise the waiting for the disk is the background thread's: it copies
+/// SQLite's log into the file, beside the writes, when nothing was written for a second or two and the log is longer
+/// than two megabytes, and from four megabytes on without that pause. What a `synchronize` may meet is the end of such
+/// a copy, where the little that was written meanwhile is brought to the disk.
 class SQLiteUserDefaults final : public UserDefaults {
  public:
   /// Receives diagnostic lines, with no lock held; what it throws is dropped.
   using Log = std::function<void(std::string_view)>;
 
-  /// Why there is no store, in words: another process, or another object of this one, has it, or a newer version of
-  /// this library wrote it. Then nothing was touched.
+  /// Why there is no store, in words: another process, or another object of this one, has it; a newer version of this
+  /// library wrote it; something else has its name; or it may be there and cannot be read for the moment. Then nothing
+  /// was touched.
   struct Refusal {
     std::string reason;
   };
 
-  /// Opens the store in `file`, creating it and its folders when they are missing. Beside it stand SQLite's own files
-  /// and a ".lock". A damaged file is set aside in the same folder, under a name with ".damaged-" and the time, and a
-  /// fresh one begun. When the file cannot be read or written the store says so in the log, goes on from memory, and
-  /// tries again with each `synchronize`. Throws nothing.
-  static std::variant<std::unique_ptr<SQLiteUserDefaults>, Refusal> open(const std::filesystem::path& file, Log log);
+  /// Opens the store in `file`, creating it and its folders when they are missing, for their owner alone. Beside it
+  /// stand SQLite's own files, a ".lock", and an ".identity", which has a copy of what makes the installation one and
+  /// the same. When there is damage, what can still be read and checks is kept, a line of the log says how much, and
+  /// the old files are set aside in the same folder under a name with ".damaged-" and the time; they are never deleted.
+  /// A store that can be read and not written, or that has no place yet on a full disk, says so in the log, goes on
+  /// from memory, and tries again with each `synchronize`. So does one whose file refuses later, or is taken away.
+  /// Throws nothing.
+  static std::variant<std::unique_ptr<SQLiteUserDefaults>, Refusal> open(const std::filesystem::path& file, Log log,
+                                                                         StoreOptions options = {});
 
   ~SQLiteUserDefaults() override;
   SQLiteUserDefaults(const SQLiteUserDefaults&) = delete;
@@ -61,6 +70,10 @@ class SQLiteUserDefaults final : public UserDefaults {
  private:
   SQLiteUserDefaults(std::unique_ptr<StoreMemory> memory, std::unique_ptr<StoreDisk> disk);
 
+  bool isInert() const;
+
+  const ProcessMark mark_;
+  mutable std::atomic<bool> hasSaidThatItIsInert_ = false;
   std::unique_ptr<StoreMemory> memory_;
   std::unique_ptr<StoreDisk> disk_;
 };

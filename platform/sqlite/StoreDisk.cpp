@@ -1,156 +1,239 @@
 #include "platform/sqlite/StoreDisk.h"
 
+#include <algorithm>
 #include <chrono>
-#include <system_error>
 #include <utility>
 
+#include "platform/sqlite/FileBytes.h"
+#include "platform/sqlite/LogCopier.h"
+#include "platform/sqlite/LogImage.h"
+#include "platform/sqlite/RowImage.h"
 #include "platform/sqlite/SetAside.h"
+#include "platform/sqlite/StoreFolder.h"
 
 namespace fliprugair {
 
 namespace {
 
-/// How long nothing is written before the log is copied: the writes of one occasion are closer together, and the disk
-/// is theirs.
+/// How long nothing is written before a long log is copied: the writes of one occasion are closer together, and the
+/// disk is theirs.
 constexpr std::chrono::seconds pause{1};
 
-/// How often in a row the log is copied when writes keep adding to it. What is left gets shorter each time.
-constexpr int copiesInARow = 4;
-
-/// A copy that took no longer may be made while writes wait for it, lest a huge log grow without end.
-constexpr std::chrono::milliseconds aMoment{50};
-
-/// While it lives `flag` is up. Made and destroyed with the lock held that guards the flag.
-class Raised {
- public:
-  Raised(bool& flag, std::condition_variable& changed) : flag_(flag), changed_(changed) { flag_ = true; }
-  ~Raised() {
-    flag_ = false;
-    changed_.notify_all();
-  }
-  Raised(const Raised&) = delete;
-  Raised& operator=(const Raised&) = delete;
-
- private:
-  bool& flag_;
-  std::condition_variable& changed_;
-};
+std::string counted(std::size_t count, const char* what) {
+  return std::to_string(count) + " " + what + (count == 1 ? "" : "s");
+}
 
 }  // namespace
 
-StoreDisk::StoreDisk(std::filesystem::path path, std::function<void(std::string_view)> log)
-    : path_(std::move(path)), log_(std::move(log)), checkpointer_([this] { return checkpoint(); }, pause) {}
+StoreDisk::StoreDisk(std::filesystem::path path, StoreOptions options, std::function<void(std::string_view)> log)
+    : path_(std::move(path)),
+      options_(options),
+      log_(std::move(log)),
+      identityCopy_(path_),
+      checkpointer_([this] { return checkpoint(); }, pause) {}
 
 std::optional<std::string> StoreDisk::open(StoreMemory& memory) {
   Lines lines;
   {
-    Lock lock(mutex_);
+    const std::lock_guard lock(mutex_);
     try {
-      attempt(memory, lines, lock);
+      attempt(memory, lines);
     } catch (const StoreError& error) {
       if (auto reason = refusal(error)) return reason;
-      noteFailure(error, lines);
       try {
-        if (!file_) readUnwritable(memory);
-      } catch (const StoreError& unreadable) {
-        // The store begins empty, and is joined with the file once that can be read.
-        if (auto reason = refusal(unreadable)) return reason;
+        const bool goesOn = wasRead_ || readUnwritable(memory) || isCertainlyNew(path_) ||
+                            options_.unreadable == UnreadableStore::isJoined;
+        if (!goesOn) return "the store " + path_.string() + " cannot be opened now: " + error.what();
+      } catch (const StoreError& worse) {
+        if (auto reason = refusal(worse)) return reason;
+        return "the store " + path_.string() + " cannot be opened now: " + worse.what();
       }
+      disconnect(memory);
+      noteFailure(error, lines);
     }
   }
-  say(lines);
+  for (const std::string& line : lines) say(line);
   return std::nullopt;
 }
 
-void StoreDisk::commit(StoreMemory& memory) {
-  Lines lines;
-  {
-    Lock lock(mutex_);
-    try {
-      attempt(memory, lines, lock);
-      if (std::exchange(isFailing_, false)) lines.push_back("the store " + path_.string() + " is being written again");
-    } catch (const std::exception& error) {
-      noteFailure(error, lines);
+void StoreDisk::commit(StoreMemory& memory) noexcept {
+  try {
+    Lines lines;
+    {
+      const std::lock_guard lock(mutex_);
+      try {
+        attempt(memory, lines);
+        if (std::exchange(isFailing_, false))
+          lines.push_back("the store " + path_.string() + " is being written again");
+      } catch (const std::exception& error) {
+        const auto* refused = dynamic_cast<const StoreError*>(&error);
+        const bool isFull = refused != nullptr && refused->kind() == StoreError::Kind::full;
+        if (!isFull) disconnect(memory);
+        noteFailure(error, lines);
+      }
     }
+    for (const std::string& line : lines) say(line);
+  } catch (...) {
+    // No memory to say so; the next call tries again.
   }
-  say(lines);
 }
 
-void StoreDisk::attempt(StoreMemory& memory, Lines& lines, Lock& lock) {
-  filesAreFree_.wait(lock, [this] { return !isReplacing_; });
+void StoreDisk::attempt(StoreMemory& memory, Lines& lines) {
   try {
-    writeAll(memory);
+    try {
+      writeAll(memory, lines);
+    } catch (const StoreError& error) {
+      if (error.kind() != StoreError::Kind::damaged || hasBegunAfresh_) throw;
+      // An error of the medium can look like damage; damage is there the second time too.
+      disconnect(memory);
+      writeAll(memory, lines);
+    }
   } catch (const StoreError& error) {
     // If a fresh file is damaged too, the next one will be no better.
     if (error.kind() != StoreError::Kind::damaged || hasBegunAfresh_) throw;
-    const Raised replacing(isReplacing_, filesAreFree_);
-    beginAfresh(error, memory, lines, lock);
-    writeAll(memory);
+    beginAfresh(error, memory, lines);
+    writeAll(memory, lines);
     // Until the disk has it there is neither the old file nor the new.
-    LogCopy copy(path_.string());
-    file_->emptyLog(copy);
+    file_->emptyLog();
   }
   hasBegunAfresh_ = false;
 }
 
-void StoreDisk::writeAll(StoreMemory& memory) {
+void StoreDisk::writeAll(StoreMemory& memory, Lines& lines) {
+  if (file_ && !file_->isInPlace()) {
+    lines.push_back("the store " + path_.string() + " was taken away; it is written anew from memory");
+    // Another store in its place has something to say; an empty place has not.
+    wasRead_ = file_->fileIsInPlace() || isAbsent(path_);
+    disconnect(memory);
+  }
   if (!file_) connect(memory);
   // While the medium refuses, what is written gathers in memory, where a later value replaces an earlier one.
   if (isFailing_) {
-    if (file_->logIsLong()) checkpointer_.request();  // on a full disk that makes room
+    requestCheckpoint();  // on a full disk that makes room
     file_->touch();
   }
   memory.takeWrites(writes_);
+  for (const auto& write : writes_) identityChanged_ = identityChanged_ || IdentityCopy::holds(*write.name);
   mirror_.stage(writes_, changes_);
   writes_.clear();
   if (!changes_.empty()) file_->write(changes_);
   changes_.clear();
-  if (file_->logIsLong()) checkpointer_.request();
+  copyIdentity();
+  requestCheckpoint();
 }
 
 void StoreDisk::connect(StoreMemory& memory) {
-  std::error_code ignored;  // if the folder is missing the lock says why
-  std::filesystem::create_directories(path_.parent_path(), ignored);
+  prepareFolder(path_);
+  takeLock();
+  refuseADamagedLog();
+  prepareFile(path_);
+  auto file = std::make_unique<RowFile>(path_.string(), options_.durability);
+  try {
+    mirror_ = RowMirror(file->rows());
+    if (mirror_.account().unused > 0) throw StoreError::damaged("rows without an owner");
+  } catch (...) {
+    file->leaveFilesAlone();
+    throw;
+  }
+  file_ = std::move(file);
+  give(mirror_, memory);
+  wasRead_ = true;
+  restoreIdentity(memory);
+  file_->touch();
+  if (file_->logIsLong()) file_->emptyLog();  // a process that is killed soon may never come to it
+}
+
+/// Lets go of the file as it is; the next attempt opens it anew and finds out what it lacks.
+void StoreDisk::disconnect(StoreMemory& memory) {
+  if (file_) file_->leaveFilesAlone();
+  file_.reset();
+  mirror_ = {};
+  writes_.clear();
+  changes_.clear();
+  memory.forgetTaken();
+}
+
+void StoreDisk::takeLock() {
   switch (lock_.take(path_.string() + ".lock")) {
     case ProcessLock::Outcome::taken:
-      break;
+      return;
     case ProcessLock::Outcome::inUse:
       throw StoreError(StoreError::Kind::inUse, lock_.detail());
     case ProcessLock::Outcome::unavailable:
       throw StoreError(StoreError::Kind::unavailable, lock_.detail());
   }
-  auto file = std::make_unique<RowFile>(path_.string());
-  try {
-    mirror_ = RowMirror(file->rows());
-  } catch (const StoreError&) {
-    file->leaveFilesAlone();
-    throw;
-  }
-  mirror_.forEachKey([&](const std::string& name, const Value& value) {
-    wasRead_ ? memory.adopt(name, value) : memory.merge(name, value);
-  });
-  wasRead_ = true;
-  file_ = std::move(file);
-  file_->touch();
 }
 
-void StoreDisk::beginAfresh(const StoreError& damage, StoreMemory& memory, Lines& lines, Lock& lock) {
-  filesAreFree_.wait(lock, [this] { return !isCopying_; });
-  if (file_) file_->leaveFilesAlone();
-  file_.reset();
-  mirror_ = {};
-  changes_.clear();
-  memory.forgetTaken();
+/// SQLite takes a log for ended where it is damaged, and deletes one whose file is gone.
+void StoreDisk::refuseADamagedLog() const {
+  const std::string bytes = bytesOfFile(path_.string() + "-wal");
+  if (bytes.empty()) return;
+  const LogImage log(bytes);
+  if (log.isDamaged()) throw StoreError::damaged("its log cannot be read to the end");
+  if (!log.pages().empty() && isAbsent(path_)) {
+    throw StoreError::damaged("there is a log without its file");
+  }
+}
+
+void StoreDisk::give(const RowMirror& mirror, StoreMemory& memory) {
+  mirror.forEachKey([&](const std::string& name, const Value& value) {
+    if (wasRead_) {
+      memory.adopt(name, value);
+    } else if (IdentityCopy::holds(name)) {
+      memory.yieldTo(name, value);
+    } else {
+      memory.merge(name, value);
+    }
+  });
+}
+
+/// A healthy file says itself what it holds; the copy helps one that has lost its identity.
+void StoreDisk::restoreIdentity(StoreMemory& memory) {
+  identity_ = identityCopy_.read();
+  identityChanged_ = true;
+  const bool isMissing = memory.read(IdentityCopy::identifier()).isNull();
+  if (!hasBegunAfresh_ && !isMissing) return;
+  for (const auto& entry : identity_.entries()) memory.restore(entry.key(), entry.value);
+}
+
+void StoreDisk::copyIdentity() {
+  if (!identityChanged_) return;
+  std::vector<std::pair<std::string, Value>> pairs;
+  mirror_.forEachKey([&](const std::string& name, const Value& value) {
+    if (!value.isNull() && IdentityCopy::holds(name)) pairs.emplace_back(name, value);
+  });
+  std::sort(pairs.begin(), pairs.end(), [](const auto& left, const auto& right) { return left.first < right.first; });
+  const Dictionary now(std::move(pairs));
+  if (!now.empty() && !(now == identity_)) identityCopy_.write(now);
+  identity_ = now;
+  identityChanged_ = false;
+}
+
+void StoreDisk::beginAfresh(const StoreError& damage, StoreMemory& memory, Lines& lines) {
+  disconnect(memory);
+  std::string account = "it is written anew from memory";
+  RowMirror kept;
+  if (!wasRead_) {
+    RowImage image(path_.string());
+    kept = RowMirror(image.rows(false));
+    const RowMirror::Account& found = kept.account();
+    account = counted(found.keys, "key") + " and " + counted(found.records, "record") + " of it are kept, at least " +
+              counted(image.damagedRows() + found.unused, "row") + " lost";
+  }
   const std::filesystem::path aside = setAside(path_);
+  give(kept, memory);
+  memory.forgetTaken();
+  wasRead_ = true;
   hasBegunAfresh_ = true;
-  lines.push_back("the store " + path_.string() + " is damaged (" + damage.what() + "); it is set aside as " +
-                  aside.filename().string() + " and a fresh one begun");
+  lines.push_back("the store " + path_.string() + " is damaged (" + damage.what() + "): " + account +
+                  "; what was there is set aside as " + aside.filename().string());
 }
 
 std::optional<std::string> StoreDisk::refusal(const StoreError& error) const {
   const std::string store = "the store " + path_.string() + " ";
   if (error.kind() == StoreError::Kind::inUse) return store + "is in use by " + error.what();
   if (error.kind() == StoreError::Kind::newer) return store + error.what();
+  if (error.kind() == StoreError::Kind::noFile) return store + "cannot be opened: " + error.what();
   return std::nullopt;
 }
 
@@ -160,57 +243,62 @@ void StoreDisk::noteFailure(const std::exception& error, Lines& lines) {
                   "); going on from memory until it can");
 }
 
-void StoreDisk::readUnwritable(StoreMemory& memory) {
-  const RowMirror mirror(RowFile::rowsOfUnwritable(path_.string()));
-  mirror.forEachKey([&](const std::string& name, const Value& value) { memory.adopt(name, value); });
-  wasRead_ = true;
-}
-
-bool StoreDisk::checkpoint() {
-  Lock lock(mutex_);
-  if (!file_ || !file_->logIsLong()) {
-    pagesSeen_ = 0;
-    return true;
-  }
-  const int pages = file_->logPages();
-  const bool pauses = std::exchange(pagesSeen_, pages) == pages;
-  if (!pauses && !file_->logIsAtItsLimit()) return false;
-  const Raised copying(isCopying_, filesAreFree_);
+/// Whether the memory now has what a file holds that can be read and not written.
+bool StoreDisk::readUnwritable(StoreMemory& memory) {
+  if (isAbsent(path_)) return false;
   try {
-    return copyAndEmptyLog(lock);
-  } catch (const std::exception&) {
-    // The next write that the medium refuses says so.
-    if (!lock.owns_lock()) lock.lock();
+    RowImage image(path_.string());
+    if (!image.isStore()) return false;
+    if (image.formatVersion() > RowFile::formatVersion) {
+      throw StoreError(StoreError::Kind::newer, "was written by a newer version of this library (format " +
+                                                    std::to_string(image.formatVersion()) + ")");
+    }
+    give(RowMirror(image.rows(image.formatVersion() < RowFile::formatVersion)), memory);
+    wasRead_ = true;
     return true;
+  } catch (const StoreError& error) {
+    if (error.kind() == StoreError::Kind::newer) throw;
+    return false;
   }
 }
 
-/// What waits for the disk is done without the lock, but for the last bit of a huge log on a disk that is quick.
-bool StoreDisk::copyAndEmptyLog(Lock& lock) {
-  for (int time = 0; time < copiesInARow; ++time) {
+void StoreDisk::requestCheckpoint() {
+  if (!file_->logIsLong()) return;
+  checkpointer_.request(file_->logIsAtItsLimit() ? Checkpointer::Urgency::now : Checkpointer::Urgency::afterPause);
+}
+
+/// Most of the waiting for the disk is done without the lock; under it only for what was written meanwhile. Answers
+/// whether all is done.
+bool StoreDisk::checkpoint() noexcept {
+  try {
+    std::unique_lock lock(mutex_);
+    if (!file_) return true;
+    const int pages = file_->logPages();
+    const bool pauses = std::exchange(pagesSeen_, pages) == pages;
+    if (!file_->logIsLong()) {
+      if (!file_->hasMuchRoom()) return true;
+      if (pauses) file_->giveBackRoom();
+      pagesSeen_ = file_->logPages();
+      return false;
+    }
+    if (!pauses && !file_->logIsAtItsLimit()) return false;
+    const LogCopier copier(path_.string());
     lock.unlock();
-    const auto begin = std::chrono::steady_clock::now();
-    LogCopy copy(path_.string());
-    const bool wasQuick = std::chrono::steady_clock::now() - begin < aMoment;
+    copier.copy();
+    copier.copy();
     lock.lock();
-    if (file_->emptyLog(copy)) return true;
-    if (wasQuick && file_->logIsHuge()) {
-      copy.letGo();
-      LogCopy rest(path_.string());
-      return file_->emptyLog(rest);
-    }
+    return !file_ || (file_->emptyLog() && !file_->hasMuchRoom());
+  } catch (...) {
+    return true;  // the next write that the medium refuses says so
   }
-  return false;
 }
 
-void StoreDisk::say(const Lines& lines) const {
+void StoreDisk::say(std::string_view line) const noexcept {
   if (!log_) return;
-  for (const std::string& line : lines) {
-    try {
-      log_(line);
-    } catch (...) {
-      // A log that fails must not take the store with it.
-    }
+  try {
+    log_(line);
+  } catch (...) {
+    // A log that fails must not take the store with it.
   }
 }
 

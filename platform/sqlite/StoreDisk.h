@@ -1,6 +1,5 @@
 #pragma once
 
-#include <condition_variable>
 #include <exception>
 #include <filesystem>
 #include <functional>
@@ -11,7 +10,9 @@
 #include <string_view>
 #include <vector>
 
+#include "Fliprugair/platform/StoreOptions.h"
 #include "platform/sqlite/Checkpointer.h"
+#include "platform/sqlite/IdentityCopy.h"
 #include "platform/sqlite/ProcessLock.h"
 #include "platform/sqlite/Row.h"
 #include "platform/sqlite/RowFile.h"
@@ -24,32 +25,40 @@ namespace fliprugair {
 /// with a file. Owned by the store. Threads: any.
 class StoreDisk {
  public:
-  StoreDisk(std::filesystem::path path, std::function<void(std::string_view)> log);
+  StoreDisk(std::filesystem::path path, StoreOptions options, std::function<void(std::string_view)> log);
 
-  /// Opens the file and gives its values to `memory`, before anything else is called. Answers with a reason when
-  /// another process has the file or a newer version wrote it; every other failure is one of the medium.
+  /// Opens the file and gives its values to `memory`, before anything else is called. Answers with a reason when there
+  /// is to be no store.
   std::optional<std::string> open(StoreMemory& memory);
 
-  /// Makes durable what was written in `memory` until now. When the medium fails nothing is lost: it is tried again
-  /// with the next call.
-  void commit(StoreMemory& memory);
+  /// Makes durable what was written in `memory` until now. When the medium fails nothing is lost: it is tried again,
+  /// from the opening of the file on, with the next call.
+  void commit(StoreMemory& memory) noexcept;
+
+  const std::filesystem::path& path() const { return path_; }
+  void say(std::string_view line) const noexcept;
 
  private:
   using Lines = std::vector<std::string>;
-  using Lock = std::unique_lock<std::mutex>;
 
-  void attempt(StoreMemory& memory, Lines& lines, Lock& lock);
-  void writeAll(StoreMemory& memory);
+  void attempt(StoreMemory& memory, Lines& lines);
+  void writeAll(StoreMemory& memory, Lines& lines);
   void connect(StoreMemory& memory);
-  void beginAfresh(const StoreError& damage, StoreMemory& memory, Lines& lines, Lock& lock);
+  void disconnect(StoreMemory& memory);
+  void refuseADamagedLog() const;
+  void takeLock();
+  void give(const RowMirror& mirror, StoreMemory& memory);
+  void restoreIdentity(StoreMemory& memory);
+  void copyIdentity();
+  void beginAfresh(const StoreError& damage, StoreMemory& memory, Lines& lines);
   std::optional<std::string> refusal(const StoreError& error) const;
   void noteFailure(const std::exception& error, Lines& lines);
-  void readUnwritable(StoreMemory& memory);
-  bool checkpoint();
-  bool copyAndEmptyLog(Lock& lock);
-  void say(const Lines& lines) const;
+  bool readUnwritable(StoreMemory& memory);
+  void requestCheckpoint();
+  bool checkpoint() noexcept;
 
   const std::filesystem::path path_;
+  const StoreOptions options_;
   const std::function<void(std::string_view)> log_;
 
   std::mutex mutex_;  ///< taken before the memory's, never after it; guards what follows
@@ -58,14 +67,13 @@ class StoreDisk {
   RowMirror mirror_;
   std::vector<StoreMemory::Write> writes_;
   std::vector<RowChange> changes_;  ///< staged and not yet in the file
+  const IdentityCopy identityCopy_;
+  Dictionary identity_;           ///< what the copy holds
+  bool identityChanged_ = false;  ///< and not yet copied
   bool isFailing_ = false;
   bool hasBegunAfresh_ = false;  ///< and not yet written successfully
   bool wasRead_ = false;         ///< the memory has been given what the file held
-
-  int pagesSeen_ = 0;         ///< of the log, a while ago
-  bool isCopying_ = false;    ///< the log, without `mutex_`; the file is not replaced meanwhile
-  bool isReplacing_ = false;  ///< the file, and may be waiting for that; nobody else writes meanwhile
-  std::condition_variable filesAreFree_;
+  int pagesSeen_ = 0;            ///< of the log, a while ago
 
   Checkpointer checkpointer_;
 };

@@ -36,8 +36,8 @@ void StoreMemory::write(std::string_view name, Value value) {
   const std::lock_guard lock(mutex_);
   Table::value_type& target = slot(name);
   if (target.second.value.isSameObject(value)) return;
-  std::swap(target.second.value, value);  // what was there is destroyed by the caller, after the lock
   markWritten(target);
+  std::swap(target.second.value, value);  // what was there is destroyed by the caller, after the lock
 }
 
 void StoreMemory::update(std::string_view name, const std::function<Value(const Value&)>& change) {
@@ -46,8 +46,8 @@ void StoreMemory::update(std::string_view name, const std::function<Value(const 
   Table::value_type& target = slot(name);
   value = change(target.second.value);
   if (target.second.value.isSameObject(value)) return;
-  std::swap(target.second.value, value);
   markWritten(target);
+  std::swap(target.second.value, value);
 }
 
 void StoreMemory::adopt(std::string_view name, const Value& value) {
@@ -62,8 +62,22 @@ void StoreMemory::merge(std::string_view name, const Value& value) {
   slot.value = slot.written ? joined(value, slot.value) : value;
 }
 
+void StoreMemory::yieldTo(std::string_view name, const Value& value) {
+  const std::lock_guard lock(mutex_);
+  slot(name).second.value = value;
+}
+
+void StoreMemory::restore(std::string_view name, const Value& value) {
+  const std::lock_guard lock(mutex_);
+  Table::value_type& target = slot(name);
+  if (!target.second.value.isNull()) return;
+  markWritten(target);
+  target.second.value = value;
+}
+
 void StoreMemory::takeWrites(std::vector<Write>& writes) {
   const std::lock_guard lock(mutex_);
+  writes.reserve(writes.size() + written_.size());
   for (Table::value_type* slot : written_) {
     slot->second.written = false;
     writes.push_back({&slot->first, slot->second.value});
@@ -73,6 +87,7 @@ void StoreMemory::takeWrites(std::vector<Write>& writes) {
 
 void StoreMemory::forgetTaken() {
   const std::lock_guard lock(mutex_);
+  written_.reserve(table_.size());
   for (Table::value_type& slot : table_) markWritten(slot);
 }
 
@@ -122,7 +137,9 @@ StoreMemory::Table::value_type& StoreMemory::slot(std::string_view name) {
 }
 
 void StoreMemory::markWritten(Table::value_type& slot) {
-  if (!std::exchange(slot.second.written, true)) written_.push_back(&slot);
+  if (slot.second.written) return;
+  written_.push_back(&slot);
+  slot.second.written = true;
 }
 
 std::vector<StoreMemory::Group>::iterator StoreMemory::groupOfThisThread() {

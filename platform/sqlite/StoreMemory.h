@@ -33,6 +33,12 @@ class StoreMemory {
   /// delete them. What stands in them comes first; a dictionary's entry yields to one of its name written here.
   void merge(std::string_view name, const Value& value);
 
+  /// Takes over what the file holds under `name`, whatever was written here.
+  void yieldTo(std::string_view name, const Value& value);
+
+  /// Writes under `name` if nothing is held there.
+  void restore(std::string_view name, const Value& value);
+
   /// Appends every key that was written since the last call.
   void takeWrites(std::vector<Write>& writes);
 

@@ -38,31 +38,42 @@ std::function<void(const std::filesystem::path&)> bySQL(const char* sql) {
   return [sql](const std::filesystem::path& file) { execute(file, sql); };
 }
 
-std::vector<Damage> damages() {
+/// Damages that leave nothing of a store.
+std::vector<Damage> totalDamages() {
   return {
       {"text", [](const auto& file) { std::ofstream(file) << "this is not a database, and never was one"; }},
       {"aFewBytes", [](const auto& file) { std::ofstream(file) << "xyz"; }},
       {"noise", [](const auto& file) { std::ofstream(file) << std::string(100000, '\xA5'); }},
-      {"aHeaderOfNoise", [](const auto& file) { overwrite(file, 0, std::string(100, '\xA5')); }},
-      {"aPageOfNoise", [](const auto& file) { overwrite(file, 2048 * 9, std::string(2048, '\xA5')); }},
-      {"aPageOfZeros", [](const auto& file) { overwrite(file, 2048 * 9, std::string(2048, '\0')); }},
-      {"halfAFile",
-       [](const auto& file) { std::filesystem::resize_file(file, std::filesystem::file_size(file) / 4096 * 2048); }},
-      {"anotherProgramsDatabase", bySQL("DROP TABLE rows; PRAGMA application_id = 0; CREATE TABLE x (y)")},
-      {"aVersionThatNeverWas", bySQL("PRAGMA user_version = 0")},
-      {"aMissingTable", bySQL("DROP TABLE rows")},
-      {"otherColumns", bySQL("ALTER TABLE rows RENAME COLUMN value TO content")},
-      {"aRowThatIsNotJSON", bySQL("UPDATE rows SET value = '{\"a\":' WHERE name = 'key'")},
-      {"aRowOfOtherBytes", bySQL("UPDATE rows SET value = x'00FF' WHERE name = 'key'")},
-      {"aRowWithoutAnOwner", bySQL("INSERT INTO rows VALUES (9999, 9998, 9999, '', '1')")},
-      {"anItemOfAText", bySQL("INSERT INTO rows SELECT 9999, id, 9999, '', '1' FROM rows WHERE name = 'key'")},
-      {"aKeyThatStandsTwice", bySQL("INSERT INTO rows VALUES (9999, 0, 9999, 'key', '1')")},
+      {"anotherProgramsDatabase", bySQL("PRAGMA secure_delete = ON; DROP TABLE rows; DROP TABLE twins; PRAGMA "
+                                        "application_id = 0; CREATE TABLE x (y)")},
   };
 }
 
-class ADamagedFile : public testing::TestWithParam<Damage> {};
+/// And those that leave all or nearly all of it.
+std::vector<Damage> damages() {
+  return {
+      {"aHeaderOfNoise", [](const auto& file) { overwrite(file, 0, std::string(100, '\xA5')); }},
+      {"aPageOfNoise", [](const auto& file) { overwrite(file, 2048 * 9, std::string(2048, '\xA5')); }},
+      {"aPageOfZeros", [](const auto& file) { overwrite(file, 2048 * 9, std::string(2048, '\0')); }},
+      {"aRootOfNoise", [](const auto& file) { overwrite(file, 2048 * 2, std::string(2048, '\xA5')); }},
+      {"aVersionThatNeverWas", bySQL("PRAGMA user_version = 0")},
+      {"aRowThatIsNotJSON", bySQL("UPDATE rows SET value = '{\"a\":' WHERE name = 'other'")},
+      {"anAlteredRow", bySQL("UPDATE rows SET value = '\"identitY\"' WHERE name = 'other'")},
+      {"aRowOfOtherBytes", bySQL("UPDATE rows SET value = x'00FF' WHERE name = 'other'")},
+      {"aRowWithoutAnOwner", bySQL("INSERT INTO rows VALUES (9999, 9998, 9999, '', '1', 0)")},
+      {"aMissingTable", bySQL("DROP TABLE twins")},
+      {"noArrayForItsItemsButATwin", bySQL("UPDATE rows SET checksum = 0 WHERE name = 'queue'")},
+  };
+}
 
-TEST_P(ADamagedFile, IsSetAsideAndAFreshOneBegun) {
+std::vector<std::filesystem::path> onlyFiles(std::vector<std::filesystem::path> aside) {
+  std::erase_if(aside, [](const auto& path) { return path.string().ends_with("-wal"); });
+  return aside;
+}
+
+class AFileDamagedWholly : public testing::TestWithParam<Damage> {};
+
+TEST_P(AFileDamagedWholly, IsSetAsideAndAFreshOneBegun) {
   const TemporaryFolder folder;
   const auto file = folder / "store";
   fill(file);
@@ -78,21 +89,188 @@ TEST_P(ADamagedFile, IsSetAsideAndAFreshOneBegun) {
     store->setObject("new", "key");
   }
   ASSERT_EQ(log.lines().size(), 1U);
-  EXPECT_NE(log.lines().front().find("set aside"), std::string::npos) << log.lines().front();
-  auto aside = filesSetAside(folder);
-  std::erase_if(aside, [](const auto& path) { return path.string().ends_with("-wal"); });
+  const auto aside = onlyFiles(filesSetAside(folder));
   ASSERT_EQ(aside.size(), 1U);
   EXPECT_EQ(contentOf(aside.front()), damaged);
-  EXPECT_NE(log.lines().front().find(aside.front().filename()), std::string::npos) << log.lines().front();
+  EXPECT_NE(log.lines().front().find("set aside as " + aside.front().filename().string()), std::string::npos)
+      << log.lines().front();
   EXPECT_EQ(openStore(file)->objectForKey("key"), Value("new"));
+}
+
+INSTANTIATE_TEST_SUITE_P(Damages, AFileDamagedWholly, testing::ValuesIn(totalDamages()),
+                         [](const auto& parameter) { return parameter.param.name; });
+
+class ADamagedFile : public testing::TestWithParam<Damage> {};
+
+TEST_P(ADamagedFile, KeepsWhatChecksAndIsSetAside) {
+  const TemporaryFolder folder;
+  const auto file = folder / "store";
+  fill(file);
+  openStore(file)->setObject("one more", "other");
+  GetParam().inflict(file);
+  const std::string damaged = contentOf(file);
+
+  StoreLog log;
+  {
+    const auto store = openStore(file, log.sink());
+    ASSERT_TRUE(store);
+    EXPECT_EQ(store->objectForKey("key"), Value("identity"));
+    const Array queue = store->objectForKey("queue").array();
+    EXPECT_GE(queue.size(), 95U);
+    for (const Value& item : queue)
+      EXPECT_EQ(item, record(static_cast<int>(item.dictionary()["number"].integerValue())));
+    store->setObject(queue.appending("new"), "queue");
+  }
+  ASSERT_EQ(log.lines().size(), 1U);
+  EXPECT_NE(log.lines().front().find("are kept"), std::string::npos) << log.lines().front();
+  const auto aside = onlyFiles(filesSetAside(folder));
+  ASSERT_EQ(aside.size(), 1U);
+  EXPECT_EQ(contentOf(aside.front()), damaged);
+  log.clear();
+  EXPECT_GE(openStore(file, log.sink())->arrayForKey("queue")->size(), 96U);
+  EXPECT_TRUE(log.lines().empty()) << log.lines().front();
 }
 
 INSTANTIATE_TEST_SUITE_P(Damages, ADamagedFile, testing::ValuesIn(damages()),
                          [](const auto& parameter) { return parameter.param.name; });
 
+TEST(DamagedFiles, AreAccountedForInTheLog) {
+  const TemporaryFolder folder;
+  const auto file = folder / "store";
+  fill(file, 260);
+  execute(file, "UPDATE rows SET value = '{}' WHERE id IN (SELECT id FROM rows WHERE name = '' LIMIT 3)");
+  StoreLog log;
+  EXPECT_EQ(openStore(file, log.sink())->arrayForKey("queue")->size(), 257U);
+  ASSERT_EQ(log.lines().size(), 1U);
+  EXPECT_NE(log.lines().front().find("2 keys and 257 records of it are kept, at least 3 rows lost"), std::string::npos)
+      << log.lines().front();
+}
+
+constexpr const char* identifier = "com.marlune.MarluneTracker.deviceId";
+
+/// Leaves a store with an identifier and `records` records.
+void leave(const std::filesystem::path& file, int records) {
+  fill(file, records);
+  openStore(file)->setObject("MI1", identifier);
+}
+
+/// What is to hold whatever became of the bytes in `suffix` of a store.
+void expectWhatIsLeft(const std::filesystem::path& file, std::size_t least, const std::string& what) {
+  StoreLog log;
+  const auto store = openStore(file, log.sink());
+  ASSERT_TRUE(store) << what;
+  EXPECT_EQ(store->objectForKey(identifier), Value("MI1")) << what;
+  const Array queue = store->objectForKey("queue").array();
+  for (const Value& item : queue) {
+    ASSERT_EQ(item, record(static_cast<int>(item.dictionary()["number"].integerValue()))) << what;
+  }
+  EXPECT_GE(queue.size(), least) << what;
+  const bool isWhole = queue.size() == 60 && store->objectForKey("key") == Value("identity");
+  EXPECT_TRUE(isWhole || !log.lines().empty()) << what;
+}
+
+TEST(DamagedFiles, LoseNoMoreThanTheirDamagedPageWhereverAByteIsFlipped) {
+  const TemporaryFolder folder;
+  const auto file = folder / "store";
+  leave(file, 60);
+  const std::string whole = contentOf(file);
+  const std::string identity = contentOf(file.string() + ".identity");
+  for (std::size_t place = 0; place < whole.size(); place += 64) {
+    const TemporaryFolder copies(memory());
+    const auto copy = copies / "store";
+    std::string damaged = whole;
+    damaged[place] = static_cast<char>(damaged[place] ^ 0x10);
+    std::ofstream(copy, std::ios::binary) << damaged;
+    std::ofstream(copy.string() + ".identity", std::ios::binary) << identity;
+    expectWhatIsLeft(copy, 50, "flipped at " + std::to_string(place));
+  }
+}
+
+TEST(DamagedFiles, LoseNoMoreThanWhatIsCutOff) {
+  const TemporaryFolder folder;
+  const auto file = folder / "store";
+  leave(file, 60);
+  const std::string whole = contentOf(file);
+  const std::string identity = contentOf(file.string() + ".identity");
+  for (std::size_t size = 0; size < whole.size(); size += 1024) {
+    const TemporaryFolder copies(memory());
+    const auto copy = copies / "store";
+    std::ofstream(copy, std::ios::binary) << whole.substr(0, size);
+    std::ofstream(copy.string() + ".identity", std::ios::binary) << identity;
+    StoreLog log;
+    const auto store = openStore(copy, log.sink());
+    ASSERT_TRUE(store) << size;
+    EXPECT_EQ(store->objectForKey(identifier), Value("MI1")) << size;
+  }
+}
+
+TEST(ADamagedLog, IsReadBehindTheDamageAndSaysSo) {
+  const TemporaryFolder folder;
+  const auto file = folder / "store";
+  leaveWithLog(file, [](SQLiteUserDefaults& store) {
+    store.setObject("MI1", identifier);
+    store.setObject(Array(), "queue");
+    for (int number = 0; number < 60; ++number) {
+      store.update("queue", [&](const Value& queue) { return Value(queue.array().appending(record(number))); });
+      store.synchronize();
+    }
+  });
+  const std::string main = contentOf(file);
+  const std::string log = contentOf(file.string() + "-wal");
+  const std::string identity = contentOf(file.string() + ".identity");
+  // The very last transaction, which is a few pages long, looks like one that the end of the process cut short.
+  for (std::size_t place = 0; place < log.size() - std::size_t{6} * 2072; place += 64 * 9) {
+    const TemporaryFolder copies(memory());
+    const auto copy = copies / "store";
+    std::string damaged = log;
+    damaged[place] = static_cast<char>(damaged[place] ^ 0x10);
+    std::ofstream(copy, std::ios::binary) << main;
+    std::ofstream(copy.string() + "-wal", std::ios::binary) << damaged;
+    std::ofstream(copy.string() + ".identity", std::ios::binary) << identity;
+    expectWhatIsLeft(copy, 50, "flipped at " + std::to_string(place));
+  }
+}
+
+TEST(TheIdentity, SurvivesTheLossOfTheFile) {
+  const TemporaryFolder folder;
+  const auto file = folder / "store";
+  leave(file, 3);
+  openStore(file)->setObject(false, "com.marlune.MarluneTracker.sendInitial");
+  std::filesystem::remove(file);
+  const auto store = openStore(file);
+  EXPECT_EQ(store->objectForKey(identifier), Value("MI1"));
+  EXPECT_EQ(store->objectForKey("com.marlune.MarluneTracker.sendInitial"), Value(false));
+  EXPECT_TRUE(store->objectForKey("key").isNull());
+}
+
+TEST(TheIdentity, SurvivesTheLossOfItsCopy) {
+  const TemporaryFolder folder;
+  const auto file = folder / "store";
+  leave(file, 3);
+  for (const char* damage : {"", "1\n{}", "noise"}) {
+    std::ofstream(file.string() + ".identity") << damage;
+    EXPECT_EQ(openStore(file)->objectForKey(identifier), Value("MI1"));
+    EXPECT_NE(contentOf(file.string() + ".identity").find("MI1"), std::string::npos);
+  }
+}
+
+TEST(TheIdentity, IsTheFilesWhenThatIsHealthy) {
+  const TemporaryFolder folder;
+  const auto file = folder / "store";
+  leave(file, 3);
+  const std::string older = contentOf(file.string() + ".identity");
+  {
+    const auto store = openStore(file);
+    store->setObject("MI2", identifier);
+    store->setObject("usd", "com.marlune.MarluneTracker.currency");
+  }
+  std::ofstream(file.string() + ".identity") << older;
+  EXPECT_EQ(openStore(file)->objectForKey(identifier), Value("MI2"));
+}
+
 TEST(DamagedFiles, DoNotIncludeOneWhoseCreationWasCutShort) {
   const TemporaryFolder folder;
-  execute(folder / "store", "PRAGMA page_size = 2048; PRAGMA journal_mode = WAL");
+  execute(folder / "store", "PRAGMA page_size = 2048; PRAGMA auto_vacuum = INCREMENTAL; PRAGMA journal_mode = WAL");
   ASSERT_GT(std::filesystem::file_size(folder / "store"), 0U);
   StoreLog log;
   openStore(folder / "store", log.sink())->setObject(1, "key");
@@ -118,7 +296,7 @@ TEST(DamagedFiles, AreSetAsideOnceThatIsPossible) {
   std::ofstream(file) << "this is not a database, and never was one";
   StoreLog log;
   renamesFail = true;
-  const auto store = openStore(file, log.sink());
+  const auto store = openStore(file, log.sink(), joining);
   store->setObject("value", "key");
   store->synchronize();
   EXPECT_TRUE(filesSetAside(folder).empty());

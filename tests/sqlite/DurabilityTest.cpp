@@ -46,6 +46,14 @@ TEST(SQLiteStore, CreatesMissingFolders) {
   EXPECT_EQ(openStore(folder / "a/b/c/store")->objectForKey("key"), Value(1));
 }
 
+TEST(SQLiteStore, KeepsItsValuesWhenItIsToSurviveAPowerCut) {
+  const TemporaryFolder folder;
+  const auto store = openStore(folder / "store", {}, surviving);
+  store->setObject(1, "key");
+  store->synchronize();
+  EXPECT_EQ(AfterSuddenDeath(folder / "store")->objectForKey("key"), Value(1));
+}
+
 TEST(StoreGroups, BecomeDurableTogetherWhenTheOutermostEnds) {
   const TemporaryFolder folder;
   const auto store = openStore(folder / "store");
@@ -163,7 +171,7 @@ TEST(DurableActions, RunEvenIfTheMediumRefuses) {
   const TemporaryFolder folder;
   StoreLog log;
   std::ofstream(folder / "blocker") << "a file where a folder should be";
-  const auto store = openStore(folder / "blocker/store", log.sink());
+  const auto store = openStore(folder / "blocker/store", log.sink(), joining);
   bool hasRun = false;
   store->whenDurable([&] { hasRun = true; });
   EXPECT_TRUE(hasRun);

@@ -9,7 +9,7 @@ TEST(AMediumThatRefuses, IsReportedOnceAndWrittenWhenItCan) {
   const TemporaryFolder folder;
   std::ofstream(folder / "blocker") << "a file where a folder should be";
   StoreLog log;
-  const auto store = openStore(folder / "blocker/store", log.sink());
+  const auto store = openStore(folder / "blocker/store", log.sink(), joining);
   for (int number = 0; number < 3; ++number) {
     store->setObject(number, "key");
     store->synchronize();
@@ -34,7 +34,7 @@ TEST(AMediumThatRefuses, GivesUpItsValuesOnceItCanBeRead) {
   }
   std::filesystem::rename(folder / "there", folder / "elsewhere");
   std::ofstream(folder / "there") << "a file where a folder should be";
-  const auto store = openStore(folder / "there/store");
+  const auto store = openStore(folder / "there/store", {}, joining);
   store->setObject("new", "replaced");
   store->removeObject("removed");
 
@@ -113,12 +113,15 @@ TEST(StoreDiagnostics, AreGivenWithNoLockHeld) {
   std::ofstream(folder / "blocker") << "a file where a folder should be";
   std::unique_ptr<SQLiteUserDefaults> store;
   int lines = 0;
-  store = openStore(folder / "blocker/store", [&](std::string_view) {
-    ++lines;
-    if (!store) return;
-    store->synchronize();
-    store->setObject(store->objectForKey("key"), "copy");
-  });
+  store = openStore(
+      folder / "blocker/store",
+      [&](std::string_view) {
+        ++lines;
+        if (!store) return;
+        store->synchronize();
+        store->setObject(store->objectForKey("key"), "copy");
+      },
+      joining);
   std::filesystem::remove(folder / "blocker");
   store->setObject(1, "key");
   store->synchronize();

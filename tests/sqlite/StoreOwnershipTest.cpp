@@ -8,16 +8,10 @@
 namespace fliprugair {
 namespace {
 
-std::string refusalOf(const std::filesystem::path& file) {
-  auto opened = SQLiteUserDefaults::open(file, {});
-  const auto* refusal = std::get_if<SQLiteUserDefaults::Refusal>(&opened);
-  return refusal != nullptr ? refusal->reason : std::string();
-}
-
 TEST(AStoreOfANewerVersion, IsRefusedAndLeftAsItIs) {
   const TemporaryFolder folder;
   fill(folder / "store");
-  execute(folder / "store", "PRAGMA user_version = 2");
+  execute(folder / "store", "PRAGMA user_version = 3");
   const std::string content = contentOf(folder / "store");
   const std::string reason = refusalOf(folder / "store");
   EXPECT_NE(reason.find("newer version"), std::string::npos) << reason;
@@ -29,7 +23,7 @@ TEST(AStoreOfANewerVersion, IsRefusedAndLeftAsItIs) {
 TEST(AStoreOfANewerVersion, IsRefusedWhenItCanOnlyBeReadToo) {
   const TemporaryFolder folder;
   fill(folder / "store");
-  execute(folder / "store", "PRAGMA user_version = 2");
+  execute(folder / "store", "PRAGMA user_version = 3");
   makeUnlockable(folder / "store");
   const std::string reason = refusalOf(folder / "store");
   EXPECT_NE(reason.find("newer version"), std::string::npos) << reason;

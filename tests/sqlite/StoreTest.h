@@ -36,6 +36,11 @@ class TemporaryFolder {
   std::filesystem::path path_;
 };
 
+/// There is no need for the disk to see what a test writes there.
+inline std::filesystem::path memory() {
+  return std::filesystem::exists("/dev/shm") ? "/dev/shm" : std::filesystem::temp_directory_path();
+}
+
 /// Keeps what the store says. Any thread.
 class StoreLog {
  public:
@@ -44,6 +49,11 @@ class StoreLog {
       const std::lock_guard lock(mutex_);
       lines_.emplace_back(line);
     };
+  }
+
+  void clear() {
+    const std::lock_guard lock(mutex_);
+    lines_.clear();
   }
 
   std::vector<std::string> lines() const {
@@ -58,13 +68,23 @@ class StoreLog {
 
 /// The store in `file`, or a null pointer and a failed test when it is refused.
 inline std::unique_ptr<SQLiteUserDefaults> openStore(const std::filesystem::path& file,
-                                                     SQLiteUserDefaults::Log log = {}) {
-  auto opened = SQLiteUserDefaults::open(file, std::move(log));
+                                                     SQLiteUserDefaults::Log log = {}, StoreOptions options = {}) {
+  auto opened = SQLiteUserDefaults::open(file, std::move(log), options);
   if (const auto* refusal = std::get_if<SQLiteUserDefaults::Refusal>(&opened)) {
     ADD_FAILURE() << refusal->reason;
     return nullptr;
   }
   return std::get<std::unique_ptr<SQLiteUserDefaults>>(std::move(opened));
+}
+
+constexpr StoreOptions surviving{.durability = StoreDurability::powerCut};
+constexpr StoreOptions joining{.unreadable = UnreadableStore::isJoined};
+
+/// Why the store in `file` is refused; "" when it is not.
+inline std::string refusalOf(const std::filesystem::path& file) {
+  auto opened = SQLiteUserDefaults::open(file, {});
+  const auto* refusal = std::get_if<SQLiteUserDefaults::Refusal>(&opened);
+  return refusal != nullptr ? refusal->reason : std::string();
 }
 
 /// What a process would find in `file` if the one that has it open died at this moment. Only for stores that have
@@ -84,11 +104,6 @@ class AfterSuddenDeath {
   }
 
  private:
-  // There is no need for the disk to see these copies.
-  static std::filesystem::path memory() {
-    return std::filesystem::exists("/dev/shm") ? "/dev/shm" : std::filesystem::temp_directory_path();
-  }
-
   TemporaryFolder folder_{memory()};
   StoreLog log_;
   std::unique_ptr<SQLiteUserDefaults> store_;

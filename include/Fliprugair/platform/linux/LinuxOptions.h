@@ -10,6 +10,7 @@
 #include "Fliprugair/collaborators/MarluneLocationManager.h"
 #include "Fliprugair/collaborators/MarluneNetworkAccess.h"
 #include "Fliprugair/platform/Platform.h"
+#include "Fliprugair/platform/StoreOptions.h"
 #include "Fliprugair/platform/curl/CurlNetworkOptions.h"
 #include "Fliprugair/platform/linux/HostFacts.h"
 #include "Fliprugair/platform/linux/Log.h"
@@ -45,6 +46,7 @@ struct LinuxOptions {
 
   /// The store's file. Not given: fliprugair.sqlite in the folder $XDG_DATA_HOME/<bundleIdentifier>.
   std::optional<std::filesystem::path> storePath = {};
+  StoreOptions store = {};
   /// The application's own documents, in which a control host may ask for keyed archives by name. Empty: there are
   /// none.
   std::filesystem::path documentsFolder = {};

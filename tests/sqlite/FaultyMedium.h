@@ -1,0 +1,21 @@
+// A medium on which one operation of a kind fails.
+#pragma once
+
+namespace fliprugair {
+
+/// As long as it lives, the `number`th operation of its kind (from 0 on) that SQLite makes on any file fails once. One
+/// at a time.
+class FaultyMedium {
+ public:
+  enum class Operation { open, read, write, sync, truncate };
+
+  FaultyMedium(Operation operation, int number);
+  ~FaultyMedium();
+  FaultyMedium(const FaultyMedium&) = delete;
+  FaultyMedium& operator=(const FaultyMedium&) = delete;
+
+  /// Whether that operation came.
+  bool hasFailed() const;
+};
+
+}  // namespace fliprugair

@@ -1,0 +1,109 @@
+#include "platform/sqlite/RowFile.h"
+#include "sqlite/FaultyMedium.h"
+#include "sqlite/StoreFiles.h"
+
+namespace fliprugair {
+namespace {
+
+constexpr const char* identifier = "com.marlune.MarluneTracker.deviceId";
+
+void copyStore(const std::filesystem::path& from, const std::filesystem::path& to) {
+  for (const char* suffix : {"", "-wal", ".identity"}) {
+    if (std::filesystem::exists(from.string() + suffix)) {
+      std::filesystem::copy_file(from.string() + suffix, to.string() + suffix);
+    }
+  }
+}
+
+std::vector<std::int64_t> numbersIn(const SQLiteUserDefaults& store) {
+  std::vector<std::int64_t> numbers;
+  for (const Value& item : store.objectForKey("queue").array()) {
+    numbers.push_back(item.dictionary()["number"].integerValue());
+  }
+  return numbers;
+}
+
+std::vector<std::int64_t> upTo(std::int64_t count) {
+  std::vector<std::int64_t> numbers;
+  for (std::int64_t number = 0; number < count; ++number) numbers.push_back(number);
+  return numbers;
+}
+
+class OneError : public testing::TestWithParam<FaultyMedium::Operation> {};
+
+/// A start, five records and an end, in which one operation fails, then the next: nothing is lost, nothing is twice,
+/// and a healthy store is not taken for a damaged one.
+void expectNothingLost(FaultyMedium::Operation operation, const std::filesystem::path& original, int before) {
+  for (int number = 0;; ++number) {
+    const TemporaryFolder folder(memory());
+    const auto file = folder / "store";
+    copyStore(original, file);
+    bool isOpen = false;
+    bool hasFailed = false;
+    {
+      const FaultyMedium medium(operation, number);
+      auto opened = SQLiteUserDefaults::open(file, {});
+      if (auto* store = std::get_if<std::unique_ptr<SQLiteUserDefaults>>(&opened)) {
+        isOpen = true;
+        for (int next = before; next < before + 5; ++next) {
+          (*store)->update("queue", [&](const Value& queue) { return Value(queue.array().appending(record(next))); });
+          (*store)->synchronize();
+        }
+        EXPECT_EQ(numbersIn(**store), upTo(before + 5)) << number;
+        EXPECT_EQ((*store)->objectForKey(identifier), Value("MI1")) << number;
+      }
+      opened = SQLiteUserDefaults::Refusal{};
+      hasFailed = medium.hasFailed();
+    }
+    EXPECT_TRUE(filesSetAside(folder).empty()) << number;
+    const auto store = openStore(file);
+    EXPECT_EQ(numbersIn(*store), upTo(before + (isOpen ? 5 : 0))) << number;
+    EXPECT_EQ(store->objectForKey(identifier), Value("MI1")) << number;
+    if (!hasFailed) return;
+    ASSERT_LT(number, 5000);
+  }
+}
+
+TEST_P(OneError, CostsNothing) {
+  const TemporaryFolder folder(memory());
+  const auto file = folder / "store";
+  leaveWithLog(file, [](SQLiteUserDefaults& store) {
+    store.setObject("MI1", identifier);
+    store.setObject(Array(), "queue");
+    for (int number = 0; number < 20; ++number) {
+      store.update("queue", [&](const Value& queue) { return Value(queue.array().appending(record(number))); });
+      store.synchronize();
+    }
+  });
+  expectNothingLost(GetParam(), file, 20);
+}
+
+TEST(OneErrorWhileALongLogIsCut, CostsNothing) {
+  const TemporaryFolder folder(memory());
+  const auto file = folder / "store";
+  leaveWithLog(file, [](SQLiteUserDefaults& store) {
+    store.setObject("MI1", identifier);
+    Array queue;
+    for (int number = 0; number < 3; ++number) queue = queue.appending(record(number));
+    store.setObject(queue, "queue");
+    store.setObject(std::string(RowFile::pageSize * (RowFile::logTarget + 100), 'x'), "long");
+  });
+  for (const auto operation :
+       {FaultyMedium::Operation::open, FaultyMedium::Operation::sync, FaultyMedium::Operation::truncate}) {
+    expectNothingLost(operation, file, 3);
+  }
+}
+
+std::string nameOf(const testing::TestParamInfo<FaultyMedium::Operation>& operation) {
+  const std::vector<std::string> names = {"Opening", "Reading", "Writing", "Syncing", "Cutting"};
+  return names[static_cast<std::size_t>(operation.param)];
+}
+
+INSTANTIATE_TEST_SUITE_P(Operations, OneError,
+                         testing::Values(FaultyMedium::Operation::open, FaultyMedium::Operation::read,
+                                         FaultyMedium::Operation::write, FaultyMedium::Operation::sync,
+                                         FaultyMedium::Operation::truncate),
+                         nameOf);
+
+}  // namespace
+}  // namespace fliprugair
