@@ -75,9 +75,8 @@ Dictionary::Dictionary(std::vector<std::pair<std::string, Value>> pairs) {
   for (auto& pair : pairs) {
     pair.first = validUtf8(std::move(pair.first));
     const std::uint32_t hash = hashOf(pair.first);
-    const auto known = mayBeLong ? entries.end() : std::ranges::find_if(entries, [&](const Entry& entry) {
-      return entry.hash == hash && entry.key() == pair.first;
-    });
+    const auto isKnown = [&](const Entry& entry) { return entry.hash == hash && entry.key() == pair.first; };
+    const auto known = mayBeLong ? entries.end() : std::find_if(entries.begin(), entries.end(), isKnown);
     if (known != entries.end()) {
       known->value = std::move(pair.second);
     } else {
@@ -88,7 +87,8 @@ Dictionary::Dictionary(std::vector<std::pair<std::string, Value>> pairs) {
   if (entries.empty()) return;
   if (mayBeLong) {
     // Long lists look for repeated keys after sorting, so that their number does not matter.
-    std::ranges::stable_sort(entries, {}, [](const Entry& entry) -> const std::string& { return entry.key(); });
+    std::stable_sort(entries.begin(), entries.end(),
+                     [](const Entry& left, const Entry& right) { return left.key() < right.key(); });
     std::vector<Entry> unique;
     unique.reserve(entries.size());
     for (Entry& entry : entries) {
@@ -98,7 +98,7 @@ Dictionary::Dictionary(std::vector<std::pair<std::string, Value>> pairs) {
         unique.push_back(std::move(entry));
       }
     }
-    std::ranges::sort(unique, byOrder);
+    std::sort(unique.begin(), unique.end(), byOrder);
     entries = std::move(unique);
   }
   *this = distributed(std::move(entries));
@@ -191,7 +191,8 @@ Dictionary::Entries Dictionary::entries() const {
     for (const Entry& entry : node_->bucket(index)) result.order_.push_back(&entry);
   }
   if (node_->bucketCount > 1) {
-    std::ranges::sort(result.order_, {}, [](const Entry* entry) { return entry->order; });
+    std::sort(result.order_.begin(), result.order_.end(),
+              [](const Entry* left, const Entry* right) { return left->order < right->order; });
   }
   return result;
 }
@@ -202,7 +203,7 @@ Dictionary::Difference Dictionary::difference(const Dictionary& before, const Di
   const auto isIn = [](const Dictionary& dictionary, const Entry& entry) {
     if (!dictionary.node_) return false;
     const Bucket& bucket = dictionary.node_->bucket(dictionary.node_->bucketIndex(entry.hash));
-    return std::ranges::any_of(bucket, [&](const Entry& other) {
+    return std::any_of(bucket.begin(), bucket.end(), [&](const Entry& other) {
       return other.order == entry.order && other.value.isSameObject(entry.value) &&
              (other.sharedKey == entry.sharedKey || other.key() == entry.key());
     });
@@ -228,7 +229,7 @@ Dictionary::Difference Dictionary::difference(const Dictionary& before, const Di
   };
   collect(before, after, result.removed);
   collect(after, before, result.added);
-  std::ranges::sort(result.added, byOrder);
+  std::sort(result.added.begin(), result.added.end(), byOrder);
   return result;
 }
 

@@ -22,8 +22,7 @@ class Locked {
   /// What was held before.
   T exchange(T value) {
     const std::lock_guard lock(mutex_);
-    std::swap(value_, value);
-    return value;
+    return std::exchange(value_, std::move(value));
   }
 
  private:

@@ -4,6 +4,8 @@
 #include <array>
 #include <charconv>
 #include <limits>
+#include <locale>
+#include <sstream>
 
 namespace fliprugair {
 
@@ -22,6 +24,30 @@ bool takeSign(std::string_view& text) {
   const bool minus = text.front() == '-';
   text.remove_prefix(1);
   return minus;
+}
+
+std::size_t digitsAt(std::string_view text, std::size_t position) {
+  std::size_t end = position;
+  while (end < text.size() && isDigit(text[end])) ++end;
+  return end - position;
+}
+
+/// The decimal real without a sign that `text` begins with; "" when it begins with none.
+std::string_view realAtBeginning(std::string_view text) {
+  std::size_t end = digitsAt(text, 0);
+  std::size_t digits = end;
+  if (end < text.size() && text[end] == '.') {
+    const std::size_t behindPoint = digitsAt(text, end + 1);
+    digits += behindPoint;
+    end += 1 + behindPoint;
+  }
+  if (digits == 0) return {};
+  if (end < text.size() && (text[end] == 'e' || text[end] == 'E')) {
+    const bool isSigned = end + 1 < text.size() && (text[end + 1] == '-' || text[end + 1] == '+');
+    const std::size_t exponent = end + (isSigned ? 2 : 1);
+    if (const std::size_t count = digitsAt(text, exponent); count > 0) end = exponent + count;
+  }
+  return text.substr(0, end);
 }
 
 struct Utf8Sequence {
@@ -108,19 +134,12 @@ template std::int64_t integerOfText<std::int64_t>(std::string_view text);
 float floatOfText(std::string_view text) {
   text = afterBlanks(text);
   const bool negative = takeSign(text);
-  // Keeps out "inf" and "nan", which from_chars would take.
-  if (text.empty() || (!isDigit(text.front()) && text.front() != '.')) return 0;
+  // Not every standard library reads reals with from_chars. A stream does, once it is given the number alone.
+  std::istringstream stream{std::string(realAtBeginning(text))};
+  stream.imbue(std::locale::classic());
   float result = 0;
-  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), result);
-  if (error == std::errc::invalid_argument) return 0;
-  if (error == std::errc::result_out_of_range) {
-    // Too large or too small: from_chars does not say which, but the number fits a double or has its exponent's sign.
-    const std::string_view number(text.data(), static_cast<std::size_t>(end - text.data()));
-    double wide = 0;
-    const bool fits = std::from_chars(number.begin(), number.end(), wide).ec == std::errc();
-    const bool tooLarge = fits ? wide > 1 : number.find("e-") == number.npos && number.find("E-") == number.npos;
-    result = tooLarge ? std::numeric_limits<float>::infinity() : 0;
-  }
+  // It answers with the largest number when there is a larger one, and fails.
+  if (!(stream >> result) && result > 1) result = std::numeric_limits<float>::infinity();
   return negative ? -result : result;
 }
 

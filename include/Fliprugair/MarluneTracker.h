@@ -4,6 +4,7 @@
 #include <string>
 
 #include "Fliprugair/AnyObject.h"
+#include "Fliprugair/platform/Export.h"
 #include "Fliprugair/platform/Text.h"
 #include "Fliprugair/platform/URL.h"
 #include "Fliprugair/platform/Value.h"
@@ -27,7 +28,7 @@ class TrackerImplementation;
 /// Threads: the constructors belong on the main thread, every other public operation may be called from any thread.
 /// Blocking: no operation waits for the network. What an operation writes is durable when it returns, all or nothing.
 /// Errors: nothing is thrown. A missing argument (null: `nullptr` or `{}`) is safe everywhere.
-class MarluneTracker final {
+class FLIPRUGAIR_EXPORT MarluneTracker final {
  public:
   // Construction. Each answers with a null pointer when there is neither an application identifier nor a partner
   // identifier with a partner name. The positional forms leave out, from the end, what has the default shown:

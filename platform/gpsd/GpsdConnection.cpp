@@ -37,14 +37,17 @@ Addresses numericAddress(const std::string& host, const std::string& port) {
 
 }  // namespace
 
-GpsdConnection::GpsdConnection(const GpsdOptions& options, Deadline deadline, std::stop_token stop)
-    : deadline_(deadline), stop_(std::move(stop)), wake_(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
+GpsdConnection::GpsdConnection(const GpsdOptions& options, Deadline deadline, GpsdStop& stop)
+    : deadline_(deadline), stop_(stop), wake_(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
   if (!wake_) return;
+  stop_.setWake(wake_.get());
   for (const auto& address : addressesOf(options.host)) {
     connect(address, options.port);
     if (isOpen()) return;
   }
 }
+
+GpsdConnection::~GpsdConnection() { stop_.setWake(-1); }
 
 std::optional<std::string> GpsdConnection::nextLine() {
   if (!isOpen()) return std::nullopt;
@@ -92,8 +95,7 @@ bool GpsdConnection::receive() {
 }
 
 bool GpsdConnection::waitFor(short events) {
-  const std::stop_callback wakeUp(stop_, [this] { eventfd_write(wake_.get(), 1); });
-  while (!stop_.stop_requested()) {
+  while (!stop_.isRequested()) {
     const auto left =
         std::chrono::ceil<std::chrono::milliseconds>(deadline_ - std::chrono::steady_clock::now()).count();
     if (left <= 0) return false;

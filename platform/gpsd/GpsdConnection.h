@@ -2,21 +2,25 @@
 
 #include <chrono>
 #include <optional>
-#include <stop_token>
 #include <string>
 
 #include "platform/gpsd/GpsdLocationManager.h"
+#include "platform/gpsd/GpsdStop.h"
 #include "platform/posix/FileDescriptor.h"
 
 namespace fliprugair {
 
 /// A connection that watches gpsd's reports. Whatever waits is given up at the deadline, and at once when a stop is
-/// requested. One thread. (libgps's own connection can be bound to neither; only its reading of reports is used.)
+/// requested; `stop` must outlive the connection. One thread. (libgps's own connection can be bound to neither; only
+/// its reading of reports is used.)
 class GpsdConnection {
  public:
   using Deadline = std::chrono::steady_clock::time_point;
 
-  GpsdConnection(const GpsdOptions& options, Deadline deadline, std::stop_token stop);
+  GpsdConnection(const GpsdOptions& options, Deadline deadline, GpsdStop& stop);
+  ~GpsdConnection();
+  GpsdConnection(const GpsdConnection&) = delete;
+  GpsdConnection& operator=(const GpsdConnection&) = delete;
 
   /// Whether gpsd answered and was asked for its reports.
   bool isOpen() const { return static_cast<bool>(socket_); }
@@ -31,7 +35,7 @@ class GpsdConnection {
   bool waitFor(short events);
 
   Deadline deadline_;
-  std::stop_token stop_;
+  GpsdStop& stop_;
   FileDescriptor wake_;  ///< becomes readable when a stop is requested
   FileDescriptor socket_;
   std::string received_;

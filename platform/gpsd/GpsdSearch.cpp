@@ -26,7 +26,7 @@ void GpsdSearch::setDelegate(std::weak_ptr<MarluneLocationManagerDelegate> deleg
 
 void GpsdSearch::begin(bool loggingEnabled, double accuracy, std::chrono::seconds timeout) {
   const std::lock_guard lock(mutex_);
-  if (begun_ || stop_.stop_requested()) return;
+  if (begun_ || stop_.isRequested()) return;
   begun_ = true;
   loggingEnabled_ = loggingEnabled;
   try {
@@ -39,7 +39,7 @@ void GpsdSearch::begin(bool loggingEnabled, double accuracy, std::chrono::second
 }
 
 void GpsdSearch::end() {
-  stop_.request_stop();
+  stop_.request();
   std::thread thread;
   {
     std::unique_lock lock(mutex_);  // from here on begin() sees the stop
@@ -74,9 +74,9 @@ std::optional<GpsFix> GpsdSearch::find(double accuracy, Deadline deadline) {
   const auto say = [&](const std::string& line) {
     if (std::exchange(said, line) != line) log(line);
   };
-  for (; Clock::now() < deadline && !stop_.stop_requested();
-       pauseUntil(std::min(Clock::now() + untilNextTry, deadline))) {
-    GpsdConnection gpsd(options_, deadline, stop_.get_token());
+  for (; Clock::now() < deadline && !stop_.isRequested();
+       stop_.waitUntil(std::min(Clock::now() + untilNextTry, deadline))) {
+    GpsdConnection gpsd(options_, deadline, stop_);
     if (!gpsd.isOpen()) {
       say("location: no gpsd at " + options_.host + " port " + options_.port);
       continue;
@@ -89,14 +89,6 @@ std::optional<GpsFix> GpsdSearch::find(double accuracy, Deadline deadline) {
   }
   log("location: no fix, the time is over");
   return std::nullopt;
-}
-
-/// Returns at once when a stop is requested.
-void GpsdSearch::pauseUntil(Deadline end) const {
-  std::mutex mutex;
-  std::unique_lock lock(mutex);
-  std::condition_variable_any stopped;
-  stopped.wait_until(lock, stop_.get_token(), end, [] { return false; });
 }
 
 void GpsdSearch::deliver(const GpsFix& fix) {
@@ -113,7 +105,7 @@ void GpsdSearch::deliver(const GpsFix& fix) {
 }
 
 void GpsdSearch::log(std::string_view line) const {
-  if (loggingEnabled_ && log_ && !stop_.stop_requested()) log_(line);
+  if (loggingEnabled_ && log_ && !stop_.isRequested()) log_(line);
 }
 
 }  // namespace fliprugair

@@ -5,13 +5,13 @@
 #include <memory>
 #include <mutex>
 #include <optional>
-#include <stop_token>
 #include <string_view>
 #include <thread>
 
 #include "platform/gpsd/GpsReports.h"
 #include "platform/gpsd/GpsdConnection.h"
 #include "platform/gpsd/GpsdLocationManager.h"
+#include "platform/gpsd/GpsdStop.h"
 
 namespace fliprugair {
 
@@ -40,14 +40,13 @@ class GpsdSearch {
 
   void run(double accuracy, Deadline deadline);
   std::optional<GpsFix> find(double accuracy, Deadline deadline);
-  void pauseUntil(Deadline end) const;
   void deliver(const GpsFix& fix);
   void log(std::string_view line) const;
 
   const GpsdOptions options_;
   const GpsdLocationManager::Log log_;
   bool loggingEnabled_ = false;  ///< written before the thread begins
-  std::stop_source stop_;
+  GpsdStop stop_;
 
   mutable std::mutex mutex_;  ///< around what follows
   std::condition_variable changed_;

@@ -41,7 +41,7 @@ std::optional<std::string> canonical(const std::optional<std::string>& uuid) {
 }
 
 double number(std::string_view text) {
-  double value = 0;
+  unsigned value = 0;
   std::from_chars(text.data(), text.data() + text.size(), value);
   return value;
 }

@@ -55,7 +55,10 @@ RowMirror::RowMirror(std::vector<Row> rows) {
     nextNumber_ = std::max({nextNumber_, row.id + 1, row.position + 1});
     children[row.parent].push_back(std::move(row));
   }
-  for (auto& [parent, siblings] : children) std::ranges::sort(siblings, {}, &Row::position);
+  for (auto& [parent, siblings] : children) {
+    std::sort(siblings.begin(), siblings.end(),
+              [](const Row& left, const Row& right) { return left.position < right.position; });
+  }
   const auto roots = children.find(0);
   if (roots != children.end()) {
     for (const Row& row : roots->second) {
@@ -125,7 +128,8 @@ void RowMirror::stage(const std::vector<StoreMemory::Write>& writes, std::vector
   }
   for (const auto& write : writes) {
     Key& key = keys_.find(*write.name)->second;
-    if (std::ranges::find(donors_, &key) == donors_.end()) stageKey(*write.name, key, write.value, changes);
+    if (std::find(donors_.begin(), donors_.end(), &key) == donors_.end())
+      stageKey(*write.name, key, write.value, changes);
   }
   donors_.clear();
   for (const auto& [write, key] : last) stageKey(*write->name, *key, write->value, changes);
@@ -156,7 +160,9 @@ void RowMirror::stageEntries(Key& key, const Dictionary& before, const Dictionar
   const Dictionary::Difference difference = Dictionary::difference(before, after);
   const std::vector<Dictionary::Entry>& added = difference.added;
   for (const Dictionary::Entry& entry : difference.removed) {
-    const auto successor = std::ranges::lower_bound(added, entry.order, {}, &Dictionary::Entry::order);
+    const auto successor =
+        std::lower_bound(added.begin(), added.end(), entry.order,
+                         [](const Dictionary::Entry& other, std::uint64_t order) { return other.order < order; });
     const bool isReplaced =
         successor != added.end() && successor->order == entry.order && successor->key() == entry.key();
     if (isReplaced) continue;
@@ -165,7 +171,7 @@ void RowMirror::stageEntries(Key& key, const Dictionary& before, const Dictionar
     key.entries.erase(row);
   }
   const auto isNew = [&](const Dictionary::Entry& entry) { return !key.entries.contains(entry.order); };
-  const auto firstNew = std::ranges::find_if(added, isNew);
+  const auto firstNew = std::find_if(added.begin(), added.end(), isNew);
   if (firstNew != added.end() && !key.entries.empty() && firstNew->order < key.entries.rbegin()->first) {
     // New entries before old ones: another dictionary altogether.
     for (auto& [order, entry] : key.entries) eraseAll(entry, changes);
@@ -221,7 +227,7 @@ void RowMirror::put(const Place& place, Stored& stored, Value value, std::vector
 /// The beginning of `array` whose rows `stored` has received.
 Array RowMirror::takeRowsOfDonor(const Array& array, Stored& stored) {
   if (stored.id != 0) return {};
-  const auto donor = std::ranges::find_if(donors_, [&](const Key* key) {
+  const auto donor = std::find_if(donors_.begin(), donors_.end(), [&](const Key* key) {
     return !key->row.items.empty() && isArrayThatBeginsWith(array, key->value.array());
   });
   if (donor == donors_.end()) return {};

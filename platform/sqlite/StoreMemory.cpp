@@ -37,7 +37,8 @@ void StoreMemory::write(std::string_view name, Value value) {
   Table::value_type& target = slot(name);
   if (target.second.value.isSameObject(value)) return;
   markWritten(target);
-  std::swap(target.second.value, value);  // what was there is destroyed by the caller, after the lock
+  // What was there is destroyed by the caller, after the lock.
+  value = std::exchange(target.second.value, std::move(value));
 }
 
 void StoreMemory::update(std::string_view name, const std::function<Value(const Value&)>& change) {
@@ -47,7 +48,7 @@ void StoreMemory::update(std::string_view name, const std::function<Value(const 
   value = change(target.second.value);
   if (target.second.value.isSameObject(value)) return;
   markWritten(target);
-  std::swap(target.second.value, value);
+  value = std::exchange(target.second.value, std::move(value));
 }
 
 void StoreMemory::adopt(std::string_view name, const Value& value) {
@@ -143,7 +144,8 @@ void StoreMemory::markWritten(Table::value_type& slot) {
 }
 
 std::vector<StoreMemory::Group>::iterator StoreMemory::groupOfThisThread() {
-  return std::ranges::find(groups_, std::this_thread::get_id(), &Group::thread);
+  return std::find_if(groups_.begin(), groups_.end(),
+                      [thread = std::this_thread::get_id()](const Group& group) { return group.thread == thread; });
 }
 
 }  // namespace fliprugair

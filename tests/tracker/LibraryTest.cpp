@@ -58,6 +58,7 @@ const std::set<std::string>& standardHeaders() {
       "latch",
       "limits",
       "list",
+      "locale",
       "map",
       "memory",
       "memory_resource",

@@ -9,6 +9,7 @@
 #include "Fliprugair/collaborators/MarluneNetworkAccess.h"
 #include "Fliprugair/collaborators/MarluneRetrieveiAdAttribution.h"
 #include "Fliprugair/collaborators/WebViewUserAgent.h"
+#include "Fliprugair/platform/Export.h"
 #include "Fliprugair/platform/Platform.h"
 
 namespace fliprugair {
@@ -16,7 +17,7 @@ namespace fliprugair {
 /// The environment of one process: its platform, the makers of the collaborators, and what the trackers of the process
 /// share. A host app has one and keeps it alive longer than its trackers; a simulator makes a new one for every
 /// "process" it runs. The makers may be called from any thread and never answer with a null pointer.
-class Environment {
+class FLIPRUGAIR_EXPORT Environment {
  public:
   Environment() = default;
   virtual ~Environment() = default;

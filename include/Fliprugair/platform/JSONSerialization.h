@@ -5,12 +5,13 @@
 #include <string>
 #include <string_view>
 
+#include "Fliprugair/platform/Export.h"
 #include "Fliprugair/platform/Value.h"
 
 namespace fliprugair {
 
 /// JSON text, straight to and from values. Any thread.
-class JSONSerialization {
+class FLIPRUGAIR_EXPORT JSONSerialization {
  public:
   /// Deeper nesting is refused, so that no text can exhaust the stack.
   static constexpr std::size_t defaultDepth = 512;

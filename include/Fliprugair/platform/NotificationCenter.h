@@ -4,6 +4,8 @@
 #include <mutex>
 #include <vector>
 
+#include "Fliprugair/platform/Export.h"
+
 namespace fliprugair {
 
 /// What the system tells an application about its life.
@@ -12,7 +14,7 @@ enum class ApplicationNotification { didFinishLaunching, didBecomeActive, willRe
 /// Delivers application notifications to those who subscribed.
 /// Threads: any. Handlers run on the posting thread, one after the other in the order of subscription, with no lock
 /// held.
-class NotificationCenter {
+class FLIPRUGAIR_EXPORT NotificationCenter {
  public:
   using Handler = std::function<void()>;
 

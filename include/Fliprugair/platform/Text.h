@@ -5,6 +5,7 @@
 #include <string>
 #include <string_view>
 
+#include "Fliprugair/platform/Export.h"
 #include "Fliprugair/platform/Value.h"
 
 namespace fliprugair {
@@ -38,29 +39,29 @@ class Text {
 };
 
 /// `text` with every byte sequence that is not UTF-8 replaced by U+FFFD, one for each longest invalid part.
-std::string validUtf8(std::string text);
+FLIPRUGAIR_EXPORT std::string validUtf8(std::string text);
 
 /// Whether one of Y y T t 1 to 9 follows any blanks, one sign and zeros.
-bool boolOfText(std::string_view text);
+FLIPRUGAIR_EXPORT bool boolOfText(std::string_view text);
 
 /// The decimal integer at the beginning, after any blanks and one sign: saturated at the type's bounds, 0 when there is
 /// none. Exists for 32 and 64 bits.
 template <class Integer>
-Integer integerOfText(std::string_view text);
+FLIPRUGAIR_EXPORT Integer integerOfText(std::string_view text);
 
 /// The number at the beginning, after any blanks and one sign, in single precision; 0 when there is none.
-float floatOfText(std::string_view text);
+FLIPRUGAIR_EXPORT float floatOfText(std::string_view text);
 
 /// `number` with six digits after a point, whatever the process's locale ("%f").
-std::string fixedText(double number);
+FLIPRUGAIR_EXPORT std::string fixedText(double number);
 
 /// `number` printed as a signed decimal integer ("%ld"): what lies above the signed range comes out negative.
-std::string signedText(std::uint64_t number);
+FLIPRUGAIR_EXPORT std::string signedText(std::uint64_t number);
 
 /// The compact base64 text of `bytes`: standard alphabet, padded, one line.
-std::string base64Text(std::string_view bytes);
+FLIPRUGAIR_EXPORT std::string base64Text(std::string_view bytes);
 
 /// The bytes of a base64 text as base64Text makes it; none when it is malformed.
-std::optional<std::string> bytesOfBase64(std::string_view text);
+FLIPRUGAIR_EXPORT std::optional<std::string> bytesOfBase64(std::string_view text);
 
 }  // namespace fliprugair

@@ -10,6 +10,8 @@
 #include <variant>
 #include <vector>
 
+#include "Fliprugair/platform/Export.h"
+
 namespace fliprugair {
 
 class Value;
@@ -17,7 +19,7 @@ class Value;
 /// An immutable list of values. A copy is a reference count; `appending` shares what both lists have in common, so
 /// that adding to a long list costs about what adding to a short one costs.
 /// Threads: any number may read and copy one object; assigning to it needs the owner's own order, as with any value.
-class Array {
+class FLIPRUGAIR_EXPORT Array {
  public:
   class Iterator;
 
@@ -43,7 +45,7 @@ class Array {
   Iterator begin() const;
   Iterator end() const;
 
-  friend bool operator==(const Array& left, const Array& right);
+  FLIPRUGAIR_EXPORT friend bool operator==(const Array& left, const Array& right);
 
  private:
   friend class Value;
@@ -52,7 +54,7 @@ class Array {
 };
 
 /// An immutable dictionary with text keys, enumerated in the order of insertion. Copies and threads: as Array.
-class Dictionary {
+class FLIPRUGAIR_EXPORT Dictionary {
  public:
   struct Entry;
   class Entries;
@@ -84,7 +86,7 @@ class Dictionary {
   /// another object is in both lists.
   static Difference difference(const Dictionary& before, const Dictionary& after);
 
-  friend bool operator==(const Dictionary& left, const Dictionary& right);
+  FLIPRUGAIR_EXPORT friend bool operator==(const Dictionary& left, const Dictionary& right);
 
  private:
   friend class Value;
@@ -96,16 +98,16 @@ class Dictionary {
 
 /// The platform's object: nothing, boolean, integer, real, text, array or dictionary. Immutable once made and cheap
 /// to copy. Text is valid UTF-8 always: what is not is replaced by U+FFFD on the way in.
-class Value {
+class FLIPRUGAIR_EXPORT Value {
  public:
   enum class Kind { null, boolean, integer, real, text, array, dictionary };
 
   Value() = default;
   Value(std::nullptr_t) {}
-  template <class T>
-  requires std::is_same_v<T, bool> Value(T truth) : content_(truth) {}
-  template <class T>
-  requires(std::is_integral_v<T> && !std::is_same_v<T, bool>) Value(T number) {
+  template <class T, std::enable_if_t<std::is_same_v<T, bool>, int> = 0>
+  Value(T truth) : content_(truth) {}
+  template <class T, std::enable_if_t<std::is_integral_v<T> && !std::is_same_v<T, bool>, int> = 0>
+  Value(T number) {
     if constexpr (std::is_unsigned_v<T> && sizeof(T) == sizeof(std::int64_t)) {
       if (number > INT64_MAX) {
         content_ = static_cast<std::uint64_t>(number);
@@ -159,7 +161,7 @@ class Value {
   bool isSameObject(const Value& other) const;
 
   /// Equal in kind and content: the integer 1, the real 1.0 and the boolean YES are three different values.
-  friend bool operator==(const Value& left, const Value& right);
+  FLIPRUGAIR_EXPORT friend bool operator==(const Value& left, const Value& right);
 
  private:
   using SharedText = std::shared_ptr<const std::string>;

@@ -7,6 +7,7 @@
 #include <string>
 
 #include "Fliprugair/collaborators/Environment.h"
+#include "Fliprugair/platform/Export.h"
 #include "Fliprugair/platform/linux/LinuxOptions.h"
 #include "Fliprugair/platform/linux/Waiting.h"
 
@@ -34,7 +35,7 @@ namespace fliprugair {
 ///
 /// Processes: in a fork of the process that opened it, the environment is inert. Its calls do nothing and say so once
 /// on the log; destroying it frees nothing and waits for nothing. The parent's goes on.
-class LinuxEnvironment final : public Environment, public Platform {
+class FLIPRUGAIR_EXPORT LinuxEnvironment final : public Environment, public Platform {
  public:
   struct Result;
 

@@ -51,7 +51,7 @@ struct LinuxOptions {
   /// none.
   std::filesystem::path documentsFolder = {};
 
-  CurlNetworkOptions network = {};
+  CurlNetworkOptions network = CurlNetworkOptions();  ///< not `= {}`, of which GCC 12 warns in the host app's code
 
   /// Whether FLIPRUGAIR_CONTROL_HOST in the environment, when the environment is opened, takes the place of every
   /// control host, as `fliprugair-controlhost run` sets it. For development; whoever starts the application then says

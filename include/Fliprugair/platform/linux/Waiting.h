@@ -5,10 +5,12 @@
 #include <optional>
 #include <string>
 
+#include "Fliprugair/platform/Export.h"
+
 namespace fliprugair {
 
 /// What the control host has not confirmed yet. It stands in the store and is sent again at a later activation.
-struct Waiting {
+struct FLIPRUGAIR_EXPORT Waiting {
   bool installReport = false;  ///< the installation has not been reported; no records leave before that
   std::size_t records = 0;     ///< events, sessions, positions that no request carries yet
   std::size_t requests = 0;    ///< made, and not confirmed: batches of records, the install report, others
