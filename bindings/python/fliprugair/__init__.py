@@ -1,0 +1,194 @@
+"""An install-attribution and analytics tracker.
+
+    import fliprugair
+
+    with fliprugair.App(bundle_identifier="com.example.app", version="1") as app:
+        tracker = app.start("demo", host="127.0.0.1:8080")
+        app.activate()
+        tracker.track("level", 7)
+        ...
+        app.resign()
+
+The end of the `with` block sends what is being sent, for five seconds at most. The shared library is looked for as
+the system looks for libraries; FLIPRUGAIR_LIBRARY names another file.
+"""
+
+import ctypes
+import json
+import os
+
+__all__ = ["App", "Error", "Tracker", "version"]
+
+_LOG = ctypes.CFUNCTYPE(None, ctypes.c_void_p, ctypes.c_char_p)
+
+
+class _Callbacks(ctypes.Structure):
+    _fields_ = [("user", ctypes.c_void_p), ("log", _LOG), ("attribution", _LOG)]
+
+
+def _load():
+    library = ctypes.CDLL(os.environ.get("FLIPRUGAIR_LIBRARY", "libfliprugair.so.0.1"))
+    text, pointer = ctypes.c_char_p, ctypes.c_void_p
+    error = ctypes.POINTER(ctypes.c_void_p)
+    status = ctypes.c_int
+    functions = {
+        "version": (text, []),
+        "free": (None, [pointer]),
+        "open": (pointer, [text, ctypes.POINTER(_Callbacks), error]),
+        "close": (None, [pointer]),
+        "did_finish_launching": (status, [pointer]),
+        "did_become_active": (status, [pointer]),
+        "will_resign_active": (status, [pointer]),
+        "start": (pointer, [pointer, text, error]),
+        "track_event": (status, [pointer, text, text, error]),
+        "track_purchase": (status, [pointer, text, text, text, error]),
+        "track_spatial_event": (status, [pointer, text] + [ctypes.c_float] * 3 + [error]),
+        "identity_link": (status, [pointer, text, error]),
+        "deep_link": (status, [pointer, text, text, error]),
+        "limit_ad_tracking": (status, [pointer, ctypes.c_int, error]),
+        "enable_logging": (status, [pointer, ctypes.c_int, error]),
+        "attribution": (pointer, [pointer]),
+    }
+    for name, (result, arguments) in functions.items():
+        function = getattr(library, "fliprugair_" + name)
+        function.restype, function.argtypes = result, arguments
+    return library
+
+
+_library = _load()
+
+
+class Error(Exception):
+    """What the library refused or could not do; its text says why."""
+
+
+def version():
+    """The version of the library, as "0.1.0"."""
+    return _library.fliprugair_version().decode()
+
+
+def _take(address):
+    """The text at an address that the library gave, freed; None for a null pointer."""
+    if not address:
+        return None
+    text = ctypes.string_at(address).decode()
+    _library.fliprugair_free(address)
+    return text
+
+
+def _call(name, *arguments):
+    """Calls a function that may fail, and raises what it says."""
+    error = ctypes.c_void_p()
+    result = getattr(_library, "fliprugair_" + name)(*arguments, ctypes.byref(error))
+    reason = _take(error.value)
+    if reason is not None:
+        raise Error(reason)
+    return result
+
+
+def _camel(name):
+    first, *rest = name.split("_")
+    return first + "".join(word.capitalize() for word in rest)
+
+
+def _options(values):
+    return json.dumps({_camel(key): value for key, value in values.items()}).encode()
+
+
+class App:
+    """The application: its store, its network, its life. One for each store.
+
+    Options are those of the C interface in Python's spelling: bundle_identifier, version, store_path, facts, ...
+    `log` takes each diagnostic line, on any thread; `on_attribution` the attribution result, a dictionary, on the
+    network thread. Both must be quick.
+    """
+
+    def __init__(self, *, log=None, on_attribution=None, **options):
+        self._callbacks = _Callbacks(
+            None,
+            _LOG(lambda _, line: log(line.decode())) if log else _LOG(),
+            _LOG(lambda _, text: on_attribution(json.loads(text))) if on_attribution else _LOG(),
+        )
+        self._handle = _call("open", _options(options), ctypes.byref(self._callbacks))
+
+    def start(self, app_id, *, host=None, **options):
+        """Starts a tracker. Options are those of MarluneTracker: retrieve_attribution, currency, ..."""
+        options["marlune_app_id"] = app_id
+        if host is not None:
+            options["tracker_hostname"] = host
+        return Tracker(self, _call("start", self._open(), _options(options)))
+
+    def activate(self):
+        """The app has come to the foreground, for the first time or again."""
+        _library.fliprugair_did_become_active(self._open())
+
+    def launch(self):
+        """The app has finished launching."""
+        _library.fliprugair_did_finish_launching(self._open())
+
+    def resign(self):
+        """The app goes to the background: what waits is sent."""
+        _library.fliprugair_will_resign_active(self._open())
+
+    def close(self):
+        """Ends the app and its trackers."""
+        handle, self._handle = self._handle, None
+        if handle:
+            _library.fliprugair_close(handle)
+
+    def _open(self):
+        if not self._handle:
+            raise Error("the app is closed")
+        return self._handle
+
+    def __enter__(self):
+        return self
+
+    def __exit__(self, *_):
+        self.close()
+
+
+class Tracker:
+    """Reports what happens in the app. Any thread, until the app is closed."""
+
+    def __init__(self, app, handle):
+        self._app = app
+        self._handle = handle
+
+    def _tracker(self):
+        self._app._open()
+        return self._handle
+
+    def track(self, title, value="", *, receipt=None):
+        """An event; with a receipt, a purchase. The value may be anything that has a text."""
+        arguments = [title.encode(), str(value).encode()]
+        if receipt is None:
+            _call("track_event", self._tracker(), *arguments)
+        else:
+            _call("track_purchase", self._tracker(), *arguments, receipt.encode())
+
+    def track_at(self, title, x, y, z):
+        """An event at a place."""
+        _call("track_spatial_event", self._tracker(), title.encode(), x, y, z)
+
+    def link_identity(self, **identities):
+        """Links the device to identities that the app knows."""
+        _call("identity_link", self._tracker(), json.dumps(identities).encode())
+
+    def deep_link(self, url, source_application):
+        """The URL that the app was opened with, and who opened it."""
+        _call("deep_link", self._tracker(), url.encode(), source_application.encode())
+
+    def limit_ad_tracking(self, limited=True):
+        """The user's choice inside the app."""
+        _call("limit_ad_tracking", self._tracker(), int(limited))
+
+    def enable_logging(self, enabled=True):
+        """Diagnostic lines, for every tracker of the app."""
+        _call("enable_logging", self._tracker(), int(enabled))
+
+    @property
+    def attribution(self):
+        """The stored attribution result, a dictionary; None while there is none."""
+        text = _take(_library.fliprugair_attribution(self._tracker()))
+        return None if text is None else json.loads(text)

@@ -1,0 +1,59 @@
+/* A host app in C: cc main.c $(pkg-config --cflags --libs fliprugair). Arguments: HOST:PORT FOLDER. */
+#include <Fliprugair/fliprugair.h>
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+#include <unistd.h>
+
+static void show_attribution(void* user, const char* attribution) {
+  (void)user;
+  printf("attribution %s\n", attribution);
+}
+
+/* Ends the program when something failed, and says what. */
+static void check(int good, const char* what, char* error) {
+  if (good) return;
+  fprintf(stderr, "%s: %s\n", what, error != NULL ? error : "no reason given");
+  fliprugair_free(error);
+  exit(1);
+}
+
+int main(int count, char** arguments) {
+  const char* host = count > 1 ? arguments[1] : "127.0.0.1:8080";
+  const char* folder = count > 2 ? arguments[2] : ".";
+  char options[1024], parameters[1024];
+  char* error = NULL;
+  fliprugair_callbacks callbacks;
+  fliprugair_app* app;
+  fliprugair_tracker* tracker;
+
+  memset(&callbacks, 0, sizeof callbacks);
+  callbacks.attribution = show_attribution;
+  snprintf(options, sizeof options,
+           "{\"bundleIdentifier\": \"com.example.c\", \"version\": \"1\", \"storePath\": \"%s/c.sqlite\"}", folder);
+  app = fliprugair_open(options, &callbacks, &error);
+  check(app != NULL, "open", error);
+
+  snprintf(parameters, sizeof parameters,
+           "{\"marluneAppId\": \"demo\", \"trackerHostname\": \"%s\", \"retrieveAttribution\": true}", host);
+  tracker = fliprugair_start(app, parameters, &error);
+  check(tracker != NULL, "start", error);
+
+  fliprugair_did_finish_launching(app);
+  fliprugair_did_become_active(app);
+  check(fliprugair_track_event(tracker, "level", "7", &error) == FLIPRUGAIR_OK, "event", error);
+  check(fliprugair_identity_link(tracker, "{\"user\": \"4711\"}", &error) == FLIPRUGAIR_OK, "identity", error);
+
+  /* What is refused says why. */
+  if (fliprugair_identity_link(tracker, "[1, 2]", &error) == FLIPRUGAIR_INVALID_ARGUMENT) {
+    printf("refused: %s\n", error);
+    fliprugair_free(error);
+  }
+
+  /* A host app goes on now. The first events travel after the install report, which takes a second. */
+  sleep(3);
+  fliprugair_will_resign_active(app);
+  fliprugair_close(app);
+  printf("Fliprugair %s\n", fliprugair_version());
+  return 0;
+}
