@@ -3,14 +3,13 @@
 #include <gps.h>
 
 #include <cmath>
-#include <string_view>
 #include <utility>
+
+#include "platform/json/RapidJSONSerialization.h"
 
 namespace fliprugair {
 
 namespace {
-
-constexpr std::string_view position = R"("class":"TPV")";
 
 /// 0 is what some receivers send for an accuracy that they do not know.
 bool isKnown(double estimate) { return std::isfinite(estimate) && estimate > 0; }
@@ -21,12 +20,14 @@ std::optional<double> horizontalAccuracy(const gps_fix_t& fix) {
   return std::nullopt;
 }
 
-/// As gpsd writes a report of a position: one object without others in it. From what follows one on the same line
-/// libgps may never return.
-bool isOneObject(std::string_view line) {
-  const std::size_t end = line.find('}');
-  return line.starts_with('{') && line.find('{', 1) == line.npos && end != line.npos &&
-         line.find_first_not_of("\r", end + 1) == line.npos;
+/// A report of a position as gpsd writes it: one object without others in it. From what is no JSON libgps may never
+/// return, and it reads some of the other classes by way of static buffers, which two searches would share. None when
+/// `line` is anything else.
+std::optional<std::string> positionReport(std::string_view line) {
+  const RapidJSONSerialization json;
+  const std::optional<Value> report = json.value(line, 1);
+  if (!report || !report->isDictionary() || report->dictionary()["class"] != Value("TPV")) return std::nullopt;
+  return json.text(*report);
 }
 
 bool isPosition(const gps_fix_t& fix) {
@@ -40,15 +41,12 @@ GpsReports::GpsReports(double wantedAccuracy)
 
 GpsReports::~GpsReports() = default;
 
-std::optional<GpsFix> GpsReports::sufficientFix(std::string line) {
-  // libgps goes by the first class that it finds. It reads some of the others by way of static buffers, which two
-  // searches would share.
-  const std::size_t tag = line.find(R"("class":)");
-  if (tag == line.npos || line.compare(tag, position.size(), position) != 0) return std::nullopt;
-  if (!isOneObject(line)) return std::nullopt;
+std::optional<GpsFix> GpsReports::sufficientFix(std::string_view line) {
+  std::optional<std::string> report = positionReport(line);
+  if (!report) return std::nullopt;
   *report_ = {};
   gps_clear_fix(&report_->fix);
-  if (gps_unpack(line.data(), report_.get()) != 0 || !isNews()) return std::nullopt;
+  if (gps_unpack(report->data(), report_.get()) != 0 || !isNews()) return std::nullopt;
   const gps_fix_t& fix = report_->fix;
   const auto accuracy = horizontalAccuracy(fix);
   if (!isPosition(fix) || !accuracy || *accuracy > wantedAccuracy_) return std::nullopt;

@@ -4,6 +4,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <utility>
 
 struct gps_data_t;
@@ -34,7 +35,7 @@ class GpsReports {
   ~GpsReports();
 
   /// The fix in `line`, a line of gpsd's JSON protocol; none when it holds no sufficient one.
-  std::optional<GpsFix> sufficientFix(std::string line);
+  std::optional<GpsFix> sufficientFix(std::string_view line);
 
  private:
   bool isNews();

@@ -70,7 +70,9 @@ TEST(GpsReports, ALineThatIsNoReportOfAPositionIsPassedOver) {
       R"({"class":"TPV")",
       R"({"class":"SKY","device":"/dev/gps0",)" + position + "}",
       R"({"class":"SKY","device":"\"class\":\"TPV\"",)" + position + "}",
-      R"({"class":"SKY","class":"TPV","device":"/dev/gps0",)" + position + "}",
+      R"({"class":"TPV","device":"/dev/gps0","more":{},)" + position + "}",
+      R"({"class":"TPV","device":"/dev/gps0",)" + position + R"(} {"class":"TPV"})",
+      R"({"class":"TPV""class":"TPV"11.5,"device":"/dev/gps0",)" + position + "}",
   };
   GpsReports reports(50);
   EXPECT_FALSE(reports.sufficientFix(reportAt("12:00:00.000")));
