@@ -56,7 +56,7 @@ std::string lineOf(const std::string& text) { return std::to_string(Checksum().a
 }  // namespace
 
 bool IdentityCopy::holds(std::string_view key) {
-  return key.starts_with(prefix) && std::ranges::find(names, key.substr(prefix.size())) != names.end();
+  return key.starts_with(prefix) && std::find(names.begin(), names.end(), key.substr(prefix.size())) != names.end();
 }
 
 std::string_view IdentityCopy::identifier() { return "com.marlune.MarluneTracker.deviceId"; }

@@ -1,11 +1,17 @@
 #include "platform/sqlite/StoreMemory.h"
 
 #include <algorithm>
+#include <chrono>
 #include <utility>
 
 namespace fliprugair {
 
 namespace {
+
+using namespace std::chrono_literals;
+
+// Far longer than what the tracker does in a group, its writes and the making of a request.
+constexpr auto longestGroup = 50ms;
 
 /// The list `older` with what stands in `newer`; otherwise `newer`.
 Value joined(const Value& older, const Value& newer) {
@@ -33,7 +39,8 @@ Value StoreMemory::read(std::string_view name) const {
 }
 
 void StoreMemory::write(std::string_view name, Value value) {
-  const std::lock_guard lock(mutex_);
+  std::unique_lock lock(mutex_);
+  beforeWrite(lock);
   Table::value_type& target = slot(name);
   if (target.second.value.isSameObject(value)) return;
   markWritten(target);
@@ -43,7 +50,8 @@ void StoreMemory::write(std::string_view name, Value value) {
 
 void StoreMemory::update(std::string_view name, const std::function<Value(const Value&)>& change) {
   Value value;
-  const std::lock_guard lock(mutex_);
+  std::unique_lock lock(mutex_);
+  beforeWrite(lock);
   Table::value_type& target = slot(name);
   value = change(target.second.value);
   if (target.second.value.isSameObject(value)) return;
@@ -77,13 +85,34 @@ void StoreMemory::restore(std::string_view name, const Value& value) {
 }
 
 void StoreMemory::takeWrites(std::vector<Write>& writes) {
-  const std::lock_guard lock(mutex_);
+  std::unique_lock lock(mutex_);
+  ++takings_;
+  const auto noneIsTorn = [this] {
+    return std::none_of(groups_.begin(), groups_.end(), [this](const Group& each) { return isTorn(each); });
+  };
+  if (!changed_.wait_for(lock, longestGroup, noneIsTorn)) {
+    for (Group& group : groups_) group.isSlow = group.isSlow || isTorn(group);
+  }
+  if (--takings_ == 0) changed_.notify_all();
   writes.reserve(writes.size() + written_.size());
   for (Table::value_type* slot : written_) {
     slot->second.written = false;
     writes.push_back({&slot->first, slot->second.value});
   }
   written_.clear();
+}
+
+/// A group that has not written yet waits for a taking to end: what it began now would be taken in part.
+void StoreMemory::beforeWrite(std::unique_lock<std::mutex>& lock) {
+  const auto group = groupOfThisThread();
+  if (group == groups_.end() || group->hasWritten) return;
+  changed_.wait_for(lock, longestGroup, [this] { return takings_ == 0; });
+  groupOfThisThread()->hasWritten = true;
+}
+
+/// Whether another thread's group has written and is to write more.
+bool StoreMemory::isTorn(const Group& group) const {
+  return group.hasWritten && !group.isSlow && group.thread != std::this_thread::get_id();
 }
 
 void StoreMemory::forgetTaken() {
@@ -98,7 +127,7 @@ void StoreMemory::beginGroup() {
   if (group != groups_.end()) {
     ++group->depth;
   } else {
-    groups_.push_back({std::this_thread::get_id(), 1, {}});
+    groups_.push_back({std::this_thread::get_id(), 1, {}, false, false});
   }
 }
 
@@ -108,6 +137,7 @@ StoreMemory::GroupEnd StoreMemory::endGroup() {
   if (group == groups_.end() || --group->depth > 0) return {};
   GroupEnd end = std::move(group->end);
   groups_.erase(group);
+  if (takings_ > 0) changed_.notify_all();
   return end;
 }
 

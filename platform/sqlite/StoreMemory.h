@@ -1,5 +1,6 @@
 #pragma once
 
+#include <condition_variable>
 #include <functional>
 #include <mutex>
 #include <string>
@@ -39,7 +40,9 @@ class StoreMemory {
   /// Writes under `name` if nothing is held there.
   void restore(std::string_view name, const Value& value);
 
-  /// Appends every key that was written since the last call.
+  /// Appends every key that was written since the last call. Waits until no other thread's group has written a part of
+  /// what it will write, and lets none begin to meanwhile, so that a group is taken whole; one that takes longer than
+  /// any of the tracker's own does, because foreign code runs inside of it, is not waited for again.
   void takeWrites(std::vector<Write>& writes);
 
   /// Lets every key count as written.
@@ -72,8 +75,12 @@ class StoreMemory {
     std::thread::id thread;
     int depth;
     GroupEnd end;
+    bool hasWritten = false;
+    bool isSlow = false;
   };
 
+  void beforeWrite(std::unique_lock<std::mutex>& lock);
+  bool isTorn(const Group& group) const;
   Table::value_type& slot(std::string_view name);
   void markWritten(Table::value_type& slot);
   std::vector<Group>::iterator groupOfThisThread();
@@ -82,6 +89,8 @@ class StoreMemory {
   Table table_;
   std::vector<Table::value_type*> written_;
   std::vector<Group> groups_;
+  std::condition_variable changed_;  ///< groups have ended, or a taking has
+  int takings_ = 0;                  ///< threads inside takeWrites
 };
 
 }  // namespace fliprugair

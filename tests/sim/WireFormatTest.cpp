@@ -49,7 +49,9 @@ class CheckedSimulator {
       EXPECT_NE(finding.severity, controlhost::Severity::error) << finding.text << "\nafter\n" << script_;
       EXPECT_NE(finding.code, "unknown-member") << finding.text << "\nafter\n" << script_;
     }
-    if (event["payload"].isArray()) EXPECT_TRUE(check_.isBatch(event["payload"])) << script_;
+    if (event["payload"].isArray()) {
+      EXPECT_TRUE(check_.isBatch(event["payload"])) << script_;
+    }
   }
 
   const controlhost::WireCheck& check_;

@@ -1,0 +1,118 @@
+#include <atomic>
+#include <chrono>
+#include <future>
+#include <thread>
+
+#include "platform/sqlite/StoreMemory.h"
+
+namespace fliprugair {
+namespace {
+
+using namespace std::chrono_literals;
+
+std::set<std::string> taken(StoreMemory& memory) {
+  std::vector<StoreMemory::Write> writes;
+  memory.takeWrites(writes);
+  std::set<std::string> names;
+  for (const StoreMemory::Write& write : writes) names.insert(*write.name);
+  return names;
+}
+
+TEST(StoreMemory, GivesOutEachWriteOnce) {
+  StoreMemory memory;
+  memory.write("a", 1);
+  EXPECT_EQ(taken(memory), std::set<std::string>{"a"});
+  EXPECT_EQ(taken(memory), std::set<std::string>());
+}
+
+TEST(StoreMemory, GivesOutAnotherThreadsGroupWhole) {
+  StoreMemory memory;
+  std::promise<void> begun;
+  std::atomic<bool> ended = false;
+  std::thread other([&] {
+    memory.beginGroup();
+    memory.write("first", 1);
+    begun.set_value();
+    std::this_thread::sleep_for(10ms);  // so long the taking is seen to wait
+    memory.write("second", 2);
+    ended = true;
+    memory.endGroup();
+  });
+  begun.get_future().wait();
+  EXPECT_EQ(taken(memory), (std::set<std::string>{"first", "second"}));
+  EXPECT_TRUE(ended);
+  other.join();
+}
+
+TEST(StoreMemory, DoesNotWaitForAGroupThatHasOnlyRead) {
+  StoreMemory memory;
+  memory.write("mine", 1);
+  std::promise<void> begun;
+  std::promise<void> mayEnd;
+  std::thread other([&] {
+    memory.beginGroup();
+    EXPECT_EQ(memory.read("mine"), Value(1));
+    begun.set_value();
+    mayEnd.get_future().wait();
+    memory.endGroup();
+  });
+  begun.get_future().wait();
+  const auto before = std::chrono::steady_clock::now();
+  EXPECT_EQ(taken(memory), std::set<std::string>{"mine"});
+  EXPECT_LT(std::chrono::steady_clock::now() - before, 40ms);
+  mayEnd.set_value();
+  other.join();
+}
+
+TEST(StoreMemory, WaitsOnlyOnceForAGroupInWhichForeignCodeBlocks) {
+  StoreMemory memory;
+  std::promise<void> begun;
+  std::promise<void> mayEnd;
+  std::thread other([&] {
+    memory.beginGroup();
+    memory.write("theirs", 1);
+    begun.set_value();
+    mayEnd.get_future().wait();
+    memory.endGroup();
+  });
+  begun.get_future().wait();
+  EXPECT_EQ(taken(memory), std::set<std::string>{"theirs"});
+  const auto before = std::chrono::steady_clock::now();
+  memory.write("mine", 1);
+  EXPECT_EQ(taken(memory), std::set<std::string>{"mine"});
+  EXPECT_LT(std::chrono::steady_clock::now() - before, 40ms);
+  mayEnd.set_value();
+  other.join();
+}
+
+TEST(StoreMemory, GivesOutTheGroupsOfManyThreadsWhole) {
+  StoreMemory memory;
+  std::atomic<bool> done = false;
+  std::vector<std::thread> threads;
+  for (int number = 0; number < 4; ++number) {
+    threads.emplace_back([&, number] {
+      const std::string left = "left " + std::to_string(number);
+      const std::string right = "right " + std::to_string(number);
+      for (int round = 0; !done; ++round) {
+        memory.beginGroup();
+        memory.write(left, round);
+        memory.write(right, round);
+        memory.endGroup();
+      }
+    });
+  }
+  std::map<std::string, std::int64_t> durable;
+  for (int round = 0; round < 500; ++round) {
+    std::vector<StoreMemory::Write> writes;
+    memory.takeWrites(writes);
+    for (const auto& write : writes) durable[*write.name] = write.value.integerValue();
+    for (int number = 0; number < 4; ++number) {
+      EXPECT_EQ(durable["left " + std::to_string(number)], durable["right " + std::to_string(number)]);
+    }
+  }
+  done = true;
+  for (std::thread& thread : threads) thread.join();
+}
+
+}  // namespace
+}  // namespace fliprugair
