@@ -37,10 +37,10 @@ std::set<std::string> completeLines(const std::string& text) {
 /// What a host has heard in its life.
 class Received {
  public:
-  void add(const controlhost::LoggedRequest& request) {
-    addIdentifier(request.body);
-    for (const Value& record : request.body.array()) addIdentifier(record);
-    const std::string text = RapidJSONSerialization().textOfAny(request.body);
+  void add(const controlhost::ReceivedRequest& request) {
+    addIdentifier(request.body());
+    for (const Value& record : request.body().array()) addIdentifier(record);
+    const std::string text = RapidJSONSerialization().textOfAny(request.body());
     if (request.action == "initial") reports.insert(text);
     if (request.action != "batch") return;
     if (!batches_.insert(text).second) {
@@ -48,7 +48,7 @@ class Received {
       return;
     }
     std::set<std::string> namesOfBatch;
-    addNames(request.body.array(), namesOfBatch);
+    addNames(request.body().array(), namesOfBatch);
     for (const std::string& name : namesOfBatch) {
       if (!names.insert(name).second) twice.insert(name);
     }
@@ -116,11 +116,11 @@ TEST(Kill, AtAnyInstantOfAHundredLivesLosesNoEventRepeatsOnlyUnconfirmedRequests
   std::mutex mutex;
   Received received;
   ControlHostOptions hostOptions;
-  hostOptions.arrived = [&](const controlhost::LoggedRequest& request) {
+  hostOptions.arrived = [&](const controlhost::ReceivedRequest& request) {
     const std::lock_guard lock(mutex);
     received.add(request);
   };
-  ControlHostServer host(hostOptions);
+  ControlHost host(hostOptions);
   const Folder folder;
   std::mt19937 random(20261122);
   std::set<std::string> returned;

@@ -14,18 +14,16 @@
 namespace fliprugair::e2e {
 namespace {
 
-using controlhost::ControlHostServer;
-
 /// In which bodies each event has arrived: a body that came twice is a request whose confirmation had not reached the
 /// store when the process ended.
 class Arrivals {
  public:
-  explicit Arrivals(const ControlHostServer& host) {
+  explicit Arrivals(const ControlHost& host) {
     const RapidJSONSerialization json;
     for (const auto& batch : requestsOf(host, "batch")) {
-      const std::string body = json.text(batch.body).value_or("");
+      const std::string body = json.text(batch.body()).value_or("");
       if (!bodies_.insert(body).second) ++resent_;
-      for (const Value& record : batch.body.array()) {
+      for (const Value& record : batch.body().array()) {
         const Value name = record.dictionary()["data"].dictionary()["event_name"];
         if (name.isText()) ++inBodies_[name.text()][body];
       }
@@ -67,8 +65,8 @@ void sendTheRest(const std::filesystem::path& folder, const std::string& hostnam
   EXPECT_TRUE(isSent());
 }
 
-controlhost::ControlHostOptions installedOnce() {
-  controlhost::ControlHostOptions options;
+ControlHostOptions installedOnce() {
+  ControlHostOptions options;
   options.settings = [] {
     controlhost::HostSettings settings;
     settings.init = Value{{"success", 1}, {"flags", Value{{"resend_initial", false}}}};
@@ -78,7 +76,7 @@ controlhost::ControlHostOptions installedOnce() {
 }
 
 TEST(SixteenThreads, LoseAndDoubleNothingBesideFlushesAndTheApplicationsLife) {
-  ControlHostServer host(installedOnce());
+  ControlHost host(installedOnce());
   const Folder folder;
   constexpr int events = 250;
   {
@@ -113,7 +111,7 @@ TEST(SixteenThreads, LoseAndDoubleNothingBesideFlushesAndTheApplicationsLife) {
 }
 
 TEST(SixteenThreads, LoseNothingWhenTheProcessIsKilledAndDoubleWhatWasNotConfirmedAlone) {
-  ControlHostServer host(installedOnce());
+  ControlHost host(installedOnce());
   const Folder folder;
   // A soak takes more lives.
   const char* given = std::getenv("FLIPRUGAIR_KILLS");
@@ -142,7 +140,7 @@ TEST(SixteenThreads, LoseNothingWhenTheProcessIsKilledAndDoubleWhatWasNotConfirm
   EXPECT_GT(acknowledged.size(), static_cast<std::size_t>(lives));
   std::set<Value, bool (*)(const Value&, const Value&)> identifiers(
       [](const Value& left, const Value& right) { return left.text() < right.text(); });
-  for (const auto& init : requestsOf(host, "init")) identifiers.insert(init.body.dictionary()["marlune_device_id"]);
+  for (const auto& init : requestsOf(host, "init")) identifiers.insert(init.body().dictionary()["marlune_device_id"]);
   EXPECT_EQ(identifiers.size(), 1U);
   RecordProperty("events", static_cast<int>(acknowledged.size()));
   std::cout << lives << " lives, " << acknowledged.size() << " events acknowledged, " << lost << " lost, "

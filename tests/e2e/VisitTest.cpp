@@ -98,8 +98,8 @@ TEST(Visit, ToAHostInTroubleBringsAHandfulOfFourThousandBatchesThatWait) {
     settings.status["batch"] = status;
     return settings;
   };
-  hostOptions.arrived = [&](const controlhost::LoggedRequest& request) { batches += request.action == "batch"; };
-  ControlHostServer host(hostOptions);
+  hostOptions.arrived = [&](const controlhost::ReceivedRequest& request) { batches += request.action == "batch"; };
+  ControlHost host(hostOptions);
   const Folder folder;
   HostApp app(optionsIn(folder.path()), optionsFor(host.hostname()));
   ASSERT_TRUE(eventually([&] { return app.stored(key::firstInitReceived).boolValue(); }));
