@@ -103,9 +103,9 @@ const Wrong wrong[] = {
      "error: /marlune_app_id is null, and should be the application's identifier as text; \"\" for a partner's "
      "application. Leave out what has no value."},
     {R"([{"action":"identityLink",)" + ids + sdk + R"("data":{}}])",
-     "warning: /sdk_protocol is not known there; known are action, marlune_app_id, marlune_device_id, data. Leave it "
-     "out, or look at its spelling.\n"
      "warning: /sdk_version is not known there; known are action, marlune_app_id, marlune_device_id, data. Leave it "
+     "out, or look at its spelling.\n"
+     "warning: /sdk_protocol is not known there; known are action, marlune_app_id, marlune_device_id, data. Leave it "
      "out, or look at its spelling."},
     {R"([{"action":"identityLink",)" + ids + R"("data":[]}])",
      "error: /data is an empty list, and should be an object: what the request says. Send what is expected there."},
@@ -255,6 +255,11 @@ TEST(WireCheck, ABatchHasAtMost25Records) {
   }
   EXPECT_EQ(findingsOf(batch + "]"),
             "warning: The batch has 26 records, and should have 1 to 25. Send the batch when it has 25 records.");
+}
+
+TEST(WireCheck, ATextMayBeLong) {
+  EXPECT_EQ(findingsOf(initial(R"(,"receipt":")" + std::string(5000000, 'A') + '"')), "");
+  EXPECT_EQ(findingsOf(session(R"("state":"pause","uptime":"1","usertime":")" + std::string(5000000, '1') + '"')), "");
 }
 
 TEST(WireCheck, AFindingSaysWhereItIs) {

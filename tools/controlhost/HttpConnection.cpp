@@ -145,6 +145,7 @@ ssize_t HttpConnection::write(const char* bytes, size_t size) {
   // The first piece that the library writes is the head of the reply, the second one its body.
   const bool broken = sending_ == Sending::resetBefore || (sending_ != Sending::whole && ++writes_ > 1);
   if (ended_) return -1;
+  if (refusedWith_ != 0) return static_cast<ssize_t>(size);  // refuse() says more than the library would
   if (!broken) return writeAll(bytes, size) ? static_cast<ssize_t>(size) : -1;
   if (sending_ != Sending::resetBefore) writeAll(bytes, size / 2);
   if (sending_ != Sending::endsTooEarly) reset();

@@ -7,10 +7,12 @@
 #include <mutex>
 #include <set>
 #include <string>
+#include <utility>
 #include <valijson/adapters/rapidjson_adapter.hpp>
 #include <valijson/schema.hpp>
 #include <valijson/schema_parser.hpp>
 #include <valijson/validator.hpp>
+#include <vector>
 
 #include "platform/json/RapidJSONSerialization.h"
 #include "tools/controlhost/EmbeddedFiles.h"
@@ -49,6 +51,23 @@ Value at(Value value, const std::vector<std::string>& path) {
   return value;
 }
 
+/// The value with its texts cut to a length that regular expressions stand: the standard library's go as deep as the
+/// text is long.
+Value bounded(const Value& value) {
+  constexpr std::size_t longest = 1024;
+  if (value.isText()) return value.text().size() <= longest ? value : Value(value.text().substr(0, longest));
+  if (value.isArray()) {
+    std::vector<Value> items;
+    for (const Value& item : value.array()) items.push_back(bounded(item));
+    return Array(std::move(items));
+  }
+  if (!value.isDictionary()) return value;
+  std::vector<std::pair<std::string, Value>> pairs;
+  for (const Dictionary::Entry& entry : value.dictionary().entries())
+    pairs.emplace_back(entry.key(), bounded(entry.value));
+  return Dictionary(std::move(pairs));
+}
+
 bool travelsAlone(const std::string& action) {
   return action == "init" || action == "initial" || action == "get_attribution";
 }
@@ -79,9 +98,10 @@ struct WireCheck::Schemas {
     }
   }
 
-  /// Where the text does not satisfy the schema; false under `known` when there is none of that name.
-  std::set<std::vector<std::string>> faults(const std::string& name, const std::string& text) {
+  /// Where the value does not satisfy the schema.
+  std::set<std::vector<std::string>> faults(const std::string& name, const Value& value) {
     rapidjson::Document document;
+    const std::string text = RapidJSONSerialization().textOfAny(bounded(value));
     parse(document, text);
     valijson::ValidationResults results;
     std::set<std::vector<std::string>> places;
@@ -131,7 +151,7 @@ std::vector<Finding> WireCheck::findingsOfRecord(const Value& record, bool inBat
   const std::string name = known ? action : "envelope";
   std::vector<Finding> findings;
   std::set<std::string> texts;
-  for (const auto& place : schemas_->faults(name, RapidJSONSerialization().textOfAny(record))) {
+  for (const auto& place : schemas_->faults(name, record)) {
     for (Finding& finding : schemas_->tree.findingsAt(name, place, at(record, place))) {
       finding.record = 0;
       if (texts.insert(finding.text).second) findings.push_back(std::move(finding));
@@ -145,8 +165,6 @@ std::vector<Finding> WireCheck::findingsOfRecord(const Value& record, bool inBat
   return findings;
 }
 
-bool WireCheck::isBatch(const Value& batch) const {
-  return schemas_->faults("batch", RapidJSONSerialization().textOfAny(batch)).empty();
-}
+bool WireCheck::isBatch(const Value& batch) const { return schemas_->faults("batch", batch).empty(); }
 
 }  // namespace fliprugair::controlhost
