@@ -22,11 +22,15 @@ class Arrivals {
     const RapidJSONSerialization json;
     for (const auto& batch : requestsOf(host, "batch")) {
       const std::string body = json.text(batch.body()).value_or("");
-      if (!bodies_.insert(body).second) ++resent_;
+      bool hasEvents = false;
       for (const Value& record : batch.body().array()) {
         const Value name = record.dictionary()["data"].dictionary()["event_name"];
-        if (name.isText()) ++inBodies_[name.text()][body];
+        if (!name.isText()) continue;
+        ++inBodies_[name.text()][body];
+        hasEvents = true;
       }
+      // Two sessions of one second are equal without being one.
+      if (hasEvents && !bodies_.insert(body).second) ++resent_;
     }
   }
 
@@ -50,8 +54,6 @@ class Arrivals {
 
 void sendTheRest(const std::filesystem::path& folder, const std::string& hostname) {
   HostApp app(optionsIn(folder), {{"marluneAppId", "demo"}, {"trackerHostname", hostname}});
-  EXPECT_TRUE(eventually([&] { return app.stored(key::firstInitReceived).boolValue(); }));
-  EXPECT_TRUE(eventually([&] { return !app.stored(key::sendInitial).boolValue(); }));
   app.resign();
   const auto isSent = [&] {
     return app.stored(key::batchEventQueue).array().empty() && app.stored(key::networkQueue).dictionary().empty();
@@ -63,6 +65,12 @@ void sendTheRest(const std::filesystem::path& folder, const std::string& hostnam
     eventually(isSent);
   }
   EXPECT_TRUE(isSent());
+}
+
+void install(const std::filesystem::path& folder, const std::string& hostname) {
+  HostApp app(optionsIn(folder), {{"marluneAppId", "demo"}, {"trackerHostname", hostname}});
+  EXPECT_TRUE(eventually([&] { return !app.stored(key::sendInitial).boolValue(); }));
+  EXPECT_TRUE(eventually([&] { return app.stored(key::networkQueue).dictionary().empty(); }));
 }
 
 ControlHostOptions installedOnce() {
@@ -116,6 +124,8 @@ TEST(SixteenThreads, LoseNothingWhenTheProcessIsKilledAndDoubleWhatWasNotConfirm
   // A soak takes more lives.
   const char* given = std::getenv("FLIPRUGAIR_KILLS");
   const int lives = given != nullptr ? std::atoi(given) : 20;
+  // While the installation is not reported, nothing is flushed when the application resigns.
+  install(folder.path(), host.hostname());
   std::mt19937 random(20261122);
   std::set<std::string> acknowledged;
   for (int life = 0; life < lives; ++life) {
