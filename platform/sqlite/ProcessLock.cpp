@@ -17,7 +17,8 @@ namespace {
 /// A lock on a file does not keep out the process that has it. A database in memory that is shared by name does, and
 /// nobody but SQLite needs to remember the name. A child of this process has other names.
 std::unique_ptr<Database> lockWithinProcess(const std::string& file) {
-  auto database = std::make_unique<Database>("/" + std::to_string(::getpid()) + file, Database::Mode::inMemory);
+  auto database = std::make_unique<Database>(std::string("/").append(std::to_string(::getpid())).append(file),
+                                             Database::Mode::inMemory);
   database->execute("BEGIN EXCLUSIVE");
   return database;
 }
@@ -33,7 +34,7 @@ struct flock wholeFile() {
 std::optional<std::string> ownerOf(int file) {
   struct flock lock = wholeFile();
   if (::fcntl(file, F_GETLK, &lock) != 0 || lock.l_type == F_UNLCK) return std::nullopt;
-  return lock.l_pid > 0 ? "process " + std::to_string(lock.l_pid) : "another process";
+  return lock.l_pid > 0 ? std::string("process ").append(std::to_string(lock.l_pid)) : "another process";
 }
 
 }  // namespace
@@ -46,7 +47,7 @@ ProcessLock::Outcome ProcessLock::take(const std::filesystem::path& file) {
     withinProcess = lockWithinProcess(file.string());
   } catch (const StoreError& error) {
     const bool isInUse = error.kind() == StoreError::Kind::inUse;
-    detail_ = isInUse ? "process " + std::to_string(::getpid()) : error.what();
+    detail_ = isInUse ? std::string("process ").append(std::to_string(::getpid())) : error.what();
     return isInUse ? Outcome::inUse : Outcome::unavailable;
   }
   FileDescriptor opened(::open(file.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NONBLOCK, 0600));

@@ -19,8 +19,10 @@ bool interferes(const std::string& command) {
   const Dictionary members = RapidJSONSerialization().value(command).value_or(Value()).dictionary();
   const std::string& method = members["method"].text();
   const bool writes = members["do"] == Value("store") && (members.holds("set") || members.holds("remove"));
-  return writes || method == "enqueueMarluneEvent:" || method == "appendBatchEvent:" || method == "flushBatchQueue:" ||
-         method.starts_with("init") || method.starts_with("swiftInit");
+  // A clock far off gives times that no device has.
+  return writes || members["do"] == Value("clock") || method == "enqueueMarluneEvent:" ||
+         method == "appendBatchEvent:" || method == "flushBatchQueue:" || method.starts_with("init") ||
+         method.starts_with("swiftInit");
 }
 
 /// Runs scripts, and checks what the tracker sends in them.
