@@ -52,7 +52,7 @@ int main(int argc, char** argv) {
       }).detach();
     }
     while (true) {
-      std::this_thread::sleep_for(std::chrono::milliseconds(3));
+      std::this_thread::sleep_for(std::chrono::milliseconds(3));  // so that the threads get to report in between
       opened.environment->applicationWillResignActive();
       opened.environment->applicationDidBecomeActive();
     }
@@ -63,7 +63,7 @@ int main(int argc, char** argv) {
         while (true) tracker->trackEvent("last words", "value");
       }).detach();
     }
-    std::this_thread::sleep_for(std::chrono::microseconds(std::stol(argv[4])));
+    std::this_thread::sleep_for(std::chrono::microseconds(std::stol(argv[4])));  // the instant that the test chose
     std::exit(0);  // no destructor of what stands above runs
   }
   for (long number = std::stol(argv[4]);; ++number) {
