@@ -45,6 +45,37 @@ bool write(Writer& writer, const Value& value) {
   return false;
 }
 
+/// What the reader makes of a number that stands alone.
+struct NumberHandler : rapidjson::BaseReaderHandler<rapidjson::UTF8<>, NumberHandler> {
+  bool Int64(std::int64_t read) { return take(read); }
+  bool Int(int read) { return take(read); }
+  bool Uint(unsigned read) { return take(read); }
+  bool Uint64(std::uint64_t read) { return take(read); }
+  bool Double(double read) { return take(read); }
+  bool take(Value read) {
+    number = std::move(read);
+    return true;
+  }
+
+  Value number;
+};
+
+/// The reader's full precision makes something else than zero of a zero with a small exponent.
+bool isRealZero(std::string_view number) {
+  const std::string_view digits = number.substr(0, number.find_first_of("eE"));
+  return digits.size() < number.size() && digits.find_first_of("123456789") == std::string_view::npos;
+}
+
+/// Null when it is too big.
+Value numberOf(std::string_view text) {
+  if (isRealZero(text)) return text.front() == '-' ? -0.0 : 0.0;
+  rapidjson::MemoryStream stream(text.data(), text.size());
+  rapidjson::Reader reader;
+  NumberHandler handler;
+  if (reader.Parse<rapidjson::kParseFullPrecisionFlag>(stream, handler).IsError()) return {};
+  return std::move(handler.number);
+}
+
 /// Receives the reader's events and keeps the containers that are still open.
 class ValueBuilder : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, ValueBuilder> {
  public:
@@ -54,11 +85,10 @@ class ValueBuilder : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, Valu
 
   bool Null() { return take(Value()); }
   bool Bool(bool truth) { return take(truth); }
-  bool Int(int number) { return take(number); }
-  bool Uint(unsigned number) { return take(number); }
-  bool Int64(std::int64_t number) { return take(number); }
-  bool Uint64(std::uint64_t number) { return take(number); }
-  bool Double(double number) { return take(number); }
+  bool RawNumber(const char* text, rapidjson::SizeType length, bool) {
+    Value number = numberOf(std::string_view(text, length));
+    return !number.isNull() && take(std::move(number));
+  }
   bool String(const char* text, rapidjson::SizeType length, bool) { return take(std::string_view(text, length)); }
   bool StartObject() { return open(true); }
   bool StartArray() { return open(false); }
@@ -131,7 +161,7 @@ std::optional<Value> RapidJSONSerialization::value(std::string_view text, std::s
   rapidjson::EncodedInputStream<rapidjson::UTF8<>, rapidjson::MemoryStream> stream(bytes);
   rapidjson::Reader reader;
   ValueBuilder builder(depth);
-  constexpr unsigned flags = rapidjson::kParseIterativeFlag | rapidjson::kParseFullPrecisionFlag;
+  constexpr unsigned flags = rapidjson::kParseIterativeFlag | rapidjson::kParseNumbersAsStringsFlag;
   if (reader.Parse<flags>(stream, builder).IsError()) return std::nullopt;
   return std::move(builder).result();
 }

@@ -86,7 +86,7 @@ TEST(Dictionary, ARemovedKeyThatComesBackStandsAtTheEnd) {
   for (const std::size_t count : {2, 33, 1000}) {
     Pairs pairs = numberedPairs(count);
     const Dictionary changed = Dictionary(pairs).removing("key 0").setting("key 0", "back");
-    std::ranges::rotate(pairs, pairs.begin() + 1);
+    std::rotate(pairs.begin(), pairs.begin() + 1, pairs.end());
     pairs.back().second = "back";
     EXPECT_TRUE(pairsOf(changed) == pairs) << count;
   }

@@ -125,6 +125,19 @@ TEST(JSONText, MinusZeroIsANumberThatIsZero) {
   EXPECT_EQ(value->realValue(), 0.0);
 }
 
+TEST(JSONText, AZeroIsZeroWhateverItsExponent) {
+  for (const char* text :
+       {"0e0", "0E-30", "0.0e-30", "0.000e+12", "0.00000000000000000000000000000000000000001e-400"}) {
+    ASSERT_TRUE(valueOf(text).has_value()) << text;
+    EXPECT_EQ(valueOf(text)->kind(), Kind::real) << text;
+    EXPECT_EQ(valueOf(text)->realValue(), 0.0) << text;
+    EXPECT_FALSE(std::signbit(valueOf(text)->realValue())) << text;
+    const std::string negative = std::string("-") + text;
+    ASSERT_TRUE(valueOf(negative).has_value()) << negative;
+    EXPECT_TRUE(std::signbit(valueOf(negative)->realValue())) << negative;
+  }
+}
+
 TEST(JSONText, IntegersOf64BitsAreKeptWhateverTheirSign) {
   for (const std::string text : {"-9223372036854775808", "9223372036854775807", "9223372036854775808",
                                  "18446744073709551614", "18446744073709551615"}) {

@@ -27,7 +27,7 @@ constexpr std::int64_t mostRecords = 25;
 constexpr std::string_view ending = ".schema.json";
 
 void parse(rapidjson::Document& document, std::string_view text) {
-  document.Parse<rapidjson::kParseIterativeFlag | rapidjson::kParseFullPrecisionFlag>(text.data(), text.size());
+  document.Parse<rapidjson::kParseIterativeFlag>(text.data(), text.size());
 }
 
 /// The steps of a place as the library names it: {"<root>", "[data]", "[uptime]"}.
