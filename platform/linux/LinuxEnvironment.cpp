@@ -101,6 +101,19 @@ std::string LinuxEnvironment::erase(const LinuxOptions& options) {
   }
 }
 
+std::string LinuxEnvironment::stopForGood(std::unique_ptr<LinuxEnvironment> environment) {
+  if (environment == nullptr) return "";
+  if (environment->isInFork()) return "The store belongs to the parent of this process: it is not erased here.";
+  environment->stopAtOnce();
+  try {
+    const LinuxOptions options = environment->parts_->options;
+    environment = nullptr;
+    return eraseStoreOf(options);
+  } catch (const std::exception& exception) {
+    return exception.what();
+  }
+}
+
 LinuxEnvironment::~LinuxEnvironment() {
   if (isInFork()) {
     // What the parent's threads were about to do cannot be undone here: it stays as it is until the process ends.
@@ -174,6 +187,18 @@ void LinuxEnvironment::beginTermination() {
   };
   // Two turns, so that what the handlers posted runs before the first look at what is under way.
   parts_->loop.async([this, waitForTasks] { parts_->loop.async(waitForTasks); });
+}
+
+/// Nothing leaves from the first line on, whatever tasks still run before the loop has stopped.
+void LinuxEnvironment::stopAtOnce() {
+  if (parts_->closed) return;
+  parts_->network.stop();
+  parts_->terminationHasBegun = true;
+  if (parts_->options.mainThread == MainThread::own && parts_->thread.start()) {
+    parts_->loop.stop();
+    parts_->thread.join();
+  }
+  close();
 }
 
 /// Whether close() would wait for the calling thread, and so for itself.

@@ -1,9 +1,11 @@
 #include "platform/linux/LinuxPieces.h"
 
+#include <algorithm>
 #include <stdexcept>
 #include <utility>
 #include <variant>
 
+#include "platform/linux/CappedStore.h"
 #include "platform/linux/GuardedLog.h"
 #include "platform/linux/RedirectedNetworkAccess.h"
 #include "platform/linux/StandIns.h"
@@ -72,7 +74,9 @@ auto hostAppsMaker(Maker maker, const char* name, Platform& platform, const Log&
 
 }  // namespace
 
-std::shared_ptr<UserDefaults> openUserDefaults(const LinuxOptions& options, [[maybe_unused]] const Log& log) {
+namespace {
+
+std::shared_ptr<UserDefaults> openStore(const LinuxOptions& options, [[maybe_unused]] const Log& log) {
   if (options.userDefaults != nullptr) return options.userDefaults;
 #if FLIPRUGAIR_SQLITE
   auto opened = SQLiteUserDefaults::open(storePath(options), log, options.store);
@@ -83,6 +87,15 @@ std::shared_ptr<UserDefaults> openUserDefaults(const LinuxOptions& options, [[ma
 #else
   throw std::runtime_error("The platform was built without its store: give LinuxOptions a userDefaults of your own.");
 #endif
+}
+
+}  // namespace
+
+std::shared_ptr<UserDefaults> openUserDefaults(const LinuxOptions& options, const Log& log) {
+  std::shared_ptr<UserDefaults> store = openStore(options, log);
+  if (!options.mostWaitingRequests) return store;
+  const std::size_t mostRequests = std::max<std::size_t>(*options.mostWaitingRequests, 1);
+  return std::make_shared<CappedStore>(std::move(store), mostRequests, log);
 }
 
 std::string eraseStoreOf(const LinuxOptions& options) {

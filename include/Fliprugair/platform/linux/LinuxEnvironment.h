@@ -49,6 +49,12 @@ class FLIPRUGAIR_EXPORT LinuxEnvironment final : public Environment, public Plat
   /// it is left, also when there was nothing; else what could not be erased, and why.
   static std::string erase(const LinuxOptions& options);
 
+  /// For a user who takes their consent back: stops at once, without the last words of terminate(), cuts off what is
+  /// being sent, destroys the environment, and erases all that it has stored. "" when nothing is left; else what could
+  /// not be erased, and why, as when the store is the host app's own. Waits as the destructor does, and like it wants
+  /// the trackers gone, no thread inside run() or poll(), and a thread that is not the platform's.
+  static std::string stopForGood(std::unique_ptr<LinuxEnvironment> environment);
+
   /// Terminates first, if that was not done. Trackers are gone by then, and no thread is inside run() or poll(). Not on
   /// a thread of the platform's.
   ~LinuxEnvironment() override;
@@ -136,6 +142,7 @@ class FLIPRUGAIR_EXPORT LinuxEnvironment final : public Environment, public Plat
 
   void deliver(ApplicationNotification notification);
   void beginTermination();
+  void stopAtOnce();
   bool isInFork() const;
   bool isInsideCall() const;
   void close();

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <chrono>
+#include <cstddef>
 #include <filesystem>
 #include <functional>
 #include <memory>
@@ -47,6 +48,12 @@ struct LinuxOptions {
   /// The store's file. Not given: fliprugair.sqlite in the folder $XDG_DATA_HOME/<bundleIdentifier>.
   std::optional<std::filesystem::path> storePath = {};
   StoreOptions store = {};
+
+  /// How many requests may wait for the control host, 1 at least. With one more the oldest is dropped, which the log
+  /// says with the count; the report of the installation stays. Not given: all wait until they are confirmed. A batch
+  /// of up to 25 records is one request.
+  std::optional<std::size_t> mostWaitingRequests = {};
+
   /// The application's own documents, in which a control host may ask for keyed archives by name. Empty: there are
   /// none.
   std::filesystem::path documentsFolder = {};

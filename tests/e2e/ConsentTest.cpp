@@ -1,0 +1,101 @@
+// A user who agrees, takes it back, and agrees once more.
+
+#include "Fliprugair/core/Identity.h"
+#include "e2e/HostApp.h"
+
+namespace fliprugair::e2e {
+namespace {
+
+using controlhost::HostSettings;
+
+/// Of a system whose installation is reported as soon as the host has answered.
+LinuxOptions optionsOf(const Folder& folder) {
+  LinuxOptions options = optionsIn(folder.path());
+  options.facts.systemVersion = "6";
+  return options;
+}
+
+/// A visit that can end with the user's consent.
+struct Visit {
+  Visit(const LinuxOptions& options, const ControlHost& host) : environment(LinuxEnvironment::open(options).environment) {
+    tracker = MarluneTracker::initMarluneWithParams(
+        *environment, {{"marluneAppId", "demo"}, {"trackerHostname", host.hostname()}});
+    environment->applicationDidFinishLaunching();
+    environment->applicationDidBecomeActive();
+  }
+  std::string stopForGood() {
+    tracker = nullptr;
+    return LinuxEnvironment::stopForGood(std::move(environment));
+  }
+  std::string deviceId() const { return environment->userDefaults().objectForKey(key::deviceId).text(); }
+
+  std::unique_ptr<LinuxEnvironment> environment;
+  std::shared_ptr<MarluneTracker> tracker;
+};
+
+TEST(StoppingForGood, SendsNothingOfWhatWaitsAndLeavesNothing) {
+  for (const MainThread mainThread : {MainThread::own, MainThread::host}) {
+    ControlHost host;
+    const Folder folder;
+    LinuxOptions options = optionsOf(folder);
+    options.mainThread = mainThread;
+    Visit visit(options, host);
+    ASSERT_TRUE(visit.environment->waitUntilSent(std::chrono::seconds(30)).isNothing());
+    const std::size_t before = host.requests().size();
+    visit.tracker->trackEvent("late", "value");
+    EXPECT_EQ(visit.stopForGood(), "");
+    EXPECT_TRUE(std::filesystem::is_empty(folder.path()));
+    EXPECT_EQ(host.requests().size(), before);
+  }
+}
+
+TEST(StoppingForGood, DoesNotWaitForWhatIsBeingSent) {
+  std::atomic<int> delay = 0;
+  ControlHostOptions hostOptions;
+  hostOptions.settings = [&delay] {
+    HostSettings settings;
+    settings.init = Value{{"success", 1}, {"flags", Value{{"resend_initial", false}}}};
+    settings.delay = std::chrono::milliseconds(delay);
+    return settings;
+  };
+  ControlHost host(hostOptions);
+  const Folder folder;
+  LinuxOptions options = optionsOf(folder);
+  options.backgroundTaskTime = std::chrono::minutes(10);
+  Visit visit(options, host);
+  ASSERT_TRUE(visit.environment->waitUntilSent(std::chrono::seconds(30)).isNothing());
+  delay = 1000;
+  for (int number = 0; number < 25; ++number) visit.tracker->trackEvent(std::to_string(number), "value");
+  EXPECT_EQ(visit.environment->waiting().requests, 1U);
+  EXPECT_EQ(visit.stopForGood(), "");
+  EXPECT_TRUE(std::filesystem::is_empty(folder.path()));
+}
+
+TEST(StoppingForGood, MakesTheNextConsentThatOfANewInstallation) {
+  ControlHost host;
+  const Folder folder;
+  const LinuxOptions options = optionsOf(folder);
+  Visit first(options, host);
+  const std::string device = first.deviceId();
+  ASSERT_TRUE(first.environment->waitUntilSent(std::chrono::seconds(30)).isNothing());
+  EXPECT_EQ(first.stopForGood(), "");
+  Visit second(options, host);
+  EXPECT_NE(second.deviceId(), device);
+  ASSERT_TRUE(second.environment->waitUntilSent(std::chrono::seconds(30)).isNothing());
+  EXPECT_EQ(requestsOf(host, "initial").size(), 2U);
+  EXPECT_EQ(second.stopForGood(), "");
+}
+
+TEST(StoppingForGood, LeavesAStoreOfTheHostAppsOwnToIt) {
+  EXPECT_EQ(LinuxEnvironment::stopForGood(nullptr), "");
+  const Folder folder;
+  LinuxOptions options = optionsOf(folder);
+  const auto lender = LinuxEnvironment::open(options).environment;
+  options.userDefaults = std::shared_ptr<UserDefaults>(std::shared_ptr<void>(), &lender->userDefaults());
+  std::unique_ptr<LinuxEnvironment> borrower = LinuxEnvironment::open(options).environment;
+  EXPECT_EQ(LinuxEnvironment::stopForGood(std::move(borrower)),
+            "The store is the host app's own: it is not erased here.");
+}
+
+}  // namespace
+}  // namespace fliprugair::e2e
