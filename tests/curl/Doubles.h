@@ -14,7 +14,7 @@
 
 #include "Fliprugair/collaborators/MarluneNetworkAccess.h"
 #include "Fliprugair/platform/Application.h"
-#include "Fliprugair/platform/UserDefaults.h"
+#include "support/MemoryUserDefaults.h"
 
 namespace fliprugair::test {
 
@@ -63,34 +63,6 @@ class Gate {
   std::mutex mutex_;
   std::condition_variable changed_;
   bool open_ = false;
-};
-
-class MemoryDefaults : public UserDefaults {
- public:
-  Value objectForKey(std::string_view key) const override {
-    const std::lock_guard lock(mutex_);
-    const auto place = values_.find(key);
-    return place == values_.end() ? Value() : place->second;
-  }
-  void setObject(Value value, std::string_view key) override {
-    update(key, [&](const Value&) { return value; });
-  }
-  void update(std::string_view key, const std::function<Value(const Value&)>& change) override {
-    const std::lock_guard lock(mutex_);
-    Value& place = values_[std::string(key)];
-    place = change(place);
-    if (place.isNull()) values_.erase(std::string(key));
-  }
-  void synchronize() override { ++synchronizations; }
-  void beginGroup() override {}
-  void endGroup() override {}
-  void whenDurable(std::function<void()> action) override { action(); }
-
-  std::atomic<int> synchronizations = 0;
-
- private:
-  mutable std::mutex mutex_;
-  std::map<std::string, Value, std::less<>> values_;
 };
 
 class RecordingApplication final : public Application {

@@ -9,7 +9,7 @@ namespace fliprugair::test {
 namespace {
 
 /// A store with a group that a test ends; it notes what happens in which order.
-class OrderedDefaults final : public MemoryDefaults {
+class OrderedDefaults final : public MemoryUserDefaults {
  public:
   void synchronize() override { order.put("durable"); }
   void whenDurable(std::function<void()> action) override {

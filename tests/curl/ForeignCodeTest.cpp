@@ -10,12 +10,12 @@ namespace fliprugair::test {
 namespace {
 
 /// Throws from the operation that `fails` names.
-class ThrowingDefaults final : public MemoryDefaults {
+class ThrowingDefaults final : public MemoryUserDefaults {
  public:
   void update(std::string_view key, const std::function<Value(const Value&)>& change) override {
     throwIf("update");
     throwIf(std::string("update ") + (key == networkQueue ? "queue" : "list"));
-    MemoryDefaults::update(key, change);
+    MemoryUserDefaults::update(key, change);
   }
   void synchronize() override { throwIf("synchronize"); }
   void whenDurable(std::function<void()> action) override {

@@ -17,7 +17,7 @@
 #include "curl/Certificates.h"
 #include "curl/Loopback.h"
 #include "curl/NetworkTest.h"
-#include "curl/TemporaryDirectory.h"
+#include "support/TemporaryFolder.h"
 
 namespace fliprugair::test {
 
@@ -95,9 +95,9 @@ class EchoServer {
 class HTTP2 : public NetworkTest {};
 
 TEST_F(HTTP2, RequestsShareOneConnection) {
-  const TemporaryDirectory directory;
-  const Certificate certificate = makeCertificate(directory.path("server"), "IP:127.0.0.1");
-  EchoServer server(certificate, directory.path("output"));
+  const TemporaryFolder folder;
+  const Certificate certificate = makeCertificate((folder / "server").string(), "IP:127.0.0.1");
+  EchoServer server(certificate, (folder / "output").string());
   const Running running = start({.caFile = certificate.certificateFile, .loopbackScheme = LoopbackScheme::https});
   constexpr std::size_t count = 20;
   for (std::size_t number = 0; number < count; ++number) {

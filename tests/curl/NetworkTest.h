@@ -75,7 +75,7 @@ class NetworkTest : public testing::Test {
     EXPECT_NE(all.find(part), std::string::npos) << "'" << part << "' is not in:\n" << all;
   }
 
-  MemoryDefaults store_;
+  MemoryUserDefaults store_;
   RapidJSONSerialization json_;
   RecordingApplication application_;
   Mailbox<std::string> log_;

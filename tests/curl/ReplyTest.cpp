@@ -129,7 +129,7 @@ TEST_F(Reply, ComesAfterTheStoreIsWrittenAndBeforeTheBackgroundTaskEnds) {
       ended = application->ended.items().size();
       queue = store->objectForKey(networkQueue);
     }
-    MemoryDefaults* store = nullptr;
+    MemoryUserDefaults* store = nullptr;
     RecordingApplication* application = nullptr;
     int synchronizations = 0;
     std::size_t ended = 1;

@@ -4,8 +4,8 @@
 #include "curl/ConnectProxy.h"
 #include "curl/NetworkTest.h"
 #include "curl/TLSListener.h"
-#include "curl/TemporaryDirectory.h"
 #include "curl/TestServer.h"
+#include "support/TemporaryFolder.h"
 
 namespace fliprugair::test {
 
@@ -34,12 +34,12 @@ class TLS : public NetworkTest {
   }
 
   Certificate certificate(const std::string& name, const std::string& subject, Validity validity = Validity::today) {
-    return makeCertificate(directory_.path(name), subject, validity);
+    return makeCertificate((folder_ / name).string(), subject, validity);
   }
 
   static TestServer::Reply accept(const TestServer::Request&) { return {}; }
 
-  TemporaryDirectory directory_;
+  TemporaryFolder folder_;
 };
 
 TEST_F(TLS, AHostWithATrustedCertificateIsAsked) {

@@ -15,7 +15,7 @@ class ControlHostFromEnvironment : public testing::Test {
 
   ControlHost host_;
   ControlHost other_;
-  const Folder folder_;
+  const TemporaryFolder folder_;
   const Value trackerOptions_{{"marluneAppId", "demo"}, {"trackerHostname", other_.hostname()}};
 };
 

@@ -12,7 +12,7 @@ TEST(Exit, WithLiveThreadsIsAsQuietAsAnyOther) {
   ControlHost host;
   std::minstd_rand random(20260921);
   for (int round = 0; round < 20; ++round) {
-    const Folder folder;
+    const TemporaryFolder folder;
     const ProgramRun run = runProgram({FLIPRUGAIR_VICTIM, "exit", (folder.path() / "store.sqlite").string(),
                                        host.hostname(), std::to_string(random() % 100000)});
     EXPECT_EQ(run.exitStatus, 0) << "round " << round;

@@ -10,25 +10,6 @@
 
 namespace fliprugair::e2e {
 
-Folder::Folder() {
-  std::string pattern = (std::filesystem::temp_directory_path() / "fliprugair-e2e-XXXXXX").string();
-  path_ = ::mkdtemp(pattern.data());
-}
-
-Folder::~Folder() {
-  std::error_code ignored;
-  std::filesystem::remove_all(path_, ignored);
-}
-
-bool eventually(const std::function<bool()>& condition) {
-  const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(30);
-  while (!condition()) {
-    if (std::chrono::steady_clock::now() > deadline) return false;
-    std::this_thread::sleep_for(std::chrono::milliseconds(5));  // the store and other processes signal nobody here
-  }
-  return true;
-}
-
 void Listener::Marlune_attributionResult(const Value& attribution) {
   std::array<char, 16> name{};
   pthread_getname_np(pthread_self(), name.data(), name.size());

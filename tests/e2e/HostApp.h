@@ -12,25 +12,11 @@
 #include <thread>
 
 #include "Fliprugair/platform/linux/LinuxEnvironment.h"
+#include "support/Eventually.h"
+#include "support/TemporaryFolder.h"
 #include "tools/controlhost/ControlHost.h"
 
 namespace fliprugair::e2e {
-
-/// A folder of the test's own, gone with it.
-class Folder {
- public:
-  Folder();
-  ~Folder();
-  Folder(const Folder&) = delete;
-  Folder& operator=(const Folder&) = delete;
-  const std::filesystem::path& path() const { return path_; }
-
- private:
-  std::filesystem::path path_;
-};
-
-/// Waits until `condition` holds, for half a minute at most. Whether it does.
-bool eventually(const std::function<bool()>& condition);
 
 /// Receives attribution results.
 class Listener final : public MarluneTrackerClientDelegate {

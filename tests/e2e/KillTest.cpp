@@ -88,7 +88,7 @@ TEST(Kill, RightAfterAnEventReturnedLosesNoneTwoHundredTimesOver) {
   long next = 0;
   std::size_t acknowledged = 0;
   for (int round = 0; round < 200; ++round) {
-    const Folder folder;
+    const TemporaryFolder folder;
     Victim victim({"events", (folder.path() / "store.sqlite").string(), host.hostname(), std::to_string(next)});
     victim.listen(std::chrono::microseconds(random() % 15000));
     victim.kill();
@@ -121,7 +121,7 @@ TEST(Kill, AtAnyInstantOfAHundredLivesLosesNoEventRepeatsOnlyUnconfirmedRequests
     received.add(request);
   };
   ControlHost host(hostOptions);
-  const Folder folder;
+  const TemporaryFolder folder;
   std::mt19937 random(20261122);
   std::set<std::string> returned;
   for (int life = 0; life < lives; ++life) {
@@ -164,7 +164,7 @@ TEST(Kill, BeforeTheInstallReplyHasTheReportSentAgainAtTheNextActivation) {
     if (request.action == "init") delay = 20000;  // the reply to what follows comes too late
   };
   ControlHost host(hostOptions);
-  const Folder folder;
+  const TemporaryFolder folder;
   {
     Victim victim({"install", (folder.path() / "store.sqlite").string(), host.hostname()});
     ASSERT_TRUE(eventually([&] { return requestsOf(host, "initial").size() == 1; }));

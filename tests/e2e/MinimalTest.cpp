@@ -51,7 +51,7 @@ TEST(Minimal, IsTheProgramThatTheReadmeShows) {
 TEST(Minimal, SendsItsEventAtEachRunAndSaysThatItArrived) {
   const auto host = hostOfTheProgram();
   ASSERT_NE(host, nullptr) << "port 8080 of this machine is in use";
-  const Folder folder;
+  const TemporaryFolder folder;
   for (std::size_t run = 1; run <= 3; ++run) {
     const ProgramRun minimal = runProgram({FLIPRUGAIR_MINIMAL}, {"XDG_DATA_HOME=" + folder.path().string()});
     EXPECT_EQ(minimal.exitStatus, 0);

@@ -25,7 +25,7 @@ ControlHostOptions slowHost(std::atomic<int>& delay) {
 TEST(Termination, WaitsForABatchThatLeftBecauseItWasFull) {
   std::atomic<int> delay = 0;
   ControlHost host(slowHost(delay));
-  const Folder folder;
+  const TemporaryFolder folder;
   {
     HostApp app(optionsIn(folder.path()), optionsFor(host.hostname()));
     ASSERT_TRUE(app.environment().waitUntilSent(std::chrono::seconds(30)).isNothing());
@@ -42,7 +42,7 @@ TEST(Termination, WaitsForABatchThatLeftBecauseItWasFull) {
 TEST(Termination, WaitsForAnUpdateAndForTheInstallReport) {
   std::atomic<int> delay = 0;
   ControlHost host(slowHost(delay));
-  const Folder folder;
+  const TemporaryFolder folder;
   {
     HostApp app(optionsIn(folder.path()), optionsFor(host.hostname()));
     delay = 500;
@@ -61,7 +61,7 @@ TEST(Termination, WaitsForAnUpdateAndForTheInstallReport) {
 TEST(Termination, WaitsNoLongerThanABackgroundTaskMayTake) {
   std::atomic<int> delay = 0;
   ControlHost host(slowHost(delay));
-  const Folder folder;
+  const TemporaryFolder folder;
   LinuxOptions options = optionsIn(folder.path());
   options.backgroundTaskTime = std::chrono::milliseconds(200);
   HostApp app(options, optionsFor(host.hostname()));
@@ -78,7 +78,7 @@ TEST(Termination, WaitsNoLongerThanABackgroundTaskMayTake) {
 TEST(WaitUntilSent, BringsTheFirstVisitOfAProgramThatEndsSoonToTheHost) {
   for (const MainThread mainThread : {MainThread::own, MainThread::host}) {
     ControlHost host;
-    const Folder folder;
+    const TemporaryFolder folder;
     LinuxOptions options = optionsIn(folder.path());
     options.mainThread = mainThread;
     HostApp app(options, optionsFor(host.hostname()));
@@ -91,7 +91,7 @@ TEST(WaitUntilSent, BringsTheFirstVisitOfAProgramThatEndsSoonToTheHost) {
 }
 
 TEST(WaitUntilSent, SaysWhatWaitsWhenTheHostIsDown) {
-  const Folder folder;
+  const TemporaryFolder folder;
   const auto before = std::chrono::system_clock::now() - std::chrono::seconds(2);
   HostApp app(optionsIn(folder.path()), optionsFor("127.0.0.1:1"));
   app.tracker().trackEvent("only", "value");
@@ -113,7 +113,7 @@ TEST(WaitUntilSent, SaysWhatWaitsWhenTheHostIsDown) {
 TEST(WaitUntilSent, CountsTheRequestsThatTheHostHasNotConfirmed) {
   std::atomic<int> delay = 0;
   ControlHost host(slowHost(delay));
-  const Folder folder;
+  const TemporaryFolder folder;
   HostApp app(optionsIn(folder.path()), optionsFor(host.hostname()));
   ASSERT_TRUE(app.environment().waitUntilSent(std::chrono::seconds(30)).isNothing());
   host.stop();
@@ -127,7 +127,7 @@ TEST(WaitUntilSent, CountsTheRequestsThatTheHostHasNotConfirmed) {
 }
 
 TEST(WaitUntilSent, DoesNotWaitOnThePlatformsOwnThreads) {
-  const Folder folder;
+  const TemporaryFolder folder;
   HostApp app(optionsIn(folder.path()), optionsFor("127.0.0.1:1"));
   const auto begin = std::chrono::steady_clock::now();
   bool installReport = false;
@@ -138,7 +138,7 @@ TEST(WaitUntilSent, DoesNotWaitOnThePlatformsOwnThreads) {
 }
 
 TEST(Erasing, LeavesNothingOfTheStoreAndTheNextStartIsANewInstallation) {
-  const Folder folder;
+  const TemporaryFolder folder;
   const LinuxOptions options = optionsIn(folder.path());
   std::string first;
   {

@@ -85,7 +85,7 @@ ControlHostOptions installedOnce() {
 
 TEST(SixteenThreads, LoseAndDoubleNothingBesideFlushesAndTheApplicationsLife) {
   ControlHost host(installedOnce());
-  const Folder folder;
+  const TemporaryFolder folder;
   constexpr int events = 250;
   {
     HostApp app(optionsIn(folder.path()), {{"marluneAppId", "demo"}, {"trackerHostname", host.hostname()}});
@@ -120,7 +120,7 @@ TEST(SixteenThreads, LoseAndDoubleNothingBesideFlushesAndTheApplicationsLife) {
 
 TEST(SixteenThreads, LoseNothingWhenTheProcessIsKilledAndDoubleWhatWasNotConfirmedAlone) {
   ControlHost host(installedOnce());
-  const Folder folder;
+  const TemporaryFolder folder;
   // A soak takes more lives.
   const char* given = std::getenv("FLIPRUGAIR_KILLS");
   const int lives = given != nullptr ? std::atoi(given) : 20;

@@ -26,7 +26,7 @@ TEST(Visit, IsReportedWholeAndLeavesEmptyQueues) {
     return settings;
   };
   ControlHost host(hostOptions);
-  const Folder folder;
+  const TemporaryFolder folder;
   HostApp app(optionsIn(folder.path()), optionsFor(host.hostname()));
   ASSERT_TRUE(eventually([&] { return requestsOf(host, "initial").size() == 1; }));
   EXPECT_EQ(requestsOf(host, "init").size(), 1U);
@@ -50,7 +50,7 @@ TEST(Visit, IsReportedWholeAndLeavesEmptyQueues) {
 }
 
 TEST(Visit, ThatTheHostMissesIsReportedAtTheNextOne) {
-  const Folder folder;
+  const TemporaryFolder folder;
   const int port = freePort();
   const std::string hostname = "127.0.0.1:" + std::to_string(port);
   {
@@ -100,7 +100,7 @@ TEST(Visit, ToAHostInTroubleBringsAHandfulOfFourThousandBatchesThatWait) {
   };
   hostOptions.arrived = [&](const controlhost::ReceivedRequest& request) { batches += request.action == "batch"; };
   ControlHost host(hostOptions);
-  const Folder folder;
+  const TemporaryFolder folder;
   HostApp app(optionsIn(folder.path()), optionsFor(host.hostname()));
   ASSERT_TRUE(eventually([&] { return app.stored(key::firstInitReceived).boolValue(); }));
   ASSERT_TRUE(eventually([&] { return app.stored(key::networkQueue) == Value(Dictionary()); }));
@@ -124,7 +124,7 @@ TEST(Visit, ToAHostInTroubleBringsAHandfulOfFourThousandBatchesThatWait) {
 
 TEST(Visit, LeavesEveryThreadOfThePlatformAsleepWhenNothingIsDue) {
   ControlHost host;
-  const Folder folder;
+  const TemporaryFolder folder;
   HostApp app(optionsIn(folder.path()), optionsFor(host.hostname()));
   ASSERT_TRUE(eventually([&] { return requestsOf(host, "initial").size() == 1; }));
   app.resign();
@@ -141,7 +141,7 @@ TEST(Visit, LeavesEveryThreadOfThePlatformAsleepWhenNothingIsDue) {
 
 TEST(Visit, EndsWithItsLastBatchConfirmedBecauseTerminationWaitsForIt) {
   ControlHost host;
-  const Folder folder;
+  const TemporaryFolder folder;
   {
     HostApp app(optionsIn(folder.path()), optionsFor(host.hostname()));
     ASSERT_TRUE(eventually([&] { return requestsOf(host, "initial").size() == 1; }));
@@ -162,7 +162,7 @@ TEST(Visit, WithAnUnknownSearchAdAnswerReportsTheInstallationAfterTheThirdOne) {
     return settings;
   };
   ControlHost host(hostOptions);
-  const Folder folder;
+  const TemporaryFolder folder;
   std::atomic<int> questions = 0;
   LinuxOptions options = optionsIn(folder.path());
   options.facts.systemVersion = "9.3";
@@ -179,7 +179,7 @@ TEST(Visit, WithAnUnknownSearchAdAnswerReportsTheInstallationAfterTheThirdOne) {
 }
 
 TEST(Visit, ReportsAReceiptOfFiveMegabytesWhole) {
-  const Folder folder;
+  const TemporaryFolder folder;
   std::string receipt(5'000'000, '\0');
   std::minstd_rand random(1);
   for (char& byte : receipt) byte = static_cast<char>(random());
@@ -202,7 +202,7 @@ TEST(Visit, PollsForTheAttributionResultAndDeliversItOnce) {
     return settings;
   };
   ControlHost host(hostOptions);
-  const Folder folder;
+  const TemporaryFolder folder;
   const Value wanted{{"marluneAppId", "demo"}, {"trackerHostname", host.hostname()}, {"retrieveAttribution", true}};
   {
     HostApp app(optionsIn(folder.path()), wanted);
@@ -219,7 +219,7 @@ TEST(Visit, PollsForTheAttributionResultAndDeliversItOnce) {
 
 TEST(Visit, ReplaysWatchEventsOnceTheInstallationIsConfirmed) {
   ControlHost host;
-  const Folder folder;
+  const TemporaryFolder folder;
   {
     HostApp app(optionsIn(folder.path()), optionsFor("127.0.0.1:1"));
     app.tracker().handleWatchEvents("watch-1");

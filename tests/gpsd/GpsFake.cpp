@@ -94,9 +94,6 @@ std::string freePort() {
 }
 
 GpsFake::GpsFake(const std::vector<Epoch>& epochs, const std::string& port) {
-  std::string pattern = (std::filesystem::temp_directory_path() / "gpsfake-XXXXXX").string();
-  if (mkdtemp(pattern.data()) == nullptr) throw std::runtime_error("no temporary directory");
-  folder_ = pattern;
   std::ofstream log(folder_ / "receiver.nmea", std::ios::binary);
   for (std::size_t second = 0; second < epochs.size(); ++second) log << sentences(epochs[second], second);
   log.close();
@@ -109,11 +106,7 @@ GpsFake::GpsFake(const std::vector<Epoch>& epochs, const std::string& port) {
   throw std::runtime_error("gpsfake did not start");
 }
 
-GpsFake::~GpsFake() {
-  kill();
-  std::error_code ignored;
-  std::filesystem::remove_all(folder_, ignored);
-}
+GpsFake::~GpsFake() { kill(); }
 
 void GpsFake::start(const std::string& port) {
   port_ = port;
@@ -125,7 +118,7 @@ void GpsFake::start(const std::string& port) {
   for (auto& word : words) arguments.push_back(word.data());
   arguments.push_back(nullptr);
   process_ = fork();
-  if (process_ == 0) becomeGpsFake(folder_.string(), output, arguments.data());
+  if (process_ == 0) becomeGpsFake(folder_.path().string(), output, arguments.data());
   setpgid(process_, process_);
 }
 

@@ -2,9 +2,10 @@
 
 #include <sys/types.h>
 
-#include <filesystem>
 #include <string>
 #include <vector>
+
+#include "support/TemporaryFolder.h"
 
 namespace fliprugair::test {
 
@@ -33,7 +34,7 @@ class GpsFake {
   void start(const std::string& port);
   bool hasReceiver() const;
 
-  std::filesystem::path folder_;
+  const TemporaryFolder folder_;
   std::string port_;
   pid_t process_ = -1;
 };

@@ -149,7 +149,7 @@ TEST(LinuxEnvironment, TheDestructorTerminates) {
       environment->terminate();
     }
     EXPECT_EQ(terminated, 1);
-    EXPECT_EQ(store->synchronized, 1);
+    EXPECT_EQ(store->synchronizations, 1);
   }
 }
 
@@ -233,7 +233,7 @@ TEST(LinuxEnvironment, TerminatingInsideASearchAdSourceReturnsAtOnce) {
     environment->makeRetrieveiAdAttribution()->retrieveiAdAttribution(false);
     EXPECT_TRUE(returned.happened());
     environment->terminate();
-    EXPECT_EQ(store->synchronized, 1);
+    EXPECT_EQ(store->synchronizations, 1);
     EXPECT_FALSE(environment->onMain([] {}));
   }
 }

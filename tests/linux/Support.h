@@ -16,6 +16,8 @@
 #include <vector>
 
 #include "Fliprugair/platform/linux/LinuxEnvironment.h"
+#include "support/MemoryUserDefaults.h"
+#include "support/TemporaryFolder.h"
 #include "support/ThreadSleeps.h"
 
 namespace fliprugair {
@@ -57,56 +59,6 @@ class Record {
  private:
   mutable std::mutex mutex_;
   std::vector<std::string> lines_;
-};
-
-class TemporaryFolder {
- public:
-  TemporaryFolder() {
-    std::string name = (std::filesystem::temp_directory_path() / "fliprugair-XXXXXX").string();
-    path_ = mkdtemp(name.data());
-  }
-  ~TemporaryFolder() { std::filesystem::remove_all(path_); }
-  TemporaryFolder(const TemporaryFolder&) = delete;
-  TemporaryFolder& operator=(const TemporaryFolder&) = delete;
-
-  const std::filesystem::path& path() const { return path_; }
-
-  /// Makes the folders that the file needs.
-  void write(const std::filesystem::path& file, std::string_view content) const {
-    std::filesystem::create_directories((path_ / file).parent_path());
-    std::ofstream(path_ / file, std::ios::binary) << content;
-  }
-
- private:
-  std::filesystem::path path_;
-};
-
-class MemoryUserDefaults final : public UserDefaults {
- public:
-  Value objectForKey(std::string_view key) const override {
-    const std::lock_guard lock(mutex_);
-    const auto found = values_.find(key);
-    return found == values_.end() ? Value() : found->second;
-  }
-  void setObject(Value value, std::string_view key) override {
-    const std::lock_guard lock(mutex_);
-    values_[std::string(key)] = std::move(value);
-  }
-  void update(std::string_view key, const std::function<Value(const Value&)>& change) override {
-    const std::lock_guard lock(mutex_);
-    Value& value = values_[std::string(key)];
-    value = change(value);
-  }
-  void synchronize() override { ++synchronized; }
-  void whenDurable(std::function<void()> action) override { action(); }
-  void beginGroup() override {}
-  void endGroup() override {}
-
-  std::atomic<int> synchronized = 0;
-
- private:
-  mutable std::mutex mutex_;
-  std::map<std::string, Value, std::less<>> values_;
 };
 
 class UnusedNetworkAccess final : public MarluneNetworkAccess {

@@ -25,9 +25,9 @@ class TerminatingLog {
   void expectThatTheNextCallDoesTheRest() {
     ASSERT_TRUE(returned.happened());
     EXPECT_NE(thread_, std::this_thread::get_id());
-    EXPECT_EQ(store->synchronized, 0);
+    EXPECT_EQ(store->synchronizations, 0);
     environment->terminate();
-    EXPECT_EQ(store->synchronized, 1);
+    EXPECT_EQ(store->synchronizations, 1);
   }
 
   const std::shared_ptr<MemoryUserDefaults> store = std::make_shared<MemoryUserDefaults>();

@@ -11,6 +11,7 @@
 #include "platform/plist/PlistShape.h"
 #include "platform/posix/FileDescriptor.h"
 #include "plist/Archives.h"
+#include "support/TemporaryFolder.h"
 
 namespace fliprugair {
 namespace {
@@ -21,18 +22,13 @@ namespace fs = std::filesystem;
 class PlistDocumentsTest : public testing::Test {
  protected:
   PlistDocumentsTest() {
-    std::string pattern = (fs::temp_directory_path() / "documents-XXXXXX").string();
-    if (mkdtemp(pattern.data()) != nullptr) base = pattern;
     fs::create_directory(folder());
     write("outside.plist", archive);
   }
-  ~PlistDocumentsTest() override { fs::remove_all(base); }
 
   fs::path folder() const { return base / "Documents"; }
 
-  void write(const fs::path& name, const std::string& content) const {
-    std::ofstream(base / name, std::ios::binary) << content;
-  }
+  void write(const fs::path& name, const std::string& content) const { temporary.write(name, content); }
 
   bool isReadable(std::string_view name) const {
     const PlistDocuments documents(folder());
@@ -40,7 +36,8 @@ class PlistDocumentsTest : public testing::Test {
   }
 
   const std::string archive = test::textArchive().binary();
-  fs::path base;
+  const TemporaryFolder temporary;
+  const fs::path base = temporary.path();
 };
 
 TEST_F(PlistDocumentsTest, APathIsTheFolderAndTheName) {

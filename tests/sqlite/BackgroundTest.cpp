@@ -13,6 +13,7 @@
 #include "platform/sqlite/Checkpointer.h"
 #include "platform/sqlite/RowFile.h"
 #include "sqlite/StoreTest.h"
+#include "support/Eventually.h"
 
 namespace {
 
@@ -37,16 +38,6 @@ extern "C" int fdatasync(int descriptor) {
 namespace fliprugair {
 namespace {
 
-template <class Condition>
-bool comesTrue(Condition condition) {
-  const auto deadline = std::chrono::steady_clock::now() + std::chrono::minutes(1);
-  while (!condition()) {
-    if (std::chrono::steady_clock::now() > deadline) return false;
-    std::this_thread::sleep_for(std::chrono::milliseconds(1));  // neither the disk nor the file signals anybody
-  }
-  return true;
-}
-
 bool isCut(const std::filesystem::path& file) { return logSize(file) < 10000; }
 
 /// Of the log, in bytes.
@@ -65,7 +56,7 @@ TEST(StoreBackground, CopiesTheLogIntoTheFileAndEmptiesItWhileTheCallerNeverWait
     store->synchronize();
   };
   while (logSize(file) < longLog) append();
-  ASSERT_TRUE(comesTrue([&] { return isCut(file); }));
+  ASSERT_TRUE(eventually([&] { return isCut(file); }));
   for (int number = 0; number < 100; ++number) append();
   EXPECT_GT(std::filesystem::file_size(file), queue.size() * 400);
   EXPECT_EQ(waitsForTheDisk, 0);
@@ -96,7 +87,7 @@ class AStoreBeingCopied : public testing::Test {
     store_ = openStore(file_);
     while (logSize(file_) < longLog) append();
     diskIsStuck = true;
-    ASSERT_TRUE(comesTrue([] { return waitingThreads > 0; }));
+    ASSERT_TRUE(eventually([] { return waitingThreads > 0; }));
   }
   void TearDown() override { diskIsStuck = false; }
 
@@ -119,7 +110,7 @@ TEST_F(AStoreBeingCopied, KeepsNoCallerWaiting) {
     for (int number = 0; number < 100; ++number) append();
     isDone = true;
   });
-  EXPECT_TRUE(comesTrue([&] { return isDone.load(); }));
+  EXPECT_TRUE(eventually([&] { return isDone.load(); }));
   EXPECT_EQ(waitingThreads, 1);
   diskIsStuck = false;
   caller.join();
@@ -174,7 +165,7 @@ TEST_F(AWrittenStore, KeepsNoCallerWaitingWhenItsLogIsAtItsLimitAndTheDiskIsStuc
   isTheTest = true;
   diskIsStuck = true;
   while (logSize(file_) < logAtItsLimit) write(400000);
-  ASSERT_TRUE(comesTrue([] { return waitingThreads > 0; }));
+  ASSERT_TRUE(eventually([] { return waitingThreads > 0; }));
   waitsForTheDisk = 0;
   for (int number = 0; number < 100; ++number) write(10);
   EXPECT_EQ(waitsForTheDisk, 0);
@@ -186,7 +177,7 @@ TEST_F(AWrittenStore, KeepsNoCallerWaitingWhenItsLogIsAtItsLimitAndTheDiskIsStuc
 
 TEST_F(AWrittenStore, WhoseLogWasEmptiedIsWholeAfterASuddenDeath) {
   while (logSize(file_) < longLog) write(4000);
-  ASSERT_TRUE(comesTrue([&] { return isCut(file_); }));
+  ASSERT_TRUE(eventually([&] { return isCut(file_); }));
   EXPECT_EQ(AfterSuddenDeath(file_)->objectForKey("key"), Value(last_));
   write(4000);
   EXPECT_EQ(AfterSuddenDeath(file_)->objectForKey("key"), Value(last_));
@@ -225,7 +216,7 @@ TEST(StoreBackground, DoesUrgentWorkAtOnce) {
   Checkpointer checkpointer([&] { return ++pieces > 0; }, std::chrono::hours(1));
   checkpointer.request(Checkpointer::Urgency::afterPause);
   checkpointer.request(Checkpointer::Urgency::now);
-  EXPECT_TRUE(comesTrue([&] { return pieces == 1; }));
+  EXPECT_TRUE(eventually([&] { return pieces == 1; }));
 }
 
 TEST(StoreBackground, SleepsUntilWorkIsRequested) {
@@ -233,7 +224,7 @@ TEST(StoreBackground, SleepsUntilWorkIsRequested) {
   {
     Checkpointer checkpointer([&] { return ++pieces >= 0; }, std::chrono::milliseconds(1));
     checkpointer.request(Checkpointer::Urgency::afterPause);
-    EXPECT_TRUE(comesTrue([&] { return pieces > 0; }));
+    EXPECT_TRUE(eventually([&] { return pieces > 0; }));
     std::this_thread::sleep_for(std::chrono::milliseconds(20));  // in which one that does not sleep does much more
   }
   EXPECT_EQ(pieces, 1);
@@ -250,14 +241,14 @@ TEST(StoreBackground, DoesNotMissARequestThatComesWhileItWorks) {
       std::chrono::milliseconds(1));
   request = [&] { checkpointer.request(Checkpointer::Urgency::afterPause); };
   checkpointer.request(Checkpointer::Urgency::afterPause);
-  EXPECT_TRUE(comesTrue([&] { return pieces == 2; }));
+  EXPECT_TRUE(eventually([&] { return pieces == 2; }));
 }
 
 TEST(StoreBackground, GoesOnUntilTheWorkIsDone) {
   std::atomic<int> pieces = 0;
   Checkpointer checkpointer([&] { return ++pieces % 3 == 0; }, std::chrono::milliseconds(1));
   checkpointer.request(Checkpointer::Urgency::afterPause);
-  EXPECT_TRUE(comesTrue([&] { return pieces == 3; }));
+  EXPECT_TRUE(eventually([&] { return pieces == 3; }));
 }
 
 }  // namespace

@@ -12,29 +12,9 @@
 #include <vector>
 
 #include "platform/sqlite/SQLiteUserDefaults.h"
+#include "support/TemporaryFolder.h"
 
 namespace fliprugair {
-
-/// A folder of the test's own, gone with it.
-class TemporaryFolder {
- public:
-  explicit TemporaryFolder(const std::filesystem::path& parent = std::filesystem::temp_directory_path()) {
-    std::string name = (parent / "store-XXXXXX").string();
-    path_ = mkdtemp(name.data());
-  }
-  ~TemporaryFolder() {
-    std::error_code ignored;
-    std::filesystem::remove_all(path_, ignored);
-  }
-  TemporaryFolder(const TemporaryFolder&) = delete;
-  TemporaryFolder& operator=(const TemporaryFolder&) = delete;
-
-  std::filesystem::path operator/(std::string_view name) const { return path_ / name; }
-  const std::filesystem::path& path() const { return path_; }
-
- private:
-  std::filesystem::path path_;
-};
 
 /// There is no need for the disk to see what a test writes there.
 inline std::filesystem::path memory() {
