@@ -22,8 +22,11 @@ std::string Context::described(const Value& value) const {
 }
 
 void Context::perform(const std::function<void()>& operation) const {
-  const StoreGroup group(store_);
-  guarded(operation);
+  guarded([&] {
+    store_.beginGroup();
+    guarded(operation);
+    store_.endGroup();
+  });
 }
 
 void Context::guarded(const std::function<void()>& operation) const {

@@ -45,7 +45,12 @@ TrackerImplementation::~TrackerImplementation() {
 }
 
 std::shared_ptr<TrackerImplementation> TrackerImplementation::start(Environment& environment, const Value& options) {
-  auto tracker = std::make_shared<TrackerImplementation>(environment);
+  std::shared_ptr<TrackerImplementation> tracker;
+  try {
+    tracker = std::make_shared<TrackerImplementation>(environment);
+  } catch (...) {
+    return nullptr;  // An environment that cannot say what it consists of has no log either.
+  }
   tracker->context.setOwner(tracker);
   tracker->context.perform([&] { tracker->started_ = tracker->startUp(options); });
   return tracker->started_ ? tracker : nullptr;

@@ -75,11 +75,13 @@ void BatchQueue::flushWithTask(BackgroundTaskIdentifier task) {
   if (!shared_.flushes.begin(task)) return;
   context_.guarded([&] { sendQueue(task); });
   while (const auto next = shared_.flushes.next()) {
-    if (!isEmpty()) {
-      context_.guarded([&] { sendQueue(*next); });
-    } else if (*next != invalidBackgroundTask) {
-      application_.endBackgroundTask(*next);
-    }
+    context_.guarded([&] {
+      if (!isEmpty()) {
+        sendQueue(*next);
+      } else if (*next != invalidBackgroundTask) {
+        application_.endBackgroundTask(*next);
+      }
+    });
   }
 }
 

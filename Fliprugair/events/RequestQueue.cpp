@@ -37,7 +37,7 @@ void RequestQueue::enqueueAndSend(const Value& payload) {
 void RequestQueue::enqueueAndSend(const Value& enqueued, const std::function<Value()>& payload,
                                   BackgroundTaskIdentifier task) {
   const std::string eventTimestamp = enqueue(enqueued, true);
-  send(payload(), eventTimestamp, Replies::delivered, task);
+  context_.guarded([&] { send(payload(), eventTimestamp, Replies::delivered, task); });
   shared_.onTheWay.remove(eventTimestamp);
 }
 

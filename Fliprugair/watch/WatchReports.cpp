@@ -64,11 +64,14 @@ void WatchReports::replayDeferred() {
   context_.store().synchronize();
 }
 
-/// Whether `pairing` was still there; a later one stays.
+/// Whether `pairing` was still there, in whatever form; another one stays.
 bool WatchReports::removeDeferredPairing(const Value& pairing) {
+  const auto linkOf = [](const Value& put) { return Text::of(put.dictionary()["watchLink"]).string(); };
+  const auto isOfAnEvent = [](const Value& put) { return put.dictionary()["calledByTrackEvent"].boolValue(); };
   bool wasThere = false;
   context_.store().update(key::handleWatchEventsDeferred, [&](const Value& stored) {
-    wasThere = stored == pairing;
+    wasThere =
+        stored.isDictionary() && linkOf(stored) == linkOf(pairing) && isOfAnEvent(stored) == isOfAnEvent(pairing);
     return wasThere ? Value() : stored;
   });
   return wasThere;

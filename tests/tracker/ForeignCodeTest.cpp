@@ -256,6 +256,42 @@ TEST(ACollaborator, ThatThrowsIsLoggedAndTheTrackerGoesOn) {
   EXPECT_EQ(phone.stored("networkQueue").dictionary().size(), 1U);
 }
 
+TEST(AStore, ThatThrowsWhereItsGroupsBeginOrEndHarmsNobody) {
+  Phone phone;
+  ObservedEnvironment environment(phone.process);
+  int exceptions = 0;
+  environment.onLog = [&](std::string_view line) { exceptions += line.ends_with("the host's own") ? 1 : 0; };
+  const auto tracker = MarluneTracker::initMarluneWithParams(environment, {{"marluneAppId", "demo"}});
+  const auto refuse = [] { throw std::runtime_error("the host's own"); };
+  environment.store.onEndGroup = refuse;
+  EXPECT_NO_THROW(tracker->trackEvent("written", "value"));
+  EXPECT_EQ(exceptions, 1);
+  environment.store.onEndGroup = [] {};
+  environment.store.onBeginGroup = refuse;
+  EXPECT_NO_THROW(tracker->trackEvent("not written", "value"));
+  EXPECT_EQ(exceptions, 2);
+  environment.store.onBeginGroup = [] {};
+  EXPECT_EQ(phone.batch().size(), 1U);
+}
+
+/// Cannot say what it consists of.
+class UnwillingEnvironment final : public Environment {
+ public:
+  Platform& platform() override { throw std::runtime_error("the host's own"); }
+  std::shared_ptr<MarluneNetworkAccess> makeNetworkAccess() override { return nullptr; }
+  std::shared_ptr<MarluneLocationManager> makeLocationManager() override { return nullptr; }
+  std::shared_ptr<MarluneRetrieveiAdAttribution> makeRetrieveiAdAttribution() override { return nullptr; }
+  std::shared_ptr<MarluneHardwareInfo> makeHardwareInfo() override { return nullptr; }
+  std::shared_ptr<WebViewUserAgent> makeWebViewUserAgent() override { return nullptr; }
+};
+
+TEST(AnEnvironment, ThatThrowsIsAFailedStart) {
+  UnwillingEnvironment environment;
+  std::shared_ptr<MarluneTracker> tracker;
+  EXPECT_NO_THROW(tracker = MarluneTracker::initMarluneWithParams(environment, {{"marluneAppId", "demo"}}));
+  EXPECT_EQ(tracker, nullptr);
+}
+
 TEST(ALogSink, ThatThrowsHarmsNobody) { expectNoThrowOut(std::runtime_error("the host's own")); }
 
 TEST(ALogSink, ThatThrowsWhatIsNoExceptionHarmsNobody) { expectNoThrowOut(42); }

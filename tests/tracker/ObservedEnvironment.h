@@ -21,6 +21,8 @@ class ObservedStore final : public UserDefaults {
 
   std::function<void(std::string_view key, const Value& value)> onSet = [](std::string_view, const Value&) {};
   std::function<void(std::string_view key)> onGet = [](std::string_view) {};
+  std::function<void()> onBeginGroup = [] {};
+  std::function<void()> onEndGroup = [] {};
 
   /// The keys whose last write is not durable yet.
   std::set<std::string, std::less<>> undurable() const {
@@ -48,12 +50,14 @@ class ObservedStore final : public UserDefaults {
     if (groups_ == 0) undurable_.clear();
   }
   void beginGroup() override {
+    onBeginGroup();
     const std::lock_guard lock(mutex_);
     ++groups_;
   }
   void endGroup() override {
     const std::lock_guard lock(mutex_);
     if (--groups_ == 0 && std::exchange(isWanted_, false)) undurable_.clear();
+    onEndGroup();
   }
 
  private:

@@ -48,5 +48,28 @@ TEST(OutsideServices, AreLookedForByTextAlone) {
   EXPECT_TRUE(found(phone, {{"ios_nsud", Value{{"service", Array({7, Value(), Array({"7"})})}}}}).empty());
 }
 
+/// Cannot stand the file "bad".
+class DelicateDocuments final : public Documents {
+ public:
+  std::string pathForFile(std::string_view name) const override { return std::string(name); }
+  bool unarchivesAsObject(const std::string& path) const override {
+    if (path == "bad") throw std::runtime_error("the host's own");
+    return true;
+  }
+};
+
+TEST(OutsideServices, AreFoundBesideAFileThatTheReaderCannotStandWithoutAWord) {
+  InstalledPhone phone;
+  const DelicateDocuments documents;
+  TrackerImplementation& parts = phone.parts();
+  OutsideServices services(parts.context, parts.batch, parts.envelope, documents);
+  const std::size_t lines = phone.events("log").size();
+  const Value looked{{"ios_docs", Value{{"none", Array({"bad"})}, {"service", Array({"bad", "good"})}}}};
+  services.determineOutsideServices(looked.dictionary());
+  ASSERT_EQ(phone.batch().size(), 1U);
+  EXPECT_EQ(phone.batch()[0].dictionary()["data"].dictionary()["outside_services"], Value(Array({"service"})));
+  EXPECT_EQ(phone.events("log").size(), lines);
+}
+
 }  // namespace
 }  // namespace fliprugair

@@ -105,6 +105,14 @@ TEST(WatchReports, ReplayWhatWasPutOffOnceAndForgetIt) {
   EXPECT_EQ(phone.batch().size(), 3U);
 }
 
+TEST(WatchReports, ForgetAPairingThatItsReplayPutsOffAgainInItsOwnForm) {
+  NewPhone phone;
+  phone.store("handleWatchEventsDeferred", {{"calledByTrackEvent", 1}, {"watchLink", "link"}});
+  internalsOf(*phone.tracker).watch.replayDeferred();
+  EXPECT_TRUE(phone.stored("handleWatchEventsDeferred").isNull());
+  EXPECT_TRUE(phone.batch().empty());
+}
+
 TEST(WatchReports, PassOverDeferredEventsThatAreDamaged) {
   InstalledPhone phone;
   phone.store("trackWatchEventDeferred", Array({1, "a", Value{{"eventTitle", "b"}}, Value{{"eventTitle", 7}}}));
