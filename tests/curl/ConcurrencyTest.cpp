@@ -140,14 +140,7 @@ TEST_F(ManyRequests, FromManyThreadsAllEnd) {
 }
 
 TEST_F(ManyRequests, SendReturnsWhileADelegateIsBusy) {
-  struct Delegate : RecordingDelegate {
-    void MarluneInitResult(const Value& reply) override {
-      calls.put({"init", reply});
-      gate.pass();
-    }
-    Gate gate;
-  };
-  const auto delegate = std::make_shared<Delegate>();
+  const auto delegate = std::make_shared<BusyDelegate>();
   delegate_ = delegate;
   TestServer server;
   const Running running = start();

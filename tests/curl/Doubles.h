@@ -89,4 +89,23 @@ class RecordingDelegate : public MarluneNetworkAccessDelegate {
   Mailbox<Call> calls;
 };
 
+/// Holds up the network's thread with an init reply until its gate is open.
+struct BusyDelegate : RecordingDelegate {
+  void MarluneInitResult(const Value& reply) override {
+    calls.put({"init", reply});
+    gate.pass();
+  }
+  Gate gate;
+};
+
+/// Sends something else when the init reply has come.
+struct SendingDelegate : RecordingDelegate {
+  void MarluneInitResult(const Value& /*reply*/) override {
+    gate.pass();
+    sendNext();
+  }
+  Gate gate;
+  std::function<void()> sendNext;
+};
+
 }  // namespace fliprugair::test

@@ -128,14 +128,7 @@ TEST_F(HostileReply, WhoseStatusHasComeIsConfirmedWhileItsBodyIsStillComing) {
 }
 
 TEST_F(HostileReply, ThatHasComeWhenTheNetworkStopsCounts) {
-  struct Delegate : RecordingDelegate {
-    void MarluneInitResult(const Value& reply) override {
-      calls.put({"init", reply});
-      gate.pass();
-    }
-    Gate gate;
-  };
-  const auto delegate = std::make_shared<Delegate>();
+  const auto delegate = std::make_shared<BusyDelegate>();
   delegate_ = delegate;
   Gate second;
   Mailbox<bool> answered;

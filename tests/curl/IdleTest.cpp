@@ -40,15 +40,7 @@ TEST_F(Idle, WaitsForEveryRequestThatIsSent) {
 }
 
 TEST_F(Idle, WaitsForTheDelegateAndForWhatItSends) {
-  struct Delegate : RecordingDelegate {
-    void MarluneInitResult(const Value&) override {
-      gate.pass();
-      sendNext();
-    }
-    Gate gate;
-    std::function<void()> sendNext;
-  };
-  const auto delegate = std::make_shared<Delegate>();
+  const auto delegate = std::make_shared<SendingDelegate>();
   delegate_ = delegate;
   TestServer server;
   const Running running = start();

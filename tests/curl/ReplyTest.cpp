@@ -161,11 +161,8 @@ TEST_F(Reply, AnExceptionOfTheDelegateIsLoggedAndDropped) {
 }
 
 TEST_F(Reply, ADelegateMaySendAgain) {
-  struct Delegate : RecordingDelegate {
-    void MarluneInitResult(const Value&) override { sendNext(); }
-    std::function<void()> sendNext;
-  };
-  const auto delegate = std::make_shared<Delegate>();
+  const auto delegate = std::make_shared<SendingDelegate>();
+  delegate->gate.open();
   delegate_ = delegate;
   TestServer server;
   const Running running = start();

@@ -42,7 +42,7 @@ class SystemCalls : public testing::Test {
   std::vector<std::string> calls;
 
  private:
-  Folder folder_;
+  TemporaryFolder folder_;
   std::optional<ControlHost> host_;
 };
 

@@ -16,6 +16,7 @@
 #include <vector>
 
 #include "Fliprugair/platform/linux/LinuxEnvironment.h"
+#include "platform/linux/StandIns.h"
 #include "support/MemoryUserDefaults.h"
 #include "support/TemporaryFolder.h"
 #include "support/ThreadSleeps.h"
@@ -61,24 +62,22 @@ class Record {
   std::vector<std::string> lines_;
 };
 
-class UnusedNetworkAccess final : public MarluneNetworkAccess {
- public:
-  void setLoggingEnabled(bool /*enabled*/) override {}
-  void setNetworkAccessDelegate(std::weak_ptr<MarluneNetworkAccessDelegate> /*delegate*/) override {}
-  void setEventTimestamp(const Text& /*timestamp*/) override {}
-  void setBackgroundTask(BackgroundTaskIdentifier /*task*/) override {}
-  bool sendHTTPRequestWithHostname(const std::string& /*hostname*/, const Value& /*payload*/) override { return false; }
-};
-
 /// Options of an environment that touches neither files nor the network.
 inline LinuxOptions isolatedOptions(MainThread mainThread = MainThread::own) {
   LinuxOptions options;
   options.bundleIdentifier = "com.example.app";
   options.mainThread = mainThread;
   options.userDefaults = std::make_shared<MemoryUserDefaults>();
-  options.makeNetworkAccess = [](Platform&) { return std::make_shared<UnusedNetworkAccess>(); };
+  options.makeNetworkAccess = [](Platform&) { return std::make_shared<NoNetworkAccess>(); };
   options.log = [](std::string_view) {};
   return options;
+}
+
+/// The environment, or a null pointer and a failed test when it is refused.
+inline std::unique_ptr<LinuxEnvironment> opened(LinuxOptions options) {
+  LinuxEnvironment::Result result = LinuxEnvironment::open(std::move(options));
+  EXPECT_EQ(result.error, "");
+  return std::move(result.environment);
 }
 
 }  // namespace fliprugair

@@ -152,7 +152,7 @@ TEST_F(AWrittenStore, KeepsItsLogWhileWritesFollowEachOther) {
 TEST_F(AWrittenStore, HasALogAtItsLimitEmptiedWithoutAPause) {
   while (logSize(file_) < logAtItsLimit) write(4000);
   std::uintmax_t size = 0;
-  ASSERT_TRUE(comesTrue([&] {  // the writes are a millisecond apart, which is no pause
+  ASSERT_TRUE(eventually([&] {  // the writes are a millisecond apart, which is no pause
     write(4000);
     const bool isCut = logSize(file_) < size;
     size = logSize(file_);
