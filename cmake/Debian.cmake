@@ -30,7 +30,7 @@ set(CPACK_COMPONENT_LIBRARY_DESCRIPTION "install-attribution and analytics track
 set(CPACK_COMPONENT_DEVELOPMENT_DESCRIPTION
     "install-attribution and analytics tracker (development)${about} This package contains the headers and the files for CMake and pkg-config.")
 set(CPACK_COMPONENT_TOOLS_DESCRIPTION
-    "simulator and control host of the Fliprugair tracker${about} This package contains a simulator of devices and a control host to develop\n against.")
+    "simulator and control host of the Fliprugair tracker${about} This package contains a simulator of devices, a control host to develop\n against, and a load generator for control hosts.")
 foreach(component IN ITEMS LIBRARY DEVELOPMENT TOOLS)
   set(CPACK_DEBIAN_${component}_DESCRIPTION "${CPACK_COMPONENT_${component}_DESCRIPTION}")
 endforeach()
@@ -45,7 +45,7 @@ foreach(pair IN ITEMS library=${library_package} development=libfliprugair-dev t
   install(FILES ${debian}/changelog.Debian.gz ${PROJECT_SOURCE_DIR}/cmake/debian/copyright DESTINATION share/doc/${name}
           COMPONENT ${component})
 endforeach()
-foreach(program IN ITEMS fliprugair-sim fliprugair-controlhost)
+foreach(program IN ITEMS fliprugair-sim fliprugair-controlhost fliprugair-swarm)
   configure_file(cmake/debian/${program}.1 debian/${program}.1 COPYONLY)
   execute_process(COMMAND gzip -9nkf ${program}.1 WORKING_DIRECTORY ${debian} COMMAND_ERROR_IS_FATAL ANY)
   install(FILES ${debian}/${program}.1.gz DESTINATION share/man/man1 COMPONENT tools)

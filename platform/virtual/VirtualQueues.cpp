@@ -112,9 +112,16 @@ std::shared_ptr<Timer> VirtualMainQueue::scheduleTimer(double seconds, std::stri
   return timer;
 }
 
+std::optional<Nanoseconds> VirtualMainQueue::nextDue() const {
+  if (timers_->armed.empty()) return std::nullopt;
+  const Nanoseconds due = timers_->armed.begin()->first.first;
+  return due == never ? std::nullopt : std::optional(due);
+}
+
 bool VirtualMainQueue::fireNext(Nanoseconds uptime) {
+  const auto due = nextDue();
+  if (!due || *due > uptime) return false;
   const auto next = timers_->armed.begin();
-  if (next == timers_->armed.end() || next->first.first > uptime || next->first.first == never) return false;
   const auto timer = next->second;
   device_.moveTo(std::max(device_.uptime(), next->first.first));
   timers_->armed.erase(next);

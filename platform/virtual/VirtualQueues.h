@@ -4,6 +4,7 @@
 #include <map>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -43,6 +44,9 @@ class VirtualMainQueue final : public MainQueue {
   /// Takes the first timer that is due at `uptime` or before, moves the clock to its due time and runs its action.
   /// False when there is none.
   bool fireNext(VirtualDevice::Nanoseconds uptime);
+
+  /// When the next timer is due, be it in the past; none when no timer will fire.
+  std::optional<VirtualDevice::Nanoseconds> nextDue() const;
 
   struct Armed {
     std::string selector;

@@ -17,9 +17,10 @@ LinuxOptions optionsOf(const Folder& folder) {
 
 /// A visit that can end with the user's consent.
 struct Visit {
-  Visit(const LinuxOptions& options, const ControlHost& host) : environment(LinuxEnvironment::open(options).environment) {
-    tracker = MarluneTracker::initMarluneWithParams(
-        *environment, {{"marluneAppId", "demo"}, {"trackerHostname", host.hostname()}});
+  Visit(const LinuxOptions& options, const ControlHost& host)
+      : environment(LinuxEnvironment::open(options).environment) {
+    tracker = MarluneTracker::initMarluneWithParams(*environment,
+                                                    {{"marluneAppId", "demo"}, {"trackerHostname", host.hostname()}});
     environment->applicationDidFinishLaunching();
     environment->applicationDidBecomeActive();
   }

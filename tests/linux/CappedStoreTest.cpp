@@ -1,7 +1,6 @@
-#include "platform/linux/CappedStore.h"
-
 #include "Fliprugair/collaborators/MarluneNetworkAccess.h"
 #include "linux/Support.h"
+#include "platform/linux/CappedStore.h"
 
 namespace fliprugair {
 namespace {

@@ -1,0 +1,67 @@
+#include "tools/swarm/Account.h"
+
+#include <algorithm>
+
+#include "Fliprugair/collaborators/MarluneNetworkAccess.h"
+#include "Fliprugair/install/InstallReport.h"
+
+namespace fliprugair::swarm {
+
+bool NumberSet::contains(std::uint32_t number) const {
+  return number <= upTo_ || std::ranges::binary_search(beyond_, number);
+}
+
+bool NumberSet::insert(std::uint32_t number) {
+  if (contains(number)) return false;
+  beyond_.insert(std::ranges::lower_bound(beyond_, number), number);
+  auto next = beyond_.begin();
+  while (next != beyond_.end() && *next == upTo_ + 1) {
+    ++upTo_;
+    ++next;
+  }
+  beyond_.erase(beyond_.begin(), next);
+  if (beyond_.empty()) beyond_.shrink_to_fit();
+  return true;
+}
+
+Records& Records::operator+=(const Records& other) {
+  recorded += other.recorded;
+  confirmed += other.confirmed;
+  waiting += other.waiting;
+  twice += other.twice;
+  unaccounted += other.unaccounted;
+  return *this;
+}
+
+void forEachNumber(const Value& payload, const std::function<void(std::uint32_t)>& action) {
+  for (const Value& record : payload.array()) forEachNumber(record, action);
+  const Dictionary request = payload.dictionary();
+  if (request["action"] == Value("initial")) action(Account::installation);
+  if (request["action"] == Value("event")) {
+    action(static_cast<std::uint32_t>(request["data"].dictionary()["event_data"].integerValue()));
+  }
+}
+
+void Account::arrived(const Value& payload) {
+  forEachNumber(payload, [&](std::uint32_t number) {
+    if (!arrived_.insert(number)) ++twice_;
+  });
+}
+
+void Account::confirmed(const Value& payload) {
+  forEachNumber(payload, [&](std::uint32_t number) { confirmed_.insert(number); });
+}
+
+Records Account::records(const UserDefaults& store) const {
+  NumberSet waiting;
+  const auto wait = [&](std::uint32_t number) {
+    if (!confirmed_.contains(number)) waiting.insert(number);
+  };
+  if (recorded_ > 0 && store.boolForKey(key::sendInitial)) wait(installation);
+  forEachNumber(store.objectForKey(key::batchEventQueue), wait);
+  const Dictionary queue = store.objectForKey(key::networkQueue).dictionary();
+  for (const Dictionary::Entry& entry : queue.entries()) forEachNumber(entry.value, wait);
+  return {recorded_, confirmed_.size(), waiting.size(), twice_, recorded_ - confirmed_.size() - waiting.size()};
+}
+
+}  // namespace fliprugair::swarm

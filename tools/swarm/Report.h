@@ -1,0 +1,22 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "tools/swarm/Load.h"
+
+namespace fliprugair::swarm {
+
+/// With a comma between thousands.
+std::string grouped(std::uint64_t number);
+
+/// One line, without its end: how far a load is.
+std::string progressLine(const LoadReport& report);
+
+/// What a load came to, in lines, for the person who started it.
+std::string finalReport(const LoadReport& report, const LoadOptions& options);
+
+/// "Records: ...", one line with its end.
+std::string recordsLine(const Records& records);
+
+}  // namespace fliprugair::swarm
