@@ -2,6 +2,7 @@
 
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "Fliprugair/platform/Text.h"
 
@@ -10,6 +11,9 @@ namespace fliprugair {
 /// The options of a construction after reading: what is missing or of another type has its default.
 struct Options {
   explicit Options(const Dictionary& given);
+
+  /// A line for each key of `given` that no option has.
+  static std::vector<std::string> adviceOn(const Dictionary& given);
 
   bool hasIdentity() const { return !marluneAppId.empty() || (!partnerId.empty() && !partnerName.empty()); }
 

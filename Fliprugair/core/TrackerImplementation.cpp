@@ -7,6 +7,14 @@ namespace {
 constexpr std::string_view initMethod = "-[MarluneTracker initMarluneWithParams:]";
 constexpr std::string_view defaultTrackerHostname = "control.marlune.example";
 
+void adviseOn(Environment& environment, const Dictionary& options, bool started) {
+  for (const std::string& line : Options::adviceOn(options)) environment.advise(line);
+  if (started) return;
+  environment.advise(
+      "Marlune library - no tracker was started: give it the option \"marluneAppId\", or \"partnerId\" and "
+      "\"partnerName\", each a text that is not empty.");
+}
+
 }  // namespace
 
 TrackerImplementation::TrackerImplementation(Environment& environment)
@@ -53,6 +61,7 @@ std::shared_ptr<TrackerImplementation> TrackerImplementation::start(Environment&
   }
   tracker->context.setOwner(tracker);
   tracker->context.perform([&] { tracker->started_ = tracker->startUp(options); });
+  tracker->context.guarded([&] { adviseOn(environment, options.dictionary(), tracker->started_); });
   return tracker->started_ ? tracker : nullptr;
 }
 

@@ -54,9 +54,9 @@ class CurlNetworkAccess final : public MarluneNetworkAccess {
 }  // namespace
 
 CurlNetwork::CurlNetwork(CurlNetworkOptions options, UserDefaults& store, const JSONSerialization& json,
-                         Application& application, std::function<void(std::string_view)> log)
-    : thread_(std::make_shared<NetworkThread>(
-          options, json, RequestLedger(store, json, application, std::move(log), options.adviseOnFirstFailure))) {}
+                         Application& application, std::function<void(std::string_view)> log, bool advises)
+    : thread_(std::make_shared<NetworkThread>(options, json,
+                                              RequestLedger(store, json, application, std::move(log), advises))) {}
 
 CurlNetwork::~CurlNetwork() { stop(); }
 

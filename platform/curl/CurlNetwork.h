@@ -38,9 +38,10 @@ class NetworkThread;
 /// held; what it throws is dropped.
 class CurlNetwork {
  public:
+  /// `advises`: whether the first request that cannot be delivered is said on the log also while logging is off.
   /// Throws std::runtime_error with a text for the host app when there are too few file descriptors, or no thread.
   CurlNetwork(CurlNetworkOptions options, UserDefaults& store, const JSONSerialization& json, Application& application,
-              std::function<void(std::string_view)> log);
+              std::function<void(std::string_view)> log, bool advises = false);
   ~CurlNetwork();
   CurlNetwork(const CurlNetwork&) = delete;
   CurlNetwork& operator=(const CurlNetwork&) = delete;

@@ -47,7 +47,8 @@ bool RequestLedger::begin(const NetworkRequest& request, std::function<void()> l
 
 void RequestLedger::refuse(const NetworkRequest& request, std::string_view reason) {
   report(request, reason);
-  if (advises_->exchange(false)) advise(request, reason);
+  // Without a payload it is no request: a flush of records that are gone.
+  if (!request.payload.isNull() && advises_->exchange(false)) advise(request, reason);
   endBackgroundTask(request);
 }
 

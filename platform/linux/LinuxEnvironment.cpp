@@ -4,6 +4,8 @@
 #include <atomic>
 #include <exception>
 #include <future>
+#include <mutex>
+#include <set>
 #include <utility>
 
 #include "platform/json/RapidJSONSerialization.h"
@@ -57,6 +59,9 @@ struct LinuxEnvironment::Parts {
   const Piece<MarluneNetworkAccess> network;
   const Piece<MarluneLocationManager> location;
   LoopThread thread;
+
+  std::mutex adviceMutex;                     ///< around the next
+  std::set<std::string, std::less<>> advice;  ///< that was given
 
   std::atomic<bool> forkWasSaid = false;
   std::atomic<bool> willTerminateWasSaid = false;
@@ -334,5 +339,14 @@ double LinuxEnvironment::secondsSince1970() { return static_cast<double>(parts_-
 std::string LinuxEnvironment::randomUUID() { return fliprugair::randomUUID(); }
 
 void LinuxEnvironment::log(std::string_view line) { parts_->log(line); }
+
+void LinuxEnvironment::advise(std::string_view line) {
+  if (!parts_->options.advises || isInFork()) return;
+  {
+    const std::lock_guard lock(parts_->adviceMutex);
+    if (!parts_->advice.emplace(line).second) return;
+  }
+  parts_->log(line);
+}
 
 }  // namespace fliprugair

@@ -126,7 +126,7 @@ Piece<MarluneNetworkAccess> openNetworkItself(const LinuxOptions& options, Platf
     return {hostAppsMaker<NoNetworkAccess>(options.makeNetworkAccess, "makeNetworkAccess", platform, log)};
   }
 #if FLIPRUGAIR_CURL
-  const auto network = std::make_shared<CurlNetwork>(options.network, store, json, application, log);
+  const auto network = std::make_shared<CurlNetwork>(options.network, store, json, application, log, options.advises);
   return {[network] { return network->makeAccess(); }, [network] { network->stop(); },
           [network] { return network->isOwnThread(); }, [network] { return network->isIdle(); },
           [network](std::function<void()> action) { network->whenIdle(std::move(action)); }};

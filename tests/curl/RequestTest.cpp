@@ -226,9 +226,7 @@ TEST_F(Request, ToWhatIsNoHostNameIsNotTransmittedAndStaysQueued) {
 
 TEST_F(Request, LogsNothingUnlessLoggingIsEnabled) {
   TestServer server;
-  CurlNetworkOptions options;
-  options.adviseOnFirstFailure = false;
-  const Running running = start(options);
+  const Running running = start();
   const std::shared_ptr<MarluneNetworkAccess> access = network_->makeAccess();
   access->setBackgroundTask(1);
   EXPECT_FALSE(access->sendHTTPRequestWithHostname("", Value{{"action", "init"}}));

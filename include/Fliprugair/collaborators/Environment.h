@@ -3,6 +3,7 @@
 #include <functional>
 #include <memory>
 #include <mutex>
+#include <string_view>
 
 #include "Fliprugair/collaborators/MarluneHardwareInfo.h"
 #include "Fliprugair/collaborators/MarluneLocationManager.h"
@@ -31,6 +32,10 @@ class FLIPRUGAIR_EXPORT Environment {
   virtual std::shared_ptr<MarluneRetrieveiAdAttribution> makeRetrieveiAdAttribution() = 0;
   virtual std::shared_ptr<MarluneHardwareInfo> makeHardwareInfo() = 0;
   virtual std::shared_ptr<WebViewUserAgent> makeWebViewUserAgent() = 0;
+
+  /// Takes a line for whoever develops the host app: what is amiss with how it uses the library, and what to do. Comes
+  /// whether logging is on or not; an environment that shows nothing need not override it. Any thread.
+  virtual void advise(std::string_view /*line*/) {}
 
   /// What the trackers of this process share: what `make` answered with when it was first called. The environment only
   /// keeps it. Any thread.

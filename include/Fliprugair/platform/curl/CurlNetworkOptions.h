@@ -24,9 +24,6 @@ struct CurlNetworkOptions {
   std::chrono::milliseconds connectTimeout = std::chrono::seconds(10);
   std::chrono::milliseconds timeout = std::chrono::seconds(30);  ///< from the first packet to the end of the reply
 
-  /// Says on the log, once and also while logging is off, what to do when the first request cannot be delivered.
-  bool adviseOnFirstFailure = true;
-
   /// The others wait in the order in which they were sent. From 1 to 8; what lies outside is taken for the nearer one.
   std::size_t requestsAtATime = 8;
 };

@@ -133,6 +133,7 @@ class FLIPRUGAIR_EXPORT LinuxEnvironment final : public Environment, public Plat
   double secondsSince1970() override;
   std::string randomUUID() override;
   void log(std::string_view line) override;
+  void advise(std::string_view line) override;
 
  private:
   struct Parts;

@@ -43,6 +43,10 @@ struct LinuxOptions {
   /// Takes every diagnostic line, from any thread, with no lock held; what it throws is dropped. Empty: standard error.
   Log log = {};
 
+  /// Says on the log, also while logging is off and each line once: an option of a tracker that there is not, a start
+  /// that fails, a first request that cannot be delivered; and what to do about it.
+  bool advises = true;
+
   HostFacts facts = {};
 
   /// The store's file. Not given: fliprugair.sqlite in the folder $XDG_DATA_HOME/<bundleIdentifier>.
