@@ -9,7 +9,7 @@ namespace {
 using controlhost::HostSettings;
 
 /// Of a system whose installation is reported as soon as the host has answered.
-LinuxOptions optionsOf(const Folder& folder) {
+LinuxOptions optionsOf(const TemporaryFolder& folder) {
   LinuxOptions options = optionsIn(folder.path());
   options.facts.systemVersion = "6";
   return options;
@@ -37,7 +37,7 @@ struct Visit {
 TEST(StoppingForGood, SendsNothingOfWhatWaitsAndLeavesNothing) {
   for (const MainThread mainThread : {MainThread::own, MainThread::host}) {
     ControlHost host;
-    const Folder folder;
+    const TemporaryFolder folder;
     LinuxOptions options = optionsOf(folder);
     options.mainThread = mainThread;
     Visit visit(options, host);
@@ -60,7 +60,7 @@ TEST(StoppingForGood, DoesNotWaitForWhatIsBeingSent) {
     return settings;
   };
   ControlHost host(hostOptions);
-  const Folder folder;
+  const TemporaryFolder folder;
   LinuxOptions options = optionsOf(folder);
   options.backgroundTaskTime = std::chrono::minutes(10);
   Visit visit(options, host);
@@ -74,7 +74,7 @@ TEST(StoppingForGood, DoesNotWaitForWhatIsBeingSent) {
 
 TEST(StoppingForGood, MakesTheNextConsentThatOfANewInstallation) {
   ControlHost host;
-  const Folder folder;
+  const TemporaryFolder folder;
   const LinuxOptions options = optionsOf(folder);
   Visit first(options, host);
   const std::string device = first.deviceId();
@@ -89,7 +89,7 @@ TEST(StoppingForGood, MakesTheNextConsentThatOfANewInstallation) {
 
 TEST(StoppingForGood, LeavesAStoreOfTheHostAppsOwnToIt) {
   EXPECT_EQ(LinuxEnvironment::stopForGood(nullptr), "");
-  const Folder folder;
+  const TemporaryFolder folder;
   LinuxOptions options = optionsOf(folder);
   const auto lender = LinuxEnvironment::open(options).environment;
   options.userDefaults = std::shared_ptr<UserDefaults>(std::shared_ptr<void>(), &lender->userDefaults());
