@@ -2,8 +2,9 @@
 
 namespace fliprugair {
 
-VirtualDevice::VirtualDevice(EventSink events, ArchiveReader archives, std::uint64_t seed)
-    : events_(std::move(events)), archives_(std::move(archives)), random_(seed) {}
+VirtualDevice::VirtualDevice(EventSink events, ArchiveReader archives, std::uint64_t seed,
+                             VirtualStore::Observer storeObserver)
+    : store(std::move(storeObserver)), events_(std::move(events)), archives_(std::move(archives)), random_(seed) {}
 
 void VirtualDevice::write(const Dictionary& event) { events_(event); }
 

@@ -51,7 +51,8 @@ class VirtualDevice {
   using ArchiveReader = std::function<bool(std::string_view bytes)>;
 
   /// The same seed gives the same random UUIDs.
-  VirtualDevice(EventSink events, ArchiveReader archives, std::uint64_t seed = 1);
+  VirtualDevice(EventSink events, ArchiveReader archives, std::uint64_t seed = 1,
+                VirtualStore::Observer storeObserver = {});
 
   VirtualFacts facts;
   VirtualStore store;

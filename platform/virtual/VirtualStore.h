@@ -8,6 +8,13 @@ namespace fliprugair {
 /// A store in memory that is always durable: it belongs to the device and outlives its processes.
 class VirtualStore final : public UserDefaults {
  public:
+  /// Learns of every write, in order, on whatever thread writes: what stood under the key, and what stands there now.
+  /// It must not write itself.
+  using Observer = std::function<void(std::string_view key, const Value& before, const Value& after)>;
+
+  VirtualStore() = default;
+  explicit VirtualStore(Observer observer) : observer_(std::move(observer)) {}
+
   Value objectForKey(std::string_view key) const override { return values_.load()[key]; }
   void setObject(Value value, std::string_view key) override;
   void update(std::string_view key, const std::function<Value(const Value&)>& change) override;
@@ -20,6 +27,7 @@ class VirtualStore final : public UserDefaults {
   Dictionary all() const { return values_.load(); }
 
  private:
+  const Observer observer_;
   std::mutex writing_;
   Locked<Dictionary> values_;
 };

@@ -1,9 +1,9 @@
-#include "tools/sim/FirstVisit.h"
+#include "platform/virtual/FirstVisit.h"
 
 #include "Fliprugair/platform/Text.h"
 #include "platform/PairList.h"
 
-namespace fliprugair::sim {
+namespace fliprugair {
 
 namespace {
 
@@ -49,4 +49,4 @@ void storeFirstVisit(VirtualDevice& device) {
   if (properties["device_limit_tracking"] == Value("1")) set("device_limit_tracking", true);
 }
 
-}  // namespace fliprugair::sim
+}  // namespace fliprugair
