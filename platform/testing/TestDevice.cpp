@@ -41,8 +41,9 @@ class Journal {
 
 struct TestDevice::Parts {
   Parts()
-      : device([this](const Dictionary& event) { note(event); }, [](std::string_view) { return false; }, 1,
-               [this](std::string_view key, const Value& before, const Value& after) { noteWrite(key, before, after); }),
+      : device(
+            [this](const Dictionary& event) { note(event); }, [](std::string_view) { return false; }, 1,
+            [this](std::string_view key, const Value& before, const Value& after) { noteWrite(key, before, after); }),
         process(std::make_unique<VirtualProcess>(device)) {}
 
   void note(const Dictionary& event) {

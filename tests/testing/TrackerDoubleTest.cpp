@@ -28,7 +28,7 @@ TEST(TrackerDouble, TakesTheTrackersPlaceInATemplate) {
   ASSERT_EQ(twin.deepLinks().size(), 1u);
   EXPECT_EQ(twin.deepLinks().front().url, device.deepLinks().front().url);
   EXPECT_EQ(twin.calls(), (std::vector<std::string>{"trackEvent", "trackEvent", "identityLinkEvent", "sendDeepLink",
-                                                     "spatialEvent"}));
+                                                    "spatialEvent"}));
 }
 
 TEST(TrackerDouble, RecordsNothingThatTheTrackerRefuses) {

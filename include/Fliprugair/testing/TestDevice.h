@@ -22,8 +22,8 @@ class Environment;
 ///     buy(*tracker);                                                   // the host app's own code
 ///     EXPECT_EQ(device.events().with("Purchase").size(), 1u);
 ///
-/// Nothing sleeps and nothing leaves the process; the same test always sees the same, random identifiers included. Every
-/// device stands for itself. Trackers go before the device does.
+/// Nothing sleeps and nothing leaves the process; the same test always sees the same, random identifiers included.
+/// Every device stands for itself. Trackers go before the device does.
 ///
 /// Threads: the tracker's calls may come from any thread, those of this object from one. Each of them, except the
 /// constructor and the destructor, first runs what waits on the main queue and the global queue, on that thread.
@@ -48,8 +48,8 @@ class FLIPRUGAIR_EXPORT TestDevice final {
   void applicationWillResignActive();
   void applicationWillTerminate();
 
-  /// The process is killed and started anew: timers, tasks and requests under way vanish, the store stays. Trackers of the
-  /// old process do nothing from now on; environment() is another one.
+  /// The process is killed and started anew: timers, tasks and requests under way vanish, the store stays. Trackers of
+  /// the old process do nothing from now on; environment() is another one.
   void restart();
 
   /// Lets time pass, be it years: timers fire when they are due. Requests are filed under the microsecond in which they

@@ -18,8 +18,8 @@ class MarluneRetrieveiAdAttribution;
 class MarluneTrackerClientDelegate;
 
 /// Stands in for a MarluneTracker in the tests of those who wrap it: the same operations, without constructors and
-/// adapters, which do nothing but keep what they were called with. Code that is a template of the tracker's type, or has
-/// a type of its own for it, takes either:
+/// adapters, which do nothing but keep what they were called with. Code that is a template of the tracker's type, or
+/// has a type of its own for it, takes either:
 ///
 ///     template <class Tracker>
 ///     void buy(Tracker& tracker) { tracker.trackEvent("Purchase", "9.99"); }
@@ -37,7 +37,7 @@ class FLIPRUGAIR_EXPORT TrackerDouble final {
 
   /// The names of the operations, in order: {"trackEvent", "identityLinkEvent"}.
   std::vector<std::string> calls() const;
-  RecordedEvents events() const;            ///< the watch's included
+  RecordedEvents events() const;             ///< the watch's included
   std::vector<Value> identityLinks() const;  ///< dictionaries
   std::vector<RecordedDeepLink> deepLinks() const;
   std::vector<std::string> watchLinks() const;  ///< "" for a watch without one
