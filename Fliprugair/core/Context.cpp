@@ -32,11 +32,15 @@ void Context::perform(const std::function<void()>& operation) const {
 void Context::guarded(const std::function<void()>& operation) const {
   constexpr std::string_view method = "-[MarluneTracker guarded:]";
   try {
-    operation();
-  } catch (const std::exception& exception) {
-    log(method, 2604, std::string("EXCEPTION (CAUGHT) 5b1f3a52-6c0e-4d0b-9d3c-0f7f6b2f8a41 - ") + exception.what());
+    try {
+      operation();
+    } catch (const std::exception& exception) {
+      log(method, 2604, std::string("EXCEPTION (CAUGHT) 5b1f3a52-6c0e-4d0b-9d3c-0f7f6b2f8a41 - ") + exception.what());
+    } catch (...) {
+      log(method, 2607, "EXCEPTION (CAUGHT) 8d0a5f0e-3b61-4a0c-8f55-1c6a4c2f9e77 - (null)");
+    }
   } catch (...) {
-    log(method, 2607, "EXCEPTION (CAUGHT) 8d0a5f0e-3b61-4a0c-8f55-1c6a4c2f9e77 - (null)");
+    // No memory to say so.
   }
 }
 

@@ -119,9 +119,12 @@ std::optional<Clock::time_point> EventLoop::nextDeadline() const {
 int EventLoop::fileDescriptor() const { return handles_ == nullptr ? -1 : uv_backend_fd(&handles_->loop); }
 
 void EventLoop::runTimersAndSetAlarm() {
-  timers_.runDue(Clock::now(), [this](const Task& action, std::string_view selector) {
-    runGuarded(action, "The timer's action " + std::string(selector), log_);
-  });
+  const auto runDue = [this] {
+    timers_.runDue(Clock::now(), [this](const Task& action, std::string_view selector) {
+      runGuarded(action, "The timer's action " + std::string(selector), log_);
+    });
+  };
+  runGuarded(runDue, "Running timers", log_);
 
   uv_timer_stop(&handles_->alarm);
   std::optional<Clock::time_point> next = timers_.next();

@@ -30,16 +30,20 @@ Log guardedLog(Log sink) {
 }
 
 void runGuarded(const std::function<void()>& code, std::string_view what, const Log& log) {
-  std::string message;
   try {
-    code();
-    return;
-  } catch (const std::exception& exception) {
-    message = exception.what();
+    std::string message;
+    try {
+      code();
+      return;
+    } catch (const std::exception& exception) {
+      message = exception.what();
+    } catch (...) {
+      message = "something that is no std::exception";
+    }
+    log(std::string(what) + " threw: " + message);
   } catch (...) {
-    message = "something that is no std::exception";
+    // No memory to say so.
   }
-  log(std::string(what) + " threw: " + message);
 }
 
 }  // namespace fliprugair

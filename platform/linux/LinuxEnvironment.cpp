@@ -5,6 +5,7 @@
 #include <exception>
 #include <future>
 #include <mutex>
+#include <new>
 #include <set>
 #include <utility>
 
@@ -91,10 +92,14 @@ LinuxEnvironment::LinuxEnvironment(LinuxOptions options) : parts_(std::make_uniq
 
 LinuxEnvironment::Result LinuxEnvironment::open(LinuxOptions options) {
   try {
-    requireDescriptors();
-    return {std::unique_ptr<LinuxEnvironment>(new LinuxEnvironment(std::move(options))), ""};
-  } catch (const std::exception& exception) {
-    return {nullptr, exception.what()};
+    try {
+      requireDescriptors();
+      return {std::unique_ptr<LinuxEnvironment>(new LinuxEnvironment(std::move(options))), ""};
+    } catch (const std::exception& exception) {
+      return {nullptr, exception.what()};
+    }
+  } catch (const std::bad_alloc&) {
+    return {nullptr, "out of memory"};  // short enough to need none
   }
 }
 
@@ -152,14 +157,17 @@ void LinuxEnvironment::applicationWillTerminate() {
 
 void LinuxEnvironment::deliver(ApplicationNotification notification) {
   if (isInFork()) return;
-  const auto post = [this, notification] { parts_->notificationCenter.post(notification); };
-  if (parts_->options.mainThread == MainThread::host) {
-    parts_->loop.async(post);
-  } else if (parts_->thread.start()) {
-    onMain(post);
-  } else {
-    log("No thread for the main queue: the application's life goes by unnoticed.");
-  }
+  const auto tell = [this, notification] {
+    const auto post = [this, notification] { parts_->notificationCenter.post(notification); };
+    if (parts_->options.mainThread == MainThread::host) {
+      parts_->loop.async(post);
+    } else if (parts_->thread.start()) {
+      onMain(post);
+    } else {
+      log("No thread for the main queue: the application's life goes by unnoticed.");
+    }
+  };
+  runGuarded(tell, "Telling of the application's life", parts_->log);
 }
 
 void LinuxEnvironment::terminate() {

@@ -47,6 +47,7 @@ std::optional<TimerList::TimePoint> TimerList::next() const {
 void TimerList::runDue(TimePoint now, const std::function<void(const Action&, std::string_view)>& run) {
   if (timers_ == nullptr) return;
   std::vector<std::shared_ptr<ListedTimer>> due;
+  due.reserve(timers_->size());  // before any leaves the list
   while (!timers_->empty() && timers_->begin()->first.first <= now) {
     due.push_back(std::move(timers_->begin()->second));
     timers_->erase(timers_->begin());

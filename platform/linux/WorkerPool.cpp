@@ -1,6 +1,6 @@
 #include "platform/linux/WorkerPool.h"
 
-#include <system_error>
+#include <exception>
 #include <utility>
 
 #include "platform/linux/GuardedLog.h"
@@ -14,11 +14,12 @@ void WorkerPool::async(Task task) {
   {
     const std::lock_guard lock(mutex_);
     if (stopped_) return;
+    threads_.reserve(maximumThreads);  // a thread that has been started must find its place
     tasks_.push_back(std::move(task));
     if (tasks_.size() > idle_ && threads_.size() < maximumThreads) {
       try {
         threads_.push_back(startThread("fliprugair-work", this, [this] { work(); }));
-      } catch (const std::system_error&) {
+      } catch (const std::exception&) {
         noThread = threads_.empty();
       }
     }
@@ -44,16 +45,14 @@ void WorkerPool::work() {
 }
 
 void WorkerPool::stop() {
-  std::deque<Task> left;
   std::vector<std::thread> threads;
   {
     const std::lock_guard lock(mutex_);
     stopped_ = true;
-    std::swap(left, tasks_);
     std::swap(threads, threads_);
   }
   changed_.notify_all();
-  left.clear();
+  tasks_.clear();  // without the lock, since what they hold may call async; nobody takes or adds any more
   for (std::thread& thread : threads) thread.join();
 }
 

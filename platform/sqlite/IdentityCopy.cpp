@@ -79,7 +79,9 @@ void IdentityCopy::write(const Dictionary& values) const {
   const std::string fresh = path_.string() + ".new";
   const FileDescriptor file(::open(fresh.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NOFOLLOW, 0600));
   const bool isWritten = file && ::write(file.get(), bytes.data(), bytes.size()) == static_cast<ssize_t>(bytes.size());
-  if (!isWritten || std::rename(fresh.c_str(), path_.c_str()) != 0) {
+  // Otherwise a power cut could leave the new name with nothing under it.
+  const bool isSafe = isWritten && (durability_ == StoreDurability::process || ::fsync(file.get()) == 0);
+  if (!isSafe || std::rename(fresh.c_str(), path_.c_str()) != 0) {
     throw StoreError(StoreError::Kind::unavailable,
                      path_.filename().string() + ": " + std::system_category().message(errno));
   }

@@ -3,6 +3,7 @@
 #include <filesystem>
 #include <string_view>
 
+#include "Fliprugair/platform/StoreOptions.h"
 #include "Fliprugair/platform/Value.h"
 
 namespace fliprugair {
@@ -12,7 +13,8 @@ namespace fliprugair {
 /// StoreDisk, which also guards it.
 class IdentityCopy {
  public:
-  explicit IdentityCopy(const std::filesystem::path& store) : path_(store.string() + ".identity") {}
+  IdentityCopy(const std::filesystem::path& store, StoreDurability durability)
+      : path_(store.string() + ".identity"), durability_(durability) {}
 
   /// The keys that belong to the identity, the identifier first.
   static bool holds(std::string_view key);
@@ -25,7 +27,8 @@ class IdentityCopy {
   void write(const Dictionary& values) const;
 
  private:
-  std::filesystem::path path_;
+  const std::filesystem::path path_;
+  const StoreDurability durability_;
 };
 
 }  // namespace fliprugair

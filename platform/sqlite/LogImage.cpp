@@ -50,6 +50,11 @@ LogImage::LogImage(std::string_view bytes) {
     const Sum sum = sumOf(sumOf(before, frame.substr(0, 8), isBigEndian), page, isBigEndian);
     const bool isWhole = sum == sumAt(frame, 16) && frame.substr(8, 8) == salt;
     if (!isWhole) isBroken = true;
+    // A process that ends writes a frame in part or not at all; the last one of the file was written whole. An older
+    // log's has neither half of the salt.
+    const bool isLast = place + frameSize == bytes.size();
+    const bool isOurs = frame.substr(8, 4) == salt.substr(0, 4) || frame.substr(12, 4) == salt.substr(4);
+    if (isLast && isOurs && !isWhole) isDamaged_ = true;
     before = sumAt(frame, 16);
     if (!isWhole) continue;
     transaction[static_cast<std::uint32_t>(bigEndian<4>(frame, 0))] = page;

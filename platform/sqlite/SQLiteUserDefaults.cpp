@@ -65,7 +65,13 @@ void SQLiteUserDefaults::endGroup() {
   if (isInert()) return;
   const StoreMemory::GroupEnd end = memory_->endGroup();
   if (end.synchronizes) disk_->commit(*memory_);
-  for (const auto& action : end.actions) action();
+  for (const auto& action : end.actions) {
+    try {
+      action();
+    } catch (...) {
+      disk_->say("an action that waited for the store threw");  // a group ends in a destructor
+    }
+  }
 }
 
 void SQLiteUserDefaults::whenDurable(std::function<void()> action) {

@@ -29,7 +29,7 @@ StoreDisk::StoreDisk(std::filesystem::path path, StoreOptions options, std::func
     : path_(std::move(path)),
       options_(options),
       log_(std::move(log)),
-      identityCopy_(path_),
+      identityCopy_(path_, options_.durability),
       checkpointer_([this] { return checkpoint(); }, pause) {}
 
 std::optional<std::string> StoreDisk::open(StoreMemory& memory) {

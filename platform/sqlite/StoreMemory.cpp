@@ -61,13 +61,13 @@ void StoreMemory::update(std::string_view name, const std::function<Value(const 
 
 void StoreMemory::adopt(std::string_view name, const Value& value) {
   const std::lock_guard lock(mutex_);
-  Slot& slot = table_[std::string(name)];
+  Slot& slot = unwrittenSlot(name).second;
   if (!slot.written) slot.value = value;
 }
 
 void StoreMemory::merge(std::string_view name, const Value& value) {
   const std::lock_guard lock(mutex_);
-  Slot& slot = table_[std::string(name)];
+  Slot& slot = unwrittenSlot(name).second;
   slot.value = slot.written ? joined(value, slot.value) : value;
 }
 
@@ -115,9 +115,8 @@ bool StoreMemory::isTorn(const Group& group) const {
   return group.hasWritten && !group.isSlow && group.thread != std::this_thread::get_id();
 }
 
-void StoreMemory::forgetTaken() {
+void StoreMemory::forgetTaken() noexcept {
   const std::lock_guard lock(mutex_);
-  written_.reserve(table_.size());
   for (Table::value_type& slot : table_) markWritten(slot);
 }
 
@@ -161,10 +160,17 @@ bool StoreMemory::postponeAction(std::function<void()>& action) {
 StoreMemory::Table::value_type& StoreMemory::slot(std::string_view name) {
   const auto found = table_.find(name);
   if (found != table_.end()) return *found;
-  Table::value_type& fresh = *table_.try_emplace(std::string(name)).first;
+  Table::value_type& fresh = unwrittenSlot(name);
   // Even nothing: the file may hold something under this name and could just not be read so far.
   markWritten(fresh);
   return fresh;
+}
+
+StoreMemory::Table::value_type& StoreMemory::unwrittenSlot(std::string_view name) {
+  const auto found = table_.find(name);
+  if (found != table_.end()) return *found;
+  written_.reserve(table_.size() + 1);  // here, so that a medium's failure never needs memory to be noted
+  return *table_.try_emplace(std::string(name)).first;
 }
 
 void StoreMemory::markWritten(Table::value_type& slot) {

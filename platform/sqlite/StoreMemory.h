@@ -46,7 +46,7 @@ class StoreMemory {
   void takeWrites(std::vector<Write>& writes);
 
   /// Lets every key count as written.
-  void forgetTaken();
+  void forgetTaken() noexcept;
 
   /// What was postponed until the calling thread's outermost group has ended.
   struct GroupEnd {
@@ -82,6 +82,7 @@ class StoreMemory {
   void beforeWrite(std::unique_lock<std::mutex>& lock);
   bool isTorn(const Group& group) const;
   Table::value_type& slot(std::string_view name);
+  Table::value_type& unwrittenSlot(std::string_view name);
   void markWritten(Table::value_type& slot);
   std::vector<Group>::iterator groupOfThisThread();
 
