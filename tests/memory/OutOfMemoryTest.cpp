@@ -1,11 +1,9 @@
 // A call that no memory is left for is lost; the process, and what was reported before and after, is not.
 
 #include <gtest/gtest.h>
-#include <stdlib.h>
 
 #include <Fliprugair/Fliprugair>
 #include <cstdlib>
-#include <filesystem>
 #include <functional>
 #include <set>
 #include <string>
@@ -13,6 +11,7 @@
 #include "Fliprugair/core/ProcessState.h"
 #include "Fliprugair/platform/linux/LinuxEnvironment.h"
 #include "memory/FailingAllocations.h"
+#include "support/TemporaryFolder.h"
 
 namespace fliprugair {
 namespace {
@@ -21,16 +20,8 @@ using Span = FailingAllocations::Span;
 
 class WithoutMemory : public testing::TestWithParam<Span> {
  protected:
-  WithoutMemory() {
-    std::string pattern = (std::filesystem::temp_directory_path() / "fliprugair-memory-XXXXXX").string();
-    folder_ = ::mkdtemp(pattern.data());
-    open();
-  }
-  ~WithoutMemory() override {
-    close();
-    std::error_code ignored;
-    std::filesystem::remove_all(folder_, ignored);
-  }
+  WithoutMemory() { open(); }
+  ~WithoutMemory() override { close(); }
 
   LinuxOptions options() const {
     LinuxOptions options;
@@ -91,7 +82,7 @@ class WithoutMemory : public testing::TestWithParam<Span> {
     return names;
   }
 
-  std::filesystem::path folder_;
+  const TemporaryFolder folder_;
   std::unique_ptr<LinuxEnvironment> environment_;
   std::shared_ptr<MarluneTracker> tracker_;
 };
