@@ -217,6 +217,22 @@ TEST_F(InterfaceTest, EventsTellOfEachRequestAndOfChanges) {
   EXPECT_NE(stream.find("event: faults\ndata: {\"offline\":true,"), std::string::npos) << stream;
 }
 
+TEST_F(InterfaceTest, GreetsAnewAtEachStart) {
+  const auto run = [](const ControlHost& host) {
+    std::string stream;
+    httplib::Client("127.0.0.1", host.port()).Get("/api/events", [&](const char* data, std::size_t length) {
+      stream.append(data, length);
+      return stream.find("\n\n") == std::string::npos;
+    });
+    const std::string greeting = stream.substr(stream.find('{'), stream.find("\n\n") - stream.find('{'));
+    return RapidJSONSerialization().value(greeting).value_or(Value()).dictionary()["run"];
+  };
+  const ControlHost other;
+  EXPECT_FALSE(run(host_).text().empty());
+  EXPECT_EQ(run(host_), run(host_));
+  EXPECT_NE(run(host_), run(other));
+}
+
 TEST_F(InterfaceTest, SaysHowItIs) {
   post(host_.port(), Array{event("level")});
   EXPECT_EQ(json("/health")["status"], Value("ok"));

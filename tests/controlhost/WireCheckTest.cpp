@@ -248,6 +248,18 @@ const Wrong wrong[] = {
 
 INSTANTIATE_TEST_SUITE_P(EachOfMany, WrongRequest, testing::ValuesIn(wrong));
 
+TEST(WireCheck, FindingsOfOnePlaceStandInTheOrderOfTheRecord) {
+  const std::string begin = R"([{"action":"identityLink",)" + ids + R"("data":{},)";
+  const WireCheck check;
+  for (const auto& [members, first, second] :
+       {std::tuple{R"("zebra":1,"ant":2)", "/zebra", "/ant"}, std::tuple{R"("ant":1,"zebra":2)", "/ant", "/zebra"}}) {
+    const std::vector<Finding> findings = check.findings(*RapidJSONSerialization().value(begin + members + "}]"));
+    ASSERT_EQ(findings.size(), 2u);
+    EXPECT_EQ(findings[0].path, first);
+    EXPECT_EQ(findings[1].path, second);
+  }
+}
+
 TEST(WireCheck, ABatchHasAtMost25Records) {
   std::string batch = "[";
   for (int record = 0; record < 26; ++record) {

@@ -47,6 +47,8 @@ std::optional<std::string> EventStream::next() {
 std::string EventStream::greeting() const {
   const RequestLog& log = reception_.log();
   return event("hello", Value{{"version", FLIPRUGAIR_VERSION},
+                              {"run", reception_.run()},
+                              {"capacity", static_cast<std::int64_t>(reception_.capacity())},
                               {"first", log.first()},
                               {"last", log.last()},
                               {"total", log.last()},

@@ -1,8 +1,8 @@
 #include "tools/controlhost/Reception.h"
 
 #include <chrono>
-#include <exception>
 #include <optional>
+#include <random>
 #include <string_view>
 #include <utility>
 
@@ -18,6 +18,12 @@ constexpr std::size_t mostNotices = 100;
 
 double secondsSince1970() {
   return std::chrono::duration<double>(std::chrono::system_clock::now().time_since_epoch()).count();
+}
+
+/// A text that no other start of a host has.
+std::string anyRun() {
+  std::random_device random;
+  return std::to_string(random()) + '-' + std::to_string(random());
 }
 
 struct Problem {
@@ -74,9 +80,9 @@ std::optional<Finding> aboutContentType(const ReceivedRequest& request) {
 }  // namespace
 
 Reception::Reception(Options options)
-    : options_(std::move(options)), answers_(options_.settings), log_(options_.capacity) {
+    : options_(std::move(options)), run_(anyRun()), answers_(options_.settings), log_(options_.capacity) {
   if (options_.savePath.empty()) return;
-  saved_ = std::make_unique<SavedRequests>(options_.savePath);
+  saved_ = std::make_unique<SavingThread>(options_.savePath, options_.complain);
   restore();
 }
 
@@ -142,20 +148,10 @@ void Reception::keep(ReceivedRequest request, const Value& body) {
     }
     kept = log_.add(std::move(request));
     if (!kept->action.empty()) devices_.note(*kept, body);
-    save(*kept);
+    if (saved_) saved_->add(kept);
   }
+  if (saved_) saved_->waitForRoom();
   options_.arrived(*kept);
-}
-
-/// With the lock held: a file that refuses costs the file, not the request.
-void Reception::save(const ReceivedRequest& request) {
-  if (!saved_) return;
-  try {
-    saved_->add(request);
-    hasComplained_ = false;
-  } catch (const std::exception& exception) {
-    if (!std::exchange(hasComplained_, true)) options_.complain(exception.what());
-  }
 }
 
 void Reception::restore() {

@@ -16,7 +16,7 @@
 #include "tools/controlhost/History.h"
 #include "tools/controlhost/HttpServer.h"
 #include "tools/controlhost/RequestLog.h"
-#include "tools/controlhost/SavedRequests.h"
+#include "tools/controlhost/SavingThread.h"
 #include "tools/controlhost/WireCheck.h"
 
 namespace fliprugair::controlhost {
@@ -37,6 +37,9 @@ class Reception {
 
   HttpReply receive(const HttpRequest& request);
 
+  /// Differs from one start of a host to the next, which counts its requests from 1 again.
+  const std::string& run() const { return run_; }
+  std::size_t capacity() const { return options_.capacity; }
   RequestLog& log() { return log_; }
   Answers& answers() { return answers_; }
   Faults& faults() { return faults_; }
@@ -66,21 +69,20 @@ class Reception {
   void judge(ReceivedRequest& request, const std::optional<Value>& body) const;
   void keep(ReceivedRequest request, const Value& body);
   void restore();
-  void save(const ReceivedRequest& request);
 
   const Options options_;
+  const std::string run_;
   const WireCheck check_;
   Answers answers_;
   Faults faults_;
   History history_;
   Devices devices_;
   RequestLog log_;
-  std::unique_ptr<SavedRequests> saved_;
   mutable std::mutex mutex_;  ///< keeps what is noted of requests in the order of their numbers; around the rest
   bool paused_ = false;
   std::deque<Notice> notices_;
   std::int64_t lastNotice_ = 0;
-  bool hasComplained_ = false;
+  std::unique_ptr<SavingThread> saved_;  ///< null: nowhere; given to with the lock held, so that the order is theirs
 };
 
 }  // namespace fliprugair::controlhost

@@ -65,7 +65,7 @@ SavedRequests::SavedRequests(const std::string& path) : path_(path) {
   database_.reset(opened);
   if (result != SQLITE_OK) fail();
   sqlite3_busy_timeout(opened, 2000);
-  // What a crash of this program costs is nothing, what a power cut costs is the latest of it.
+  // A crash of this program costs nothing of what was written, a power cut the latest of it.
   execute("PRAGMA journal_mode=WAL");
   execute("PRAGMA synchronous=NORMAL");
   const Statement found = prepared("PRAGMA user_version");
@@ -106,7 +106,6 @@ void SavedRequests::run(sqlite3_stmt* statement) {
 }
 
 void SavedRequests::add(const ReceivedRequest& request) {
-  const std::lock_guard lock(mutex_);
   sqlite3_stmt* row = insert_.get();
   sqlite3_bind_int64(row, 1, request.id);
   sqlite3_bind_double(row, 2, request.received);
@@ -125,20 +124,15 @@ void SavedRequests::add(const ReceivedRequest& request) {
   run(row);
 }
 
-void SavedRequests::clear() {
-  const std::lock_guard lock(mutex_);
-  execute("DELETE FROM requests");
-}
+void SavedRequests::clear() { execute("DELETE FROM requests"); }
 
 void SavedRequests::forget(const std::string& device) {
-  const std::lock_guard lock(mutex_);
   const Statement statement = prepared("DELETE FROM requests WHERE device = ?");
   bindText(statement.get(), 1, device);
   run(statement.get());
 }
 
 std::vector<ReceivedRequest> SavedRequests::latest(std::size_t most) {
-  const std::lock_guard lock(mutex_);
   const Statement statement = prepared("SELECT * FROM requests ORDER BY id DESC LIMIT ?");
   sqlite3_bind_int64(statement.get(), 1, static_cast<std::int64_t>(most));
   std::vector<ReceivedRequest> requests;

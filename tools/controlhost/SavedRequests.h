@@ -1,7 +1,6 @@
 #pragma once
 
 #include <memory>
-#include <mutex>
 #include <string>
 #include <vector>
 
@@ -12,7 +11,7 @@ struct sqlite3_stmt;
 
 namespace fliprugair::controlhost {
 
-/// Requests in an SQLite file, all that ever came. Any thread.
+/// Requests in an SQLite file, all that ever came. One thread at a time.
 class SavedRequests {
  public:
   /// Throws std::runtime_error when the file cannot be used.
@@ -21,7 +20,7 @@ class SavedRequests {
   SavedRequests(const SavedRequests&) = delete;
   SavedRequests& operator=(const SavedRequests&) = delete;
 
-  /// Throws std::runtime_error when the file refuses.
+  // These throw std::runtime_error when the file refuses.
   void add(const ReceivedRequest& request);
   void clear();
   void forget(const std::string& device);
@@ -42,7 +41,6 @@ class SavedRequests {
   [[noreturn]] void fail() const;
 
   const std::string path_;
-  std::mutex mutex_;  ///< around the rest
   std::unique_ptr<sqlite3, Close> database_;
   Statement insert_;
 };

@@ -28,13 +28,15 @@ export class Live {
   greeted(source, hello) {
     this.wait = 500;
     // A host that was started anew counts its requests from 1 again: what is shown is not its.
-    if (hello.last < this.last) {
+    if (this.run !== undefined && this.run !== hello.run) {
+      this.run = hello.run;
       this.handlers.cleared({});
       this.last = 0;
       source.close();
       this.open();
       return;
     }
+    this.run = hello.run;
     this.handlers.state('live');
     this.handlers.hello(hello);
   }
