@@ -1,24 +1,19 @@
 import assert from 'node:assert/strict';
-import {after, before, test} from 'node:test';
+import {test} from 'node:test';
 import axe from 'axe-core';
-import {desktop, lines, openBrowser, openPage, phone} from './support/browser.js';
-import {Host, event, record, usertime} from './support/host.js';
+import {desktop, lines, openPage, phone} from './support/browser.js';
+import {event, record, usertime} from './support/host.js';
+import {setStage} from './support/stage.js';
 
-let host, empty, browser;
-before(async () => {
-  host = await Host.start();
-  empty = await Host.start();
-  browser = await openBrowser();
+const stage = setStage();
+
+let filled;
+async function fill(host) {
   await host.send(record('init', {platform: 'ios'}));
   await host.send([record('session', {state: 'resume', usertime: usertime(60), uptime: '1'}), event('Right'), event('Wrong', '1', {uptime: 120, colour: 'red'})]);
   await host.send('{ broken', {raw: true});
   await host.put('api/faults', {offline: false, faults: [{kind: 'status', status: 503, action: 'batch', device: '', app: '', times: 1, percent: 50}]});
-});
-after(async () => {
-  await browser?.close();
-  await host?.stop();
-  await empty?.stop();
-});
+}
 
 /** What axe finds serious or critical. Colours are all that differs from one theme to the other. */
 async function serious(page, colorsAlone) {
@@ -47,8 +42,9 @@ const views = {
 
 for (const [place, [view, ...states]] of Object.entries(views)) {
   test(`nothing serious stands in anyone's way ${place}: light and dark, wide and narrow`, async () => {
+    if (!place.startsWith('before')) await (filled ??= fill(stage.host));
     for (const [width, viewport] of Object.entries({wide: desktop, narrow: phone})) {
-      const page = await openPage(browser, place.startsWith('before') ? empty : host, {view, viewport, reducedMotion: 'reduce'});
+      const page = await stage.open({view, viewport, reducedMotion: 'reduce'});
       for (const [number, prepare] of states.entries()) {
         await prepare(page);
         for (const colorScheme of ['light', 'dark']) {
@@ -56,20 +52,20 @@ for (const [place, [view, ...states]] of Object.entries(views)) {
           assert.deepEqual(await serious(page, colorScheme === 'dark'), [], `state ${number}, ${width}, ${colorScheme}`);
         }
       }
-      await page.context().close();
+      await page.leave();
     }
   });
 }
 
 test('the page has its landmarks, and says what arrives', async () => {
-  const page = await openPage(browser, host);
+  const page = await stage.open();
   for (const role of ['banner', 'navigation', 'main', 'search']) assert.equal(await page.getByRole(role).count(), 1, role);
-  await host.send(event('Announced'));
+  await stage.host.send(event('Announced'));
   await page.getByRole('status').getByText(/new request/).waitFor();
 });
 
 test('the theme is switched by a button that says which it is, and is remembered', async () => {
-  const page = await openPage(browser, host, {colorScheme: 'light'});
+  const page = await stage.open({colorScheme: 'light'});
   const background = () => page.evaluate(() => getComputedStyle(document.body).backgroundColor);
   const light = await background();
   await page.getByRole('button', {name: 'Theme: as the system'}).click();

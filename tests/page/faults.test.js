@@ -1,39 +1,29 @@
 import assert from 'node:assert/strict';
-import {after, before, test} from 'node:test';
-import {lines, openBrowser, openPage} from './support/browser.js';
-import {Host, SampleApp, event} from './support/host.js';
+import {test} from 'node:test';
+import {lines} from './support/browser.js';
+import {event} from './support/host.js';
+import {quickAnswers, setStage} from './support/stage.js';
 
-let host, browser, app;
-before(async () => {
-  host = await Host.start();
-  await host.put('api/answers', {rules: [], default: {init: {success: 1, flags: {resend_initial: false, getattribution_wait: 1}}, attribution: {polls: 0, retry: 1, answer: {network: 'example'}}}});
-  browser = await openBrowser();
-  app = new SampleApp(host);
-});
-after(async () => {
-  await browser?.close();
-  await host?.stop();
-  await app?.uninstall();
-});
+const stage = setStage((host) => host.put('api/answers', quickAnswers));
 
 test('an injected fault is seen at the request that met it, and the sample app recovers from it', async () => {
-  const page = await openPage(browser, host, {view: '#faults'});
+  const page = await stage.open({view: '#faults'});
   await page.getByLabel('What happens').selectOption({label: 'Answer with an HTTP status'});
-  await page.getByLabel('Status').fill('503');
+  await page.getByLabel('Status', {exact: true}).fill('503');
   await page.getByLabel('To', {exact: true}).selectOption('batch');
   await page.getByRole('button', {name: 'Add the fault'}).click();
   await page.getByText('Answer with an HTTP status: 503').waitFor();
-  const first = await app.visit();
+  const first = await stage.app.visit();
   assert.equal(first.status, 0, first.errors);
   await page.getByText('over after 1 hit').waitFor();
   await page.getByRole('link', {name: 'Traffic'}).click();
   const met = page.locator('.row:visible[data-kind=batch]', {hasText: 'status 503'});
   await met.waitFor();
-  const second = await app.visit('--again');
+  const second = await stage.app.visit('--again');
   assert.equal(second.status, 0, second.errors);
   // The same batch came again and was taken.
   await page.locator('.row:visible[data-kind=batch]', {has: page.locator('.status[data-ok=true]')}).first().waitFor();
-  const {requests} = await host.get('api/requests?limit=1000');
+  const {requests} = await stage.host.get('api/requests?limit=1000');
   const batches = requests.filter((one) => one.action === 'batch');
   const refused = batches.find((one) => one.status === 503);
   const again = batches.find((one) => one.id > refused.id && one.status === 200 && one.names.join() === refused.names.join());
@@ -42,21 +32,22 @@ test('an injected fault is seen at the request that met it, and the sample app r
 });
 
 test('offline cuts connections, is to be seen on every view, and ends', async () => {
-  const page = await openPage(browser, host, {view: '#faults'});
+  const page = await stage.open({view: '#faults'});
   await page.getByRole('switch', {name: /Offline/}).check({force: true});
   await page.getByRole('alert').getByText('plays offline').waitFor();
-  await assert.rejects(host.send(event('Cut')));
+  await assert.rejects(stage.host.send(event('Cut')));
   await page.getByRole('link', {name: 'Traffic'}).click();
   await lines(page, 'no reply').first().waitFor();
   await page.getByRole('link', {name: 'Faults'}).click();
   await page.getByRole('switch', {name: /Offline/}).uncheck({force: true});
   await page.getByRole('alert').waitFor({state: 'hidden'});
-  assert.equal((await host.send(event('Through'))).status, 200);
+  assert.equal((await stage.host.send(event('Through'))).status, 200);
 });
 
 test('a fault is removed', async () => {
-  const page = await openPage(browser, host, {view: '#faults'});
+  await stage.host.put('api/faults', {offline: false, faults: [{kind: 'hang', action: 'init'}]});
+  const page = await stage.open({view: '#faults'});
   await page.getByRole('button', {name: /^Remove the fault/}).first().click();
   await page.getByText('None: every request is answered').waitFor();
-  assert.deepEqual((await host.get('api/faults')).faults, []);
+  assert.deepEqual((await stage.host.get('api/faults')).faults, []);
 });

@@ -1,18 +1,9 @@
 import assert from 'node:assert/strict';
-import {after, before, test} from 'node:test';
-import {openBrowser, openPage} from './support/browser.js';
-import {Host, event} from './support/host.js';
+import {test} from 'node:test';
+import {event} from './support/host.js';
+import {setStage} from './support/stage.js';
 
-let host, browser;
-before(async () => {
-  host = await Host.start();
-  browser = await openBrowser();
-  await host.send([event('First'), event('Wrong', '1', {uptime: 120}), event('Last')]);
-});
-after(async () => {
-  await browser?.close();
-  await host?.stop();
-});
+const stage = setStage((host) => host.send([event('First'), event('Wrong', '1', {uptime: 120}), event('Last')]));
 
 const focused = (page) => page.evaluate(() => {
   const element = document.activeElement;
@@ -30,9 +21,9 @@ async function tabTo(page, label, most = 80) {
 }
 
 test('everything that Tab leads to shows that it has the focus, and Tab leads through all of it', async () => {
-  for (const view of ['#traffic', '#answers', '#faults']) {
-    const page = await openPage(browser, host, {view});
-    await page.waitForTimeout(500);
+  for (const [view, last] of Object.entries({'#traffic': '.row', '#answers': '.apply-bar', '#faults': '.fault-form'})) {
+    const page = await stage.open({view});
+    await page.locator(last).first().waitFor();
     const seen = new Set();
     for (let step = 0; step < 150; step++) {
       await page.keyboard.press('Tab');
@@ -49,12 +40,12 @@ test('everything that Tab leads to shows that it has the focus, and Tab leads th
       assert.ok(stop.shown, `no focus is to be seen on ${stop.what}`);
     }
     assert.ok(seen.size >= (view === '#traffic' ? 12 : 15), `${view} has ${seen.size} stops`);
-    await page.context().close();
+    await page.leave();
   }
 });
 
 test('a record is found, read and left again with keys alone', async () => {
-  const page = await openPage(browser, host);
+  const page = await stage.open();
   await page.locator('.row:visible').first().waitFor();
   await page.keyboard.press('/');
   await page.keyboard.type('wrong');
@@ -79,7 +70,7 @@ test('a record is found, read and left again with keys alone', async () => {
 });
 
 test('answers are edited and applied with keys alone', async () => {
-  const page = await openPage(browser, host);
+  const page = await stage.open();
   await page.keyboard.press('2');
   await page.getByRole('heading', {name: 'Init reply'}).waitFor();
   await tabTo(page, /^Send mltracker_wait/);
@@ -89,11 +80,11 @@ test('answers are edited and applied with keys alone', async () => {
   await page.keyboard.type('321');
   await page.keyboard.press('Control+Enter');
   await page.getByText('The host answers like this now.').waitFor();
-  assert.equal((await host.get('api/answers')).default.init.flags.mltracker_wait, 321);
+  assert.equal((await stage.host.get('api/answers')).default.init.flags.mltracker_wait, 321);
 });
 
 test('faults are switched, added and removed with keys alone', async () => {
-  const page = await openPage(browser, host);
+  const page = await stage.open();
   await page.keyboard.press('3');
   await tabTo(page, /Offline/);
   await page.keyboard.press('Space');
@@ -105,7 +96,7 @@ test('faults are switched, added and removed with keys alone', async () => {
   await tabTo(page, /Add the fault/);
   await page.keyboard.press('Enter');
   await page.getByText('Answer late: 3000 ms').waitFor();
-  assert.equal((await host.get('api/faults')).faults.length, 1);
+  assert.equal((await stage.host.get('api/faults')).faults.length, 1);
   await page.keyboard.press('Shift+Tab');
   await page.locator('h1:visible').click();
   await tabTo(page, /^Remove the fault/);
@@ -115,7 +106,7 @@ test('faults are switched, added and removed with keys alone', async () => {
 });
 
 test('the keys are listed, pausing and clearing have theirs, and a field keeps its own', async () => {
-  const page = await openPage(browser, host);
+  const page = await stage.open();
   await page.locator('.row:visible').first().waitFor();
   await page.keyboard.press('?');
   await page.getByRole('dialog', {name: 'Keyboard'}).waitFor();

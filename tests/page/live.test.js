@@ -1,34 +1,24 @@
 import assert from 'node:assert/strict';
-import {after, before, test} from 'node:test';
-import {lines, openBrowser, openPage} from './support/browser.js';
-import {Host, SampleApp, event, usertime, record} from './support/host.js';
+import {test} from 'node:test';
+import {lines} from './support/browser.js';
+import {Host, event, usertime, record} from './support/host.js';
+import {quickAnswers, setStage} from './support/stage.js';
 
-let host, browser, app;
-before(async () => {
-  host = await Host.start();
-  await host.put('api/answers', {rules: [], default: {init: {success: 1, flags: {resend_initial: false, getattribution_wait: 1}}, attribution: {polls: 0, retry: 1, answer: {network: 'example'}}}});
-  browser = await openBrowser();
-  app = new SampleApp(host);
-});
-after(async () => {
-  await browser?.close();
-  await host?.stop();
-  await app?.uninstall();
-});
+const stage = setStage((host) => host.put('api/answers', quickAnswers));
 
 test('before anything came, the page tells how to connect an app, with the address in it', async () => {
-  const page = await openPage(browser, host);
+  const page = await stage.open();
   await page.getByRole('heading', {name: 'Waiting for the first request'}).waitFor();
-  await page.getByText(`{"trackerHostname", "${host.address}"}`).waitFor();
+  await page.getByText(`{"trackerHostname", "${stage.host.address}"}`).waitFor();
   await page.getByRole('button', {name: 'Copy the option'}).click();
-  assert.equal(await page.evaluate(() => navigator.clipboard.readText()), `{"trackerHostname", "${host.address}"}`);
+  assert.equal(await page.evaluate(() => navigator.clipboard.readText()), `{"trackerHostname", "${stage.host.address}"}`);
 });
 
 test("a sample app's requests appear without a reload, with its session on the time line", async () => {
-  const page = await openPage(browser, host);
+  const page = await stage.open();
   let loads = 0;
   page.on('load', () => loads++);
-  const visit = await app.visit();
+  const visit = await stage.app.visit();
   assert.equal(visit.status, 0, visit.errors);
   for (const name of ['init', 'initial', 'get_attribution', 'event "Tutorial"', 'deeplink', 'session "pause"']) {
     await lines(page, name).first().waitFor();
@@ -40,13 +30,13 @@ test("a sample app's requests appear without a reload, with its session on the t
 });
 
 test('a page that is opened later shows what came before', async () => {
-  const page = await openPage(browser, host);
+  const page = await stage.open();
   await lines(page, 'event "Tutorial"').waitFor();
   await page.locator('.lane').waitFor();
 });
 
 test('search and filters show what fits, a batch with those of its records that do', async () => {
-  const page = await openPage(browser, host);
+  const page = await stage.open();
   await lines(page, 'event "Tutorial"').waitFor();
   await page.getByRole('searchbox').fill('cmVjZWlwdA==');
   await lines(page, 'event "Tutorial"').waitFor({state: 'hidden'});
@@ -64,8 +54,8 @@ test('search and filters show what fits, a batch with those of its records that 
 
 test('a device can be chosen on the time line, and forgotten', async () => {
   const other = 'MIFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFF';
-  await host.send([{...event('Elsewhere'), marlune_device_id: other}]);
-  const page = await openPage(browser, host);
+  await stage.host.send([{...event('Elsewhere'), marlune_device_id: other}]);
+  const page = await stage.open();
   await lines(page, 'event "Elsewhere"').waitFor();
   await page.locator('.lane-name', {hasText: 'MIFFFF'}).click();
   await lines(page, 'event "Tutorial"').waitFor({state: 'hidden'});
@@ -73,25 +63,25 @@ test('a device can be chosen on the time line, and forgotten', async () => {
   await page.getByRole('button', {name: 'Forget', exact: true}).click();
   await lines(page, 'event "Tutorial"').waitFor();
   assert.equal(await lines(page, 'event "Elsewhere"').count(), 0);
-  assert.equal((await host.get('api/devices')).devices.filter((one) => one.device === other).length, 0);
+  assert.equal((await stage.host.get('api/devices')).devices.filter((one) => one.device === other).length, 0);
 });
 
 test('while paused nothing new is shown, and one sees that it is paused', async () => {
-  const page = await openPage(browser, host);
+  const page = await stage.open();
   await page.getByRole('button', {name: 'Pause'}).click();
   await page.getByText('Paused', {exact: true}).waitFor();
-  await host.send(event('Unseen'));
+  await stage.host.send(event('Unseen'));
   await page.getByRole('button', {name: 'Pause'}).click();
   await page.getByText('Live', {exact: true}).waitFor();
-  await host.send(event('Seen again'));
+  await stage.host.send(event('Seen again'));
   await lines(page, 'event "Seen again"').waitFor();
   assert.equal(await lines(page, 'event "Unseen"').count(), 0);
 });
 
 test('what a device sends is never markup', async () => {
-  const page = await openPage(browser, host);
+  const page = await stage.open();
   const hostile = '<img src=x onerror="document.title=1"><script>document.title=2</script>';
-  await host.send([record('event', {usertime: usertime(), uptime: '1', event_name: hostile, event_data: hostile}, {marlune_app_id: hostile, marlune_device_id: `MI${hostile}`})]);
+  await stage.host.send([record('event', {usertime: usertime(), uptime: '1', event_name: hostile, event_data: hostile}, {marlune_app_id: hostile, marlune_device_id: `MI${hostile}`})]);
   await lines(page, hostile).first().click();
   await page.locator('.json-line', {hasText: 'onerror'}).first().waitFor();
   assert.equal(await page.title(), 'Control host');
@@ -100,22 +90,27 @@ test('what a device sends is never markup', async () => {
 });
 
 test('a page that lost its host says so, comes back by itself, and shows only what that host has', async () => {
-  const page = await openPage(browser, host);
+  const page = await stage.open({locale: 'en'});
   await lines(page, 'event "Tutorial"').waitFor();
-  await host.stop();
+  const {last} = await stage.host.get('api/requests');
+  await page.context().setOffline(true);
+  await stage.host.stop();
   await page.getByText('The host does not answer.').waitFor();
-  host = await Host.start(host.port);
+  stage.host = await Host.start(stage.host.port);
+  // The new host has come further than the old one had.
+  for (let number = 0; number <= last; number++) await stage.host.send(event('After'));
+  await page.context().setOffline(false);
   await page.getByText('Live', {exact: true}).waitFor();
-  await page.getByRole('heading', {name: 'Waiting for the first request'}).waitFor();
-  await host.send(event('After'));
-  await lines(page, 'event "After"').waitFor();
+  await page.getByText(`${last + 1} lines`, {exact: true}).waitFor();
+  await lines(page, 'event "After"').first().waitFor();
+  assert.equal(await lines(page, 'event "Tutorial"').count(), 0);
 });
 
 test('what came can be cleared', async () => {
-  const page = await openPage(browser, host);
-  await lines(page, 'event "After"').waitFor();
+  const page = await stage.open();
+  await lines(page, 'event "After"').first().waitFor();
   await page.getByRole('button', {name: 'Clear'}).click();
   await page.getByRole('dialog').getByRole('button', {name: 'Clear'}).click();
   await page.getByRole('heading', {name: 'Waiting for the first request'}).waitFor();
-  assert.deepEqual((await host.get('api/requests')).requests, []);
+  assert.deepEqual((await stage.host.get('api/requests')).requests, []);
 });

@@ -1,28 +1,20 @@
 import assert from 'node:assert/strict';
-import {after, before, test} from 'node:test';
-import {openBrowser, openPage} from './support/browser.js';
-import {Host, event} from './support/host.js';
+import {test} from 'node:test';
+import {event} from './support/host.js';
+import {setStage} from './support/stage.js';
 
 const batches = 400;
 const inBatch = 25;
 const senders = 8;
 
-let host, browser;
-before(async () => {
-  host = await Host.start();
-  browser = await openBrowser();
-});
-after(async () => {
-  await browser?.close();
-  await host?.stop();
-});
+const stage = setStage();
 
 async function sendAll() {
   let next = 0;
   await Promise.all(Array.from({length: senders}, async () => {
     while (next < batches) {
       const number = next++;
-      await host.send(Array.from({length: inBatch}, (unused, index) => ({...event(`Event ${number}`, String(index)), marlune_device_id: `MI${String(number % 5).repeat(32)}`})));
+      await stage.host.send(Array.from({length: inBatch}, (unused, index) => ({...event(`Event ${number}`, String(index)), marlune_device_id: `MI${String(number % 5).repeat(32)}`})));
     }
   }));
 }
@@ -54,7 +46,7 @@ async function usage(page) {
 }
 
 test('ten thousand records arrive and are scrolled through smoothly, in little memory', async () => {
-  const page = await openPage(browser, host);
+  const page = await stage.open();
   await watchFrames(page);
   const started = performance.now();
   await sendAll();
@@ -90,7 +82,7 @@ test('ten thousand records arrive and are scrolled through smoothly, in little m
 });
 
 test('what one reads stays where it is while more arrives, and one key leads to the newest', async () => {
-  const page = await openPage(browser, host);
+  const page = await stage.open();
   await page.locator('.row:visible').first().waitFor();
   await page.getByText(`${(batches * (inBatch + 1)).toLocaleString('en')} lines`).waitFor();
   const list = page.locator('#list');
@@ -101,7 +93,7 @@ test('what one reads stays where it is while more arrives, and one key leads to 
   });
   await page.waitForTimeout(100);
   const before = await inSight();
-  await host.send([event('Newer'), event('Newer')]);
+  await stage.host.send([event('Newer'), event('Newer')]);
   await page.getByRole('button', {name: '3 newer lines'}).waitFor();
   assert.equal(await inSight(), before);
   await page.getByRole('button', {name: '3 newer lines'}).click();

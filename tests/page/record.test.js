@@ -1,21 +1,14 @@
 import assert from 'node:assert/strict';
-import {after, before, test} from 'node:test';
-import {clipboard, lines, newest, openBrowser, openPage} from './support/browser.js';
-import {Host, event, run, record, usertime} from './support/host.js';
+import {test} from 'node:test';
+import {clipboard, lines, newest} from './support/browser.js';
+import {event, run, record} from './support/host.js';
+import {setStage} from './support/stage.js';
 
-let host, browser;
-before(async () => {
-  host = await Host.start();
-  browser = await openBrowser();
-});
-after(async () => {
-  await browser?.close();
-  await host?.stop();
-});
+const stage = setStage();
 
 test('a wrong record has its finding at its line, in the list, and as a sentence that leads there', async () => {
-  const page = await openPage(browser, host);
-  await host.send([event('Right'), event('Wrong', '1', {uptime: 120})]);
+  const page = await stage.open();
+  await stage.host.send([event('Right'), event('Wrong', '1', {uptime: 120})]);
   const line = lines(page, 'event "Wrong"');
   await line.locator('[data-severity=error]').waitFor();
   assert.equal(await lines(page, 'event "Right"').locator('[data-severity=error]').count(), 0);
@@ -32,7 +25,7 @@ test('a wrong record has its finding at its line, in the list, and as a sentence
 });
 
 test('only what has findings is shown when asked for', async () => {
-  const page = await openPage(browser, host);
+  const page = await stage.open();
   await lines(page, 'event "Right"').waitFor();
   await page.getByLabel('Result').selectOption('error');
   await lines(page, 'event "Right"').waitFor({state: 'hidden'});
@@ -40,17 +33,17 @@ test('only what has findings is shown when asked for', async () => {
 });
 
 test('a body that is not JSON is shown as it came, with what is wrong', async () => {
-  const page = await openPage(browser, host);
-  await host.send('{"action": "init", oops', {raw: true});
+  const page = await stage.open();
+  await stage.host.send('{"action": "init", oops', {raw: true});
   await newest(page).click();
   await page.getByRole('region', {name: 'Findings'}).waitFor();
   assert.equal(await page.locator('pre.text').first().innerText(), '{"action": "init", oops');
 });
 
 test('numbers, escapes and the order of keys are shown exactly as they came', async () => {
-  const page = await openPage(browser, host);
+  const page = await stage.open();
   const body = '{"action":"event","data":{"b":1.50,"10":1,"2":12345678901234567890,"text":"\\u00e9\\/","a":1e3}}';
-  await host.send(body, {raw: true});
+  await stage.host.send(body, {raw: true});
   await newest(page).click();
   await page.locator('.json-line', {hasText: '12345678901234567890'}).waitFor();
   const shown = await page.locator('.panel .json-content').allInnerTexts();
@@ -58,7 +51,7 @@ test('numbers, escapes and the order of keys are shown exactly as they came', as
 });
 
 test('reply, headers and raw bytes can be seen', async () => {
-  const page = await openPage(browser, host);
+  const page = await stage.open();
   await lines(page, 'event "Right"').click();
   await page.getByRole('tab', {name: 'Reply'}).click();
   await page.getByRole('tabpanel').getByText('"success"').waitFor();
@@ -69,9 +62,9 @@ test('reply, headers and raw bytes can be seen', async () => {
 });
 
 test('a record is copied as JSON', async () => {
-  const page = await openPage(browser, host);
+  const page = await stage.open();
   const sent = event('Copied', 'yes');
-  await host.send([sent]);
+  await stage.host.send([sent]);
   await lines(page, 'event "Copied"').click();
   await page.getByRole('button', {name: 'JSON', exact: true}).click();
   await page.getByText('Copied the JSON.').waitFor();
@@ -79,8 +72,8 @@ test('a record is copied as JSON', async () => {
 });
 
 test('a request is copied as a curl command, which sends it again', async () => {
-  const page = await openPage(browser, host);
-  await host.send(record('update', {language: "fr 'quoted'"}));
+  const page = await stage.open();
+  await stage.host.send(record('update', {language: "fr 'quoted'"}));
   await lines(page, 'update').first().click();
   await page.getByRole('button', {name: 'curl command'}).click();
   await page.getByText('Copied the curl command.').waitFor();
@@ -91,8 +84,8 @@ test('a request is copied as a curl command, which sends it again', async () => 
 });
 
 test('an event is copied as a line for fliprugair-sim, which makes the tracker send the same', async () => {
-  const page = await openPage(browser, host);
-  await host.send([event('Simulated', 'once more')]);
+  const page = await stage.open();
+  await stage.host.send([event('Simulated', 'once more')]);
   await lines(page, 'event "Simulated"').click();
   await page.getByRole('button', {name: 'line for fliprugair-sim'}).click();
   await page.getByText('Copied the line for fliprugair-sim.').waitFor();
@@ -104,7 +97,7 @@ test('an event is copied as a line for fliprugair-sim, which makes the tracker s
 });
 
 test('on a phone the record lies over the list, which comes back with it closed', async () => {
-  const page = await openPage(browser, host, {viewport: {width: 390, height: 844}, hasTouch: true});
+  const page = await stage.open({viewport: {width: 390, height: 844}, hasTouch: true});
   await lines(page, 'event "Wrong"').tap();
   await page.getByRole('heading', {name: 'event "Wrong"'}).waitFor();
   assert.ok(await page.locator('.listing').evaluate((listing) => listing.inert));

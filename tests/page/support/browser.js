@@ -7,16 +7,22 @@ const flags = ['--disable-gpu', '--disable-quic', '--no-first-run', '--disable-b
 export const desktop = {width: 1360, height: 860};
 export const phone = {width: 390, height: 844};
 
-export async function openBrowser() {
-  const browser = await chromium.launch({executablePath: process.env.CHROMIUM ?? '/usr/bin/chromium', args: flags});
-  return browser;
+export const openBrowser = () => chromium.launch({executablePath: process.env.CHROMIUM ?? '/usr/bin/chromium', args: flags});
+
+/** Pages without wishes of their own share one profile, which is quick. */
+async function contextFor(browser, options) {
+  const all = {viewport: desktop, permissions: ['clipboard-read', 'clipboard-write'], ...options};
+  if (Object.keys(options).length > 0) return browser.newContext(all);
+  browser.shared ??= browser.newContext(all);
+  return browser.shared;
 }
 
-/** A page on `host` that has received what the host kept. Whatever goes wrong in the page ends the test. */
+/** A page on `host` that has received what the host kept. Whatever goes wrong in the page is in its `faults`. */
 export async function openPage(browser, host, {view = '', ...options} = {}) {
-  const context = await browser.newContext({viewport: desktop, permissions: ['clipboard-read', 'clipboard-write'], ...options});
+  const context = await contextFor(browser, options);
   const page = await context.newPage();
-  page.setDefaultTimeout(Number(process.env.PAGE_TIMEOUT ?? 15000));
+  page.leave = () => (Object.keys(options).length > 0 ? context.close() : page.close());
+  page.setDefaultTimeout(Number(process.env.PAGE_TIMEOUT ?? 60000));
   page.faults = [];
   page.on('pageerror', (error) => page.faults.push(String(error.stack)));
   page.on('console', (message) => { if (/Content Security Policy/.test(message.text())) page.faults.push(message.text()); });

@@ -7,6 +7,7 @@ import {byId, el, icon, labelled} from './dom.js';
 import {shortDevice} from './format.js';
 import {InitForm} from './initform.js';
 import {rawCard} from './rawform.js';
+import {statusCard} from './statusform.js';
 
 const everyoneElse = -1;
 
@@ -114,7 +115,8 @@ export class AnswersView {
       rule ? this.ruleCard(rule) : '',
       new InitForm(settings, this.descriptions, edited).element,
       attributionCard(settings, edited),
-      rawCard(settings, edited));
+      rawCard(settings, edited),
+      statusCard(settings, edited));
     this.showState();
   }
 
