@@ -153,7 +153,7 @@ void expectBooleanOption(std::string_view option, const std::function<void(Snaps
   }
 }
 
-TEST(ConstructionOptions, ApplicationIdentifierIsTakenAsTextOrNotAtAll) {
+TEST(Options, ApplicationIdentifierIsTakenAsTextOrNotAtAll) {
   expectTextOption("marluneAppId", neutralPartner, [](Snapshot& expected, const std::string& taken) {
     put(expected, storePath("appId"), taken);
     putInRequest(expected, "marlune_app_id", taken);
@@ -161,7 +161,7 @@ TEST(ConstructionOptions, ApplicationIdentifierIsTakenAsTextOrNotAtAll) {
   });
 }
 
-TEST(ConstructionOptions, ApplicationIdentifierOfAnotherKindIsNoIdentity) {
+TEST(Options, ApplicationIdentifierOfAnotherKindIsNoIdentity) {
   Snapshot failed = constructed(Dictionary());
   EXPECT_EQ(failed["constructed"], "false");
   for (const Value& value : valuesThatAreNoText()) {
@@ -170,19 +170,19 @@ TEST(ConstructionOptions, ApplicationIdentifierOfAnotherKindIsNoIdentity) {
   }
 }
 
-TEST(ConstructionOptions, PartnerIdentifierIsTakenAsTextOrNotAtAll) {
+TEST(Options, PartnerIdentifierIsTakenAsTextOrNotAtAll) {
   expectTextOption("partnerId", demo, [](Snapshot& expected, const std::string& taken) {
     putInRequest(expected, "data/partner_id", taken);
   });
 }
 
-TEST(ConstructionOptions, PartnerNameIsTakenAsTextOrNotAtAll) {
+TEST(Options, PartnerNameIsTakenAsTextOrNotAtAll) {
   expectTextOption("partnerName", demo, [](Snapshot& expected, const std::string& taken) {
     putInRequest(expected, "data/partner_name", taken);
   });
 }
 
-TEST(ConstructionOptions, HalfAPartnerIsNoIdentity) {
+TEST(Options, HalfAPartnerIsNoIdentity) {
   const Snapshot failed = constructed(Dictionary());
   for (const std::string_view half : {"partnerId", "partnerName"}) {
     const std::string_view other = half == "partnerId" ? "partnerName" : "partnerId";
@@ -194,14 +194,14 @@ TEST(ConstructionOptions, HalfAPartnerIsNoIdentity) {
   }
 }
 
-TEST(ConstructionOptions, HostnameIsTakenAsTextOrNotAtAll) {
+TEST(Options, HostnameIsTakenAsTextOrNotAtAll) {
   expectTextOption("trackerHostname", demo, [](Snapshot& expected, const std::string& taken) {
     put(expected, "state/trackerHostname", taken);
     put(expected, "event send 1/hostname", taken);
   });
 }
 
-TEST(ConstructionOptions, CurrencyIsTakenAsTextThatIsNotEmpty) {
+TEST(Options, CurrencyIsTakenAsTextThatIsNotEmpty) {
   expectTextOption("currency", demo, [](Snapshot& expected, const std::string& taken) {
     const Value code = taken.empty() ? "usd" : taken;
     put(expected, storePath("currency"), code);
@@ -210,19 +210,19 @@ TEST(ConstructionOptions, CurrencyIsTakenAsTextThatIsNotEmpty) {
   });
 }
 
-TEST(ConstructionOptions, VersionExtensionIsTakenAsTextOrNotAtAll) {
+TEST(Options, VersionExtensionIsTakenAsTextOrNotAtAll) {
   expectTextOption("versionExtension", demo, [](Snapshot& expected, const std::string& taken) {
     put(expected, "state/sdkVersion", "ios-20160921" + taken);
     putInRequest(expected, "sdk_version", "ios-20160921" + taken);
   });
 }
 
-TEST(ConstructionOptions, CustomIdentifierIsTakenAsTextOrNotAtAll) {
+TEST(Options, CustomIdentifierIsTakenAsTextOrNotAtAll) {
   expectTextOption("customIdString", demo,
                    [](Snapshot& expected, const std::string& taken) { put(expected, "customIdString", taken); });
 }
 
-TEST(ConstructionOptions, IdentityLinkIsTakenAsADictionaryOrNotAtAll) {
+TEST(Options, IdentityLinkIsTakenAsADictionaryOrNotAtAll) {
   const Snapshot without = constructed(demo);
   std::vector<Value> values = valuesThatAreNoText();
   for (const TextCase& text : texts()) values.emplace_back(text.given);
@@ -236,31 +236,31 @@ TEST(ConstructionOptions, IdentityLinkIsTakenAsADictionaryOrNotAtAll) {
   }
 }
 
-TEST(ConstructionOptions, LimitAdTrackingIsReadAsABoolean) {
+TEST(Options, LimitAdTrackingIsReadAsABoolean) {
   expectBooleanOption("limitAdTracking", [](Snapshot& yes) { put(yes, storePath("app_limit_tracking"), true); });
 }
 
-TEST(ConstructionOptions, NewUserIsReadAsABoolean) {
+TEST(Options, NewUserIsReadAsABoolean) {
   expectBooleanOption("isNewUser", [](Snapshot& yes) { put(yes, "state/_isNewUser", true); });
 }
 
-TEST(ConstructionOptions, LoggingIsReadAsABoolean) {
+TEST(Options, LoggingIsReadAsABoolean) {
   expectBooleanOption("enableLogging", [](Snapshot& yes) {
     put(yes, "state/_loggingEnabled", true);
     put(yes, "event send 1/logging", true);
   });
 }
 
-TEST(ConstructionOptions, TheWishForAttributionIsReadAsABoolean) {
+TEST(Options, TheWishForAttributionIsReadAsABoolean) {
   expectBooleanOption("retrieveAttribution", [](Snapshot& yes) { put(yes, storePath("requestAttribution"), true); });
 }
 
-TEST(ConstructionOptions, TheAnonymousIdentifierIsReadAsABoolean) {
+TEST(Options, TheAnonymousIdentifierIsReadAsABoolean) {
   expectBooleanOption("generateAnonymousMarluneDeviceId",
                       [](Snapshot& yes) { putInRequest(yes, "data/idfv", nullptr); });
 }
 
-TEST(ConstructionOptions, UnknownKeysChangeNothing) {
+TEST(Options, UnknownKeysChangeNothing) {
   const Snapshot without = constructed(demo);
   for (const std::string& key :
        {std::string(), std::string("MarluneAppId"), std::string("logging"), invalidUtf8, megabyteOf('k')}) {
@@ -268,7 +268,7 @@ TEST(ConstructionOptions, UnknownKeysChangeNothing) {
   }
 }
 
-TEST(ConstructionOptions, ThatAreNoDictionaryAreAFailedStart) {
+TEST(Options, ThatAreNoDictionaryAreAFailedStart) {
   const Snapshot failed = constructed(Dictionary());
   EXPECT_EQ(failed.count(storePath("requestAttribution")), 1U);
   EXPECT_EQ(failed.count(storePath("appId")), 0U);

@@ -7,7 +7,7 @@
 namespace fliprugair {
 namespace {
 
-TEST(InitReply, ThatIsNeutralSendsAndRecordsNothing) {
+TEST(Handshake, WithANeutralReplySendsAndRecordsNothing) {
   Snapshot after = afterReply(reported(), neutral);
   EXPECT_EQ(after.count("event send 2/request"), 0U);
   EXPECT_EQ(after.count(storePath("batchEventQueue")), 0U);
@@ -15,7 +15,7 @@ TEST(InitReply, ThatIsNeutralSendsAndRecordsNothing) {
   EXPECT_EQ(after[storePath("lastMLInitSent")], "1700000000");
 }
 
-TEST(InitReply, SettingsThatAreNullCountAsAbsent) {
+TEST(Handshake, SettingsThatAreNullCountAsAbsent) {
   const Snapshot expected = afterReply(reported(), neutral);
   for (const std::string_view name :
        {"marlune_app_id", "marlune_device_id", "mlinit_wait", "mltracker_wait", "iad_attribution_attempts",
@@ -30,7 +30,7 @@ TEST(InitReply, SettingsThatAreNullCountAsAbsent) {
   }
 }
 
-TEST(InitReply, SettingsThatNobodyKnowsChangeNothing) {
+TEST(Handshake, SettingsThatNobodyKnowsChangeNothing) {
   const Snapshot expected = afterReply(reported(), neutral);
   for (const std::string_view name : {"", "mlinitWait", "trackerHostname", "com.marlune.MarluneTracker.deviceId"}) {
     SCOPED_TRACE(name);
@@ -39,7 +39,7 @@ TEST(InitReply, SettingsThatNobodyKnowsChangeNothing) {
   }
 }
 
-TEST(InitReply, SettingsOfTheFlagsAreNotReadAtTheTopNorTheOtherWayRound) {
+TEST(Handshake, SettingsOfTheFlagsAreNotReadAtTheTopNorTheOtherWayRound) {
   const Snapshot expected = afterReply(reported(), neutral);
   for (const std::string_view name :
        {"mlinit_wait", "currency", "session_tracking", "marlune_app_id", "send_id_updates"}) {
@@ -52,7 +52,7 @@ TEST(InitReply, SettingsOfTheFlagsAreNotReadAtTheTopNorTheOtherWayRound) {
   }
 }
 
-TEST(InitReply, AnyThatIsNoDictionaryReachesNobody) {
+TEST(Handshake, AReplyThatIsNoDictionaryReachesNobody) {
   Phone reference;
   const auto kept = reference.construct();
   const Snapshot expected = snapshotOf(reference);
@@ -62,7 +62,7 @@ TEST(InitReply, AnyThatIsNoDictionaryReachesNobody) {
   }
 }
 
-TEST(InitReply, FlagsThatAreNoDictionaryAreEmpty) {
+TEST(Handshake, FlagsThatAreNoDictionaryAreEmpty) {
   const Snapshot expected = afterReply(reported(), Value{{"success", 1}});
   for (const Value& flags : wrongValues([](const Value& value) { return !value.isDictionary(); })) {
     SCOPED_TRACE(traceOf("flags", flags));
@@ -70,7 +70,7 @@ TEST(InitReply, FlagsThatAreNoDictionaryAreEmpty) {
   }
 }
 
-TEST(InitReply, SuccessChangesNothingWhateverItIs) {
+TEST(Handshake, SuccessChangesNothingWhateverItIs) {
   const Snapshot expected = afterReply(reported(), neutral);
   std::vector<Value> values = wrongValues();
   values.emplace_back();
@@ -80,7 +80,7 @@ TEST(InitReply, SuccessChangesNothingWhateverItIs) {
   }
 }
 
-TEST(InitReply, IsSaidToHaveFailedUnlessSuccessReadsAsOne) {
+TEST(Handshake, IsSaidToHaveFailedUnlessSuccessReadsAsOne) {
   struct Case {
     Value success;
     bool failed;
@@ -103,7 +103,7 @@ TEST(InitReply, IsSaidToHaveFailedUnlessSuccessReadsAsOne) {
   }
 }
 
-TEST(InitReply, OnlyAListCanAskForABackOff) {
+TEST(Handshake, OnlyAListCanAskForABackOff) {
   const Snapshot expected = afterReply(Setting(), neutral);
   std::vector<Value> values = wrongValues();
   values.emplace_back("resonance_cascade");
@@ -115,7 +115,7 @@ TEST(InitReply, OnlyAListCanAskForABackOff) {
   }
 }
 
-TEST(InitReply, ABackOffIsFoundAmongAnything) {
+TEST(Handshake, ABackOffIsFoundAmongAnything) {
   const Snapshot expected = afterReply(Setting(), {{"msg", Array({"resonance_cascade"})}});
   EXPECT_EQ(expected.at("state/rcascadeTimerDelay"), "10");
   EXPECT_EQ(expected.at(storePath("firstInitReceived")), "false");
@@ -124,12 +124,12 @@ TEST(InitReply, ABackOffIsFoundAmongAnything) {
   expectSame(afterReply(Setting(), with(neutral, "msg", msg)), expected);
 }
 
-TEST(InitReply, ABackOffCountsForNothingOnceTheInstallIsReported) {
+TEST(Handshake, ABackOffCountsForNothingOnceTheInstallIsReported) {
   expectSame(afterReply(reported(), with(neutral, "msg", Array({"resonance_cascade"}))),
              afterReply(reported(), neutral));
 }
 
-TEST(InitReply, BacksOffFor10And20And30AndThen60Seconds) {
+TEST(Handshake, BacksOffFor10And20And30AndThen60Seconds) {
   Phone phone;
   const auto tracker = phone.construct();
   for (const double seconds : {10, 20, 30, 60, 60}) {
@@ -142,14 +142,14 @@ TEST(InitReply, BacksOffFor10And20And30AndThen60Seconds) {
   }
 }
 
-TEST(InitReply, ABackOffIsSaidEvenWithoutLogging) {
+TEST(Handshake, ABackOffIsSaidEvenWithoutLogging) {
   Phone phone;
   const auto tracker = phone.construct();
   internalsOf(*tracker).MarluneInitResult({{"msg", Array({"resonance_cascade"})}});
   EXPECT_EQ(phone.logged("Marlune library - resonance_cascade received - will retry in 10 seconds"), 1);
 }
 
-TEST(InitReply, ABackOffKeepsTheRequestAndTakesNothingElse) {
+TEST(Handshake, ABackOffKeepsTheRequestAndTakesNothingElse) {
   Phone phone;
   const auto tracker = phone.construct();
   const Value request = phone.stored("INIT_PAYLOAD");
@@ -160,7 +160,7 @@ TEST(InitReply, ABackOffKeepsTheRequestAndTakesNothingElse) {
   EXPECT_EQ(phone.stored("firstInitReceived"), Value(false));
 }
 
-TEST(InitReply, ABackOffOfAnEarlierTrackerThatIsKeptGoesOn) {
+TEST(Handshake, ABackOffOfAnEarlierTrackerThatIsKeptGoesOn) {
   Phone phone;
   const auto tracker = phone.construct();
   phone.reply(1, {{"msg", Array({"resonance_cascade"})}});
@@ -170,7 +170,7 @@ TEST(InitReply, ABackOffOfAnEarlierTrackerThatIsKeptGoesOn) {
   EXPECT_EQ(phone.requests("init").size(), 1U);
 }
 
-TEST(InitReply, ABackOffEndsWithItsTracker) {
+TEST(Handshake, ABackOffEndsWithItsTracker) {
   Phone phone;
   auto tracker = phone.construct();
   phone.reply(1, {{"msg", Array({"resonance_cascade"})}});
@@ -179,26 +179,26 @@ TEST(InitReply, ABackOffEndsWithItsTracker) {
   EXPECT_TRUE(phone.timers("rcascadeTimerFired:").empty());
 }
 
-TEST(InitReply, StartsTheCheckWhileTheInstallReportIsDueThoughNobodyWantsTheResult) {
+TEST(Handshake, StartsTheCheckWhileTheInstallReportIsDueThoughNobodyWantsTheResult) {
   Phone phone;
   const auto tracker = phone.construct();
   phone.reply(1, neutral);
   EXPECT_EQ(phone.timers("marluneAttributionCheckTimerFired:"), std::vector<double>({1}));
 }
 
-TEST(InitReply, StartsNoCheckWhenTheInstallIsReportedAndNobodyWantsTheResult) {
+TEST(Handshake, StartsNoCheckWhenTheInstallIsReportedAndNobodyWantsTheResult) {
   InstalledPhone phone;
   EXPECT_TRUE(phone.timers("marluneAttributionCheckTimerFired:").empty());
 }
 
-TEST(InitReply, ChecksThePropertiesOnceTheInstallIsReported) {
+TEST(Handshake, ChecksThePropertiesOnceTheInstallIsReported) {
   InstalledPhone phone;
   phone.device.facts.languages = {"de"};
   phone.parts().MarluneInitResult(neutral);
   EXPECT_EQ(phone.requests("update").size(), 1U);
 }
 
-TEST(InitReply, ChecksThePositionWithTheSettingsThatItBrings) {
+TEST(Handshake, ChecksThePositionWithTheSettingsThatItBrings) {
   InstalledPhone phone;
   phone.parts().MarluneInitResult(
       with({{"success", 1}, {"whitelist", Array({"location"})}}, "flags",
@@ -210,7 +210,7 @@ TEST(InitReply, ChecksThePositionWithTheSettingsThatItBrings) {
 }
 
 /// The other replies: whatever they are, the tracker lives on.
-TEST(Replies, OfAnyKindDoNoHarm) {
+TEST(Handshake, AndTheOtherRepliesDoNoHarmWhateverTheyAre) {
   for (const Value& value : wrongValues()) {
     SCOPED_TRACE(traceOf("reply", value));
     Phone phone;

@@ -7,7 +7,7 @@
 namespace fliprugair {
 namespace {
 
-TEST(InitSettings, IdentifiersAreTakenAsTextThatIsNotEmpty) {
+TEST(ServerSettings, IdentifiersAreTakenAsTextThatIsNotEmpty) {
   struct Case {
     std::string_view name;
     std::string_view key;
@@ -23,7 +23,7 @@ TEST(InitSettings, IdentifiersAreTakenAsTextThatIsNotEmpty) {
   }
 }
 
-TEST(InitSettings, TheFirstDeviceIdentifierIsFilledInOnlyWhenItIsEmpty) {
+TEST(ServerSettings, TheFirstDeviceIdentifierIsFilledInOnlyWhenItIsEmpty) {
   for (const Value& first : {Value(""), Value("first"), Value(7), Value(Array())}) {
     SCOPED_TRACE(traceOf("origDeviceId", first));
     Setting setting = reported();
@@ -35,7 +35,7 @@ TEST(InitSettings, TheFirstDeviceIdentifierIsFilledInOnlyWhenItIsEmpty) {
   }
 }
 
-TEST(InitSettings, NumericSettingsAreLimitedWhateverTheyAre) {
+TEST(ServerSettings, NumericSettingsAreLimitedWhateverTheyAre) {
   struct Case {
     std::string_view name;
     std::string_view key;
@@ -59,7 +59,7 @@ TEST(InitSettings, NumericSettingsAreLimitedWhateverTheyAre) {
   }
 }
 
-TEST(InitSettings, TheAttributionWaitIsLimitedWhileAttributionIsWanted) {
+TEST(ServerSettings, TheAttributionWaitIsLimitedWhileAttributionIsWanted) {
   Setting wanting = reported();
   wanting.options = with(wanting.options, "retrieveAttribution", true);
   const Snapshot without = afterReply(wanting, neutral);
@@ -73,7 +73,7 @@ TEST(InitSettings, TheAttributionWaitIsLimitedWhileAttributionIsWanted) {
   }
 }
 
-TEST(InitSettings, IdentifierUpdatesAreReadAsABoolean) {
+TEST(ServerSettings, IdentifierUpdatesAreReadAsABoolean) {
   Setting on = reported();
   on.stored = with(on.stored, "sendIdUpdates", true);
   for (const auto& [given, yes] : booleans()) {
@@ -86,7 +86,7 @@ TEST(InitSettings, IdentifierUpdatesAreReadAsABoolean) {
   }
 }
 
-TEST(InitSettings, ResendingTheReportIsReadAsABooleanAndAbsentIsYes) {
+TEST(ServerSettings, ResendingTheReportIsReadAsABooleanAndAbsentIsYes) {
   const Snapshot asked = afterReply(reported(), Value{{"success", 1}});
   EXPECT_EQ(asked.at(storePath("sendInitial")), "true");
   expectSame(afterReply(reported(), withFlag("resend_initial", nullptr)), asked);
@@ -98,7 +98,7 @@ TEST(InitSettings, ResendingTheReportIsReadAsABooleanAndAbsentIsYes) {
   }
 }
 
-TEST(InitSettings, ListsOfAnotherKindChangeNothing) {
+TEST(ServerSettings, ListsOfAnotherKindChangeNothing) {
   const Snapshot expected = afterReply(reported(), neutral);
   for (const std::string_view name : {"blacklist", "eventname_blacklist", "whitelist"}) {
     for (const Value& value : wrongValues([](const Value& value) { return !value.isArray(); })) {
@@ -108,7 +108,7 @@ TEST(InitSettings, ListsOfAnotherKindChangeNothing) {
   }
 }
 
-TEST(InitSettings, TheBlacklistIsTakenWhateverIsInIt) {
+TEST(ServerSettings, TheBlacklistIsTakenWhateverIsInIt) {
   struct Case {
     Array list;
     bool vendor;
@@ -126,7 +126,7 @@ TEST(InitSettings, TheBlacklistIsTakenWhateverIsInIt) {
   }
 }
 
-TEST(InitSettings, TheEventNamesAreTakenWhateverIsInThem) {
+TEST(ServerSettings, TheEventNamesAreTakenWhateverIsInThem) {
   for (const Array& list : {Array(), oddItems(), oddItems().appending("level")}) {
     Snapshot expected = afterReply(reported(), neutral);
     put(expected, "state/blacklistedEventNames", list);
@@ -135,7 +135,7 @@ TEST(InitSettings, TheEventNamesAreTakenWhateverIsInThem) {
   }
 }
 
-TEST(InitSettings, OnlyTheWordLocationTurnsLocationReportsOn) {
+TEST(ServerSettings, OnlyTheWordLocationTurnsLocationReportsOn) {
   const Snapshot off = afterReply(reported(), neutral);
   expectSame(afterReply(reported(), with(neutral, "whitelist", Array())), off);
   expectSame(afterReply(reported(), with(neutral, "whitelist", oddItems())), off);
@@ -144,7 +144,7 @@ TEST(InitSettings, OnlyTheWordLocationTurnsLocationReportsOn) {
   expectSame(afterReply(reported(), with(neutral, "whitelist", oddItems().appending("location"))), on);
 }
 
-TEST(InitSettings, LocationSettingsOfAnotherKindKeepTheirDefault) {
+TEST(ServerSettings, LocationSettingsOfAnotherKindKeepTheirDefault) {
   struct Case {
     std::string_view name;
     std::string_view member;  ///< of the request to the location manager
@@ -169,7 +169,7 @@ TEST(InitSettings, LocationSettingsOfAnotherKindKeepTheirDefault) {
   }
 }
 
-TEST(InitSettings, CurrencyIsStoredWhateverItIs) {
+TEST(ServerSettings, CurrencyIsStoredWhateverItIs) {
   for (const Value& value : wrongValues()) {
     SCOPED_TRACE(traceOf("currency", value));
     Snapshot expected = afterReply(reported(), neutral);
@@ -178,7 +178,7 @@ TEST(InitSettings, CurrencyIsStoredWhateverItIs) {
   }
 }
 
-TEST(InitSettings, SessionTrackingKnowsTwoWords) {
+TEST(ServerSettings, SessionTrackingKnowsTwoWords) {
   struct Case {
     Value stored;
     std::int64_t code;  ///< what it reads as
@@ -201,7 +201,7 @@ TEST(InitSettings, SessionTrackingKnowsTwoWords) {
 
 Value nested(const Value& inner) { return {{"ios_nsud", inner}, {"ios_docs", inner}}; }
 
-TEST(InitSettings, OutsideServicesOfAnotherKindFindNothing) {
+TEST(ServerSettings, OutsideServicesOfAnotherKindFindNothing) {
   const Snapshot expected = afterReply(reported(), neutral);
   for (const Value& value : wrongValues()) {
     SCOPED_TRACE(traceOf("outside_services", value));
@@ -218,7 +218,7 @@ TEST(InitSettings, OutsideServicesOfAnotherKindFindNothing) {
   }
 }
 
-TEST(InitSettings, OutsideServicesAreFoundAmongAnything) {
+TEST(ServerSettings, OutsideServicesAreFoundAmongAnything) {
   const std::string_view there = "com.marlune.MarluneTracker.deviceId";
   const Value clean{{"ios_nsud", Value{{"service", Array({there})}}}};
   const Value odd{
@@ -231,7 +231,7 @@ TEST(InitSettings, OutsideServicesAreFoundAmongAnything) {
   expectSame(afterReply(reported(), with(neutral, "outside_services", odd)), expected);
 }
 
-TEST(InitSettings, ManySettingsAtOnceAreEachTakenForThemselves) {
+TEST(ServerSettings, ManySettingsAtOnceAreEachTakenForThemselves) {
   Value flags = neutralFlags;
   for (int number = 0; number < 10000; ++number) flags = with(flags, "unknown " + std::to_string(number), oddItems());
   flags = with(flags, "mlinit_wait", "120");

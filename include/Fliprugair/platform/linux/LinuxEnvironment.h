@@ -85,6 +85,9 @@ class FLIPRUGAIR_EXPORT LinuxEnvironment final : public Environment, public Plat
   /// most. Says what waits by then: nothing, if all went well. A first start takes a second at least, because the
   /// tracker looks for the finished install report once a second.
   ///
+  /// When there are records it ends the session as a resignation does, and a "pause" goes with them: an app that goes
+  /// on afterwards calls applicationDidBecomeActive() again.
+  ///
   /// Call it after applicationDidBecomeActive(), before terminate(). Inside a task of the main queue and on the other
   /// threads of the platform's it does not wait. MainThread::host: turns the main queue when called on the main thread.
   Waiting waitUntilSent(std::chrono::milliseconds timeout);
