@@ -1,10 +1,12 @@
 #include "platform/virtual/VirtualDevice.h"
 
+#include <random>
+
 namespace fliprugair {
 
 VirtualDevice::VirtualDevice(EventSink events, ArchiveReader archives, std::uint64_t seed,
                              VirtualStore::Observer storeObserver)
-    : store(std::move(storeObserver)), events_(std::move(events)), archives_(std::move(archives)), random_(seed) {}
+    : store(std::move(storeObserver)), events_(std::move(events)), archives_(std::move(archives)), seed_(seed) {}
 
 void VirtualDevice::write(const Dictionary& event) { events_(event); }
 
@@ -18,9 +20,12 @@ void VirtualDevice::setNow(double secondsSince1970) {
 std::string VirtualDevice::randomUUID() {
   constexpr std::string_view digits = "0123456789ABCDEF";
   constexpr std::string_view pattern = "xxxxxxxx-xxxx-4xxx-Nxxx-xxxxxxxxxxxx";
+  std::mt19937_64 random(seed_);
+  random.discard(randomNumbers_);
+  randomNumbers_ += pattern.size();
   std::string uuid;
   for (const char place : pattern) {
-    const auto digit = static_cast<std::size_t>(random_() >> 60);
+    const auto digit = static_cast<std::size_t>(random() >> 60);
     if (place == 'x') {
       uuid += digits[digit];
     } else if (place == 'N') {

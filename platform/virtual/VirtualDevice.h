@@ -5,7 +5,6 @@
 #include <functional>
 #include <map>
 #include <optional>
-#include <random>
 #include <string>
 #include <vector>
 
@@ -75,7 +74,8 @@ class VirtualDevice {
  private:
   EventSink events_;
   ArchiveReader archives_;
-  std::mt19937_64 random_;
+  std::uint64_t seed_;
+  std::uint64_t randomNumbers_ = 0;  ///< drawn so far; a generator for each device would be 2.5 kB
   double clockBase_ = 1700000000.0;
   Nanoseconds clockSetAt_ = 0;
   Nanoseconds uptime_ = 0;

@@ -33,9 +33,12 @@ bool VirtualTasks::runEmpty() {
     Task task;
     {
       const std::lock_guard lock(mutex_);
-      if (tasks_.empty()) return any;
+      if (tasks_.empty()) {
+        tasks_.shrink_to_fit();
+        return any;
+      }
       task = std::move(tasks_.front());
-      tasks_.pop_front();
+      tasks_.erase(tasks_.begin());
     }
     any = true;
     task();
@@ -43,7 +46,7 @@ bool VirtualTasks::runEmpty() {
 }
 
 void VirtualTasks::close() {
-  std::deque<Task> dropped;  // destroyed after the lock: a task may own a tracker
+  std::vector<Task> dropped;  // destroyed after the lock: a task may own a tracker
   const std::lock_guard lock(mutex_);
   closed_ = true;
   dropped.swap(tasks_);

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <deque>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -26,7 +25,7 @@ class VirtualTasks {
 
  private:
   std::mutex mutex_;
-  std::deque<Task> tasks_;
+  std::vector<Task> tasks_;  ///< the first to run is the first
   bool closed_ = false;
 };
 

@@ -1,7 +1,10 @@
 #pragma once
 
+#include <mutex>
+#include <string>
+
+#include "Fliprugair/platform/JSONSerialization.h"
 #include "Fliprugair/platform/UserDefaults.h"
-#include "platform/Locked.h"
 
 namespace fliprugair {
 
@@ -15,7 +18,7 @@ class VirtualStore final : public UserDefaults {
   VirtualStore() = default;
   explicit VirtualStore(Observer observer) : observer_(std::move(observer)) {}
 
-  Value objectForKey(std::string_view key) const override { return values_.load()[key]; }
+  Value objectForKey(std::string_view key) const override { return unpacked()[key]; }
   void setObject(Value value, std::string_view key) override;
   void update(std::string_view key, const std::function<Value(const Value&)>& change) override;
   void synchronize() override {}
@@ -24,12 +27,21 @@ class VirtualStore final : public UserDefaults {
   void whenDurable(std::function<void()> action) override { action(); }
 
   /// All keys with their values, in the order in which they were first written.
-  Dictionary all() const { return values_.load(); }
+  Dictionary all() const;
+
+  /// Keeps everything as one text until somebody asks for a value: a fraction of the memory, for a device that rests.
+  /// `json` must outlive the store.
+  void pack(const JSONSerialization& json);
 
  private:
+  Dictionary unpacked() const;
+
   const Observer observer_;
   std::mutex writing_;
-  Locked<Dictionary> values_;
+  mutable std::mutex mutex_;  ///< around the rest
+  mutable Dictionary values_;
+  mutable std::string packed_;  ///< "" while values_ hold
+  const JSONSerialization* json_ = nullptr;
 };
 
 }  // namespace fliprugair

@@ -44,7 +44,7 @@ TEST(Account, CountsWhatTheDeviceKnowsToBeConfirmed) {
   account.confirmed(batch({2, 3}));
   VirtualStore store;
   store.setObject(true, key::sendInitial);
-  const Records records = account.records(store);
+  const Records records = account.records(store.all());
   EXPECT_EQ(records.recorded, 3U);
   EXPECT_EQ(records.confirmed, 2U);
   EXPECT_EQ(records.waiting, 1U) << "the installation";
@@ -56,7 +56,7 @@ TEST(Account, FindsWhatWaitsInBothQueues) {
   VirtualStore store;
   store.setObject(batch({4}), key::batchEventQueue);
   store.setObject(Value{{"1.000000", batch({2, 3})}, {"2.000000", Value{{"action", "initial"}}}}, key::networkQueue);
-  const Records records = account.records(store);
+  const Records records = account.records(store.all());
   EXPECT_EQ(records.waiting, 4U);
   EXPECT_EQ(records.unaccounted, 0U);
 }
@@ -67,7 +67,7 @@ TEST(Account, DoesNotCountAConfirmedRecordAsWaiting) {
   VirtualStore store;
   store.setObject(Value{{"1.000000", batch({2})}}, key::networkQueue);
   store.setObject(true, key::sendInitial);
-  const Records records = account.records(store);
+  const Records records = account.records(store.all());
   EXPECT_EQ(records.confirmed, 1U);
   EXPECT_EQ(records.waiting, 1U);
 }
@@ -76,7 +76,7 @@ TEST(Account, SeesThatARecordIsLost) {
   Account account = accountOf(2);
   account.confirmed(Value{{"action", "initial"}});
   account.confirmed(batch({2}));
-  EXPECT_EQ(account.records(VirtualStore()).unaccounted, 1U);
+  EXPECT_EQ(account.records(Dictionary()).unaccounted, 1U);
 }
 
 TEST(Account, CountsArrivalsOfWhatHadArrived) {
@@ -84,7 +84,7 @@ TEST(Account, CountsArrivalsOfWhatHadArrived) {
   account.arrived(batch({2, 3}));
   account.arrived(batch({2, 3}));
   account.arrived(batch({3}));
-  EXPECT_EQ(account.records(VirtualStore()).twice, 3U);
+  EXPECT_EQ(account.records(Dictionary()).twice, 3U);
 }
 
 }  // namespace

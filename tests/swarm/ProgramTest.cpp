@@ -4,7 +4,9 @@
 #include <sys/wait.h>
 
 #include <cstdio>
+#include <fstream>
 
+#include "support/TemporaryFolder.h"
 #include "tools/controlhost/ControlHost.h"
 
 namespace fliprugair::swarm {
@@ -31,8 +33,9 @@ TEST(Program, SaysItsVersion) {
 TEST(Program, ItsHelpTeaches) {
   const auto [status, output] = outcomeOf("--help");
   EXPECT_EQ(status, 0);
-  for (const std::string part : {"--host", "--devices", "--rate", "--seconds", "--seed", "--connections", "--sessions",
-                                 "EXAMPLES", "unaccounted", "Exit status"}) {
+  for (const std::string part :
+       {"--host", "--devices", "--rate", "--seconds", "--seed", "--connections", "--sessions", "--hours", "--outage-at",
+        "--csv", "A LOAD", "A PREVIEW", "unaccounted", "Exit status"}) {
     EXPECT_NE(output.find(part), std::string::npos) << part;
   }
 }
@@ -45,9 +48,30 @@ TEST(Program, AccountsForEveryRecord) {
   EXPECT_NE(output.find("p99.9"), std::string::npos) << output;
 }
 
+TEST(Program, PreviewsAFleetIntoAFile) {
+  const TemporaryFolder folder;
+  const std::string csv = (folder.path() / "fleet.csv").string();
+  const auto [status, output] = outcomeOf("--devices 5 --hours 3 --csv " + csv);
+  EXPECT_EQ(status, 0) << output;
+  EXPECT_NE(output.find("A device and a day: "), std::string::npos) << output;
+  EXPECT_NE(output.find("Memory at its peak: "), std::string::npos) << output;
+  std::ifstream file(csv);
+  int lines = 0;
+  for (std::string line; std::getline(file, line);) ++lines;
+  EXPECT_EQ(lines, 4);
+}
+
+TEST(Program, SaysWhenItCannotWriteTheFile) {
+  const auto [status, output] = outcomeOf("--devices 1 --hours 1 --csv /nowhere/fleet.csv");
+  EXPECT_EQ(status, 2);
+  EXPECT_EQ(output, "fliprugair-swarm: cannot write /nowhere/fleet.csv\n");
+}
+
 TEST(Program, RefusesWhatItCannotUnderstand) {
-  for (const std::string arguments : {"--host", "--host 'no host'", "--host 127.0.0.1:1 --devices 0",
-                                      "--host 127.0.0.1:1 --rate -1", "--host 127.0.0.1:1 --dance"}) {
+  for (const std::string arguments :
+       {"--host", "--host 'no host'", "--rate 3", "--outage-hours 2", "--outage-at 1 --outage dance",
+        "--host 127.0.0.1:1 --hours 3", "--host 127.0.0.1:1 --devices 0", "--host 127.0.0.1:1 --rate -1",
+        "--host 127.0.0.1:1 --dance"}) {
     const auto [status, output] = outcomeOf(arguments);
     EXPECT_EQ(status, 2) << arguments;
     EXPECT_FALSE(output.empty()) << arguments;

@@ -52,14 +52,14 @@ void Account::confirmed(const Value& payload) {
   forEachNumber(payload, [&](std::uint32_t number) { confirmed_.insert(number); });
 }
 
-Records Account::records(const UserDefaults& store) const {
+Records Account::records(const Dictionary& stored) const {
   NumberSet waiting;
   const auto wait = [&](std::uint32_t number) {
     if (!confirmed_.contains(number)) waiting.insert(number);
   };
-  if (recorded_ > 0 && store.boolForKey(key::sendInitial)) wait(installation);
-  forEachNumber(store.objectForKey(key::batchEventQueue), wait);
-  const Dictionary queue = store.objectForKey(key::networkQueue).dictionary();
+  if (recorded_ > 0 && stored[key::sendInitial].boolValue()) wait(installation);
+  forEachNumber(stored[key::batchEventQueue], wait);
+  const Dictionary queue = stored[key::networkQueue].dictionary();
   for (const Dictionary::Entry& entry : queue.entries()) forEachNumber(entry.value, wait);
   return {recorded_, confirmed_.size(), waiting.size(), twice_, recorded_ - confirmed_.size() - waiting.size()};
 }

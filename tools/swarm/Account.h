@@ -4,7 +4,7 @@
 #include <functional>
 #include <vector>
 
-#include "Fliprugair/platform/UserDefaults.h"
+#include "Fliprugair/platform/Value.h"
 
 namespace fliprugair::swarm {
 
@@ -46,8 +46,8 @@ class Account {
   /// The device knows that the control host has this request.
   void confirmed(const Value& payload);
 
-  /// With what waits in the device's store.
-  Records records(const UserDefaults& store) const;
+  /// With what waits in the device's store, of which `stored` is all.
+  Records records(const Dictionary& stored) const;
 
  private:
   std::uint32_t recorded_ = 0;

@@ -66,7 +66,7 @@ void LoadWorker::letLive(Clock::time_point end) {
     const std::uint32_t place = turns_.top().second;
     turns_.pop();
     SwarmDevice& device = devices_[place];
-    device.step();
+    device.live(device.due());
     takeTurn(place);
     const std::lock_guard lock(mutex_);
     report_.deviceTime = device.now();

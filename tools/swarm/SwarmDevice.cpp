@@ -1,8 +1,12 @@
 #include "tools/swarm/SwarmDevice.h"
 
 #include <algorithm>
+#include <cmath>
 #include <string>
 #include <utility>
+
+#include "Fliprugair/collaborators/MarluneNetworkAccess.h"
+#include "platform/json/RapidJSONSerialization.h"
 
 namespace fliprugair::swarm {
 
@@ -10,6 +14,9 @@ namespace {
 
 /// How long the system lets an app be that nobody looks at.
 constexpr Time patience = 3 * minute;
+
+/// A shorter one is not worth the trouble.
+constexpr Time shortRest = 5 * minute;
 
 constexpr std::string_view eventTitle = "level";
 
@@ -40,8 +47,8 @@ Time SwarmDevice::due() const {
   return timer ? std::min(actAt_, static_cast<Time>(*timer)) : actAt_;
 }
 
-void SwarmDevice::step() {
-  const Time then = std::max(due(), now());
+void SwarmDevice::live(Time then) {
+  then = std::max(then, now());
   if (process_ != nullptr) {
     process_->advance(inSeconds(then - now()));
   } else {
@@ -69,25 +76,50 @@ void SwarmDevice::settle() {
     process_->answerSearchAd(nullptr, false);
     process_->runQueues();
   }
-  for (const Sent& sent : std::exchange(sent_, {})) {
-    if (isOnline_) {
+  letLeave();
+  rest();
+}
+
+/// Most devices do nothing most of the time. What they have stored takes little room meanwhile.
+void SwarmDevice::rest() {
+  static const RapidJSONSerialization json;
+  waitingRequests_ = device_.store.objectForKey(key::networkQueue).dictionary().size();
+  if (underWay_ > 0 || due() - now() < shortRest) return;
+  device_.store.pack(json);
+}
+
+void SwarmDevice::letLeave() {
+  std::vector<Sent> waiting;
+  for (Sent& sent : std::exchange(sent_, {})) {
+    const HostTrouble::Answer answer = trouble_.ask(troubleTime());
+    if (answer == HostTrouble::Answer::wait) {
+      waiting.push_back(std::move(sent));
+    } else if (answer == HostTrouble::Answer::refuse) {
+      process_->network().fail(sent.request);
+    } else if (isOnline_) {
+      ++underWay_;
       network_.send(*this, sent.request, sent.payload);
     } else {
-      fail(sent.request);
+      trouble_.failed(troubleTime(), HostTrouble::Seconds(0));
+      process_->network().fail(sent.request);
     }
   }
+  sent_ = std::move(waiting);
 }
 
 void SwarmDevice::answer(std::uint64_t request, const Value& payload, const Value& reply) {
   // A process that has ended meanwhile does not hear of it: the request stays in the store.
   if (process_ == nullptr || !process_->network().reply(request, reply)) return;
+  --underWay_;
+  trouble_.answered();
   account_.confirmed(payload);
   settle();
 }
 
 void SwarmDevice::fail(std::uint64_t request) {
-  if (process_ == nullptr) return;
-  process_->network().fail(request);
+  if (process_ == nullptr || !process_->network().fail(request)) return;
+  --underWay_;
+  trouble_.failed(troubleTime(), HostTrouble::Seconds(0));
   settle();
 }
 
@@ -116,7 +148,7 @@ void SwarmDevice::openApp() {
   if (!isInstalled_) account_.record();
   isInstalled_ = true;
   process_->post(ApplicationNotification::didBecomeActive);
-  eventsLeft_ = 1 + static_cast<std::uint32_t>(random_.exponential(habits.eventsASession - 1) + 0.5);
+  eventsLeft_ = 1 + static_cast<std::uint32_t>(std::lround(random_.exponential(habits.eventsASession - 1)));
   plan(Act::useApp, now() + fromSeconds(random_.exponential(habits.secondsBetweenEvents)));
 }
 
@@ -150,6 +182,8 @@ void SwarmDevice::endProcess() {
   tracker_ = nullptr;
   process_ = nullptr;
   sent_.clear();
+  underWay_ = 0;
+  trouble_ = HostTrouble();
   isSearchAdAsked_ = false;
 }
 

@@ -1,10 +1,12 @@
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <memory>
 #include <vector>
 
 #include "Fliprugair/MarluneTracker.h"
+#include "platform/curl/HostTrouble.h"
 #include "platform/virtual/VirtualDevice.h"
 #include "platform/virtual/VirtualProcess.h"
 #include "tools/swarm/Account.h"
@@ -15,8 +17,9 @@ namespace fliprugair::swarm {
 /// One device of a swarm: a whole tracker on a virtual device, and somebody who uses it by their habits. What it does
 /// depends on the fleet's seed, its own number and what its requests come to, and on nothing else.
 ///
-/// It lives from one moment at which something happens to the next: whoever drives it calls `step` when `due` has come,
-/// and ends each request that it has handed to its network, in this call or later. One thread at a time.
+/// It lives from one moment at which something happens to the next: whoever drives it calls `live` when `due` has come,
+/// and ends each request that it has handed to its network. A host in trouble is left alone, as by the Linux platform.
+/// One thread at a time.
 class SwarmDevice {
  public:
   /// Where the requests of a device go.
@@ -36,8 +39,8 @@ class SwarmDevice {
   std::uint32_t number() const { return number_; }
   /// When something happens next.
   Time due() const;
-  /// Lets time pass until then, and it happen.
-  void step();
+  /// Lets time pass until `then`, which is due() or before, and what is due then happen.
+  void live(Time then);
   Time now() const { return static_cast<Time>(device_.uptime()); }
 
   /// The control host has accepted the request and replied; null when its reply was none of JSON's objects.
@@ -47,13 +50,18 @@ class SwarmDevice {
   /// The control host has accepted the request, be the device told or not.
   void noteArrival(const Value& payload) { account_.arrived(payload); }
 
-  Records records() const { return account_.records(device_.store); }
+  /// The requests in its store that no control host has confirmed.
+  std::size_t waitingRequests() const { return waitingRequests_; }
+  Records records() const { return account_.records(device_.store.all()); }
 
  private:
   enum class Act : std::uint8_t { openApp, useApp, leaveApp, endApp };
 
   void happen(const Dictionary& event);
   void settle();
+  void letLeave();
+  void rest();
+  HostTrouble::Time troubleTime() const { return HostTrouble::Time(std::chrono::nanoseconds(now())); }
   void act();
   void openApp();
   void useApp();
@@ -75,8 +83,11 @@ class SwarmDevice {
     Value payload;
   };
   std::vector<Sent> sent_;  ///< to be handed to the network
+  HostTrouble trouble_;
   Time actAt_ = 0;
-  Time sessionAt_ = 0;  ///< when the app is opened next
+  Time sessionAt_ = 0;        ///< when the app is opened next
+  std::size_t underWay_ = 0;  ///< requests of this process
+  std::size_t waitingRequests_ = 0;
   std::uint32_t version_ = 100;
   std::uint32_t eventsLeft_ = 0;
   Act act_ = Act::openApp;

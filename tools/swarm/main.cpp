@@ -9,12 +9,16 @@
 #include <csignal>
 #include <ctime>
 #include <exception>
+#include <fstream>
 #include <iostream>
+#include <map>
+#include <stdexcept>
 #include <string>
 #include <thread>
 
 #include "tools/swarm/Load.h"
 #include "tools/swarm/Report.h"
+#include "tools/swarm/Simulation.h"
 
 namespace {
 
@@ -32,21 +36,36 @@ WHAT A DEVICE IS
   it; the system ends it; it asks for its attribution. The same --seed gives the
   same devices with the same habits.
 
-EXAMPLES
+A LOAD: WITH --host
   fliprugair-controlhost --port 8080 &
   fliprugair-swarm --host 127.0.0.1:8080 --devices 2000 --rate 500 --seconds 60
       Posts 500 requests a second for a minute. The devices' time passes as fast
       as that takes: whatever they wait for does not make you wait, and their
       clocks run ahead of yours.
 
-  fliprugair-swarm --host 127.0.0.1:8080 --devices 100 --seconds 10
+  fliprugair-swarm --host 127.0.0.1:8080 --devices 100
       Without --rate: as fast as the host answers on --connections connections.
 
+A PREVIEW: WITHOUT
+  fliprugair-swarm --devices 10000 --hours 48 --csv fleet.csv
+      Two days of ten thousand devices, in virtual time and without a network: a
+      row an hour. The same arguments always give the same rows.
+
+  fliprugair-swarm --devices 10000 --hours 24 --outage-at 19 --outage-hours 1
+                   --step 60 --csv outage.csv
+      An hour in which the control host is away, a row a minute. --outage refuse:
+      no request gets through; lose: requests arrive and their replies get lost;
+      back-off: the host says "resonance_cascade", and turns the rest away.
+
+  The columns: hour (of the row's begin), requests, of these init, initial, update,
+  batch, get_attribution; failed; records (in batches); bytes (of bodies);
+  busiest_second (requests in it); waiting_requests (in all stores, at the end).
+
 WHAT IT SAYS
-  While it runs, a line a second on standard error. At the end: how many requests
-  a second it were, of which kinds, how long they took (from the moment when each
-  was due, so that a host that stops for a second cannot hide it), why requests
-  failed, and the account of all records, which are installations and events:
+  While it runs, how far it is, on standard error. At the end: how many requests
+  it were, of which kinds, how long they took (from the moment when each was due,
+  so that a host that stops for a second cannot hide it), why requests failed, and
+  the account of all records, which are installations and events:
     recorded      by the host app
     confirmed     the control host has taken it, and the device knows
     waiting       in the device's store, to be sent again
@@ -119,6 +138,38 @@ int load(Fleet fleet, const LoadOptions& options) {
   return report.records.unaccounted > 0 ? lostRecords : 0;
 }
 
+/// The most memory that this process has had.
+std::string memoryLine(std::uint32_t devices) {
+  rusage usage{};
+  getrusage(RUSAGE_SELF, &usage);
+  const auto kibibytes = static_cast<std::uint64_t>(usage.ru_maxrss);
+  return "Memory at its peak: " + grouped(kibibytes / 1024) + " MiB, " + grouped(kibibytes * 1024 / devices) +
+         " bytes a device\n";
+}
+
+void save(const std::string& path, const std::string& text) {
+  std::ofstream file(path);
+  file << text << std::flush;
+  if (!file) throw std::runtime_error("cannot write " + path);
+}
+
+int preview(const Fleet& fleet, const SimulationOptions& options, const std::string& csvPath) {
+  const sigset_t endSignals = blockedEndSignals();
+  if (!csvPath.empty()) save(csvPath, "");  // better known now than after an hour
+  SimulationReport report;
+  {
+    ProgressLine line;
+    report = runSimulation(fleet, options, [&](const SimulationRow& row) {
+      line.show(progressLine(row));
+      const timespec noTime{};
+      return sigtimedwait(&endSignals, nullptr, &noTime) < 0;
+    });
+  }
+  if (!csvPath.empty()) save(csvPath, csv(report));
+  std::cout << finalReport(report, options) << memoryLine(options.devices);
+  return report.records.unaccounted > 0 ? lostRecords : 0;
+}
+
 void addHabits(CLI::App& app, Habits& habits) {
   const auto add = [&](const char* name, double& value, const char* text, double least, double most) {
     app.add_option(name, value, text)->check(CLI::Range(least, most))->capture_default_str()->group("Habits");
@@ -133,43 +184,96 @@ void addHabits(CLI::App& app, Habits& habits) {
   add("--install-hours", habits.installHours, "Hours in which all devices install the app", 0, 100000);
 }
 
+/// What can be said on the command line.
+struct Wishes {
+  Fleet fleet;
+  std::uint32_t devices = 100;
+  std::size_t threads = std::max(1U, std::thread::hardware_concurrency());
+  LoadOptions load;
+  double seconds = 10;
+  SimulationOptions preview;
+  double hours = 24;
+  double step = 3600;
+  double outageAt = 0;
+  double outageHours = 1;
+  Outage::Kind outage = Outage::Kind::refuse;
+  std::string csvPath;
+};
+
+CLI::Option* addLoad(CLI::App& app, Wishes& wishes) {
+  CLI::Option* host = app.add_option("--host", wishes.load.hostname,
+                                     "The control host, as HOST:PORT; over TLS unless it is this machine");
+  const auto add = [&](const char* name, auto& value, const char* text) {
+    return app.add_option(name, value, text)->needs(host)->group("A load");
+  };
+  add("--rate", wishes.load.rate, "Requests a second; if not given, as fast as the host answers")
+      ->check(CLI::Range(0.001, 1e6));
+  add("--seconds", wishes.seconds, "How long")->check(CLI::Range(0.01, 1e7))->capture_default_str();
+  add("--connections", wishes.load.connections, "Requests under way at a time, at most")
+      ->check(CLI::Range(1, 100000))
+      ->capture_default_str();
+  add("--ca-file", wishes.load.caFile, "PEM file of the certificates to trust instead of the system's")
+      ->check(CLI::ExistingFile);
+  return host->group("A load");
+}
+
+void addPreview(CLI::App& app, Wishes& wishes, CLI::Option* host) {
+  const auto add = [&](const char* name, auto& value, const char* text) {
+    return app.add_option(name, value, text)->excludes(host)->group("A preview");
+  };
+  add("--hours", wishes.hours, "How long, in the devices' time")->check(CLI::Range(0.01, 1e6))->capture_default_str();
+  add("--step", wishes.step, "Seconds that make a row")->check(CLI::Range(1.0, 1e6))->capture_default_str();
+  add("--csv", wishes.csvPath, "File for the rows");
+  add("--init-wait", wishes.preview.host.initWait, "\"mlinit_wait\" in the host's replies; if not given, it is silent")
+      ->check(CLI::Range(60, 604800));
+  add("--batch-wait", wishes.preview.host.batchWait, "\"mltracker_wait\" in the host's replies")
+      ->check(CLI::Range(60, 604800));
+  const std::map<std::string, Outage::Kind> kinds{
+      {"refuse", Outage::Kind::refuse}, {"lose", Outage::Kind::lose}, {"back-off", Outage::Kind::backOff}};
+  CLI::Option* at =
+      add("--outage-at", wishes.outageAt, "Hour at which the host begins to fail; if not given, it does not")
+          ->check(CLI::Range(0.0, 1e6));
+  add("--outage-hours", wishes.outageHours, "For how long")->needs(at)->capture_default_str();
+  add("--outage", wishes.outage, "How it fails")->needs(at)->transform(CLI::CheckedTransformer(kinds));
+}
+
+int run(Wishes wishes, bool isLoad, bool hasOutage) {
+  if (isLoad) {
+    wishes.load.devices = wishes.devices;
+    wishes.load.duration = std::chrono::duration<double>(wishes.seconds);
+    wishes.load.threads = std::min<std::size_t>({wishes.threads, wishes.devices, wishes.load.connections});
+    return load(wishes.fleet, wishes.load);
+  }
+  wishes.preview.devices = wishes.devices;
+  wishes.preview.threads = std::min<std::size_t>(wishes.threads, wishes.devices);
+  wishes.preview.length = fromSeconds(wishes.hours * 3600);
+  wishes.preview.step = fromSeconds(wishes.step);
+  const Time begin = fromSeconds(wishes.outageAt * 3600);
+  if (hasOutage) wishes.preview.host.outage = {begin, begin + fromSeconds(wishes.outageHours * 3600), wishes.outage};
+  return preview(wishes.fleet, wishes.preview, wishes.csvPath);
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
   CLI::App app(
-      "Many devices at once, each a whole tracker, in one process: a load for a control host, and an account of\n"
-      "every record.");
+      "Many devices at once, each a whole tracker, in one process: a load for a control host, or a preview of what\n"
+      "it will have to bear; and an account of every record.");
   app.footer(help);
   app.set_version_flag("--version", std::string("fliprugair-swarm ") + FLIPRUGAIR_VERSION);
-  Fleet fleet;
-  fleet.trackerOptions = Value{{"marluneAppId", "swarm"}, {"retrieveAttribution", true}};
-  LoadOptions options;
-  options.threads = std::max(1U, std::thread::hardware_concurrency());
-  double seconds = 10;
-  app.add_option("--devices", options.devices, "How many")->check(CLI::Range(1, 10000000))->capture_default_str();
-  app.add_option("--seed", fleet.seed, "What chance begins with")->capture_default_str();
-  app.add_option("--threads", options.threads, "Threads; the number of cores, if not given")
-      ->check(CLI::Range(1, 1024));
-  app.add_option("--host", options.hostname, "The control host, as HOST:PORT; over TLS unless it is this machine")
-      ->required();
-  app.add_option("--rate", options.rate, "Requests a second; if not given, as fast as the host answers")
-      ->check(CLI::Range(0.001, 1e6));
-  app.add_option("--seconds", seconds, "How long")->check(CLI::Range(0.01, 1e7))->capture_default_str();
-  app.add_option("--connections", options.connections, "Requests under way at a time, at most")
-      ->check(CLI::Range(1, 100000))
-      ->capture_default_str();
-  app.add_option("--ca-file", options.caFile, "PEM file of the certificates to trust instead of the system's")
-      ->check(CLI::ExistingFile);
-  addHabits(app, fleet.habits);
+  Wishes wishes;
+  wishes.fleet.trackerOptions = Value{{"marluneAppId", "swarm"}, {"retrieveAttribution", true}};
+  app.add_option("--devices", wishes.devices, "How many")->check(CLI::Range(1, 10000000))->capture_default_str();
+  app.add_option("--seed", wishes.fleet.seed, "What chance begins with")->capture_default_str();
+  app.add_option("--threads", wishes.threads, "Threads; as many as cores, if not given")->check(CLI::Range(1, 1024));
+  CLI::Option* host = addLoad(app, wishes);
+  addPreview(app, wishes, host);
+  addHabits(app, wishes.fleet.habits);
   try {
     app.parse(argc, argv);
+    return run(wishes, host->count() > 0, app.count("--outage-at") > 0);
   } catch (const CLI::ParseError& error) {
     return app.exit(error) == 0 ? 0 : cannotBegin;
-  }
-  try {
-    options.duration = std::chrono::duration<double>(seconds);
-    options.threads = std::min<std::size_t>({options.threads, options.devices, options.connections});
-    return load(fleet, options);
   } catch (const std::exception& exception) {
     std::cerr << "fliprugair-swarm: " << exception.what() << '\n';
     return cannotBegin;

@@ -1,0 +1,53 @@
+// The store in memory of a virtual device.
+
+#include <gtest/gtest.h>
+
+#include "platform/json/RapidJSONSerialization.h"
+#include "platform/virtual/VirtualStore.h"
+
+namespace fliprugair {
+namespace {
+
+const Value everything{{"text", "\u00fc\n\""},
+                       {"integer", INT64_MIN},
+                       {"unsigned", UINT64_MAX},
+                       {"real", 0.1},
+                       {"whole real", 2.0},
+                       {"boolean", true},
+                       {"null in it", Value{{"key", nullptr}}},
+                       {"list", Array{1, "2", Array{}}},
+                       {"empty", Dictionary()}};
+
+TEST(VirtualStore, AnswersAfterPackingAsBefore) {
+  const RapidJSONSerialization json;
+  VirtualStore store;
+  store.setObject(everything, "b");
+  store.setObject(1, "a");
+  const Dictionary before = store.all();
+  store.pack(json);
+  EXPECT_EQ(store.all(), before);
+  EXPECT_EQ(store.objectForKey("b"), everything);
+  EXPECT_EQ(store.all(), before);
+}
+
+TEST(VirtualStore, TakesWritesWhilePacked) {
+  const RapidJSONSerialization json;
+  VirtualStore store;
+  store.setObject(1, "a");
+  store.pack(json);
+  store.setObject(2, "b");
+  store.pack(json);
+  store.removeObject("a");
+  EXPECT_EQ(Value(store.all()), (Value{{"b", 2}}));
+}
+
+TEST(VirtualStore, CanBePackedWhileEmpty) {
+  const RapidJSONSerialization json;
+  VirtualStore store;
+  store.pack(json);
+  EXPECT_TRUE(store.all().empty());
+  EXPECT_TRUE(store.objectForKey("a").isNull());
+}
+
+}  // namespace
+}  // namespace fliprugair
