@@ -1,11 +1,10 @@
-#include "tools/controlhost/SavingThread.h"
-
 #include <gtest/gtest.h>
 #include <sqlite3.h>
 
 #include <future>
 
 #include "controlhost/TemporaryFile.h"
+#include "tools/controlhost/SavingThread.h"
 
 namespace fliprugair::controlhost {
 
