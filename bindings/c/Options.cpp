@@ -62,6 +62,11 @@ void backgroundTaskTime(LinuxOptions& options, const std::string& key, const Val
   options.backgroundTaskTime = std::chrono::milliseconds(static_cast<std::int64_t>(seconds * 1000));
 }
 
+void mostWaitingRequests(LinuxOptions& options, const std::string& key, const Value& value) {
+  if (value.kind() != Value::Kind::integer || value.integerValue() < 1) refuse(key, "is a whole number from 1 on");
+  options.mostWaitingRequests = static_cast<std::size_t>(value.integerValue());
+}
+
 void mainThread(LinuxOptions& options, const std::string& key, const Value& value) {
   const std::string thread = textOf(key, value);
   if (thread != "own" && thread != "host") refuse(key, "is \"own\" or \"host\"");
@@ -111,6 +116,7 @@ constexpr std::array optionTable{
     Option{"gpsdPort", &text<&LinuxOptions::gpsdPort>},
     Option{"backgroundTaskTime", &backgroundTaskTime},
     Option{"mainThread", &mainThread},
+    Option{"mostWaitingRequests", &mostWaitingRequests},
     Option{"facts", &facts},
 };
 

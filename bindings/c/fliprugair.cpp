@@ -39,14 +39,26 @@ class Listener final : public MarluneTrackerClientDelegate {
 
 /// Only malloc's memory may be freed by C; a null pointer when there is none left.
 char* copyOf(const std::string& text) {
-  char* copy = static_cast<char*>(
-      std::malloc(text.size() + 1));  // NOLINT(cppcoreguidelines-no-malloc,cppcoreguidelines-owning-memory)
+  // NOLINTNEXTLINE(cppcoreguidelines-no-malloc,cppcoreguidelines-owning-memory): the pointer's owner is a C program
+  char* copy = static_cast<char*>(std::malloc(text.size() + 1));
   if (copy != nullptr) std::memcpy(copy, text.c_str(), text.size() + 1);
   return copy;
 }
 
 void say(char** error, const char* text) {
   if (error != nullptr) *error = copyOf(text);
+}
+
+constexpr double longestWait = 86400;  // seconds
+
+fliprugair_waiting plain(const Waiting& waiting) {
+  fliprugair_waiting result{};
+  result.install_report = waiting.installReport ? 1 : 0;
+  result.records = waiting.records;
+  result.requests = waiting.requests;
+  result.bytes = waiting.bytes;
+  if (waiting.oldest) result.oldest = std::chrono::duration<double>(waiting.oldest->time_since_epoch()).count();
+  return result;
 }
 
 /// Runs `body`, out of which no exception comes.
@@ -113,8 +125,9 @@ fliprugair_status onTracker(fliprugair_tracker* tracker, char** error, Call call
 }  // namespace
 
 void fliprugair_free(char* text) {
+  // NOLINTNEXTLINE(cppcoreguidelines-no-malloc,cppcoreguidelines-owning-memory): copyOf took it from malloc
   std::free(text);
-}  // NOLINT(cppcoreguidelines-no-malloc,cppcoreguidelines-owning-memory)
+}
 
 const char* fliprugair_version(void) { return FLIPRUGAIR_VERSION_TEXT; }
 
@@ -144,6 +157,23 @@ void fliprugair_close(fliprugair_app* app) {
   });
 }
 
+fliprugair_status fliprugair_stop_for_good(fliprugair_app* app, char** error) {
+  const std::unique_ptr<fliprugair_app> owned(app);
+  return guarded(error, [&] {
+    require(app, "app");
+    app->trackers.clear();
+    const std::string left = LinuxEnvironment::stopForGood(std::move(app->environment));
+    if (!left.empty()) throw std::runtime_error(left);
+  });
+}
+
+fliprugair_status fliprugair_erase(const char* options, char** error) {
+  return guarded(error, [&] {
+    const std::string left = LinuxEnvironment::erase(optionsOf(dictionaryOf(options, "options")));
+    if (!left.empty()) throw std::runtime_error(left);
+  });
+}
+
 fliprugair_status fliprugair_did_finish_launching(fliprugair_app* app) {
   return onApp(app, [&] {
     app->launched = true;
@@ -162,6 +192,26 @@ fliprugair_status fliprugair_will_resign_active(fliprugair_app* app) {
   return onApp(app, [&] {
     app->launched = true;
     app->environment->applicationWillResignActive();
+  });
+}
+
+fliprugair_status fliprugair_wait_until_sent(fliprugair_app* app, double timeout, fliprugair_waiting* waiting,
+                                             char** error) {
+  return guarded(error, [&] {
+    require(app, "app");
+    if (!(timeout >= 0 && timeout <= longestWait)) {
+      throw std::invalid_argument("timeout is from 0 to 86400 seconds");
+    }
+    const Waiting left = app->environment->waitUntilSent(
+        std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::duration<double>(timeout)));
+    if (waiting != nullptr) *waiting = plain(left);
+  });
+}
+
+fliprugair_status fliprugair_what_waits(fliprugair_app* app, fliprugair_waiting* waiting) {
+  return onApp(app, [&] {
+    require(waiting, "waiting");
+    *waiting = plain(app->environment->waiting());
   });
 }
 

@@ -3,7 +3,6 @@
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
-#include <unistd.h>
 
 static void show_attribution(void* user, const char* attribution) {
   (void)user;
@@ -26,6 +25,7 @@ int main(int count, char** arguments) {
   fliprugair_callbacks callbacks;
   fliprugair_app* app;
   fliprugair_tracker* tracker;
+  fliprugair_waiting waiting;
 
   memset(&callbacks, 0, sizeof callbacks);
   callbacks.attribution = show_attribution;
@@ -50,9 +50,9 @@ int main(int count, char** arguments) {
     fliprugair_free(error);
   }
 
-  /* A host app goes on now. The first events travel after the install report, which takes a second. */
-  sleep(3);
-  fliprugair_will_resign_active(app);
+  /* A host app goes on now; this one ends when the host has everything. */
+  check(fliprugair_wait_until_sent(app, 10, &waiting, &error) == FLIPRUGAIR_OK, "wait", error);
+  printf("waiting: %lu records, %lu requests\n", (unsigned long)waiting.records, (unsigned long)waiting.requests);
   fliprugair_close(app);
   printf("Fliprugair %s\n", fliprugair_version());
   return 0;

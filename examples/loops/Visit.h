@@ -29,7 +29,6 @@ struct Visit {
     tracker = fliprugair::MarluneTracker::initMarluneWithParams(
         *environment, {{"marluneAppId", "demo"}, {"trackerHostname", count > 1 ? arguments[1] : "127.0.0.1:8080"}});
     environment->applicationDidFinishLaunching();
-    environment->applicationDidBecomeActive();
     tracker->trackEvent("level", "7");
     tracker->identityLinkEvent({{"user", "4711"}});
   }
@@ -40,11 +39,6 @@ struct Visit {
     if (!deadline) return -1;
     const auto left = std::chrono::ceil<std::chrono::milliseconds>(*deadline - std::chrono::steady_clock::now());
     return static_cast<int>(std::max<std::int64_t>(0, left.count()));
-  }
-
-  void end() {
-    environment->applicationWillResignActive();
-    environment->terminate();
   }
 
   std::unique_ptr<fliprugair::LinuxEnvironment> environment;

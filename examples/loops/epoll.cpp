@@ -10,6 +10,7 @@
 int main(int count, char** arguments) {
   Visit visit(count, arguments);
   if (!visit.environment) return 1;
+  visit.environment->applicationDidBecomeActive();
 
   // The app's own work stands in as a timer that ends it after three seconds.
   const int done = timerfd_create(CLOCK_MONOTONIC, TFD_CLOEXEC);
@@ -31,7 +32,8 @@ int main(int count, char** arguments) {
     for (int index = 0; index < happened; ++index)
       running = running && ready[static_cast<std::size_t>(index)].data.fd != done;
   }
-  visit.end();
+  visit.environment->applicationWillResignActive();
+  visit.environment->terminate();
   close(loop);
   close(done);
 }

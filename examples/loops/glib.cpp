@@ -38,6 +38,7 @@ gboolean quit(gpointer loop) {
 int main(int count, char** arguments) {
   Visit visit(count, arguments);
   if (!visit.environment) return 1;
+  visit.environment->applicationDidBecomeActive();
 
   GSourceFuncs functions{prepare, check, dispatch, nullptr, nullptr, nullptr};
   GSource* source = g_source_new(&functions, sizeof(PlatformSource));
@@ -53,5 +54,6 @@ int main(int count, char** arguments) {
   g_source_destroy(source);
   g_source_unref(source);
   g_main_loop_unref(loop);
-  visit.end();
+  visit.environment->applicationWillResignActive();
+  visit.environment->terminate();
 }

@@ -29,5 +29,5 @@ with fliprugair.App(
         print("refused:", refused)
     answered.wait(10)
     print("stored", tracker.attribution)
-    app.resign()
+    print("waiting", app.wait_until_sent(10))
 print("Fliprugair", fliprugair.version())

@@ -1,6 +1,8 @@
 #ifndef FLIPRUGAIR_FLIPRUGAIR_H
 #define FLIPRUGAIR_FLIPRUGAIR_H
 
+#include <stddef.h>
+
 #include "Fliprugair/Version.h"
 #include "Fliprugair/platform/Export.h"
 
@@ -8,7 +10,7 @@
  *
  * Text is UTF-8 and ends with a 0; it is copied before a function returns. Dictionaries are JSON objects as text.
  * Threads: fliprugair_open, fliprugair_close and the host app's own loop belong on one thread; everything else may be
- * called from any. No function waits for the network, but fliprugair_close (see there).
+ * called from any. No function waits for the network, but fliprugair_close and fliprugair_wait_until_sent (see there).
  * Errors: a function that can fail says how, and, when `error` is not a null pointer, why: it stores a text there, to
  * be freed with fliprugair_free, or a null pointer when nothing failed. No C++ exception leaves a function. */
 
@@ -22,8 +24,17 @@ typedef struct fliprugair_tracker fliprugair_tracker;
 typedef enum fliprugair_status {
   FLIPRUGAIR_OK = 0,
   FLIPRUGAIR_INVALID_ARGUMENT = 1, /* a null pointer, text that is no JSON object: nothing was done */
-  FLIPRUGAIR_FAILED = 2            /* out of memory, or threads */
+  FLIPRUGAIR_FAILED = 2            /* out of memory, or threads; what the text says */
 } fliprugair_status;
+
+/* What the control host has not confirmed yet. It stands in the store and is sent again at a later activation. */
+typedef struct fliprugair_waiting {
+  int install_report; /* 1: the installation has not been reported; no records leave before that */
+  size_t records;     /* events, sessions, positions that no request carries yet */
+  size_t requests;    /* made, and not confirmed */
+  size_t bytes;       /* of records and requests as JSON text */
+  double oldest;      /* when the oldest of them was made, in seconds since 1970; 0 when there are none */
+} fliprugair_waiting;
 
 /* What the host app hears. Each may be a null pointer. `user` is handed on as it is. A callback must not block, and not
  * call fliprugair_close; its text is valid until it returns. None comes after fliprugair_close has returned. */
@@ -47,6 +58,7 @@ FLIPRUGAIR_EXPORT const char* fliprugair_version(void);
  *   "bundleIdentifier" (text; this one or "storePath" is needed), "shortVersion", "version", "receiptPath",
  *   "storePath", "documentsFolder", "caFile", "proxy", "gpsdHost", "gpsdPort" (text),
  *   "backgroundTaskTime" (seconds, 5), "mainThread" ("own" or "host", "own"),
+ *   "mostWaitingRequests" (number from 1 on; more are dropped, the oldest first),
  *   "facts": what the host app states about the device: "systemName", "systemVersion", "hardware", "vendorIdentifier",
  *   "advertisingIdentifier", "userAgent" (text), "advertisingTrackingEnabled", "locationServicesEnabled" (boolean),
  *   "locationAuthorizationStatus", "statusBarOrientation" (number).
@@ -58,10 +70,30 @@ FLIPRUGAIR_EXPORT fliprugair_app* fliprugair_open(const char* options, const fli
  * frees the app and its trackers. No other function runs meanwhile or later. A null pointer is no app. */
 FLIPRUGAIR_EXPORT void fliprugair_close(fliprugair_app* app);
 
+/* For a user who takes their consent back: stops at once, without the last words of fliprugair_close, cuts off what is
+ * being sent, erases all that the app has stored, and frees the app and its trackers as fliprugair_close does, also
+ * when not all could be erased: the text says what, and why. */
+FLIPRUGAIR_EXPORT fliprugair_status fliprugair_stop_for_good(fliprugair_app* app, char** error);
+
+/* Erases all that is stored for an app with these options, those of fliprugair_open, while no app uses that store: its
+ * next start is one of a new installation. FLIPRUGAIR_OK also when there was nothing; else the text says what could not
+ * be erased, and why. */
+FLIPRUGAIR_EXPORT fliprugair_status fliprugair_erase(const char* options, char** error);
+
 /* The app's life. A null pointer for `app` is refused. */
 FLIPRUGAIR_EXPORT fliprugair_status fliprugair_did_finish_launching(fliprugair_app* app);
 FLIPRUGAIR_EXPORT fliprugair_status fliprugair_did_become_active(fliprugair_app* app);
 FLIPRUGAIR_EXPORT fliprugair_status fliprugair_will_resign_active(fliprugair_app* app);
+
+/* For a program that ends soon, after fliprugair_did_become_active: has the trackers send what they have, as an app
+ * that resigns does, and waits until the control host has confirmed all, for `timeout` (seconds, to 86400) at the most.
+ * What waits by then stands in `waiting`, unless that is a null pointer; FLIPRUGAIR_OK also when the time is over. A
+ * first start takes a second at least. Not from a callback. */
+FLIPRUGAIR_EXPORT fliprugair_status fliprugair_wait_until_sent(fliprugair_app* app, double timeout,
+                                                               fliprugair_waiting* waiting, char** error);
+
+/* What waits now. Both are needed. */
+FLIPRUGAIR_EXPORT fliprugair_status fliprugair_what_waits(fliprugair_app* app, fliprugair_waiting* waiting);
 
 /* With "mainThread": "host" the host app's loop calls fliprugair_poll when the file descriptor becomes readable and
  * when the wait is over: milliseconds from now, -1 when nothing is due. Asked anew before each wait. On the app's

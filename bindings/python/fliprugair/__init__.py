@@ -6,8 +6,8 @@
         tracker = app.start("demo", host="127.0.0.1:8080")
         app.activate()
         tracker.track("level", 7)
-        ...
-        app.resign()
+        if waiting := app.wait_until_sent(10):
+            print("still to be sent:", waiting)
 
 The end of the `with` block sends what is being sent, for five seconds at most. The shared library is looked for as
 the system looks for libraries; FLIPRUGAIR_LIBRARY names another file.
@@ -16,14 +16,38 @@ the system looks for libraries; FLIPRUGAIR_LIBRARY names another file.
 import ctypes
 import json
 import os
+import typing
 
-__all__ = ["App", "Error", "Tracker", "version"]
+__all__ = ["App", "Error", "Tracker", "Waiting", "erase", "version"]
 
 _LOG = ctypes.CFUNCTYPE(None, ctypes.c_void_p, ctypes.c_char_p)
 
 
 class _Callbacks(ctypes.Structure):
     _fields_ = [("user", ctypes.c_void_p), ("log", _LOG), ("attribution", _LOG)]
+
+
+class _Waiting(ctypes.Structure):
+    _fields_ = [
+        ("install_report", ctypes.c_int),
+        ("records", ctypes.c_size_t),
+        ("requests", ctypes.c_size_t),
+        ("bytes", ctypes.c_size_t),
+        ("oldest", ctypes.c_double),
+    ]
+
+
+class Waiting(typing.NamedTuple):
+    """What the control host has not confirmed yet; false when nothing waits."""
+
+    install_report: bool  # the installation has not been reported; no records leave before that
+    records: int  # events, sessions, positions that no request carries yet
+    requests: int  # made, and not confirmed
+    bytes: int  # of records and requests as JSON text
+    oldest: float  # when the oldest of them was made, in seconds since 1970; 0 when there are none
+
+    def __bool__(self):
+        return self.install_report or self.records > 0 or self.requests > 0
 
 
 def _load():
@@ -36,6 +60,10 @@ def _load():
         "free": (None, [pointer]),
         "open": (pointer, [text, ctypes.POINTER(_Callbacks), error]),
         "close": (None, [pointer]),
+        "stop_for_good": (status, [pointer, error]),
+        "erase": (status, [text, error]),
+        "wait_until_sent": (status, [pointer, ctypes.c_double, ctypes.POINTER(_Waiting), error]),
+        "what_waits": (status, [pointer, ctypes.POINTER(_Waiting)]),
         "did_finish_launching": (status, [pointer]),
         "did_become_active": (status, [pointer]),
         "will_resign_active": (status, [pointer]),
@@ -95,6 +123,16 @@ def _options(values):
     return json.dumps({_camel(key): value for key, value in values.items()}).encode()
 
 
+def erase(**options):
+    """Erases all that is stored for an app with these options, while none uses that store."""
+    _call("erase", _options(options))
+
+
+def _plain(waiting):
+    values = {name: getattr(waiting, name) for name, _ in _Waiting._fields_}
+    return Waiting(**{**values, "install_report": bool(waiting.install_report)})
+
+
 class App:
     """The application: its store, its network, its life. One for each store.
 
@@ -129,6 +167,26 @@ class App:
     def resign(self):
         """The app goes to the background: what waits is sent."""
         _library.fliprugair_will_resign_active(self._open())
+
+    def wait_until_sent(self, timeout):
+        """For a program that ends soon: has everything sent, waits for the host's answers for `timeout` seconds at the
+        most, and says what waits by then."""
+        waiting = _Waiting()
+        _call("wait_until_sent", self._open(), timeout, ctypes.byref(waiting))
+        return _plain(waiting)
+
+    @property
+    def waiting(self):
+        """What waits now."""
+        waiting = _Waiting()
+        _library.fliprugair_what_waits(self._open(), ctypes.byref(waiting))
+        return _plain(waiting)
+
+    def stop_for_good(self):
+        """For a user who takes their consent back: ends the app and its trackers at once, sends nothing more, and erases
+        all that is stored."""
+        handle, self._handle = self._open(), None
+        _call("stop_for_good", handle)
 
     def close(self):
         """Ends the app and its trackers."""
