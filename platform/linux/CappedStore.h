@@ -21,7 +21,8 @@ class CappedStore final : public UserDefaults {
       : store_(std::move(store)), mostRequests_(mostRequests), log_(std::move(log)) {}
 
   Value objectForKey(std::string_view key) const override { return store_->objectForKey(key); }
-  void setObject(Value value, std::string_view key) override { store_->setObject(std::move(value), key); }
+  /// A copy: GCC 12 warns at -O3 of a move that it inlines here.
+  void setObject(Value value, std::string_view key) override { store_->setObject(value, key); }
   void update(std::string_view key, const std::function<Value(const Value&)>& change) override;
   void synchronize() override { store_->synchronize(); }
   void beginGroup() override { store_->beginGroup(); }
