@@ -64,7 +64,7 @@ NetworkThread::NetworkThread(CurlNetworkOptions options, const JSONSerialization
   running_.reserve(options_.requestsAtATime);
   curl_multi_setopt(multi_.get(), CURLMOPT_MAXCONNECTS, static_cast<long>(options_.requestsAtATime));
   try {
-    thread_ = startThread("fliprugair-net", [this] { run(); });
+    thread_ = startThread("fliprugair-net", this, [this] { run(); });
   } catch (const std::system_error& error) {
     throw std::runtime_error(std::string("The network needs a thread of its own, and there can be no more: ") +
                              error.what());
@@ -132,7 +132,6 @@ void NetworkThread::stop() {
 }
 
 void NetworkThread::run() {
-  id_ = std::this_thread::get_id();
   while (takeQueued()) {
     startWaiting();
     // Ended requests have made room, and their delegates may have sent new ones.

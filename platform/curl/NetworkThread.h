@@ -3,7 +3,6 @@
 #include <curl/curl.h>
 #include <unistd.h>
 
-#include <atomic>
 #include <deque>
 #include <functional>
 #include <map>
@@ -17,6 +16,7 @@
 #include "platform/curl/HostTrouble.h"
 #include "platform/curl/IdleWatch.h"
 #include "platform/curl/RequestLedger.h"
+#include "platform/posix/Threads.h"
 
 namespace fliprugair {
 
@@ -50,7 +50,7 @@ class NetworkThread : public std::enable_shared_from_this<NetworkThread> {
   bool isInherited() const { return ::getpid() != process_; }
 
   /// Whether a delegate's method or the log is running further up. Any thread.
-  bool isOwnThread() const { return std::this_thread::get_id() == id_; }
+  bool isOwnThread() const { return isThreadOf(this); }
 
  private:
   /// libcurl counts its users itself.
@@ -101,7 +101,6 @@ class NetworkThread : public std::enable_shared_from_this<NetworkThread> {
   bool stopping_ = false;
 
   std::thread thread_;
-  std::atomic<std::thread::id> id_;  ///< of thread_, which whoever stops it changes
 };
 
 }  // namespace fliprugair

@@ -1,15 +1,8 @@
-#include "linux/Support.h"
+#include "linux/EnvironmentVariables.h"
 #include "platform/linux/UserFolders.h"
 
 namespace fliprugair {
 namespace {
-
-Variables variables(std::map<std::string, std::string> values) {
-  return [values = std::move(values)](const char* name) -> std::optional<std::string> {
-    const auto found = values.find(name);
-    return found == values.end() ? std::nullopt : std::optional(found->second);
-  };
-}
 
 TEST(UserFolders, DataBelongsBelowTheHomeUnlessTheUserNamesAnAbsoluteFolder) {
   EXPECT_EQ(dataFolder(variables({{"HOME", "/home/u"}})), "/home/u/.local/share");
