@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <cstdlib>
 #include <iterator>
 #include <mutex>
 #include <random>
@@ -110,12 +111,25 @@ TEST(Kill, RightAfterAnEventReturnedLosesNoneTwoHundredTimesOver) {
   EXPECT_GT(acknowledged, 200U);
 }
 
+enum class Host { plain, slow, failing };
+
+HostSettings settingsOf(Host host) {
+  HostSettings settings;
+  if (host == Host::slow) settings.delay = std::chrono::milliseconds(20);
+  if (host == Host::failing) settings.status = {{"batch", 503}};
+  return settings;
+}
+
+class KillWithAHost : public testing::TestWithParam<Host> {};
+
 // What may come twice is a request whose confirmation had not reached the store: at most those that were under way.
-TEST(Kill, AtAnyInstantOfAHundredLivesLosesNoEventRepeatsOnlyUnconfirmedRequestsAndKeepsTheIdentity) {
-  constexpr int lives = 100;
+TEST_P(KillWithAHost, AtAnyInstantOfManyLivesLosesNoEventRepeatsOnlyUnconfirmedRequestsAndKeepsTheIdentity) {
+  const char* given = std::getenv("FLIPRUGAIR_KILLS");
+  const int lives = given != nullptr ? std::atoi(given) : 10;
   std::mutex mutex;
   Received received;
   ControlHostOptions hostOptions;
+  hostOptions.settings = [] { return settingsOf(GetParam()); };
   hostOptions.arrived = [&](const controlhost::ReceivedRequest& request) {
     const std::lock_guard lock(mutex);
     received.add(request);
@@ -124,6 +138,7 @@ TEST(Kill, AtAnyInstantOfAHundredLivesLosesNoEventRepeatsOnlyUnconfirmedRequests
   const TemporaryFolder folder;
   std::mt19937 random(20261122);
   std::set<std::string> returned;
+  std::uintmax_t longest = 0;
   for (int life = 0; life < lives; ++life) {
     Victim victim(
         {"events", (folder.path() / "store.sqlite").string(), host.hostname(), std::to_string(life * 100000)});
@@ -134,21 +149,32 @@ TEST(Kill, AtAnyInstantOfAHundredLivesLosesNoEventRepeatsOnlyUnconfirmedRequests
       victim.listen(std::chrono::microseconds(random() % 15000));
     }
     returned.merge(completeLines(victim.kill()));
+    std::error_code none;
+    const std::uintmax_t log = std::filesystem::file_size(folder.path() / "store.sqlite-wal", none);
+    if (!none) longest = std::max(longest, log);
   }
   std::set<std::string> kept = storedNames(folder.path() / "store.sqlite");
   const std::lock_guard lock(mutex);
   kept.insert(received.names.begin(), received.names.end());
   std::set<std::string> lost;
   std::set_difference(returned.begin(), returned.end(), kept.begin(), kept.end(), std::inserter(lost, lost.end()));
-  std::printf("%zu events returned, %zu lost, %zu in two requests, %zu requests repeated\n", returned.size(),
-              lost.size(), received.twice.size(), received.repeatedBatches);
-  EXPECT_GE(returned.size(), std::size_t{lives / 2});
+  std::printf("soak: %d kills, %zu events returned, %zu lost, %zu in two requests, %zu requests repeated\n", lives,
+              returned.size(), lost.size(), received.twice.size(), received.repeatedBatches);
+  std::printf("soak: longest log %ju bytes\n", longest);
+  EXPECT_GE(returned.size(), static_cast<std::size_t>(lives / 2));
   EXPECT_EQ(lost, std::set<std::string>());
   EXPECT_EQ(received.twice, std::set<std::string>());
-  EXPECT_LE(received.repeatedBatches, std::size_t{8 * lives});
+  const bool confirms = GetParam() != Host::failing;
+  EXPECT_TRUE(!confirms || received.repeatedBatches <= static_cast<std::size_t>(8 * lives)) << received.repeatedBatches;
+  EXPECT_LT(longest, std::uintmax_t{8} * 1000 * 1000);
   EXPECT_EQ(received.identifiers.size(), 1U);
   EXPECT_LE(received.reports.size(), 1U);
 }
+
+INSTANTIATE_TEST_SUITE_P(Hosts, KillWithAHost, testing::Values(Host::plain, Host::slow, Host::failing),
+                         [](const auto& host) {
+                           return host.param == Host::plain ? "plain" : host.param == Host::slow ? "slow" : "failing";
+                         });
 
 TEST(Kill, BeforeTheInstallReplyHasTheReportSentAgainAtTheNextActivation) {
   std::atomic<int> delay = 0;

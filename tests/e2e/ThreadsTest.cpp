@@ -153,7 +153,7 @@ TEST(SixteenThreads, LoseNothingWhenTheProcessIsKilledAndDoubleWhatWasNotConfirm
   for (const auto& init : requestsOf(host, "init")) identifiers.insert(init.body().dictionary()["marlune_device_id"]);
   EXPECT_EQ(identifiers.size(), 1U);
   RecordProperty("events", static_cast<int>(acknowledged.size()));
-  std::cout << lives << " lives, " << acknowledged.size() << " events acknowledged, " << lost << " lost, "
+  std::cout << "soak: " << lives << " kills, " << acknowledged.size() << " events acknowledged, " << lost << " lost, "
             << arrivals.doubled() << " doubled, " << arrivals.resent() << " requests sent again\n";
 }
 
