@@ -54,13 +54,19 @@ std::optional<Screen> screenOfMode(std::string_view mode) {
   return screen.width > 0 && screen.height > 0 ? std::optional(screen) : std::nullopt;
 }
 
+std::optional<std::string> derivedIdentifier(const SystemFiles& files, std::string_view bundleIdentifier) {
+  if (bundleIdentifier.empty()) return std::nullopt;
+  const std::optional<std::string> machineId = files.firstLine("etc/machine-id");
+  return machineId ? machineIdentifierFor(bundleIdentifier, *machineId) : std::nullopt;
+}
+
 }  // namespace
 
-LinuxDevice::LinuxDevice(const FactsInForce& facts, std::string bundleIdentifier, SystemFiles files,
+LinuxDevice::LinuxDevice(const FactsInForce& facts, std::string_view bundleIdentifier, SystemFiles files,
                          Variables variables)
     : facts_(facts),
-      bundleIdentifier_(std::move(bundleIdentifier)),
       files_(std::move(files)),
+      derivedIdentifier_(derivedIdentifier(files_, bundleIdentifier)),
       variables_(std::move(variables)) {}
 
 std::string LinuxDevice::systemName() const {
@@ -83,10 +89,8 @@ std::optional<std::string> LinuxDevice::osRelease(std::string_view field) const 
 double LinuxDevice::foundationVersionNumber() const { return facts_.load()->foundationVersionNumber; }
 
 std::optional<std::string> LinuxDevice::identifierForVendor() const {
-  if (const auto stated = facts_.load()->vendorIdentifier) return canonical(stated);
-  if (bundleIdentifier_.empty()) return std::nullopt;
-  const std::optional<std::string> machineId = files_.firstLine("etc/machine-id");
-  return machineId ? machineIdentifierFor(bundleIdentifier_, *machineId) : std::nullopt;
+  const auto stated = facts_.load()->vendorIdentifier;
+  return stated ? canonical(stated) : derivedIdentifier_;
 }
 
 std::optional<std::string> LinuxDevice::advertisingIdentifier() const {

@@ -1,6 +1,8 @@
 #pragma once
 
+#include <optional>
 #include <string>
+#include <string_view>
 
 #include "Fliprugair/platform/Device.h"
 #include "platform/linux/FactsInForce.h"
@@ -14,7 +16,7 @@ class LinuxDevice final : public Device {
  public:
   /// An empty `bundleIdentifier` leaves the device without a vendor identifier of its own: there is no application to
   /// derive it for.
-  LinuxDevice(const FactsInForce& facts, std::string bundleIdentifier, SystemFiles files, Variables variables);
+  LinuxDevice(const FactsInForce& facts, std::string_view bundleIdentifier, SystemFiles files, Variables variables);
 
   std::string systemName() const override;
   std::string systemVersion() const override;
@@ -33,8 +35,10 @@ class LinuxDevice final : public Device {
   double brightness() const;
 
   const FactsInForce& facts_;
-  const std::string bundleIdentifier_;
   const SystemFiles files_;
+  /// Derived when this is made and not when it is asked for: libcrypto must not be at work on a thread of ours while
+  /// the process exits and takes it apart.
+  const std::optional<std::string> derivedIdentifier_;
   const Variables variables_;
 };
 
