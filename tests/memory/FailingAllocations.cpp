@@ -27,6 +27,10 @@ void* operator new(std::size_t size) {
   if (memory == nullptr) throw std::bad_alloc();
   return memory;
 }
+// Of its own, since a sanitizer's would not be what the others free.
+void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
+  return fails() ? nullptr : std::malloc(size == 0 ? 1 : size);
+}
 void operator delete(void* memory) noexcept { std::free(memory); }
 void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
 

@@ -5,6 +5,11 @@
 
 #include "sqlite/StoreFiles.h"
 
+extern "C" const char* __tsan_default_options();
+
+/// ThreadSanitizer would end a child that starts a thread; here one does.
+extern "C" const char* __tsan_default_options() { return "die_after_fork=0"; }
+
 namespace fliprugair {
 namespace {
 

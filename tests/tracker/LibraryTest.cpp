@@ -17,7 +17,7 @@ namespace fs = std::filesystem;
 
 const fs::path sources = FLIPRUGAIR_SOURCES;
 
-/// The headers that C++20 has, without those of C.
+/// The headers that C++20 has; of those of C only the one that the interface for C needs.
 const std::set<std::string>& standardHeaders() {
   static const std::set<std::string> headers{
       "algorithm",
@@ -78,6 +78,7 @@ const std::set<std::string>& standardHeaders() {
       "span",
       "sstream",
       "stack",
+      "stddef.h",
       "stdexcept",
       "string",
       "string_view",

@@ -150,7 +150,7 @@ void Reception::keep(ReceivedRequest request, const Value& body) {
     if (!kept->action.empty()) devices_.note(*kept, body);
     if (saved_) saved_->add(kept);
   }
-  if (saved_) saved_->waitForRoom();
+  if (saved_) saved_->waitUntilWritten();  // what has been answered survives this program
   options_.arrived(*kept);
 }
 

@@ -5,12 +5,6 @@
 
 namespace fliprugair::controlhost {
 
-namespace {
-
-constexpr std::size_t littleWaits = 1000;
-
-}  // namespace
-
 SavingThread::SavingThread(const std::string& path, std::function<void(const std::string&)> complain)
     : file_(path), complain_(std::move(complain)), thread_([this] { run(); }) {}
 
@@ -35,15 +29,16 @@ void SavingThread::forget(const std::string& device) {
   give([device](SavedRequests& file) { file.forget(device); });
 }
 
-void SavingThread::waitForRoom() {
+void SavingThread::waitUntilWritten() {
   std::unique_lock lock(mutex_);
-  taken_.wait(lock, [this] { return waiting_.size() <= littleWaits; });
+  done_.wait(lock, [this, given = countGiven_] { return countDone_ >= given; });
 }
 
 void SavingThread::give(Work work) {
   {
     const std::lock_guard lock(mutex_);
     waiting_.push_back(std::move(work));
+    ++countGiven_;
   }
   given_.notify_one();
 }
@@ -57,8 +52,9 @@ void SavingThread::run() {
     waiting_.pop_front();
     lock.unlock();
     attempt(work);
-    taken_.notify_all();
     lock.lock();
+    ++countDone_;
+    done_.notify_all();
   }
 }
 

@@ -13,8 +13,8 @@
 
 namespace fliprugair::controlhost {
 
-/// Writes requests into their file on a thread of its own, in the order in which they were given: a slow disk costs no
-/// reply its time. Its destruction returns when all is written. Any thread.
+/// Writes requests into their file on a thread of its own, in the order in which they were given, so that nobody is
+/// held up but who waits for what was given to be there. Its destruction returns when all is written. Any thread.
 class SavingThread {
  public:
   /// `complain` is told, on that thread, when the file begins to refuse. Throws std::runtime_error when the file cannot
@@ -31,8 +31,8 @@ class SavingThread {
   void clear();
   void forget(const std::string& device);
 
-  /// Returns when little waits to be written: those who bring more than a disk takes wait for it in the end.
-  void waitForRoom();
+  /// Returns when all that has been given until now is in the file, or was refused by it.
+  void waitUntilWritten();
 
  private:
   using Work = std::function<void(SavedRequests&)>;
@@ -46,8 +46,10 @@ class SavingThread {
   bool hasComplained_ = false;  ///< of the thread alone
   std::mutex mutex_;            ///< around the rest
   std::condition_variable given_;
-  std::condition_variable taken_;
+  std::condition_variable done_;
   std::deque<Work> waiting_;
+  std::size_t countGiven_ = 0;
+  std::size_t countDone_ = 0;
   bool ends_ = false;
   std::thread thread_;  ///< last: uses what stands above
 };
