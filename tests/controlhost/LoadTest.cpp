@@ -12,6 +12,11 @@
 
 #include "tools/controlhost/ControlHost.h"
 
+extern "C" const char* __asan_default_options();
+
+/// With AddressSanitizer: what was freed is soon used again, so that the memory of this process means something.
+extern "C" const char* __asan_default_options() { return "quarantine_size_mb=4"; }
+
 namespace fliprugair::controlhost {
 
 namespace {

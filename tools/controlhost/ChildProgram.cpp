@@ -14,6 +14,7 @@ namespace fliprugair::controlhost {
 int runProgram(const std::vector<std::string>& command, const std::string& variable, const std::string& value) {
   std::vector<std::string> words = command;
   std::vector<char*> arguments;
+  arguments.reserve(words.size() + 1);
   for (std::string& word : words) arguments.push_back(word.data());
   arguments.push_back(nullptr);
   std::string setting = variable + '=' + value;

@@ -65,7 +65,7 @@ void Devices::noteSession(Device& device, const Dictionary& data, std::int64_t t
     if (time > last) device.sessions.back().end = time;
   }
   // A pause says how long its session was, should its begin have been missed.
-  const std::int64_t uptime = std::clamp<std::int64_t>(data["uptime"].integerValue(), 0, 30 * 86400);
+  const std::int64_t uptime = std::clamp<std::int64_t>(data["uptime"].integerValue(), 0, std::int64_t{30} * 86400);
   Session& session = openSession(device, begins ? time : time - uptime);
   ++session.records;
   if (!begins) session.end = time;
@@ -80,6 +80,7 @@ Array Devices::json(std::int64_t since) const {
   std::stable_sort(found.begin(), found.end(),
                    [](const auto& left, const auto& right) { return left.first > right.first; });
   std::vector<Value> list;
+  list.reserve(found.size());
   for (auto& [last, device] : found) list.push_back(std::move(device));
   return Array(std::move(list));
 }

@@ -123,6 +123,7 @@ std::string exportedLines(const std::vector<RequestPointer>& requests) {
 
 std::string exportedArchive(const std::vector<RequestPointer>& requests, const std::string& url) {
   std::vector<Value> entries;
+  entries.reserve(requests.size());
   for (const RequestPointer& request : requests) entries.push_back(archiveEntry(*request, url));
   const Value creator{{"name", "fliprugair-controlhost"}, {"version", FLIPRUGAIR_VERSION}};
   return jsonText(

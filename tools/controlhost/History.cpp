@@ -12,7 +12,7 @@ namespace {
 
 constexpr std::size_t mostSightings = 100000;
 constexpr std::int64_t clockTolerance = 60;
-constexpr std::int64_t oldRecord = 24 * 3600;
+constexpr std::int64_t oldRecord = 86400;
 
 Finding finding(Severity severity, std::string code, const std::string& sentence, std::string hint) {
   Finding result{severity, std::move(code)};

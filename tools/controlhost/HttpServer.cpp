@@ -78,7 +78,7 @@ struct HttpServer::Implementation final : httplib::Server {
     to.status = reply.status;
     for (const auto& [key, value] : reply.headers) to.set_header(key, value);
     if (!reply.next) {
-      to.set_content(std::move(reply.body), reply.contentType);
+      to.set_content(reply.body, reply.contentType);
       return;
     }
     to.set_chunked_content_provider(reply.contentType, [this, next = reply.next](size_t, httplib::DataSink& sink) {

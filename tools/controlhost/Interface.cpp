@@ -259,7 +259,7 @@ HttpReply Interface::oneRecord(const HttpRequest&, const std::string& rest) {
   const RequestPointer found = id && index ? reception_.log().request(*id) : nullptr;
   const Array records = found ? found->items() : Array();
   if (!found || static_cast<std::size_t>(*index) >= records.size()) return notKept("record " + rest);
-  const Value record = records[static_cast<std::size_t>(*index)];
+  const Value& record = records[static_cast<std::size_t>(*index)];
   const bool isBatch = found->action == "batch";
   const std::string body = isBatch ? RapidJSONSerialization().textOfAny(Array{record}) : found->bytes;
   const std::string line = simulatorLine(record);

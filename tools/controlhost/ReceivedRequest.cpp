@@ -18,6 +18,7 @@ Value headersOf(const ReceivedRequest& request) {
 
 Value listOf(const std::vector<Finding>& findings) {
   std::vector<Value> list;
+  list.reserve(findings.size());
   for (const Finding& finding : findings) list.push_back(finding.json());
   return Array(std::move(list));
 }
