@@ -60,12 +60,12 @@ class Host {
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   static Host& host = *new Host;  // its thread ends with the process
   static fliprugair::RapidJSONSerialization json;
-  static fliprugair::test::MemoryDefaults noStore;
+  static fliprugair::MemoryUserDefaults noStore;
   static fliprugair::test::RecordingApplication noApplication;
   static const CurlNetwork keepsTheLibrary({}, noStore, json, noApplication, [](std::string_view) {});
 
   host.bytes.assign(reinterpret_cast<const char*>(data), size);
-  fliprugair::test::MemoryDefaults store;
+  fliprugair::MemoryUserDefaults store;
   fliprugair::test::RecordingApplication application;
   const auto delegate = std::make_shared<fliprugair::test::RecordingDelegate>();
   store.setObject(Value{{"1.000000", "entry"}}, fliprugair::key::networkQueue);
