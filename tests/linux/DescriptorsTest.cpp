@@ -1,32 +1,9 @@
-#include <fcntl.h>
-#include <sys/resource.h>
-
 #include "linux/Support.h"
 #include "platform/linux/Descriptors.h"
-#include "platform/posix/FileDescriptor.h"
+#include "support/FewDescriptors.h"
 
 namespace fliprugair {
 namespace {
-
-/// Leaves the process a number of descriptors to open, for as long as it lives.
-class FewDescriptors {
- public:
-  explicit FewDescriptors(std::size_t left) {
-    getrlimit(RLIMIT_NOFILE, &before_);
-    rlimit few = before_;
-    few.rlim_cur = 256;
-    setrlimit(RLIMIT_NOFILE, &few);
-    while (FileDescriptor next{open("/dev/null", O_RDONLY | O_CLOEXEC)}) opened_.push_back(std::move(next));
-    opened_.resize(opened_.size() - left);
-  }
-  ~FewDescriptors() { setrlimit(RLIMIT_NOFILE, &before_); }
-  FewDescriptors(const FewDescriptors&) = delete;
-  FewDescriptors& operator=(const FewDescriptors&) = delete;
-
- private:
-  rlimit before_{};
-  std::vector<FileDescriptor> opened_;
-};
 
 TEST(Descriptors, WithTooFewLeftOpeningSaysHowManyAreNeededAndHow) {
   const TemporaryFolder folder;

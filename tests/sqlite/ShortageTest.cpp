@@ -6,31 +6,11 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include "platform/posix/FileDescriptor.h"
 #include "sqlite/StoreFiles.h"
+#include "support/FewDescriptors.h"
 
 namespace fliprugair {
 namespace {
-
-/// Leaves the process a number of descriptors to open, for as long as it lives.
-class FewDescriptors {
- public:
-  explicit FewDescriptors(std::size_t left) {
-    getrlimit(RLIMIT_NOFILE, &before_);
-    rlimit few = before_;
-    few.rlim_cur = 128;
-    setrlimit(RLIMIT_NOFILE, &few);
-    while (FileDescriptor next{open("/dev/null", O_RDONLY | O_CLOEXEC)}) opened_.push_back(std::move(next));
-    opened_.resize(opened_.size() - left);
-  }
-  ~FewDescriptors() { setrlimit(RLIMIT_NOFILE, &before_); }
-  FewDescriptors(const FewDescriptors&) = delete;
-  FewDescriptors& operator=(const FewDescriptors&) = delete;
-
- private:
-  rlimit before_{};
-  std::vector<FileDescriptor> opened_;
-};
 
 void append(SQLiteUserDefaults& store, const char* record) {
   store.setObject(store.objectForKey("records").array().appending(record), "records");
