@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "platform/json/RapidJSONSerialization.h"
+#include "tools/EndSignals.h"
 #include "tools/controlhost/ChildProgram.h"
 #include "tools/controlhost/ControlHost.h"
 #include "tools/controlhost/HttpClient.h"
@@ -133,16 +134,6 @@ class RunningHost {
   std::unique_ptr<SettingsFile> file_;
   std::unique_ptr<ControlHost> host_;  ///< last: its threads use what stands above
 };
-
-/// Blocks the signals that end the program, in this thread and all that it starts.
-sigset_t blockedEndSignals() {
-  sigset_t signals;
-  sigemptyset(&signals);
-  sigaddset(&signals, SIGINT);
-  sigaddset(&signals, SIGTERM);
-  pthread_sigmask(SIG_BLOCK, &signals, nullptr);
-  return signals;
-}
 
 bool isLoopback(const std::string& address) {
   return address.starts_with("127.") || address == "::1" || address == "localhost";

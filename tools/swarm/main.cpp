@@ -16,6 +16,7 @@
 #include <string>
 #include <thread>
 
+#include "tools/EndSignals.h"
 #include "tools/swarm/Load.h"
 #include "tools/swarm/Report.h"
 #include "tools/swarm/Simulation.h"
@@ -73,16 +74,6 @@ WHAT IT SAYS
     unaccounted   lost
   Exit status: 0; 1 when a record is unaccounted; 2 when it could not begin.
   Ctrl-C ends it early, with the account.)";
-
-/// Blocks the signals that end the program, in this thread and all that it starts.
-sigset_t blockedEndSignals() {
-  sigset_t signals;
-  sigemptyset(&signals);
-  sigaddset(&signals, SIGINT);
-  sigaddset(&signals, SIGTERM);
-  pthread_sigmask(SIG_BLOCK, &signals, nullptr);
-  return signals;
-}
 
 /// Shows how far something is on standard error: on a terminal in one line that changes, else in a new line each time.
 class ProgressLine {
