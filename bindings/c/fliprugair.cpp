@@ -39,7 +39,7 @@ class Listener final : public MarluneTrackerClientDelegate {
 
 /// Only malloc's memory may be freed by C; a null pointer when there is none left.
 char* copyOf(const std::string& text) {
-  // NOLINTNEXTLINE(cppcoreguidelines-no-malloc,cppcoreguidelines-owning-memory): the pointer's owner is a C program
+  // NOLINTNEXTLINE(cppcoreguidelines-owning-memory): the pointer's owner is a C program
   char* copy = static_cast<char*>(std::malloc(text.size() + 1));
   if (copy != nullptr) std::memcpy(copy, text.c_str(), text.size() + 1);
   return copy;
@@ -125,7 +125,7 @@ fliprugair_status onTracker(fliprugair_tracker* tracker, char** error, Call call
 }  // namespace
 
 void fliprugair_free(char* text) {
-  // NOLINTNEXTLINE(cppcoreguidelines-no-malloc,cppcoreguidelines-owning-memory): copyOf took it from malloc
+  // NOLINTNEXTLINE(cppcoreguidelines-owning-memory): copyOf took it from malloc
   std::free(text);
 }
 

@@ -164,7 +164,8 @@ TEST(LinuxTermination, TheEndWaitsForAnAnswerThatIsBeingDelivered) {
   listener->onAnswer = [&] {
     environment->terminate();  // returns at once
     begun.happens();
-    std::this_thread::sleep_for(50ms);  // in which an end that does not wait is seen
+    std::this_thread::sleep_for(
+        50ms);  // an end that wrongly does not wait comes within this; nothing signals that it has not
     over = true;
   };
   const auto attribution = environment->makeRetrieveiAdAttribution();

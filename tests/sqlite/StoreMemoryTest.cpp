@@ -33,7 +33,7 @@ TEST(StoreMemory, GivesOutAnotherThreadsGroupWhole) {
     memory.beginGroup();
     memory.write("first", 1);
     begun.set_value();
-    std::this_thread::sleep_for(10ms);  // so long the taking is seen to wait
+    std::this_thread::sleep_for(10ms);  // what must not happen signals nothing: so long it is watched for
     memory.write("second", 2);
     ended = true;
     memory.endGroup();

@@ -12,7 +12,7 @@ inline bool eventually(const std::function<bool()>& condition) {
   const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(30);
   while (!condition()) {
     if (std::chrono::steady_clock::now() > deadline) return false;
-    std::this_thread::sleep_for(std::chrono::milliseconds(5));  // nobody says when it may have changed
+    std::this_thread::sleep_for(std::chrono::milliseconds(5));  // no file, process or system tells when it has changed
   }
   return true;
 }

@@ -34,7 +34,7 @@ LoadOptions loadOn(const std::string& hostname) {
 /// Lets a load go on until so many requests have ended.
 std::function<bool(const LoadReport&)> until(std::uint64_t requests) {
   return [requests](const LoadReport& soFar) {
-    std::this_thread::sleep_for(1ms);  // the load is on threads of its own
+    std::this_thread::sleep_for(1ms);  // real threads and sockets, which offer nothing to wait on
     return soFar.traffic.allRequests() < requests;
   };
 }

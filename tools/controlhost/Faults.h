@@ -45,7 +45,7 @@ class Faults {
   mutable std::mutex mutex_;  ///< around the rest
   std::vector<Fault> faults_;
   bool offline_ = false;
-  std::minstd_rand random_{1};  // NOLINT(cert-msc32-c,cert-msc51-cpp): the same faults in every run
+  std::minstd_rand random_{1};  ///< the same faults in every run
 };
 
 }  // namespace fliprugair::controlhost

@@ -52,7 +52,8 @@ int main(int argc, char** argv) {
       }).detach();
     }
     while (true) {
-      std::this_thread::sleep_for(std::chrono::milliseconds(3));  // so that the threads get to report in between
+      std::this_thread::sleep_for(std::chrono::milliseconds(
+          3));  // real threads report meanwhile; how far they come is the kill's concern alone
       opened.environment->applicationWillResignActive();
       opened.environment->applicationDidBecomeActive();
     }
@@ -63,8 +64,9 @@ int main(int argc, char** argv) {
         while (true) tracker->trackEvent("last words", "value");
       }).detach();
     }
-    std::this_thread::sleep_for(std::chrono::microseconds(std::stol(argv[4])));  // the instant that the test chose
-    std::exit(0);  // no destructor of what stands above runs
+    std::this_thread::sleep_for(std::chrono::microseconds(
+        std::stol(argv[4])));  // real time: the test chose this instant of the life to end it at
+    std::exit(0);              // no destructor of what stands above runs
   }
   for (long number = std::stol(argv[4]);; ++number) {
     const std::string name = std::to_string(number);
