@@ -1,6 +1,6 @@
 import assert from 'node:assert/strict';
 import {test} from 'node:test';
-import {clipboard, lines, newest} from './support/browser.js';
+import {arrival, clipboard, lines} from './support/browser.js';
 import {event, run, record} from './support/host.js';
 import {setStage} from './support/stage.js';
 
@@ -34,8 +34,7 @@ test('only what has findings is shown when asked for', async () => {
 
 test('a body that is not JSON is shown as it came, with what is wrong', async () => {
   const page = await stage.open();
-  await stage.host.send('{"action": "init", oops', {raw: true});
-  await newest(page).click();
+  await (await arrival(page, () => stage.host.send('{"action": "init", oops', {raw: true}))).click();
   await page.getByRole('region', {name: 'Findings'}).waitFor();
   assert.equal(await page.locator('pre.text').first().innerText(), '{"action": "init", oops');
 });
@@ -43,8 +42,7 @@ test('a body that is not JSON is shown as it came, with what is wrong', async ()
 test('numbers, escapes and the order of keys are shown exactly as they came', async () => {
   const page = await stage.open();
   const body = '{"action":"event","data":{"b":1.50,"10":1,"2":12345678901234567890,"text":"\\u00e9\\/","a":1e3}}';
-  await stage.host.send(body, {raw: true});
-  await newest(page).click();
+  await (await arrival(page, () => stage.host.send(body, {raw: true}))).click();
   await page.locator('.json-line', {hasText: '12345678901234567890'}).waitFor();
   const shown = await page.locator('.panel .json-content').allInnerTexts();
   assert.equal(shown.map((line) => line.replace(': ', ':')).join(''), body);

@@ -34,6 +34,13 @@ export async function openPage(browser, host, {view = '', ...options} = {}) {
 /** The lines of the list whose name or detail holds `text`. */
 export const lines = (page, text) => page.locator('.row:visible', {hasText: text});
 
-export const newest = (page) => page.locator('.row:visible').first();
+/** The line of what `send` brings, once the list shows it: a reply says that it is kept, not that the page has it. */
+export async function arrival(page, send) {
+  const newest = page.locator('.row:visible').first();
+  const before = await newest.getAttribute('id');
+  await send();
+  await page.waitForFunction((id) => document.querySelector('.row:not([hidden])').id !== id, before);
+  return newest;
+}
 
 export const clipboard = (page) => page.evaluate(() => navigator.clipboard.readText());
