@@ -1,10 +1,13 @@
 #include "benchmarks/Support.h"
 
 #include <stdlib.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
+#include <fstream>
+#include <utility>
 
 #include "platform/json/RapidJSONSerialization.h"
 
@@ -41,7 +44,15 @@ void require(bool good, const char* what) {
   std::abort();
 }
 
-Floor::Floor(const std::string& file) : text_(*RapidJSONSerialization().text(record(0))) {
+std::string textOf(const Value& value) { return *RapidJSONSerialization().text(value); }
+
+long residentKibibytes() {
+  long pages = 0;
+  std::ifstream("/proc/self/statm") >> pages >> pages;
+  return pages * (sysconf(_SC_PAGESIZE) / 1024);
+}
+
+Floor::Floor(const std::string& file, std::string text) : text_(std::move(text)) {
   require(sqlite3_open_v2(file.c_str(), &database_, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOMUTEX,
                           nullptr) == SQLITE_OK,
           "the floor's file");
@@ -71,15 +82,6 @@ double Times::percentile(double percent) {
       times_.begin() + static_cast<std::ptrdiff_t>(static_cast<double>(times_.size() - 1) * percent / 100);
   std::ranges::nth_element(times_, place);
   return *place;
-}
-
-void report(benchmark::State& state, Times& floor, Times& measured) {
-  for (const int percent : {50, 99}) {
-    const std::string suffix = "_p" + std::to_string(percent) + "_us";
-    state.counters["floor" + suffix] = floor.percentile(percent);
-    state.counters["measured" + suffix] = measured.percentile(percent);
-    state.counters["ratio_p" + std::to_string(percent)] = measured.percentile(percent) / floor.percentile(percent);
-  }
 }
 
 }  // namespace fliprugair::bench

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <benchmark/benchmark.h>
 #include <sqlite3.h>
 
 #include <chrono>
@@ -29,13 +28,19 @@ class TemporaryFolder {
 /// An event record as a tracker makes it, about 500 bytes.
 Value record(int number);
 
+/// As JSON.
+std::string textOf(const Value& value);
+
+/// Kibibytes of this process that are in memory now.
+long residentKibibytes();
+
 /// Ends the run with `what` on standard error unless `good`.
 void require(bool good, const char* what);
 
 /// The floor: one prepared single-row commit of a record's bytes in SQLite's WAL mode with synchronous=NORMAL.
 class Floor {
  public:
-  explicit Floor(const std::string& file);
+  explicit Floor(const std::string& file, std::string text = textOf(record(0)));
   ~Floor();
   Floor(const Floor&) = delete;
   Floor& operator=(const Floor&) = delete;
@@ -43,7 +48,7 @@ class Floor {
   void commit();
 
  private:
-  std::string text_;
+  const std::string text_;
   sqlite3* database_ = nullptr;
   sqlite3_stmt* insert_ = nullptr;
 };
@@ -68,8 +73,5 @@ class Times {
  private:
   std::vector<double> times_;
 };
-
-/// The median and the 99th percentile of both, and their ratios, as counters.
-void report(benchmark::State& state, Times& floor, Times& measured);
 
 }  // namespace fliprugair::bench

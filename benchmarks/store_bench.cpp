@@ -10,7 +10,7 @@
 #include <variant>
 #include <vector>
 
-#include "benchmarks/Support.h"
+#include "benchmarks/Counters.h"
 #include "platform/sqlite/SQLiteUserDefaults.h"
 
 namespace fliprugair::bench {

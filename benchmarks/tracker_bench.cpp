@@ -3,49 +3,12 @@
 
 #include <fstream>
 
-#include "Fliprugair/MarluneTracker.h"
 #include "Fliprugair/core/ProcessState.h"
-#include "Fliprugair/platform/linux/LinuxEnvironment.h"
-#include "benchmarks/Support.h"
+#include "benchmarks/App.h"
+#include "benchmarks/Counters.h"
 
 namespace fliprugair::bench {
 namespace {
-
-/// A control host that never answers: what is sent stays in the network queue.
-class SilentNetwork final : public MarluneNetworkAccess {
- public:
-  void setLoggingEnabled(bool /*enabled*/) override {}
-  void setNetworkAccessDelegate(std::weak_ptr<MarluneNetworkAccessDelegate> /*delegate*/) override {}
-  void setEventTimestamp(const Text& /*timestamp*/) override {}
-  void setBackgroundTask(BackgroundTaskIdentifier /*task*/) override {}
-  bool sendHTTPRequestWithHostname(const std::string& /*hostname*/, const Value& /*payload*/) override { return true; }
-};
-
-struct App {
-  std::unique_ptr<LinuxEnvironment> environment;
-  std::shared_ptr<MarluneTracker> tracker;
-};
-
-LinuxOptions optionsIn(const std::string& file) {
-  LinuxOptions options;
-  options.bundleIdentifier = "com.example.bench";
-  options.shortVersion = "1.0";
-  options.version = "100";
-  options.storePath = file;
-  options.log = [](std::string_view) {};
-  options.makeNetworkAccess = [](Platform&) { return std::make_shared<SilentNetwork>(); };
-  return options;
-}
-
-App launch(const std::string& file) {
-  auto opened = LinuxEnvironment::open(optionsIn(file));
-  require(opened.environment != nullptr, opened.error.c_str());
-  App app{std::move(opened.environment), nullptr};
-  app.tracker = MarluneTracker::initMarluneWithParams(*app.environment, {{"marluneAppId", "demo"}});
-  require(app.tracker != nullptr, "the tracker");
-  app.environment->applicationDidFinishLaunching();
-  return app;
-}
 
 /// Lets `count` batches of one record wait in the network queue.
 void fillNetworkQueue(App& app, std::int64_t count) {
@@ -83,8 +46,7 @@ void trackEvent(benchmark::State& state) {
     floorTimes.time([&] { floor.commit(); });
     const bool enqueues = ++number % 25 == 0;
     const double before = enqueues ? bytesWritten() : 0;
-    const double seconds =
-        allTimes.time([&] { app.tracker->trackEvent("level finished", "{\"level\":12,\"stars\":3}"); });
+    const double seconds = allTimes.time([&] { call(app); });
     state.SetIterationTime(seconds);
     if (!enqueues) continue;
     enqueueTimes.add(seconds);
@@ -99,7 +61,7 @@ void trackEvent(benchmark::State& state) {
 BENCHMARK(trackEvent)->Arg(0)->Arg(10000)->UseManualTime()->Iterations(20000)->Unit(benchmark::kMicrosecond);
 
 /// Opening the environment and constructing the tracker with nothing stored, beside opening an empty SQLite file.
-void construct(benchmark::State& state) {
+void constructEmpty(benchmark::State& state) {
   Times floorTimes;
   Times times;
   for (auto _ : state) {
@@ -107,16 +69,13 @@ void construct(benchmark::State& state) {
     std::unique_ptr<Floor> floor;
     App app;
     floorTimes.time([&] { floor = std::make_unique<Floor>(folder.file("floor")); });
-    state.SetIterationTime(times.time([&] {
-      app.environment = std::move(LinuxEnvironment::open(optionsIn(folder.file("store"))).environment);
-      app.tracker = MarluneTracker::initMarluneWithParams(*app.environment, {{"marluneAppId", "demo"}});
-    }));
+    state.SetIterationTime(times.time([&] { app = construct(folder.file("store")); }));
     app.environment->terminate();
     app.tracker = nullptr;
   }
   report(state, floorTimes, times);
 }
-BENCHMARK(construct)->UseManualTime()->Iterations(50)->Unit(benchmark::kMicrosecond);
+BENCHMARK(constructEmpty)->Name("construct")->UseManualTime()->Iterations(50)->Unit(benchmark::kMicrosecond);
 
 }  // namespace
 }  // namespace fliprugair::bench
