@@ -89,6 +89,15 @@ TEST(Faults, OfflineNothingIsAnswered) {
   EXPECT_EQ(post(host.port(), batch).status, 200);
 }
 
+TEST(Faults, WhatIsPutBackGoesOnCountingItsHits) {
+  Faults faults;
+  faults.set({{.kind = Fault::Kind::status, .times = 2, .hits = 1}});
+  EXPECT_TRUE(faults.setJSON(faults.json()).empty());
+  HttpReply reply;
+  EXPECT_EQ(faults.apply(ReceivedRequest(), reply), "status 503");
+  EXPECT_EQ(faults.apply(ReceivedRequest(), reply), "");
+}
+
 TEST(Faults, FaultyOnesChangeNothingAndSayWhatIsWrong) {
   Faults faults;
   EXPECT_EQ(

@@ -7,7 +7,6 @@ import {setStage} from './support/stage.js';
 
 const stage = setStage();
 
-let filled;
 async function fill(host) {
   await host.send(record('init', {platform: 'ios'}));
   await host.send([record('session', {state: 'resume', usertime: usertime(60), uptime: '1'}), event('Right'), event('Wrong', '1', {uptime: 120, colour: 'red'})]);
@@ -42,9 +41,11 @@ const views = {
 
 for (const [place, [view, ...states]] of Object.entries(views)) {
   test(`nothing serious stands in anyone's way ${place}: light and dark, wide and narrow`, async () => {
-    if (!place.startsWith('before')) await (filled ??= fill(stage.host));
+    if (!place.startsWith('before')) await fill(stage.host);
     for (const [width, viewport] of Object.entries({wide: desktop, narrow: phone})) {
-      const page = await stage.open({view, viewport, reducedMotion: 'reduce'});
+      const page = await stage.open({view});
+      await page.setViewportSize(viewport);
+      await page.emulateMedia({reducedMotion: 'reduce'});
       for (const [number, prepare] of states.entries()) {
         await prepare(page);
         for (const colorScheme of ['light', 'dark']) {
@@ -52,12 +53,12 @@ for (const [place, [view, ...states]] of Object.entries(views)) {
           assert.deepEqual(await serious(page, colorScheme === 'dark'), [], `state ${number}, ${width}, ${colorScheme}`);
         }
       }
-      await page.leave();
     }
   });
 }
 
 test('the page has its landmarks, and says what arrives', async () => {
+  await stage.host.send(event('Before'));
   const page = await stage.open();
   for (const role of ['banner', 'navigation', 'main', 'search']) assert.equal(await page.getByRole(role).count(), 1, role);
   await stage.host.send(event('Announced'));

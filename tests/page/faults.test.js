@@ -1,10 +1,11 @@
 import assert from 'node:assert/strict';
 import {test} from 'node:test';
 import {lines} from './support/browser.js';
-import {event} from './support/host.js';
+import {event, record} from './support/host.js';
 import {quickAnswers, setStage} from './support/stage.js';
 
 const stage = setStage((host) => host.put('api/answers', quickAnswers));
+const hang = {kind: 'hang', action: 'init'};
 
 test('an injected fault is seen at the request that met it, and the sample app recovers from it', async () => {
   const page = await stage.open({view: '#faults'});
@@ -17,18 +18,16 @@ test('an injected fault is seen at the request that met it, and the sample app r
   assert.equal(first.status, 0, first.errors);
   await page.getByText('over after 1 hit').waitFor();
   await page.getByRole('link', {name: 'Traffic'}).click();
-  const met = page.locator('.row:visible[data-kind=batch]', {hasText: 'status 503'});
-  await met.waitFor();
+  await page.locator('.row:visible[data-kind=batch]', {hasText: 'status 503'}).waitFor();
   const second = await stage.app.visit('--again');
   assert.equal(second.status, 0, second.errors);
   // The same batch came again and was taken.
-  await page.locator('.row:visible[data-kind=batch]', {has: page.locator('.status[data-ok=true]')}).first().waitFor();
   const {requests} = await stage.host.get('api/requests?limit=1000');
   const batches = requests.filter((one) => one.action === 'batch');
   const refused = batches.find((one) => one.status === 503);
   const again = batches.find((one) => one.id > refused.id && one.status === 200 && one.names.join() === refused.names.join());
   assert.ok(again, JSON.stringify(batches));
-  assert.deepEqual(page.faults, []);
+  await page.locator(`[id="row-${again.id}"] .status[data-ok=true]`).waitFor();
 });
 
 test('offline cuts connections, is to be seen on every view, and ends', async () => {
@@ -45,9 +44,31 @@ test('offline cuts connections, is to be seen on every view, and ends', async ()
 });
 
 test('a fault is removed', async () => {
-  await stage.host.put('api/faults', {offline: false, faults: [{kind: 'hang', action: 'init'}]});
+  await stage.host.put('api/faults', {faults: [hang]});
   const page = await stage.open({view: '#faults'});
-  await page.getByRole('button', {name: /^Remove the fault/}).first().click();
+  await page.getByRole('button', {name: /^Remove the fault/}).click();
   await page.getByText('None: every request is answered').waitFor();
   assert.deepEqual((await stage.host.get('api/faults')).faults, []);
+});
+
+test('a fault that is over stays so when another one is added', async () => {
+  await stage.host.put('api/faults', {faults: [{kind: 'status', status: 418, times: 1}]});
+  assert.equal((await stage.host.send(record('init', {}))).status, 418);
+  const page = await stage.open({view: '#faults'});
+  await page.getByText('over after 1 hit').waitFor();
+  await page.getByLabel('What happens').selectOption({label: 'Never answer'});
+  await page.getByLabel('To', {exact: true}).selectOption('batch');
+  await page.getByRole('button', {name: 'Add the fault'}).click();
+  await page.getByRole('button', {name: 'Remove the fault: Never answer'}).waitFor();
+  assert.equal((await stage.host.send(record('init', {}))).status, 200);
+});
+
+test('who stands on a fault with the keyboard stays there while it is met', async () => {
+  await stage.host.put('api/faults', {faults: [{kind: 'status', status: 418}, hang]});
+  const page = await stage.open({view: '#faults'});
+  const remove = page.getByRole('button', {name: 'Remove the fault: Never answer'});
+  await remove.focus();
+  await stage.host.send(record('update', {}));
+  await page.getByText('1 hit', {exact: true}).waitFor();
+  assert.ok(await remove.evaluate((button) => button === document.activeElement));
 });

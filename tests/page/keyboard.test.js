@@ -97,7 +97,6 @@ test('faults are switched, added and removed with keys alone', async () => {
   await page.keyboard.press('Enter');
   await page.getByText('Answer late: 3000 ms').waitFor();
   assert.equal((await stage.host.get('api/faults')).faults.length, 1);
-  await page.keyboard.press('Shift+Tab');
   await page.locator('h1:visible').click();
   await tabTo(page, /^Remove the fault/);
   await page.keyboard.press('Enter');

@@ -1,20 +1,21 @@
 import assert from 'node:assert/strict';
 import {test} from 'node:test';
-import {lines} from './support/browser.js';
+import {copied, latest, lines} from './support/browser.js';
 import {Host, event, usertime, record} from './support/host.js';
 import {quickAnswers, setStage} from './support/stage.js';
 
-const stage = setStage((host) => host.put('api/answers', quickAnswers));
+const stage = setStage();
+const tutorial = [event('Tutorial'), event('Purchase', '1', {receipt: 'cmVjZWlwdA=='})];
 
 test('before anything came, the page tells how to connect an app, with the address in it', async () => {
   const page = await stage.open();
   await page.getByRole('heading', {name: 'Waiting for the first request'}).waitFor();
   await page.getByText(`{"trackerHostname", "${stage.host.address}"}`).waitFor();
-  await page.getByRole('button', {name: 'Copy the option'}).click();
-  assert.equal(await page.evaluate(() => navigator.clipboard.readText()), `{"trackerHostname", "${stage.host.address}"}`);
+  assert.equal(await copied(page, page.getByRole('button', {name: 'Copy the option'}), 'option'), `{"trackerHostname", "${stage.host.address}"}`);
 });
 
 test("a sample app's requests appear without a reload, with its session on the time line", async () => {
+  await stage.host.put('api/answers', quickAnswers);
   const page = await stage.open();
   let loads = 0;
   page.on('load', () => loads++);
@@ -23,27 +24,29 @@ test("a sample app's requests appear without a reload, with its session on the t
   for (const name of ['init', 'initial', 'get_attribution', 'event "Tutorial"', 'deeplink', 'session "pause"']) {
     await lines(page, name).first().waitFor();
   }
-  assert.equal(loads, 0);
-  assert.equal(await page.locator('.lane').count(), 1);
   await page.locator('.lane .session').first().waitFor({state: 'attached'});
-  assert.deepEqual(page.faults, []);
+  assert.equal(await page.locator('.lane').count(), 1);
+  assert.equal(loads, 0);
 });
 
 test('a page that is opened later shows what came before', async () => {
+  await stage.host.send(tutorial);
   const page = await stage.open();
   await lines(page, 'event "Tutorial"').waitFor();
   await page.locator('.lane').waitFor();
 });
 
 test('search and filters show what fits, a batch with those of its records that do', async () => {
+  await stage.host.send([...tutorial, record('spatial', {event_name: 'Here', x: '1.000000', y: '2.000000', z: '3.000000', usertime: usertime()})]);
   const page = await stage.open();
-  await lines(page, 'event "Tutorial"').waitFor();
   await page.getByRole('searchbox').fill('cmVjZWlwdA==');
   await lines(page, 'event "Tutorial"').waitFor({state: 'hidden'});
   assert.equal(await lines(page, 'event "Purchase"').count(), 1);
   assert.equal(await lines(page, 'batch of').count(), 1);
   await page.getByRole('searchbox').fill('');
   await page.getByLabel('Action', {exact: true}).selectOption('spatial');
+  await page.getByText('2 of 4 lines').waitFor();
+  await lines(page, 'spatial').waitFor();
   await lines(page, 'event "Purchase"').waitFor({state: 'hidden'});
   assert.equal(await page.locator('.row:visible[data-kind=record]').count(), 1);
   await page.getByRole('searchbox').fill('there is no such thing');
@@ -54,9 +57,9 @@ test('search and filters show what fits, a batch with those of its records that 
 
 test('a device can be chosen on the time line, and forgotten', async () => {
   const other = 'MIFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFF';
+  await stage.host.send(tutorial);
   await stage.host.send([{...event('Elsewhere'), marlune_device_id: other}]);
   const page = await stage.open();
-  await lines(page, 'event "Elsewhere"').waitFor();
   await page.locator('.lane-name', {hasText: 'MIFFFF'}).click();
   await lines(page, 'event "Tutorial"').waitFor({state: 'hidden'});
   await page.getByRole('button', {name: 'Forget device MIFFFF'}).click();
@@ -74,7 +77,8 @@ test('while paused nothing new is shown, and one sees that it is paused', async 
   await page.getByRole('button', {name: 'Pause'}).click();
   await page.getByText('Live', {exact: true}).waitFor();
   await stage.host.send(event('Seen again'));
-  await lines(page, 'event "Seen again"').waitFor();
+  await latest(page, stage.host);
+  assert.equal(await lines(page, 'event "Seen again"').count(), 1);
   assert.equal(await lines(page, 'event "Unseen"').count(), 0);
 });
 
@@ -82,22 +86,24 @@ test('what a device sends is never markup', async () => {
   const page = await stage.open();
   const hostile = '<img src=x onerror="document.title=1"><script>document.title=2</script>';
   await stage.host.send([record('event', {usertime: usertime(), uptime: '1', event_name: hostile, event_data: hostile}, {marlune_app_id: hostile, marlune_device_id: `MI${hostile}`})]);
+  await latest(page, stage.host);
+  await page.locator('.lane').waitFor();
   await lines(page, hostile).first().click();
   await page.locator('.json-line', {hasText: 'onerror'}).first().waitFor();
   assert.equal(await page.title(), 'Control host');
   assert.equal(await page.locator('main img, main script').count(), 0);
-  assert.deepEqual(page.faults, []);
 });
 
 test('a page that lost its host says so, comes back by itself, and shows only what that host has', async () => {
+  await stage.host.send(tutorial);
+  await stage.host.send(tutorial);
   const page = await stage.open({locale: 'en'});
-  await lines(page, 'event "Tutorial"').waitFor();
   const {last} = await stage.host.get('api/requests');
   await page.context().setOffline(true);
   await stage.host.stop();
   await page.getByText('The host does not answer.').waitFor();
   stage.host = await Host.start(stage.host.port);
-  // The new host has come further than the old one had.
+  // The new host has come further than the old one had, and counts from 1 again.
   for (let number = 0; number <= last; number++) await stage.host.send(event('After'));
   await page.context().setOffline(false);
   await page.getByText('Live', {exact: true}).waitFor();
@@ -107,8 +113,8 @@ test('a page that lost its host says so, comes back by itself, and shows only wh
 });
 
 test('what came can be cleared', async () => {
+  await stage.host.send(tutorial);
   const page = await stage.open();
-  await lines(page, 'event "After"').first().waitFor();
   await page.getByRole('button', {name: 'Clear'}).click();
   await page.getByRole('dialog').getByRole('button', {name: 'Clear'}).click();
   await page.getByRole('heading', {name: 'Waiting for the first request'}).waitFor();

@@ -6,6 +6,8 @@ import {setStage} from './support/stage.js';
 const batches = 400;
 const inBatch = 25;
 const senders = 8;
+const devices = 5;
+const all = (batches * (inBatch + 1)).toLocaleString('en');
 
 const stage = setStage();
 
@@ -14,7 +16,7 @@ async function sendAll() {
   await Promise.all(Array.from({length: senders}, async () => {
     while (next < batches) {
       const number = next++;
-      await stage.host.send(Array.from({length: inBatch}, (unused, index) => ({...event(`Event ${number}`, String(index)), marlune_device_id: `MI${String(number % 5).repeat(32)}`})));
+      await stage.host.send(Array.from({length: inBatch}, (unused, index) => ({...event(`Event ${number}`, String(index)), marlune_device_id: `MI${String(number % devices).repeat(32)}`})));
     }
   }));
 }
@@ -50,10 +52,11 @@ test('ten thousand records arrive and are scrolled through smoothly, in little m
   await watchFrames(page);
   const started = performance.now();
   await sendAll();
-  await page.getByText(`${(batches * (inBatch + 1)).toLocaleString('en')} lines`).waitFor({timeout: 30000});
+  await page.getByText(`${all} lines`).waitFor();
   const arrival = {seconds: Math.round((performance.now() - started) / 100) / 10, ...figures(await frames(page))};
 
-  await page.waitForTimeout(600);  // the time line's last drawing
+  const wholeLane = page.getByRole('img', {name: `${(batches * inBatch / devices).toLocaleString('en')} records`});
+  await wholeLane.nth(devices - 1).waitFor();
   await watchFrames(page);
   await page.evaluate(async () => {
     const list = document.getElementById('list');
@@ -66,7 +69,7 @@ test('ten thousand records arrive and are scrolled through smoothly, in little m
 
   const begin = performance.now();
   await page.getByRole('searchbox').fill('event 399');
-  await page.getByText(`26 of ${(batches * (inBatch + 1)).toLocaleString('en')} lines`).waitFor();
+  await page.getByText(`26 of ${all} lines`).waitFor();
   const search = Math.round(performance.now() - begin);
   const use = await usage(page);
   console.log(`arrival of 10,000 records: ${JSON.stringify(arrival)}`);
@@ -78,25 +81,4 @@ test('ten thousand records arrive and are scrolled through smoothly, in little m
   assert.ok(search <= 1000, `a search took ${search} ms`);
   assert.ok(use.heapMB <= 60, `the page holds ${use.heapMB} MB`);
   assert.ok(use.nodes <= 4000, `the page has ${use.nodes} nodes`);
-  assert.deepEqual(page.faults, []);
-});
-
-test('what one reads stays where it is while more arrives, and one key leads to the newest', async () => {
-  const page = await stage.open();
-  await page.locator('.row:visible').first().waitFor();
-  await page.getByText(`${(batches * (inBatch + 1)).toLocaleString('en')} lines`).waitFor();
-  const list = page.locator('#list');
-  await list.evaluate((box) => { box.scrollTop = 3400; });
-  const inSight = () => list.evaluate((box) => {
-    const row = document.elementFromPoint(box.getBoundingClientRect().left + 200, box.getBoundingClientRect().top + 60).closest('.row');
-    return row.id;
-  });
-  await page.waitForTimeout(100);
-  const before = await inSight();
-  await stage.host.send([event('Newer'), event('Newer')]);
-  await page.getByRole('button', {name: '3 newer lines'}).waitFor();
-  assert.equal(await inSight(), before);
-  await page.getByRole('button', {name: '3 newer lines'}).click();
-  await page.locator('.row:visible', {hasText: 'event "Newer"'}).first().waitFor();
-  assert.equal(await list.evaluate((box) => box.scrollTop), 0);
 });

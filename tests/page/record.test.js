@@ -1,16 +1,15 @@
 import assert from 'node:assert/strict';
 import {test} from 'node:test';
-import {arrival, clipboard, lines} from './support/browser.js';
+import {copied, latest, lines, phone} from './support/browser.js';
 import {event, run, record} from './support/host.js';
 import {setStage} from './support/stage.js';
 
-const stage = setStage();
+const stage = setStage((host) => host.send([event('Right'), event('Wrong', '1', {uptime: 120})]));
 
 test('a wrong record has its finding at its line, in the list, and as a sentence that leads there', async () => {
   const page = await stage.open();
-  await stage.host.send([event('Right'), event('Wrong', '1', {uptime: 120})]);
   const line = lines(page, 'event "Wrong"');
-  await line.locator('[data-severity=error]').waitFor();
+  assert.equal(await line.locator('[data-severity=error]').count(), 1);
   assert.equal(await lines(page, 'event "Right"').locator('[data-severity=error]').count(), 0);
   assert.match(await line.textContent(), /1 error/);
   await line.click();
@@ -26,7 +25,7 @@ test('a wrong record has its finding at its line, in the list, and as a sentence
 
 test('only what has findings is shown when asked for', async () => {
   const page = await stage.open();
-  await lines(page, 'event "Right"').waitFor();
+  assert.equal(await lines(page, 'event "Right"').count(), 1);
   await page.getByLabel('Result').selectOption('error');
   await lines(page, 'event "Right"').waitFor({state: 'hidden'});
   assert.equal(await lines(page, 'event "Wrong"').count(), 1);
@@ -34,7 +33,8 @@ test('only what has findings is shown when asked for', async () => {
 
 test('a body that is not JSON is shown as it came, with what is wrong', async () => {
   const page = await stage.open();
-  await (await arrival(page, () => stage.host.send('{"action": "init", oops', {raw: true}))).click();
+  await stage.host.send('{"action": "init", oops', {raw: true});
+  await (await latest(page, stage.host)).click();
   await page.getByRole('region', {name: 'Findings'}).waitFor();
   assert.equal(await page.locator('pre.text').first().innerText(), '{"action": "init", oops');
 });
@@ -42,7 +42,8 @@ test('a body that is not JSON is shown as it came, with what is wrong', async ()
 test('numbers, escapes and the order of keys are shown exactly as they came', async () => {
   const page = await stage.open();
   const body = '{"action":"event","data":{"b":1.50,"10":1,"2":12345678901234567890,"text":"\\u00e9\\/","a":1e3}}';
-  await (await arrival(page, () => stage.host.send(body, {raw: true}))).click();
+  await stage.host.send(body, {raw: true});
+  await (await latest(page, stage.host)).click();
   await page.locator('.json-line', {hasText: '12345678901234567890'}).waitFor();
   const shown = await page.locator('.panel .json-content').allInnerTexts();
   assert.equal(shown.map((line) => line.replace(': ', ':')).join(''), body);
@@ -64,30 +65,26 @@ test('a record is copied as JSON', async () => {
   const sent = event('Copied', 'yes');
   await stage.host.send([sent]);
   await lines(page, 'event "Copied"').click();
-  await page.getByRole('button', {name: 'JSON', exact: true}).click();
-  await page.getByText('Copied the JSON.').waitFor();
-  assert.deepEqual(JSON.parse(await clipboard(page)), sent);
+  assert.deepEqual(JSON.parse(await copied(page, page.getByRole('button', {name: 'JSON', exact: true}), 'JSON')), sent);
 });
 
 test('a request is copied as a curl command, which sends it again', async () => {
   const page = await stage.open();
   await stage.host.send(record('update', {language: "fr 'quoted'"}));
-  await lines(page, 'update').first().click();
-  await page.getByRole('button', {name: 'curl command'}).click();
-  await page.getByText('Copied the curl command.').waitFor();
-  const before = await lines(page, 'update').count();
-  const {status, errors} = await run('/bin/sh', ['-c', `${(await clipboard(page)).trim()} --silent --show-error --output /dev/null`]);
+  await (await latest(page, stage.host)).click();
+  const command = await copied(page, page.getByRole('button', {name: 'curl command'}), 'curl command');
+  const {status, errors} = await run('/bin/sh', ['-c', `${command.trim()} --silent --show-error --output /dev/null`]);
   assert.equal(status, 0, errors);
-  await page.waitForFunction((number) => [...document.querySelectorAll('.row:not([hidden])')].filter((row) => row.textContent.includes('update')).length > number, before);
+  await latest(page, stage.host);
+  assert.equal(await lines(page, 'update').count(), 2);
 });
 
 test('an event is copied as a line for fliprugair-sim, which makes the tracker send the same', async () => {
   const page = await stage.open();
   await stage.host.send([event('Simulated', 'once more')]);
   await lines(page, 'event "Simulated"').click();
-  await page.getByRole('button', {name: 'line for fliprugair-sim'}).click();
-  await page.getByText('Copied the line for fliprugair-sim.').waitFor();
-  const script = ['{"do":"installed"}', '{"do":"construct","options":{"marluneAppId":"demo"}}', await clipboard(page), '{"do":"advance","seconds":60}'];
+  const line = await copied(page, page.getByRole('button', {name: 'line for fliprugair-sim'}), 'line for fliprugair-sim');
+  const script = ['{"do":"installed"}', '{"do":"construct","options":{"marluneAppId":"demo"}}', line, '{"do":"advance","seconds":60}'];
   const {status, output, errors} = await run('fliprugair-sim', [], script.join('\n'));
   assert.equal(status, 0, errors);
   const sent = output.trim().split('\n').map((line) => JSON.parse(line)).filter((one) => one.event === 'send').flatMap((one) => one.payload);
@@ -95,7 +92,7 @@ test('an event is copied as a line for fliprugair-sim, which makes the tracker s
 });
 
 test('on a phone the record lies over the list, which comes back with it closed', async () => {
-  const page = await stage.open({viewport: {width: 390, height: 844}, hasTouch: true});
+  const page = await stage.open({viewport: phone, hasTouch: true});
   await lines(page, 'event "Wrong"').tap();
   await page.getByRole('heading', {name: 'event "Wrong"'}).waitFor();
   assert.ok(await page.locator('.listing').evaluate((listing) => listing.inert));

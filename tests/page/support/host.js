@@ -45,9 +45,18 @@ export class Host {
     return (await fetch(this.url + what)).json();
   }
 
-  async put(what, value) {
-    const reply = await fetch(this.url + what, {method: 'PUT', body: JSON.stringify(value), headers: {'Content-Type': 'application/json'}});
-    if (!reply.ok) throw new Error(`PUT ${what}: ${await reply.text()}`);
+  put(what, value) {
+    return this.tell('PUT', what, {body: JSON.stringify(value), headers: {'Content-Type': 'application/json'}});
+  }
+
+  /** As at its start. */
+  reset() {
+    return this.tell('POST', 'api/reset');
+  }
+
+  async tell(method, what, more) {
+    const reply = await fetch(this.url + what, {method, ...more});
+    if (!reply.ok) throw new Error(`${method} ${what}: ${await reply.text()}`);
   }
 }
 

@@ -1,7 +1,8 @@
-// What the tests of one file share: a host, a browser and the sample app. Each test has pages of its own, which are
-// closed behind it: one that stays open goes on drawing.
+// What the tests of one file share: a host, a browser and the sample app, and nothing that a test left in them. Each test
+// has pages of its own, which are closed behind it: one that stays open goes on drawing.
 
-import {after, afterEach, before} from 'node:test';
+import assert from 'node:assert/strict';
+import {after, afterEach, before, beforeEach} from 'node:test';
 import {openBrowser, openPage} from './browser.js';
 import {Host, SampleApp} from './host.js';
 
@@ -11,8 +12,11 @@ export const quickAnswers = {rules: [], default: {init: {success: 1, flags: {res
 class Stage {
   pages = [];
 
-  async set(prepare) {
+  async build() {
     [this.host, this.browser] = await Promise.all([Host.start(), openBrowser()]);
+  }
+
+  async set(prepare) {
     this.app = new SampleApp(this.host);
     await prepare?.(this.host);
   }
@@ -25,21 +29,24 @@ class Stage {
   }
 
   async leave() {
-    await Promise.all(this.pages.map((page) => page.leave()));
+    const faults = this.pages.flatMap((page) => page.faults);
+    await Promise.all([...this.pages.map((page) => page.leave()), this.app.uninstall()]);
     this.pages = [];
+    await this.host.reset();
+    assert.deepEqual(faults, [], 'what went wrong within the pages');
   }
 
   async strike() {
     await this.browser?.close();
     await this.host?.stop();
-    await this.app?.uninstall();
   }
 }
 
-/** For the tests of the file that calls this. `prepare(host)` comes before the first of them. */
+/** For the tests of the file that calls this. `prepare(host)` comes before each of them. */
 export function setStage(prepare) {
   const one = new Stage();
-  before(() => one.set(prepare));
+  before(() => one.build());
+  beforeEach(() => one.set(prepare));
   afterEach(() => one.leave());
   after(() => one.strike());
   return one;

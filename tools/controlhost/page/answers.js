@@ -1,6 +1,6 @@
 // What the host answers, and to whom: a draft that the reader edits and applies as a whole.
 
-import {api} from './api.js';
+import {api, inTurn} from './api.js';
 import {attributionCard} from './attributionform.js';
 import {toast} from './copy.js';
 import {byId, el, icon, labelled} from './dom.js';
@@ -11,11 +11,13 @@ import {statusCard} from './statusform.js';
 
 const everyoneElse = -1;
 
-const same = (one, other) => JSON.stringify(one) === JSON.stringify(other);
+const inOrder = (key, value) => (typeof value === 'object' && value !== null && !Array.isArray(value)
+  ? Object.fromEntries(Object.entries(value).sort(([one], [other]) => (one < other ? -1 : 1))) : value);
+const same = (one, other) => JSON.stringify(one, inOrder) === JSON.stringify(other, inOrder);
 
 export class AnswersView {
   constructor(box, devices) {
-    Object.assign(this, {box, devices, chosen: everyoneElse, live: null, draft: null, descriptions: null});
+    Object.assign(this, {box, devices, turn: inTurn(), chosen: everyoneElse, live: null, draft: null, descriptions: null});
     this.rules = el('ol', {class: 'rules'});
     this.editor = el('div', {class: 'answers-editor'});
     this.problem = el('p', {class: 'problem', role: 'alert', hidden: true});
@@ -37,9 +39,15 @@ export class AnswersView {
 
   get changed() { return this.draft !== null && !same(this.draft, this.live); }
 
-  /** From the host: at the start, and whenever anyone changed them. A draft in work is left alone. */
-  async received(answers) {
-    this.descriptions ??= (await api.settings()).settings;
+  /** At the start, and whenever anyone changed them. A draft in work is left alone. */
+  ask() {
+    return this.turn(async () => {
+      this.descriptions ??= (await api.settings()).settings;
+      this.received(await api.answers());
+    });
+  }
+
+  received(answers) {
     const untouched = !this.changed;
     const news = !same(answers, this.live);
     this.live = answers;
@@ -71,9 +79,12 @@ export class AnswersView {
 
   async send() {
     if (!this.changed) return;
+    const sent = structuredClone(this.draft);
     try {
-      this.live = await api.putAnswers(this.draft);
-      this.take(this.live);
+      this.live = await this.turn(() => api.putAnswers(sent));
+      // What is being typed stays, and so does the focus, unless the host understood it in another way.
+      if (same(this.draft, sent) && !same(sent, this.live)) this.take(this.live);
+      else this.showState();
       toast('Applied. The next request is answered so.');
     } catch (error) {
       this.problem.textContent = `${error.message} ${error.hint}`;

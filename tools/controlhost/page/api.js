@@ -22,6 +22,12 @@ async function call(method, path, body, type = 'application/json') {
   return value;
 }
 
+/** Does one thing after the other: what is asked after a change was answered is never older than that change. */
+export function inTurn() {
+  let last = Promise.resolve();
+  return (what) => (last = last.catch(() => {}).then(what));
+}
+
 const put = (path, value) => call('PUT', path, JSON.stringify(value));
 const post = (path, value) => call('POST', path, value === undefined ? undefined : JSON.stringify(value));
 

@@ -1,7 +1,7 @@
 // Wires the page: the stream into what is kept, what is kept into what is shown, and the reader's wishes back to the host.
 
 import {AnswersView} from './answers.js';
-import {api} from './api.js';
+import {api, inTurn} from './api.js';
 import {toast} from './copy.js';
 import {confirmed, showShortcuts} from './dialogs.js';
 import {byId, drawIcons, icon} from './dom.js';
@@ -68,7 +68,7 @@ drawIcons();
 startTheme(byId('theme'));
 const traffic = new TrafficView({forget});
 const answers = new AnswersView(byId('view-answers'), () => traffic.devices());
-const faults = new FaultsView(byId('view-faults'), () => traffic.devices(), attempt);
+const faults = new FaultsView(byId('view-faults'), () => traffic.devices(), (how) => attempt(() => changeFaults(how)));
 
 byId('pause').addEventListener('click', pause);
 byId('clear').addEventListener('click', clear);
@@ -81,12 +81,28 @@ listenForShortcuts({
   pause, clear, help: showShortcuts,
 });
 
+const faultsTurn = inTurn();
+const askFaults = () => faultsTurn(async () => showFaults(await api.faults()));
+const changeFaults = (how) => faultsTurn(async () => {
+  try {
+    showFaults(await api.putFaults(how()));
+  } catch (error) {
+    showFaults(faults);  // the switch goes back
+    throw error;
+  }
+});
+
+function showFaults(now) {
+  faults.received(now);
+  showConnection();
+}
+
 /** A fault that met a request has one time less left. */
 let counting;
 function countHits() {
   counting ??= setTimeout(() => {
     counting = undefined;
-    attempt(async () => received(await api.faults()));
+    attempt(askFaults);
   }, countHitsAfter);
 }
 
@@ -94,24 +110,19 @@ const setPaused = (value) => { paused = value; showConnection(); };
 
 new Live({
   state: (now) => { state = now; showConnection(); },
-  hello: (hello) => { setPaused(hello.paused); traffic.greeted(); attempt(async () => { answers.received(await api.answers()); received(await api.faults()); }); },
+  hello: (hello) => { setPaused(hello.paused); traffic.greeted(); attempt(() => answers.ask()); attempt(askFaults); },
   request: (data) => {
     traffic.arrived(data);
     if (data.request.fault) countHits();
   },
   devices: ({devices}) => traffic.update(devices),
   missed: ({from, to}) => toast(`${counted(to - from + 1, 'request')} came faster than this page could follow; the oldest are no longer kept.`),
-  answers: (now) => answers.received(now),
-  faults: (now) => received(now),
+  answers: () => attempt(() => answers.ask()),
+  faults: () => attempt(askFaults),
   paused: (now) => setPaused(now.paused),
   cleared: () => traffic.cleared(),
   forgotten: ({device}) => traffic.forgotten(device),
 });
-
-function received(now) {
-  faults.received(now);
-  showConnection();
-}
 
 showView();
 showConnection();

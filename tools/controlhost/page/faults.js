@@ -1,6 +1,5 @@
 // What goes wrong on purpose. Everything here holds at once: there is no draft.
 
-import {api} from './api.js';
 import {byId, el, icon, labelled} from './dom.js';
 import {counted, shortDevice} from './format.js';
 
@@ -24,9 +23,10 @@ function described(fault) {
 }
 
 export class FaultsView {
-  constructor(box, devices, attempt) {
-    Object.assign(this, {devices, attempt, offline: false, faults: []});
-    this.offlineSwitch = el('input', {type: 'checkbox', role: 'switch', id: 'offline', on: {change: (event) => this.put({offline: event.target.checked, faults: this.faults})}});
+  /** `change(how)` puts what `how()` says, when it is its turn. */
+  constructor(box, devices, change) {
+    Object.assign(this, {devices, change, offline: false, faults: []});
+    this.offlineSwitch = el('input', {type: 'checkbox', role: 'switch', id: 'offline', on: {change: ({target}) => this.change(() => ({offline: target.checked}))}});
     this.list = el('ul', {class: 'fault-list'});
     this.nothing = el('p', {class: 'facts', text: 'None: every request is answered as it should be.'});
     box.append(
@@ -71,34 +71,32 @@ export class FaultsView {
     form.addEventListener('submit', (event) => {
       event.preventDefault();
       const {member} = kinds.find((one) => one.kind === kind.value);
-      this.put({offline: this.offline, faults: [...this.faults, {
-        kind: kind.value, ...(member && {[member]: Number(value.value)}), action: action.value, device: device.value.trim(), app: app.value.trim(),
-        times: Number(times.value), percent: Number(percent.value)}]});
+      const fault = {kind: kind.value, ...(member && {[member]: Number(value.value)}), action: action.value, device: device.value.trim(),
+        app: app.value.trim(), times: Number(times.value), percent: Number(percent.value)};
+      this.change(() => ({faults: [...this.faults, fault]}));
     });
     return form;
-  }
-
-  put(wanted) {
-    return this.attempt(async () => {
-      try {
-        this.received(await api.putFaults(wanted));
-      } finally {
-        this.offlineSwitch.checked = this.offline;
-      }
-    });
   }
 
   received({offline, faults}) {
     Object.assign(this, {offline, faults});
     this.offlineSwitch.checked = offline;
     this.nothing.hidden = faults.length > 0;
-    const text = JSON.stringify(faults);
-    if (text !== this.shown) this.list.replaceChildren(...faults.map((fault, index) => this.item(fault, index)));
-    this.shown = text;
+    this.showList();
     const badge = byId('faults-badge');
     const live = faults.filter((fault) => !fault.times || fault.hits < fault.times).length;
     badge.hidden = !offline && live === 0;
     badge.textContent = offline ? 'offline' : live;
+  }
+
+  /** Who stands on a fault with the keyboard stands there afterwards, though it counts its hits or goes. */
+  showList() {
+    const text = JSON.stringify(this.faults);
+    if (text === this.shown) return;
+    this.shown = text;
+    const place = [...this.list.children].findIndex((item) => item.contains(document.activeElement));
+    this.list.replaceChildren(...this.faults.map((fault, index) => this.item(fault, index)));
+    if (place >= 0) (this.list.children[Math.min(place, this.faults.length - 1)]?.querySelector('button') ?? this.offlineSwitch).focus();
   }
 
   item(fault, index) {
@@ -106,9 +104,8 @@ export class FaultsView {
     const over = fault.times > 0 && fault.hits >= fault.times;
     return el('li', {class: 'fault-item', data: {over}}, el('div', {}, el('b', {text: what}), el('span', {text: `${whom}, ${often}`})),
       el('span', {class: 'hits', text: over ? `over after ${counted(fault.hits, 'hit')}` : counted(fault.hits ?? 0, 'hit')}),
-      el('button', {type: 'button', 'aria-label': `Remove the fault: ${what}`, on: {click: async () => {
-        await this.put({offline: this.offline, faults: this.faults.filter((one, place) => place !== index)});
-        (this.list.querySelector('button') ?? this.offlineSwitch).focus();
-      }}}, icon('close'), 'Remove'));
+      el('button', {type: 'button', 'aria-label': `Remove the fault: ${what}`, on: {
+        click: () => this.change(() => ({faults: this.faults.filter((one, place) => place !== index)})),
+      }}, icon('close'), 'Remove'));
   }
 }

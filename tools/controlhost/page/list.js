@@ -1,10 +1,11 @@
 // The list of rows. Only those in sight are elements, so ten thousand cost as much as forty. Newest first; what one looks
-// at stays where it is when more arrives above.
+// at, or points at, stays where it is when more arrives above.
 
 import {byId, el, icon} from './dom.js';
 import {counted, findingsText, shortDevice, timeOfDay} from './format.js';
 
-const beyond = 6;  // rows kept ready above and below what is in sight
+const beyond = 6;       // rows kept ready above and below what is in sight
+const aimFor = 1000;    // milliseconds after the pointer's last move within which it may be about to click
 
 class RowElement {
   constructor() {
@@ -68,6 +69,7 @@ export class List {
     this.chosen = chosen;
     this.opened = opened;
     this.rows = [];
+    this.held = [];
     this.pool = [];
     this.selectedId = null;
     this.unseen = 0;
@@ -75,29 +77,54 @@ export class List {
     this.box.addEventListener('scroll', () => this.draw(), {passive: true});
     this.box.addEventListener('keydown', (event) => this.key(event));
     this.box.addEventListener('click', (event) => this.clicked(event));
+    for (const type of ['pointermove', 'pointerdown', 'pointerup']) this.box.addEventListener(type, (event) => this.aimed(event), {passive: true});
+    for (const type of ['pointerleave', 'pointercancel']) this.box.addEventListener(type, () => this.release());
     this.newer.addEventListener('click', () => this.toTop());
-    new ResizeObserver(() => this.draw()).observe(this.box);
+    new ResizeObserver(() => this.resized()).observe(this.box);
   }
 
   get rowHeight() {
     return this.height ??= parseFloat(getComputedStyle(this.box).getPropertyValue('--row')) || 34;
   }
 
+  /** On a narrow page rows are higher. */
+  resized() {
+    this.height = undefined;
+    this.draw();
+  }
+
   /** Other rows altogether. */
   replace(rows) {
     this.rows = rows;
+    this.held = [];
     this.unseen = 0;
     this.draw();
   }
 
   append(rows) {
     if (!rows.length) return;
-    for (const row of rows) this.rows.push(row);
+    for (const row of rows) (this.aiming ? this.held : this.rows).push(row);
+    if (this.aiming) return;
     if (this.box.scrollTop > this.rowHeight / 2) {
       this.unseen += rows.length;
       this.shift = (this.shift ?? 0) + rows.length * this.rowHeight;
     }
     this.draw();
+  }
+
+  /** How many rows there are, with those that are not shown yet. */
+  get count() { return this.rows.length + this.held.length; }
+
+  /** What is clicked is to be what was seen: while someone aims at a row, or presses on it, nothing moves. */
+  aimed({buttons}) {
+    this.aiming = true;
+    clearTimeout(this.aimEnds);
+    if (!buttons) this.aimEnds = setTimeout(() => this.release(), aimFor);
+  }
+
+  release() {
+    this.aiming = false;
+    this.append(this.held.splice(0));
   }
 
   at(position) { return this.rows[this.rows.length - 1 - position]; }

@@ -16,21 +16,19 @@ function numberIn(input) {
 
 export function statusCard(settings, edited) {
   const status = ([action, name]) => {
-    const input = el('input', {type: 'number', min: least, max: most, placeholder: 200, value: settings.status?.[action], on: {change: () => {
+    const input = el('input', {type: 'number', min: least, max: most, placeholder: 200, value: settings.status?.[action], on: {input: () => {
       const wanted = numberIn(input);
-      input.value = wanted ?? '';
       const all = {...settings.status, [action]: wanted};
       if (wanted === undefined) delete all[action];
       settings.status = all;
       edited();
-    }}});
+    }, change: () => { input.value = numberIn(input) ?? ''; }}});
     return labelled(`Status for ${name.toLowerCase()}`, input);
   };
-  const delay = el('input', {type: 'number', min: 0, max: longestDelay, value: settings.delay_ms ?? 0, on: {change: () => {
+  const delay = el('input', {type: 'number', min: 0, max: longestDelay, value: settings.delay_ms ?? 0, on: {input: () => {
     settings.delay_ms = numberIn(delay) ?? 0;
-    delay.value = settings.delay_ms;
     edited();
-  }}});
+  }, change: () => { delay.value = numberIn(delay) ?? 0; }}});
   return el('section', {class: 'card', 'aria-labelledby': 'status-title'}, el('h2', {id: 'status-title', text: 'Status and delay'}),
     el('p', {class: 'hint', text: `${least} to ${most}; empty is 200. From 300 on the tracker was refused: it sends again what it must not lose. These last; a fault passes.`}),
     el('div', {class: 'fields'}, requests.map(status), labelled('Milliseconds that every reply takes', delay)));

@@ -9,7 +9,8 @@ import {RecordPane} from './record.js';
 import {Timeline} from './timeline.js';
 import {Traffic} from './traffic.js';
 
-const announceEvery = 5000;  // milliseconds; a screen reader is not to be talked over
+const announceAfter = 500;    // milliseconds; what comes together is told together
+const announceEvery = 5000;   // milliseconds; a screen reader is not to be talked over
 const showEmptyAfter = 300;   // milliseconds; what a host kept comes within that
 
 export class TrafficView {
@@ -19,6 +20,7 @@ export class TrafficView {
     this.matches = predicate(this.filter);
     this.waiting = [];
     this.news = {requests: 0, wrong: 0};
+    this.announcedAt = -announceEvery;
     this.record = new RecordPane({closed: () => byId('list').focus()});
     this.list = new List({chosen: (row) => this.record.show(row), opened: (row, how) => this.open(how)});
     this.timeline = new Timeline(this.traffic, {forget, chosen: (device) => this.toggleDevice(device), picked: (row) => this.pick(row)});
@@ -31,7 +33,6 @@ export class TrafficView {
       byId('export').open = false;
       byId('export').querySelector('summary').focus();
     });
-    setInterval(() => this.announce(), announceEvery);
   }
 
   devices() { return [...this.timeline.devices.values()]; }
@@ -72,6 +73,7 @@ export class TrafficView {
     this.showOrEmpty();
     this.count();
     this.timeline.soon();
+    this.announcing ??= setTimeout(() => this.announce(), Math.max(announceAfter, this.announcedAt + announceEvery - performance.now()));
   }
 
   update(devices) {
@@ -121,7 +123,7 @@ export class TrafficView {
 
   count() {
     const all = this.traffic.rows.length;
-    const shown = this.list.rows.length;
+    const shown = this.list.count;
     byId('count').textContent = shown === all ? counted(all, 'line') : `${shown.toLocaleString('en')} of ${counted(all, 'line')}`;
     byId('no-match').hidden = shown > 0 || all === 0;
   }
@@ -180,7 +182,8 @@ export class TrafficView {
   }
 
   announce() {
-    if (!this.news.requests) return;
+    this.announcing = undefined;
+    this.announcedAt = performance.now();
     const {requests, wrong} = this.news;
     byId('announcer').textContent = `${counted(requests, 'new request')}${wrong ? `, ${wrong} with findings` : ''}`;
     this.news = {requests: 0, wrong: 0};

@@ -1,0 +1,59 @@
+import assert from 'node:assert/strict';
+import {test} from 'node:test';
+import {latest, lines, phone} from './support/browser.js';
+import {event} from './support/host.js';
+import {setStage} from './support/stage.js';
+
+const stage = setStage((host) => host.send(Array.from({length: 200}, (unused, index) => event(`Event ${index}`))));
+
+/** The row that a pointer finds so far below the upper end of the list, once all is drawn. */
+const rowAt = (page, below) => page.locator('#list').evaluate(async (list, y) => {
+  for (let frame = 0; frame < 2; frame++) await new Promise(requestAnimationFrame);
+  const box = list.getBoundingClientRect();
+  return document.elementFromPoint(box.left + 200, box.top + y).closest('.row').id;
+}, below);
+
+test('what one reads stays where it is while more arrives, and one key leads to the newest', async () => {
+  const page = await stage.open();
+  const list = page.locator('#list');
+  await list.evaluate((box) => { box.scrollTop = 3400; });
+  const before = await rowAt(page, 60);
+  await stage.host.send([event('Newer'), event('Newer')]);
+  const newer = page.getByRole('button', {name: '3 newer lines'});
+  await newer.waitFor();
+  assert.equal(await rowAt(page, 60), before);
+  await newer.press('Enter');
+  await lines(page, 'event "Newer"').first().waitFor();
+  assert.equal(await list.evaluate((box) => box.scrollTop), 0);
+  assert.equal(await newer.isVisible(), false);
+});
+
+test('rows that are higher on a narrow page stand below each other there, too', async () => {
+  const page = await stage.open();
+  await page.setViewportSize(phone);
+  await page.waitForFunction(() => {
+    const [first, second] = [...document.querySelectorAll('.row:not([hidden])')].map((row) => row.getBoundingClientRect());
+    return first.height === 44 && second.top === first.bottom;
+  });
+});
+
+test('the newest come into sight at the top', async () => {
+  const page = await stage.open();
+  await stage.host.send([event('Newer')]);
+  await latest(page, stage.host);
+  await lines(page, 'event "Newer"').waitFor();
+});
+
+test('what one clicks is what one pointed at, though more arrives meanwhile', async () => {
+  const page = await stage.open();
+  const line = lines(page, 'event "Event 3"');
+  const {x, y} = await line.boundingBox();
+  await page.mouse.move(x + 100, y + 10);
+  await page.mouse.down();
+  await stage.host.send([event('Newer')]);
+  await page.getByText('203 lines').waitFor();
+  assert.equal(await lines(page, 'event "Newer"').count(), 0);
+  await page.mouse.up();
+  await page.getByRole('heading', {name: 'event "Event 3"', exact: true}).waitFor();
+  await lines(page, 'event "Newer"').waitFor();
+});
