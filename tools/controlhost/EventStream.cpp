@@ -37,7 +37,10 @@ std::optional<std::string> EventStream::next() {
     const bool devicesWait = reception_.devices().change() > deviceChange_;
     change_ = reception_.log().waitForChange(change_, devicesWait ? devicesInterval : patience);
   }
-  text += notices() + requests() + devices();
+  const Reception::News news = reception_.news(notice_, since_, mostAtOnce);
+  text += told(news.notices);
+  text += told(news.requests);
+  text += devices();
   const auto now = std::chrono::steady_clock::now();
   if (text.empty() && now - told_ >= heartbeat) text = ": still here\n\n";
   if (!text.empty()) told_ = now;
@@ -55,26 +58,27 @@ std::string EventStream::greeting() const {
                               {"paused", reception_.isPaused()}});
 }
 
-std::string EventStream::notices() {
+std::string EventStream::told(const std::vector<Reception::Notice>& notices) {
   std::string text;
-  for (const Reception::Notice& notice : reception_.notices(notice_)) {
+  for (const Reception::Notice& notice : notices) {
     text += event(notice.event, notice.data);
     notice_ = notice.number;
+    // A device that has come again since may have been told of before this.
+    if (notice.event == "cleared" || notice.event == "forgotten") deviceChange_ = 0;
   }
   return text;
 }
 
-std::string EventStream::requests() {
+std::string EventStream::told(const std::vector<RequestPointer>& requests) {
   std::string text;
-  const auto found = reception_.log().requests(since_, mostAtOnce);
-  if (!found.empty() && since_ > 0 && found.front()->id > since_ + 1) {
-    text += event("missed", Value{{"from", since_ + 1}, {"to", found.front()->id - 1}});
+  if (!requests.empty() && since_ > 0 && requests.front()->id > since_ + 1) {
+    text += event("missed", Value{{"from", since_ + 1}, {"to", requests.front()->id - 1}});
   }
-  for (const RequestPointer& request : found) {
+  for (const RequestPointer& request : requests) {
     text += event("request", Value{{"request", summaryOf(*request)}, {"records", recordsOf(*request)}}, request->id);
     since_ = request->id;
   }
-  if (found.size() == mostAtOnce) change_ = 0;  // there is more at once
+  if (requests.size() == mostAtOnce) change_ = 0;  // there is more at once
   return text;
 }
 

@@ -21,8 +21,8 @@ class EventStream {
 
  private:
   std::string greeting() const;
-  std::string notices();
-  std::string requests();
+  std::string told(const std::vector<Reception::Notice>& notices);
+  std::string told(const std::vector<RequestPointer>& requests);
   std::string devices();
 
   Reception& reception_;

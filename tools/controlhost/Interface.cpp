@@ -109,6 +109,20 @@ HttpReply notKept(const std::string& what) {
   return errorReply(404, "There is no " + what + '.', "GET /api/requests lists what is kept; the oldest go first.");
 }
 
+/// Sets all answers, or all faults, from a body, and tells every page of it.
+template <typename Answers>
+HttpReply replaced(Answers& answers, const std::string& name, const std::string& body, Reception& reception) {
+  const auto value = RapidJSONSerialization().value(body);
+  if (!value)
+    return errorReply(400, "The " + name + " are not JSON: " + jsonProblem(body), "Mend them, and put them again.");
+  const auto problems = answers.setJSON(*value);
+  if (!problems.empty())
+    return errorReply(400, joined(problems) + '.', "Mend that, and put it again; nothing has changed.");
+  const Value now = answers.json();
+  reception.announce(name, now);
+  return jsonReply(now);
+}
+
 const EmbeddedFile* pageFile(const std::string& path) {
   const std::string name = path == "/" ? "index.html" : path.substr(1);
   const auto found =
@@ -313,29 +327,13 @@ HttpReply Interface::events(const HttpRequest& request, const std::string&) {
 HttpReply Interface::answers(const HttpRequest&, const std::string&) { return jsonReply(reception_.answers().json()); }
 
 HttpReply Interface::setAnswers(const HttpRequest& request, const std::string&) {
-  const auto value = RapidJSONSerialization().value(request.body);
-  if (!value)
-    return errorReply(400, "The answers are not JSON: " + jsonProblem(request.body), "Mend them, and put them again.");
-  const auto problems = reception_.answers().setJSON(*value);
-  if (!problems.empty())
-    return errorReply(400, joined(problems) + '.', "Mend that, and put it again; nothing has changed.");
-  const Value now = reception_.answers().json();
-  reception_.announce("answers", now);
-  return jsonReply(now);
+  return replaced(reception_.answers(), "answers", request.body, reception_);
 }
 
 HttpReply Interface::faults(const HttpRequest&, const std::string&) { return jsonReply(reception_.faults().json()); }
 
 HttpReply Interface::setFaults(const HttpRequest& request, const std::string&) {
-  const auto value = RapidJSONSerialization().value(request.body);
-  if (!value)
-    return errorReply(400, "The faults are not JSON: " + jsonProblem(request.body), "Mend them, and put them again.");
-  const auto problems = reception_.faults().setJSON(*value);
-  if (!problems.empty())
-    return errorReply(400, joined(problems) + '.', "Mend that, and put it again; nothing has changed.");
-  const Value now = reception_.faults().json();
-  reception_.announce("faults", now);
-  return jsonReply(now);
+  return replaced(reception_.faults(), "faults", request.body, reception_);
 }
 
 HttpReply Interface::settings(const HttpRequest&, const std::string&) {

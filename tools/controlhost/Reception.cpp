@@ -170,22 +170,27 @@ void Reception::restore() {
   }
 }
 
+/// With the lock held. Who follows is woken by log_.noteChange().
+void Reception::note(std::string event, Value data) {
+  notices_.push_back({++lastNotice_, std::move(event), std::move(data)});
+  if (notices_.size() > mostNotices) notices_.pop_front();
+}
+
 void Reception::announce(std::string event, Value data) {
   {
     const std::lock_guard lock(mutex_);
-    notices_.push_back({++lastNotice_, std::move(event), std::move(data)});
-    if (notices_.size() > mostNotices) notices_.pop_front();
+    note(std::move(event), std::move(data));
   }
   log_.noteChange();
 }
 
-std::vector<Reception::Notice> Reception::notices(std::int64_t number) const {
+Reception::News Reception::news(std::int64_t notice, std::int64_t request, std::size_t mostRequests) const {
   const std::lock_guard lock(mutex_);
-  std::vector<Notice> result;
-  for (const Notice& notice : notices_) {
-    if (notice.number > number) result.push_back(notice);
+  News news{{}, log_.requests(request, mostRequests)};
+  for (const Notice& one : notices_) {
+    if (one.number > notice) news.notices.push_back(one);
   }
-  return result;
+  return news;
 }
 
 std::int64_t Reception::lastNotice() const {
@@ -213,8 +218,9 @@ void Reception::clear() {
     history_.clear();
     devices_.clear();
     if (saved_) saved_->clear();
+    note("cleared", Dictionary());  // what comes from here on comes behind it for those who follow, too
   }
-  announce("cleared", Dictionary());
+  log_.noteChange();
 }
 
 void Reception::reset() {
@@ -235,8 +241,9 @@ bool Reception::forget(const std::string& device) {
     history_.forget(device);
     answers_.forget(device);
     if (saved_) saved_->forget(device);
+    note("forgotten", Value{{"device", device}});
   }
-  announce("forgotten", Value{{"device", device}});
+  log_.noteChange();
   return known;
 }
 

@@ -52,9 +52,13 @@ class Reception {
     Value data;
   };
   void announce(std::string event, Value data);
-  /// Those behind `number` that are still known.
-  std::vector<Notice> notices(std::int64_t number) const;
   std::int64_t lastNotice() const;
+  /// What is new behind a notice and a request, as it is at one moment: the notices first, then what still is kept.
+  struct News {
+    std::vector<Notice> notices;
+    std::vector<RequestPointer> requests;
+  };
+  News news(std::int64_t notice, std::int64_t request, std::size_t mostRequests) const;
 
   void setPaused(bool paused);
   bool isPaused() const;
@@ -69,6 +73,7 @@ class Reception {
   void judge(ReceivedRequest& request, const std::optional<Value>& body) const;
   void keep(ReceivedRequest request, const Value& body);
   void restore();
+  void note(std::string event, Value data);
 
   const Options options_;
   const std::string run_;
