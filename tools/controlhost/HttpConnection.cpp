@@ -14,7 +14,6 @@ namespace fliprugair::controlhost {
 namespace {
 
 constexpr std::size_t longestHead = std::size_t{64} * 1024;
-constexpr std::chrono::seconds requestTime{20};
 constexpr std::chrono::seconds writeTime{20};
 
 bool ready(socket_t socket, short what, std::chrono::milliseconds time) {
@@ -42,7 +41,8 @@ void addressOf(const sockaddr_storage& from, std::string& address, int& port) {
 
 }  // namespace
 
-HttpConnection::HttpConnection(socket_t socket) : socket_(socket) {}
+HttpConnection::HttpConnection(socket_t socket, std::chrono::milliseconds requestTime)
+    : socket_(socket), requestTime_(requestTime) {}
 
 HttpConnection::~HttpConnection() {
   if (!isReset_) ::shutdown(socket_, SHUT_RDWR);
@@ -56,7 +56,7 @@ bool HttpConnection::waitForRequest(std::chrono::milliseconds time) {
   sending_ = Sending::whole;
   writes_ = 0;
   const bool begun = !stopped_ && (used_ < buffer_.size() || ready(socket_, POLLIN, time)) && !stopped_;
-  deadline_ = std::chrono::steady_clock::now() + requestTime;
+  deadline_ = std::chrono::steady_clock::now() + requestTime_;
   return begun && (used_ < buffer_.size() || fill());
 }
 
@@ -90,7 +90,10 @@ void HttpConnection::refuse(int status, const std::string& body) {
                            " Refused\r\nConnection: close\r\nContent-Type: application/json; charset=utf-8\r\n" +
                            "Content-Length: " + std::to_string(body.size()) + "\r\n\r\n" + body;
   writeAll(text.data(), text.size());
-  // What is still unread would turn the end of the connection into a reset, which can overtake this reply.
+  ::shutdown(socket_, SHUT_WR);
+}
+
+void HttpConnection::drain() {
   ::shutdown(socket_, SHUT_WR);
   std::array<char, 4096> rest{};
   for (int round = 0; round < 256 && ready(socket_, POLLIN, std::chrono::milliseconds(100)); ++round) {
@@ -110,7 +113,7 @@ void HttpConnection::stopReading() {
   ::shutdown(socket_, SHUT_RD);
 }
 
-bool HttpConnection::is_readable() const { return used_ < buffer_.size() || ready(socket_, POLLIN, requestTime); }
+bool HttpConnection::is_readable() const { return used_ < buffer_.size() || ready(socket_, POLLIN, requestTime_); }
 
 bool HttpConnection::is_writable() const { return !stopped_ && ready(socket_, POLLOUT, writeTime); }
 

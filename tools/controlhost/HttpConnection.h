@@ -16,7 +16,8 @@ namespace fliprugair::controlhost {
 /// time, and lets a reply end as it should. Used by one thread, stopReading apart. Closes its socket.
 class HttpConnection final : public httplib::Stream {
  public:
-  explicit HttpConnection(socket_t socket);
+  /// A request must come to its end within `requestTime` from its begin.
+  explicit HttpConnection(socket_t socket, std::chrono::milliseconds requestTime = std::chrono::seconds(20));
   ~HttpConnection() override;
   HttpConnection(const HttpConnection&) = delete;
   HttpConnection& operator=(const HttpConnection&) = delete;
@@ -31,8 +32,14 @@ class HttpConnection final : public httplib::Stream {
   std::string remote() const;
 
   void setSending(Sending sending) { sending_ = sending; }
+  /// After the reply that is being written there will be no other request: what follows cannot be told apart.
+  void endWithThisReply() { endsWithThisReply_ = true; }
+  bool endsWithThisReply() const { return endsWithThisReply_; }
   /// A reply of its own, when the library gives none.
   void refuse(int status, const std::string& body);
+  /// Says that nothing follows, and takes what still comes for a moment: closing a socket with something unread resets
+  /// the connection, which can overtake the reply.
+  void drain();
   /// Whether the client has gone. Takes up to `time` to find out that it has not.
   bool clientHasGone(std::chrono::milliseconds time) const;
   /// Ends every wait for the client. Any thread.
@@ -54,6 +61,7 @@ class HttpConnection final : public httplib::Stream {
   void reset();
 
   const socket_t socket_;
+  const std::chrono::milliseconds requestTime_;
   std::string buffer_;
   std::size_t used_ = 0;  ///< of the buffer
   std::string head_;
@@ -61,7 +69,8 @@ class HttpConnection final : public httplib::Stream {
   std::chrono::steady_clock::time_point deadline_{};
   int refusedWith_ = 0;
   Sending sending_ = Sending::whole;
-  int writes_ = 0;        ///< of the reply
+  int writes_ = 0;  ///< of the reply
+  bool endsWithThisReply_ = false;
   bool ended_ = false;    ///< nothing more is written
   bool isReset_ = false;  ///< closing resets
   std::atomic<bool> stopped_ = false;

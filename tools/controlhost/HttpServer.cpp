@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <condition_variable>
+#include <deque>
 #include <map>
 #include <mutex>
 #include <stdexcept>
@@ -19,6 +20,7 @@ namespace fliprugair::controlhost {
 namespace {
 
 constexpr std::size_t mostConnections = 512;
+constexpr std::size_t mostTurnedAway = 64;
 constexpr std::size_t longestBody = std::size_t{16} * 1024 * 1024;
 constexpr std::chrono::seconds idleTime{5};
 
@@ -51,6 +53,7 @@ struct HttpServer::Implementation final : httplib::Server {
     set_error_handler([this](const httplib::Request&, httplib::Response& to) {
       if (to.body.empty() && !to.has_header("Content-Type")) {
         to.set_content(refusal(to.status), "application/json; charset=utf-8");
+        connectionOfThisThread().endWithThisReply();
       }
     });
   }
@@ -107,16 +110,22 @@ struct HttpServer::Implementation final : httplib::Server {
     return *connections.at(std::this_thread::get_id());
   }
 
+  /// On the accepting thread, which waits for nobody: a connection that it turns away is closed once others are.
+  void turnAway(socket_t socket) {
+    turnedAway.emplace_back(socket).refuse(503, refusal(503));
+    if (turnedAway.size() > mostTurnedAway) turnedAway.pop_front();
+  }
+
   bool process_and_close_socket(socket_t socket) override {
+    if (std::this_thread::get_id() == accepting) {
+      turnAway(socket);
+      return false;
+    }
     HttpConnection connection(socket);
     {
       const std::lock_guard lock(mutex);
       if (stopping) return false;
-      if (std::this_thread::get_id() != accepting) connections[std::this_thread::get_id()] = &connection;
-    }
-    if (std::this_thread::get_id() == accepting) {
-      connection.refuse(503, refusal(503));
-      return false;
+      connections[std::this_thread::get_id()] = &connection;
     }
     serveRequests(connection);
     const std::lock_guard lock(mutex);
@@ -131,7 +140,11 @@ struct HttpServer::Implementation final : httplib::Server {
         request.headers.erase("Content-Type");     // else the library takes forms apart, and their bytes would be lost
         request.headers.erase("Accept-Encoding");  // else it compresses, which keeps events back until there are many
       });
-      if (connection.refusedWith() != 0) connection.refuse(connection.refusedWith(), refusal(connection.refusedWith()));
+      if (connection.refusedWith() != 0) {
+        connection.refuse(connection.refusedWith(), refusal(connection.refusedWith()));
+        connection.endWithThisReply();
+      }
+      if (connection.endsWithThisReply()) return connection.drain();
       if (!served || closed) return;
     }
   }
@@ -155,6 +168,7 @@ struct HttpServer::Implementation final : httplib::Server {
   std::condition_variable stopped;
   bool stopping = false;
   std::thread::id accepting;
+  std::deque<HttpConnection> turnedAway;  ///< of the accepting thread alone
   std::map<std::thread::id, HttpConnection*> connections;
 };
 

@@ -163,6 +163,7 @@ int serve(Wishes wishes) {
 /// Requests on standard error, so that the app's own output stays as it is.
 int runApp(Wishes wishes, const std::vector<std::string>& command) {
   blockedEndSignals();
+  warnAbout(wishes.options.address);
   RunningHost running(std::move(wishes), std::cerr);
   ControlHost& host = running.host();
   std::cerr << host.url() << std::endl;
