@@ -1,6 +1,6 @@
-#include "tools/controlhost/EventStream.h"
-
 #include <gtest/gtest.h>
+
+#include "tools/controlhost/EventStream.h"
 
 namespace fliprugair::controlhost {
 
@@ -33,7 +33,8 @@ std::vector<std::int64_t> keptBy(Reception& reception) {
 }
 
 TEST(EventStream, WhoFollowsIsLeftWithWhatIsKeptHoweverOftenItIsCleared) {
-  Reception reception({100000, [] { return HostSettings(); }, [](const ReceivedRequest&) {}, [](const std::string&) {}, ""});
+  Reception reception(
+      {100000, [] { return HostSettings(); }, [](const ReceivedRequest&) {}, [](const std::string&) {}, ""});
   const HttpRequest request{"POST", "/marlune/v4", "/marlune/v4", {}, {}, R"({"action":"init"})", ""};
   Follower follower(reception);
   std::atomic<bool> sending = true;

@@ -1,9 +1,8 @@
-#include "tools/controlhost/HttpConnection.h"
-
 #include <gtest/gtest.h>
 #include <sys/socket.h>
 
 #include "platform/posix/FileDescriptor.h"
+#include "tools/controlhost/HttpConnection.h"
 
 namespace fliprugair::controlhost {
 
