@@ -1,6 +1,7 @@
 #include <algorithm>
 
 #include "Fliprugair/platform/Value.h"
+#include "platform/Nesting.h"
 
 namespace fliprugair {
 
@@ -17,12 +18,14 @@ using Chunk = std::vector<Value>;
 struct Array::Node {
   std::vector<std::shared_ptr<const Chunk>> chunks;
   std::size_t size = 0;
+  std::size_t depth = 1;
 };
 
 Array::Array(std::vector<Value> items) {
   if (items.empty()) return;
   auto node = std::make_shared<Node>();
   node->size = items.size();
+  for (Value& item : items) node->depth = std::max(node->depth, depthAround(item));
   if (items.size() <= chunkSize) {
     node->chunks.push_back(std::make_shared<const Chunk>(std::move(items)));
   } else {
@@ -40,6 +43,8 @@ Array::Array(std::initializer_list<Value> items) : Array(std::vector<Value>(item
 
 std::size_t Array::size() const { return node_ ? node_->size : 0; }
 
+std::size_t Array::depth() const { return node_ ? node_->depth : 1; }
+
 const Value& Array::operator[](std::size_t index) const {
   return (*node_->chunks[index / chunkSize])[index % chunkSize];
 }
@@ -54,6 +59,7 @@ Array Array::appending(Value item) const {
     last->reserve(node->chunks.back()->size() + 1);
     *last = *node->chunks.back();
   }
+  node->depth = std::max(node->depth, depthAround(item));
   last->push_back(std::move(item));
   node->chunks.back() = std::move(last);
   ++node->size;

@@ -2,6 +2,7 @@
 
 #include "Fliprugair/platform/Text.h"
 #include "Fliprugair/platform/Value.h"
+#include "platform/Nesting.h"
 
 namespace fliprugair {
 
@@ -35,6 +36,7 @@ struct Dictionary::Node {
   std::size_t bucketCount = 1;
   std::size_t size = 0;
   std::uint64_t nextOrder = 0;
+  std::size_t depth = 1;
 
   std::size_t bucketIndex(std::uint32_t hash) const { return hash % bucketCount; }
   std::size_t roomFor() const { return groups.empty() ? shortSize : bucketCount * bucketLoad; }
@@ -55,6 +57,7 @@ struct Dictionary::Node {
     node->bucketCount = bucketCount;
     node->size = size;
     node->nextOrder = nextOrder;
+    node->depth = depth;
     if (groups.empty()) {
       node->own = std::move(bucket);
       return node;
@@ -71,9 +74,11 @@ struct Dictionary::Node {
 Dictionary::Dictionary(std::vector<std::pair<std::string, Value>> pairs) {
   std::vector<Entry> entries;
   entries.reserve(pairs.size());
+  std::size_t depth = 1;
   const bool mayBeLong = pairs.size() > shortSize;
   for (auto& pair : pairs) {
     pair.first = validUtf8(std::move(pair.first));
+    depth = std::max(depth, depthAround(pair.second));
     const std::uint32_t hash = hashOf(pair.first);
     const auto isKnown = [&](const Entry& entry) { return entry.hash == hash && entry.key() == pair.first; };
     const auto known = mayBeLong ? entries.end() : std::find_if(entries.begin(), entries.end(), isKnown);
@@ -101,12 +106,13 @@ Dictionary::Dictionary(std::vector<std::pair<std::string, Value>> pairs) {
     std::sort(unique.begin(), unique.end(), byOrder);
     entries = std::move(unique);
   }
-  *this = distributed(std::move(entries));
+  *this = distributed(std::move(entries), depth);
 }
 
 /// A dictionary of `entries`, which stand in their order and have different keys.
-Dictionary Dictionary::distributed(std::vector<Entry> entries) {
+Dictionary Dictionary::distributed(std::vector<Entry> entries, std::size_t depth) {
   auto node = std::make_shared<Node>();
+  node->depth = depth;
   node->size = entries.size();
   node->nextOrder = entries.empty() ? 0 : entries.back().order + 1;
   if (entries.size() <= shortSize) {
@@ -130,6 +136,8 @@ Dictionary Dictionary::distributed(std::vector<Entry> entries) {
 
 std::size_t Dictionary::size() const { return node_ ? node_->size : 0; }
 
+std::size_t Dictionary::depth() const { return node_ ? node_->depth : 1; }
+
 const Dictionary::Entry* Dictionary::find(std::string_view key) const {
   return node_ ? node_->find(key, hashOf(key)) : nullptr;
 }
@@ -144,6 +152,7 @@ bool Dictionary::holds(std::string_view key) const { return find(key) != nullptr
 Dictionary Dictionary::setting(std::string_view given, Value value) const {
   std::string key = validUtf8(std::string(given));
   if (!node_) return Dictionary({{std::move(key), std::move(value)}});
+  const std::size_t depth = std::max(node_->depth, depthAround(value));
   const std::uint32_t hash = hashOf(key);
   const std::size_t index = node_->bucketIndex(hash);
   const Entry* known = node_->find(key, hash);
@@ -157,6 +166,7 @@ Dictionary Dictionary::setting(std::string_view given, Value value) const {
     bucket.push_back({std::make_shared<const std::string>(std::move(key)), std::move(value), hash, node_->nextOrder});
   }
   const auto node = node_->replacing(index, std::move(bucket));
+  node->depth = depth;
   Dictionary result;
   result.node_ = node;
   if (known != nullptr) return result;
@@ -165,7 +175,7 @@ Dictionary Dictionary::setting(std::string_view given, Value value) const {
   std::vector<Entry> all;
   all.reserve(result.size());
   for (const Entry& entry : result.entries()) all.push_back(entry);
-  return distributed(std::move(all));
+  return distributed(std::move(all), depth);
 }
 
 Dictionary Dictionary::removing(std::string_view key) const {

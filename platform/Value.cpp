@@ -84,6 +84,12 @@ Array Value::array() const { return isArray() ? std::get<Array>(content_) : Arra
 
 Dictionary Value::dictionary() const { return isDictionary() ? std::get<Dictionary>(content_) : Dictionary(); }
 
+std::size_t Value::depth() const {
+  if (const auto* array = std::get_if<Array>(&content_)) return array->depth();
+  if (const auto* dictionary = std::get_if<Dictionary>(&content_)) return dictionary->depth();
+  return 0;
+}
+
 bool Value::isSameObject(const Value& other) const {
   if (kind() != other.kind()) return false;
   switch (kind()) {

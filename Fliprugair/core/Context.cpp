@@ -21,6 +21,17 @@ std::string Context::described(const Value& value) const {
   return platform_.json().text(value).value_or("(null)");
 }
 
+bool Context::isTooDeep(std::string_view method, int line, const Value& given) const {
+  // The rest is for what the tracker puts around it: data, record, batch, queue.
+  constexpr std::size_t deepestGiven = 500;
+  static_assert(deepestGiven + 4 <= Value::deepest);
+  if (given.depth() <= deepestGiven) return false;
+  if (loggingEnabled()) {
+    log(method, line, "Marlune library - nested deeper than " + std::to_string(deepestGiven) + " levels (not used)");
+  }
+  return true;
+}
+
 void Context::perform(const std::function<void()>& operation) const {
   guarded([&] {
     store_.beginGroup();

@@ -38,6 +38,10 @@ class Context {
   /// A value as log lines show it.
   std::string described(const Value& value) const;
 
+  /// Whether `given`, which comes from the host app or from foreign code, nests too deep to travel in a request; says
+  /// so in the log.
+  bool isTooDeep(std::string_view method, int line, const Value& given) const;
+
   /// Every entry into the tracker from outside goes through here. Nothing that is thrown inside gets out, and what the
   /// operation writes becomes durable together, before this returns.
   void perform(const std::function<void()>& operation) const;

@@ -96,6 +96,7 @@ void EventRecords::identityLinkEvent(const Value& identityLinkData) {
     }
     return;
   }
+  if (context_.isTooDeep("-[MarluneTracker identityLinkEvent:]", 2291, identityLinkData)) return;
   batch_.appendBatchEvent(envelope_.request("identityLink", Form::brief, identityLinkData));
 }
 

@@ -153,6 +153,7 @@ Dictionary InstallData::watchDictionary(bool deviceLimitsTracking) const {
 }
 
 void InstallData::storeIdentityLink(const Value& identityLink) {
+  if (context_.isTooDeep("-[MarluneTracker initMarluneWithParams:]", 731, identityLink)) return;
   storeIfAbsent(context_.store(), key::initialIdentityLink, identityLink);
 }
 

@@ -49,7 +49,7 @@ void SearchAdAttribution::iAdAttributionData(const Value& details, bool unknown)
     context_.log("-[MarluneTracker iAdAttributionData::]", 1799,
                  "Marlune library - iAdAttributionPayload: " + context_.described(details));
   }
-  park(details);
+  park(context_.isTooDeep("-[MarluneTracker iAdAttributionData::]", 1803, details) ? Value() : details);
 }
 
 /// Counts the answer. The first that is known, or uses up the attempts, is final; what follows it is ignored.

@@ -88,7 +88,7 @@ class FLIPRUGAIR_EXPORT MarluneTracker final {
   /// A standard event; a null pointer is refused with a log line. The object is only used during the call.
   void trackEventWithEventStandardParameters(const EventStandardParameters* eventStandardParameters);
 
-  /// Links the device to identities that the host app knows. `identityLinkData` is a dictionary.
+  /// Links the device to identities that the host app knows. `identityLinkData` is a dictionary of at most 500 levels.
   void identityLinkEvent(const Value& identityLinkData);
 
   /// An event at a place.

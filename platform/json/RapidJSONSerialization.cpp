@@ -7,6 +7,7 @@
 #include <rapidjson/stringbuffer.h>
 #include <rapidjson/writer.h>
 
+#include <algorithm>
 #include <vector>
 
 #include "Fliprugair/platform/Text.h"
@@ -160,7 +161,7 @@ std::optional<Value> RapidJSONSerialization::value(std::string_view text, std::s
   rapidjson::MemoryStream bytes(valid.data(), valid.size());
   rapidjson::EncodedInputStream<rapidjson::UTF8<>, rapidjson::MemoryStream> stream(bytes);
   rapidjson::Reader reader;
-  ValueBuilder builder(depth);
+  ValueBuilder builder(std::min(depth, Value::deepest));
   constexpr unsigned flags = rapidjson::kParseIterativeFlag | rapidjson::kParseNumbersAsStringsFlag;
   if (reader.Parse<flags>(stream, builder).IsError()) return std::nullopt;
   return std::move(builder).result();

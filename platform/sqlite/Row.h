@@ -23,9 +23,6 @@ struct Row {
   std::string name;  ///< of the key or entry; empty for the item of an array
   Value value;
 
-  /// Arrays and dictionaries deeper than this are no values of a store.
-  static constexpr std::size_t deepest = 4096;
-
   /// What stands beside a row whose value is `text`.
   std::int64_t checksum(std::string_view text) const {
     const auto number = [](std::int64_t each) { return static_cast<std::uint64_t>(each); };

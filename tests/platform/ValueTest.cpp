@@ -119,6 +119,74 @@ TEST(Value, TextIsAlwaysValidUtf8) {
   EXPECT_EQ(Value(std::string_view("\xED\xA0\x80")).text(), "\xEF\xBF\xBD\xEF\xBF\xBD\xEF\xBF\xBD");
 }
 
+/// A way to put a value into an array or dictionary.
+struct Holding {
+  const char* name;
+  Value (*around)(const Value& inner);
+};
+
+class Nesting : public testing::TestWithParam<Holding> {};
+
+TEST_P(Nesting, IsCounted) {
+  const auto around = GetParam().around;
+  EXPECT_EQ(around(1).depth(), 1U);
+  EXPECT_EQ(around(around(around("text"))).depth(), 3U);
+  Value value = 1;
+  for (std::size_t level = 0; level < Value::deepest; ++level) value = around(value);
+  EXPECT_EQ(value.depth(), Value::deepest);
+}
+
+TEST_P(Nesting, HasABoundBeyondWhichNullStandsForWhatIsTooDeepAndTheDepthSaysSo) {
+  const auto around = GetParam().around;
+  Value value = 1;
+  for (std::size_t level = 0; level < Value::deepest; ++level) value = around(value);
+  value = around(value);
+  EXPECT_EQ(value, around(Value()));
+  EXPECT_EQ(value.depth(), Value::deepest + 1);
+  for (std::size_t level = 0; level < 3 * Value::deepest; ++level) value = around(value);
+  EXPECT_EQ(value, around(Value()));
+  EXPECT_EQ(value.depth(), Value::deepest + 1);
+}
+
+Dictionary dictionaryOf(int size) {
+  Dictionary dictionary;
+  for (int key = 0; key < size; ++key) dictionary = dictionary.setting(std::to_string(key), key);
+  return dictionary;
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Ways, Nesting,
+    testing::Values(
+        Holding{"array", [](const Value& inner) -> Value { return Array{inner}; }},
+        Holding{"appending", [](const Value& inner) -> Value { return Array{1}.appending(inner); }},
+        Holding{"longArray",
+                [](const Value& inner) -> Value {
+                  std::vector<Value> items(70);
+                  items.back() = inner;
+                  return Array(std::move(items));
+                }},
+        Holding{"dictionary",
+                [](const Value& inner) {
+                  return Value{{"a", 1}, {"b", inner}};
+                }},
+        Holding{"setting", [](const Value& inner) -> Value { return dictionaryOf(1).setting("new", inner); }},
+        Holding{"replacing", [](const Value& inner) -> Value { return dictionaryOf(2).setting("1", inner); }},
+        Holding{"growing", [](const Value& inner) -> Value { return dictionaryOf(32).setting("new", inner); }}),
+    [](const auto& way) { return way.param.name; });
+
+TEST(Value, NestsNoDeeperThanItsArraysAndDictionaries) {
+  for (const Value& value : {Value(), Value(true), Value(1), Value(1.5), Value("text")}) EXPECT_EQ(value.depth(), 0U);
+  EXPECT_EQ(Value(Array()).depth(), 1U);
+  EXPECT_EQ(Value(Dictionary()).depth(), 1U);
+}
+
+TEST(Value, KeepsItsDepthWhenOtherEntriesCome) {
+  Dictionary dictionary = dictionaryOf(1).setting("deep", Array{Array{1}});
+  for (int key = 1; key < 100; ++key) dictionary = dictionary.setting(std::to_string(key), key);
+  EXPECT_EQ(Value(dictionary.removing("5")).depth(), 3U);
+  EXPECT_EQ(Value(Array{Array{Array{1}}}.appending(1)).depth(), 3U);
+}
+
 TEST(PairList, EndsAtTheFirstAbsentValue) {
   const Dictionary list = PairList().add("a", 1).add("b", nullptr).add("c", 3).dictionary();
   EXPECT_EQ(list, Value({{"a", 1}}).dictionary());

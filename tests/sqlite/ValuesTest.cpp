@@ -31,9 +31,9 @@ struct NamedValue {
   friend void PrintTo(const NamedValue& named, std::ostream* out) { *out << named.name; }
 };
 
-Value nested(int levels) {
+Value nested(std::size_t levels) {
   Value value = 1;
-  for (int level = 0; level < levels; ++level) value = Array{value};
+  for (std::size_t level = 0; level < levels; ++level) value = Array{value};
   return value;
 }
 
@@ -66,7 +66,7 @@ std::vector<NamedValue> values() {
       {"dictionaryOfArrays", Value{{"b", Array{1, nothing}}, {"a", Array{Array{}, Value{{"x", Array{nothing}}}}}}},
       {"dictionaryOfDictionaries", Value{{"b", Value{{"y", nothing}, {"x", Value{{"", 1.0}}}}}, {"a", Dictionary()}}},
       {"keysWithControls", Value{{std::string_view("a\0b", 3), 1}, {std::string_view("a\0c", 3), 2}}},
-      {"deep", nested(2000)},
+      {"deep", nested(Value::deepest)},
   };
 }
 

@@ -13,8 +13,8 @@ namespace fliprugair {
 /// JSON text, straight to and from values. Any thread.
 class FLIPRUGAIR_EXPORT JSONSerialization {
  public:
-  /// Deeper nesting is refused, so that no text can exhaust the stack.
-  static constexpr std::size_t defaultDepth = 512;
+  /// Deeper nesting is refused.
+  static constexpr std::size_t defaultDepth = Value::deepest;
 
   enum class Layout {
     compact,  ///< no blanks
@@ -31,7 +31,8 @@ class FLIPRUGAIR_EXPORT JSONSerialization {
   std::string textOfAny(const Value& value) const;
 
   /// The value of `text`; JSON null is null. Invalid UTF-8 is replaced by U+FFFD; integers beyond 64 bits are reals.
-  /// None when it is not one JSON text, or arrays and objects nest deeper than `depth`.
+  /// None when it is not one JSON text, or arrays and objects nest deeper than `depth`, which
+  /// is at most Value::deepest.
   virtual std::optional<Value> value(std::string_view text, std::size_t depth = defaultDepth) const = 0;
 };
 

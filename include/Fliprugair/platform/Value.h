@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <initializer_list>
 #include <memory>
@@ -50,6 +51,7 @@ class FLIPRUGAIR_EXPORT Array {
  private:
   friend class Value;
   struct Node;
+  std::size_t depth() const;
   std::shared_ptr<const Node> node_;
 };
 
@@ -91,16 +93,20 @@ class FLIPRUGAIR_EXPORT Dictionary {
  private:
   friend class Value;
   struct Node;
-  static Dictionary distributed(std::vector<Entry> entries);
+  static Dictionary distributed(std::vector<Entry> entries, std::size_t depth);
+  std::size_t depth() const;
   const Entry* find(std::string_view key) const;
   std::shared_ptr<const Node> node_;
 };
 
 /// The platform's object: nothing, boolean, integer, real, text, array or dictionary. Immutable once made and cheap
-/// to copy. Text is valid UTF-8 always: what is not is replaced by U+FFFD on the way in.
+/// to copy. Text is valid UTF-8 always: what is not is replaced by U+FFFD on the way in. Arrays and dictionaries nest
+/// no deeper than `deepest`, so that nothing that goes through them exhausts a stack: null stands for what would.
 class FLIPRUGAIR_EXPORT Value {
  public:
   enum class Kind { null, boolean, integer, real, text, array, dictionary };
+
+  static constexpr std::size_t deepest = 512;  ///< levels
 
   Value() = default;
   Value(std::nullptr_t) {}
@@ -156,6 +162,11 @@ class FLIPRUGAIR_EXPORT Value {
   /// The array or dictionary, or an empty one when this is none.
   Array array() const;
   Dictionary dictionary() const;
+
+  /// How many levels of arrays and dictionaries nest here, this one included; 0 for everything else. One that had to do
+  /// without what lay too deep says `deepest` + 1, and so does what holds it. A level that was taken out of a
+  /// dictionary may still count.
+  std::size_t depth() const;
 
   /// Whether both are one object (text, array, dictionary) or equal scalars: never looks into containers.
   bool isSameObject(const Value& other) const;

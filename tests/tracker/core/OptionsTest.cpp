@@ -236,6 +236,12 @@ TEST(Options, IdentityLinkIsTakenAsADictionaryOrNotAtAll) {
   }
 }
 
+TEST(Options, AnIdentityLinkThatNestsTooDeepIsNone) {
+  Value link{{"level", 1}};
+  for (int level = 0; level < 500; ++level) link = Value{{"inner", link}};
+  expectSame(constructed(with(demo, "identityLink", link)), constructed(demo));
+}
+
 TEST(Options, LimitAdTrackingIsReadAsABoolean) {
   expectBooleanOption("limitAdTracking", [](Snapshot& yes) { put(yes, storePath("app_limit_tracking"), true); });
 }

@@ -80,6 +80,22 @@ TEST(EventRecords, HandAnIdentityLinkOnWhole) {
   EXPECT_EQ(onlyRecord(phone)["data"], link);
 }
 
+TEST(EventRecords, RefuseAnIdentityLinkThatNestsTooDeepAndGoOn) {
+  InstalledPhone phone;
+  phone.tracker->enableConsoleLogging(true);
+  Value link{{"level", 1}};
+  while (link.depth() < 500) link = Value{{"inner", link}};
+  phone.tracker->identityLinkEvent(link);
+  phone.tracker->identityLinkEvent(Value{{"inner", link}});
+  for (int level = 0; level < 5000; ++level) link = Value{{"inner", link}};
+  phone.tracker->identityLinkEvent(link);
+  EXPECT_EQ(phone.logged("Marlune library - nested deeper than 500 levels (not used)"), 2);
+  phone.tracker->trackEvent("level", "7");
+  ASSERT_EQ(phone.batch().size(), 2U);
+  EXPECT_EQ(phone.batch()[0].dictionary()["action"], Value("identityLink"));
+  EXPECT_EQ(phone.batch()[1].dictionary()["action"], Value("event"));
+}
+
 TEST(EventRecords, NameTheLinkAndItsSource) {
   InstalledPhone phone;
   phone.tracker->sendDeepLink(URL("app://link"), "other");

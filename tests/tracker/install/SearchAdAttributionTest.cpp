@@ -65,6 +65,14 @@ TEST(SearchAdAttribution, ParksTheReportAsItIsWithoutDetails) {
   EXPECT_EQ(phone.parkedData(), Value({{"device", "phone"}}).dictionary());
 }
 
+TEST(SearchAdAttribution, ParksTheReportAsItIsWhenTheDetailsNestTooDeep) {
+  AskingPhone phone;
+  Value inner = 1;
+  while (inner.depth() < Value::deepest - 1) inner = Array({inner});
+  phone.answer(Value{{"attributionDetails", inner}, {"iAdAttribution", "true"}});
+  EXPECT_EQ(phone.parkedData(), Value({{"device", "phone"}}).dictionary());
+}
+
 TEST(SearchAdAttribution, IgnoresAnswersAfterTheFirst) {
   AskingPhone phone;
   phone.answer(details);
