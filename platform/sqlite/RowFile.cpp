@@ -50,6 +50,7 @@ void RowFile::prepare() {
   keepALog();
   checkStructure();
   if (database_.integer("PRAGMA user_version") < formatVersion) upgrade();
+  learnToGiveBackRoom();
   begin_.emplace(database_.get(), "BEGIN IMMEDIATE");
   commit_.emplace(database_.get(), "COMMIT");
   rows_.emplace(database_, "rows");
@@ -126,6 +127,17 @@ void RowFile::upgrade() {
   database_.execute("COMMIT");
 }
 
+/// A file of the first format can only once it has been written anew, for which there must be room: it goes on without,
+/// and is tried again by the next start.
+void RowFile::learnToGiveBackRoom() {
+  if (database_.integer("PRAGMA auto_vacuum") != 0) return;
+  try {
+    database_.execute("PRAGMA auto_vacuum = INCREMENTAL; VACUUM");
+  } catch (const StoreError& error) {
+    if (error.kind() == StoreError::Kind::damaged) throw;
+  }
+}
+
 std::vector<Row> RowFile::rows() const {
   std::vector<Row> rows;
   Statement select(database_.get(),
@@ -135,7 +147,7 @@ std::vector<Row> RowFile::rows() const {
     Row row{select.integer(0), select.integer(1), select.integer(2), std::string(select.text(3)), {}};
     const std::string_view text = select.text(4);
     const bool isWhole = select.integer(5) == row.checksum(text);
-    std::optional<Value> value = isWhole ? json_.value(text, Row::deepest) : std::nullopt;
+    std::optional<Value> value = isWhole ? json_.value(text) : std::nullopt;
     if (!value) throw StoreError::damaged("row " + std::to_string(row.id) + " is not what was written");
     row.value = *std::move(value);
     rows.push_back(std::move(row));

@@ -78,6 +78,7 @@ class RowFile {
   void keepALog();
   void checkStructure();
   void upgrade();
+  void learnToGiveBackRoom();
   void make(const RowChange& change);
   static int noteLogPages(void* self, sqlite3*, const char*, int pages);
 

@@ -184,7 +184,7 @@ std::optional<Row> RowImage::row(std::int64_t id, std::string_view payload, bool
   if (contents.hasFailed() || !parent || !position || !checksum) return std::nullopt;
   Row row{id, *parent, *position, std::string(name), {}};
   if (isChecked && *checksum != row.checksum(text)) return std::nullopt;
-  auto value = RapidJSONSerialization().value(text, Row::deepest);
+  auto value = RapidJSONSerialization().value(text);
   if (!value) return std::nullopt;
   row.value = *std::move(value);
   return row;

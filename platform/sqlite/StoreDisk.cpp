@@ -138,7 +138,10 @@ void StoreDisk::connect(StoreMemory& memory) {
   file_ = std::move(file);
   give(mirror_, memory);
   wasRead_ = true;
-  restoreIdentity(memory);
+  identity_ = identityCopy_.read();
+  identityChanged_ = true;
+  // A healthy file says itself what it holds; the copy helps one that has lost its identity.
+  if (memory.read(IdentityCopy::identifier()).isNull()) restoreIdentity(identity_, memory);
   file_->touch();
   if (file_->logIsLong()) file_->emptyLog();  // a process that is killed soon may never come to it
 }
@@ -187,13 +190,8 @@ void StoreDisk::give(const RowMirror& mirror, StoreMemory& memory) {
   });
 }
 
-/// A healthy file says itself what it holds; the copy helps one that has lost its identity.
-void StoreDisk::restoreIdentity(StoreMemory& memory) {
-  identity_ = identityCopy_.read();
-  identityChanged_ = true;
-  const bool isMissing = memory.read(IdentityCopy::identifier()).isNull();
-  if (!hasBegunAfresh_ && !isMissing) return;
-  for (const auto& entry : identity_.entries()) memory.restore(entry.key(), entry.value);
+void StoreDisk::restoreIdentity(const Dictionary& copy, StoreMemory& memory) {
+  for (const auto& entry : copy.entries()) memory.restore(entry.key(), entry.value);
 }
 
 void StoreDisk::copyIdentity() {
@@ -220,10 +218,11 @@ void StoreDisk::beginAfresh(const StoreError& damage, StoreMemory& memory, Lines
     account = counted(found.keys, "key") + " and " + counted(found.records, "record") + " of it are kept, at least " +
               counted(image.damagedRows() + found.unused, "row") + " lost";
   }
-  const std::filesystem::path aside = setAside(path_);
+  // From here on the memory has all of it: what is set aside in part, because a renaming fails, is not read again.
   give(kept, memory);
   memory.forgetTaken();
-  wasRead_ = true;
+  if (!std::exchange(wasRead_, true)) restoreIdentity(identityCopy_.read(), memory);
+  const std::filesystem::path aside = setAside(path_);
   hasBegunAfresh_ = true;
   lines.push_back("the store " + path_.string() + " is damaged (" + damage.what() + "): " + account +
                   "; what was there is set aside as " + aside.filename().string());

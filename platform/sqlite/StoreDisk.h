@@ -48,7 +48,7 @@ class StoreDisk {
   void refuseADamagedLog() const;
   void takeLock();
   void give(const RowMirror& mirror, StoreMemory& memory);
-  void restoreIdentity(StoreMemory& memory);
+  static void restoreIdentity(const Dictionary& copy, StoreMemory& memory);
   void copyIdentity();
   void beginAfresh(const StoreError& damage, StoreMemory& memory, Lines& lines);
   std::optional<std::string> refusal(const StoreError& error) const;

@@ -1,29 +1,10 @@
-#include <sys/syscall.h>
-#include <unistd.h>
-
 #include <algorithm>
-#include <atomic>
-#include <cerrno>
 #include <cstdlib>
 #include <fstream>
 #include <functional>
 
+#include "sqlite/FaultyMedium.h"
 #include "sqlite/StoreFiles.h"
-
-namespace {
-
-std::atomic<bool> renamesFail = false;
-
-}  // namespace
-
-/// Stands in for the C library's.
-extern "C" int rename(const char* from, const char* to) noexcept {
-  if (renamesFail) {
-    errno = EROFS;
-    return -1;
-  }
-  return static_cast<int>(syscall(SYS_rename, from, to));
-}
 
 namespace fliprugair {
 namespace {
@@ -289,6 +270,23 @@ TEST(TheIdentity, SurvivesTheLossOfTheFile) {
   EXPECT_TRUE(store->objectForKey("key").isNull());
 }
 
+TEST(TheIdentity, HoldsWhileADamagedFileCannotBeSetAside) {
+  const TemporaryFolder folder;
+  const auto file = folder / "store";
+  leave(file, 3);
+  openStore(file)->setObject(false, "com.marlune.MarluneTracker.sendInitial");
+  std::ofstream(file) << "damage";
+  {
+    const FaultyMedium medium(FaultyMedium::Operation::rename, 0, FaultyMedium::Span::lasting);
+    const auto store = openStore(file);
+    EXPECT_EQ(store->objectForKey(identifier), Value("MI1"));
+    EXPECT_EQ(store->objectForKey("com.marlune.MarluneTracker.sendInitial"), Value(false));
+    store->setObject(1, "key");
+  }
+  const auto store = openStore(file);
+  EXPECT_EQ(store->objectForKey(identifier), Value("MI1"));
+}
+
 TEST(TheIdentity, SurvivesTheLossOfItsCopy) {
   const TemporaryFolder folder;
   const auto file = folder / "store";
@@ -340,13 +338,14 @@ TEST(DamagedFiles, AreSetAsideOnceThatIsPossible) {
   const TemporaryFolder folder;
   const auto file = folder / "store";
   std::ofstream(file) << "this is not a database, and never was one";
-  StoreLog log;
-  renamesFail = true;
-  const auto store = openStore(file, log.sink(), joining);
-  store->setObject("value", "key");
-  store->synchronize();
-  EXPECT_TRUE(filesSetAside(folder).empty());
-  renamesFail = false;
+  std::unique_ptr<SQLiteUserDefaults> store;
+  {
+    const FaultyMedium medium(FaultyMedium::Operation::rename, 0, FaultyMedium::Span::lasting);
+    store = openStore(file);
+    store->setObject("value", "key");
+    store->synchronize();
+    EXPECT_TRUE(filesSetAside(folder).empty());
+  }
   store->synchronize();
   EXPECT_EQ(filesSetAside(folder).size(), 1U);
   EXPECT_EQ(AfterSuddenDeath(file)->objectForKey("key"), Value("value"));

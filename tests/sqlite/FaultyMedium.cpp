@@ -2,8 +2,11 @@
 
 #include <gtest/gtest.h>
 #include <sqlite3.h>
+#include <sys/syscall.h>
+#include <unistd.h>
 
 #include <atomic>
+#include <cerrno>
 
 namespace fliprugair {
 namespace {
@@ -12,7 +15,8 @@ struct Faults {
   sqlite3_vfs* medium = nullptr;
   sqlite3_vfs faulty{};
   FaultyMedium::Operation operation{};
-  std::atomic<int> left = 0;  ///< before the one that fails
+  std::atomic<int> left = -1;  ///< before the one that fails
+  std::atomic<bool> lasts = false;
 };
 
 Faults& faults() {
@@ -21,7 +25,9 @@ Faults& faults() {
 }
 
 bool fails(FaultyMedium::Operation operation) {
-  return operation == faults().operation && faults().left.fetch_sub(1) == 0;
+  if (operation != faults().operation) return false;
+  const int left = faults().left.fetch_sub(1);
+  return left == 0 || (left < 0 && faults().lasts);
 }
 
 struct File {
@@ -91,11 +97,24 @@ int open(sqlite3_vfs*, const char* name, sqlite3_file* file, int flags, int* res
 }
 
 }  // namespace
+}  // namespace fliprugair
 
-FaultyMedium::FaultyMedium(Operation operation, int number) {
+/// Stands in for the C library's.
+extern "C" int rename(const char* from, const char* to) noexcept {
+  if (fliprugair::fails(fliprugair::FaultyMedium::Operation::rename)) {
+    errno = EROFS;
+    return -1;
+  }
+  return static_cast<int>(syscall(SYS_rename, from, to));
+}
+
+namespace fliprugair {
+
+FaultyMedium::FaultyMedium(Operation operation, int number, Span span) {
   Faults& all = faults();
   all.operation = operation;
   all.left = number;
+  all.lasts = span == Span::lasting;
   all.medium = sqlite3_vfs_find("unix-excl");
   all.faulty = *all.medium;
   all.faulty.pNext = nullptr;
@@ -106,6 +125,8 @@ FaultyMedium::FaultyMedium(Operation operation, int number) {
 }
 
 FaultyMedium::~FaultyMedium() {
+  faults().lasts = false;
+  faults().left = -1;
   sqlite3_vfs_unregister(&faults().faulty);
   sqlite3_vfs_register(faults().medium, 0);
 }

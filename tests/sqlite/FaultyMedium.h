@@ -3,13 +3,14 @@
 
 namespace fliprugair {
 
-/// As long as it lives, the `number`th operation of its kind (from 0 on) that SQLite makes on any file fails once. One
-/// at a time.
+/// As long as it lives, the `number`th operation of its kind (from 0 on) that SQLite makes on any file fails, alone or
+/// with all that follow; of renames, the `number`th of this process. One at a time.
 class FaultyMedium {
  public:
-  enum class Operation { open, read, write, sync, truncate };
+  enum class Operation { open, read, write, sync, truncate, rename };
+  enum class Span { one, lasting };
 
-  FaultyMedium(Operation operation, int number);
+  FaultyMedium(Operation operation, int number, Span span = Span::one);
   ~FaultyMedium();
   FaultyMedium(const FaultyMedium&) = delete;
   FaultyMedium& operator=(const FaultyMedium&) = delete;

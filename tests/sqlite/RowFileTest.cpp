@@ -1,0 +1,51 @@
+#include "platform/sqlite/RowFile.h"
+#include "sqlite/StoreFiles.h"
+
+namespace fliprugair {
+namespace {
+
+constexpr std::uintmax_t megabyte = 1024 * 1024;
+
+/// Removes the long row, with number 2, and gives back what it leaves.
+void giveBackAll(RowFile& file) {
+  file.write({RowRange{2, 2}});
+  EXPECT_TRUE(file.hasMuchRoom());
+  while (file.hasMuchRoom()) file.giveBackRoom();
+  EXPECT_TRUE(file.emptyLog());
+}
+
+TEST(ARowFile, GivesUnusedRoomBack) {
+  const TemporaryFolder folder(memory());
+  const auto path = folder / "store";
+  RowFile file(path, StoreDurability::process);
+  file.write({Row{1, 0, 1, "key", "identity"}, Row{2, 0, 2, "long", std::string(3 * megabyte, 'x')}});
+  EXPECT_TRUE(file.emptyLog());
+  EXPECT_GT(std::filesystem::file_size(path), 3 * megabyte);
+  giveBackAll(file);
+  EXPECT_LT(std::filesystem::file_size(path), 2 * megabyte);
+  ASSERT_EQ(file.rows().size(), 1U);
+  EXPECT_EQ(file.rows().front().value, Value("identity"));
+}
+
+TEST(ARowFile, OfTheFirstFormatGivesUnusedRoomBackToo) {
+  const TemporaryFolder folder(memory());
+  const auto path = folder / "store";
+  execute(path,
+          "PRAGMA page_size = 2048; PRAGMA journal_mode = WAL; BEGIN;"
+          "CREATE TABLE rows (id INTEGER PRIMARY KEY, parent INTEGER NOT NULL, position INTEGER NOT NULL,"
+          " name TEXT NOT NULL, value TEXT NOT NULL);"
+          "PRAGMA application_id = 1181510000; PRAGMA user_version = 1;"
+          "INSERT INTO rows VALUES (1, 0, 1, 'key', '\"identity\"'),"
+          " (2, 0, 2, 'long', '\"' || hex(zeroblob(1572864)) || '\"');"
+          "COMMIT");
+  RowFile file(path, StoreDurability::process);
+  EXPECT_TRUE(file.emptyLog());
+  EXPECT_GT(std::filesystem::file_size(path), 3 * megabyte);
+  giveBackAll(file);
+  EXPECT_LT(std::filesystem::file_size(path), 2 * megabyte);
+  ASSERT_EQ(file.rows().size(), 1U);
+  EXPECT_EQ(file.rows().front().value, Value("identity"));
+}
+
+}  // namespace
+}  // namespace fliprugair
