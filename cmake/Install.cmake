@@ -18,7 +18,8 @@ if(BUILD_SHARED_LIBS)
   target_include_directories(fliprugair_shared INTERFACE $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/include>)
   # Templates of the standard library are never hidden by a compiler's switch.
   set(symbols ${PROJECT_SOURCE_DIR}/cmake/symbols.map)
-  target_link_options(fliprugair_shared PRIVATE -Wl,--version-script=${symbols} -Wl,--no-undefined)
+  # It is never unloaded: while an environment is open, threads run its code.
+  target_link_options(fliprugair_shared PRIVATE -Wl,--version-script=${symbols} -Wl,--no-undefined -Wl,-z,nodelete)
   set_target_properties(fliprugair_shared PROPERTIES LINK_DEPENDS ${symbols})
   foreach(library IN LISTS libraries)
     target_sources(fliprugair_shared PRIVATE $<TARGET_OBJECTS:${library}>)
