@@ -85,6 +85,25 @@ TEST(Account, CountsArrivalsOfWhatHadArrived) {
   account.arrived(batch({2, 3}));
   account.arrived(batch({3}));
   EXPECT_EQ(account.records(Dictionary()).twice, 3U);
+  EXPECT_EQ(account.records(Dictionary()).needless, 0U) << "the device has heard nothing";
+}
+
+TEST(Account, CountsArrivalsOfWhatTheDeviceKnewToBeConfirmed) {
+  Account account = accountOf(2);
+  account.arrived(batch({2, 3}));
+  account.confirmed(batch({2}));
+  account.arrived(batch({2, 3}));
+  EXPECT_EQ(account.records(Dictionary()).needless, 1U);
+}
+
+TEST(Account, TakesNoInstallationForNeedless) {
+  Account account = accountOf(0);
+  const Value report{{"action", "initial"}};
+  account.arrived(report);
+  account.confirmed(report);
+  account.arrived(report);
+  EXPECT_EQ(account.records(Dictionary()).twice, 1U);
+  EXPECT_EQ(account.records(Dictionary()).needless, 0U) << "the host may ask for it";
 }
 
 }  // namespace

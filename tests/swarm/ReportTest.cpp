@@ -29,8 +29,8 @@ TEST(FinalReport, SaysWhatToDoWhenNothingWasAccepted) {
 }
 
 TEST(RecordsLine, NamesEachSum) {
-  EXPECT_EQ(recordsLine({10, 7, 2, 3, 1}),
-            "Records: 10 recorded, 7 confirmed, 2 waiting, 3 arrived twice, 1 unaccounted\n");
+  EXPECT_EQ(recordsLine({10, 7, 2, 4, 3, 1}),
+            "Records: 10 recorded, 7 confirmed, 2 waiting, 4 arrived twice (3 needlessly), 1 unaccounted\n");
 }
 
 }  // namespace

@@ -82,6 +82,20 @@ TEST(Simulation, RepliesThatGetLostBringRecordsTwice) {
   options.host.outage = Outage{2 * hour, 12 * hour, Outage::Kind::lose};
   const Records records = run(fleetOf(1), options).records;
   EXPECT_GT(records.twice, 0U);
+  EXPECT_EQ(records.needless, 0U);
+  EXPECT_EQ(records.unaccounted, 0U);
+}
+
+TEST(Simulation, AnAppThatEndsBeforeItsReplyComesSendsThatRequestAgain) {
+  Fleet fleet = fleetOf(1);
+  fleet.habits.crashes = 1;
+  fleet.habits.offline = 0;
+  fleet.habits.sessionsADay = 200;
+  fleet.habits.eventsASession = 100;
+  fleet.habits.secondsBetweenEvents = 0.1;  // so that batches leave all the time, also just before the end
+  const Records records = run(fleet, optionsOf(3, hour)).records;
+  EXPECT_GT(records.twice, 0U);
+  EXPECT_EQ(records.needless, 0U);
   EXPECT_EQ(records.unaccounted, 0U);
 }
 

@@ -29,6 +29,7 @@ Records& Records::operator+=(const Records& other) {
   confirmed += other.confirmed;
   waiting += other.waiting;
   twice += other.twice;
+  needless += other.needless;
   unaccounted += other.unaccounted;
   return *this;
 }
@@ -45,6 +46,8 @@ void forEachNumber(const Value& payload, const std::function<void(std::uint32_t)
 void Account::arrived(const Value& payload) {
   forEachNumber(payload, [&](std::uint32_t number) {
     if (!arrived_.insert(number)) ++twice_;
+    // The host may ask for the installation once more.
+    if (number != installation && confirmed_.contains(number)) ++needless_;
   });
 }
 
@@ -61,7 +64,12 @@ Records Account::records(const Dictionary& stored) const {
   forEachNumber(stored[key::batchEventQueue], wait);
   const Dictionary queue = stored[key::networkQueue].dictionary();
   for (const Dictionary::Entry& entry : queue.entries()) forEachNumber(entry.value, wait);
-  return {recorded_, confirmed_.size(), waiting.size(), twice_, recorded_ - confirmed_.size() - waiting.size()};
+  return {.recorded = recorded_,
+          .confirmed = confirmed_.size(),
+          .waiting = waiting.size(),
+          .twice = twice_,
+          .needless = needless_,
+          .unaccounted = recorded_ - confirmed_.size() - waiting.size()};
 }
 
 }  // namespace fliprugair::swarm

@@ -27,6 +27,7 @@ struct Records {
   std::uint64_t confirmed = 0;    ///< by the control host, as the device has heard
   std::uint64_t waiting = 0;      ///< in the device's store, and not confirmed
   std::uint64_t twice = 0;        ///< arrivals of what had arrived
+  std::uint64_t needless = 0;     ///< of these: events that the device knew to be confirmed
   std::uint64_t unaccounted = 0;  ///< recorded, and neither confirmed nor waiting: lost
 
   Records& operator+=(const Records& other);
@@ -52,6 +53,7 @@ class Account {
  private:
   std::uint32_t recorded_ = 0;
   std::uint32_t twice_ = 0;
+  std::uint32_t needless_ = 0;
   NumberSet arrived_;
   NumberSet confirmed_;
 };

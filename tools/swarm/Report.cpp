@@ -51,8 +51,8 @@ std::string progressLine(const LoadReport& report) {
 
 std::string recordsLine(const Records& records) {
   return "Records: " + grouped(records.recorded) + " recorded, " + grouped(records.confirmed) + " confirmed, " +
-         grouped(records.waiting) + " waiting, " + grouped(records.twice) + " arrived twice, " +
-         grouped(records.unaccounted) + " unaccounted\n";
+         grouped(records.waiting) + " waiting, " + grouped(records.twice) + " arrived twice (" +
+         grouped(records.needless) + " needlessly), " + grouped(records.unaccounted) + " unaccounted\n";
 }
 
 std::string finalReport(const LoadReport& report, const LoadOptions& options) {

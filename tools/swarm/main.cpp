@@ -26,7 +26,7 @@ namespace {
 using namespace fliprugair;
 using namespace fliprugair::swarm;
 
-constexpr int lostRecords = 1;
+constexpr int wrongRecords = 1;
 constexpr int cannotBegin = 2;
 
 constexpr const char* help = R"(
@@ -70,9 +70,12 @@ WHAT IT SAYS
     recorded      by the host app
     confirmed     the control host has taken it, and the device knows
     waiting       in the device's store, to be sent again
-    twice         the host has taken it, and then once more
+    twice         the host has taken it, and then once more: its reply got lost, or
+                  the app ended before it came. Needlessly: the device knew that
+                  the host had it, a fault of the tracker
     unaccounted   lost
-  Exit status: 0; 1 when a record is unaccounted; 2 when it could not begin.
+  Exit status: 0; 1 when a record is unaccounted, or was sent again needlessly; 2
+  when it could not begin.
   Ctrl-C ends it early, with the account.)";
 
 /// Shows how far something is on standard error: on a terminal in one line that changes, else in a new line each time.
@@ -109,6 +112,8 @@ void raiseDescriptorLimit(std::size_t connections) {
   setrlimit(RLIMIT_NOFILE, &limit);
 }
 
+int statusOf(const Records& records) { return records.unaccounted + records.needless > 0 ? wrongRecords : 0; }
+
 double wallClock() {
   return std::chrono::duration<double>(std::chrono::system_clock::now().time_since_epoch()).count();
 }
@@ -126,7 +131,7 @@ int load(Fleet fleet, const LoadOptions& options) {
     });
   }
   std::cout << finalReport(report, options);
-  return report.records.unaccounted > 0 ? lostRecords : 0;
+  return statusOf(report.records);
 }
 
 /// The most memory that this process has had.
@@ -158,7 +163,7 @@ int preview(const Fleet& fleet, const SimulationOptions& options, const std::str
   }
   if (!csvPath.empty()) save(csvPath, csv(report));
   std::cout << finalReport(report, options) << memoryLine(options.devices);
-  return report.records.unaccounted > 0 ? lostRecords : 0;
+  return statusOf(report.records);
 }
 
 void addHabits(CLI::App& app, Habits& habits) {
