@@ -21,7 +21,7 @@ async function tabTo(page, label, most = 80) {
 }
 
 test('everything that Tab leads to shows that it has the focus, and Tab leads through all of it', async () => {
-  for (const [view, last] of Object.entries({'#traffic': '.row', '#answers': '.apply-bar', '#faults': '.fault-form'})) {
+  for (const [view, last] of Object.entries({'#traffic': '.row', '#answers': '.setting', '#faults': '.fault-form'})) {
     const page = await stage.open({view});
     await page.locator(last).first().waitFor();
     const seen = new Set();

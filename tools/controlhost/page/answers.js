@@ -21,15 +21,15 @@ export class AnswersView {
     this.rules = el('ol', {class: 'rules'});
     this.editor = el('div', {class: 'answers-editor'});
     this.problem = el('p', {class: 'problem', role: 'alert', hidden: true});
-    this.apply = el('button', {type: 'button', class: 'primary', on: {click: () => this.send()}}, 'Apply');
-    this.revert = el('button', {type: 'button', on: {click: () => this.take(this.live)}}, 'Discard changes');
+    this.apply = el('button', {type: 'button', class: 'primary', disabled: true, on: {click: () => this.send()}}, 'Apply');
+    this.revert = el('button', {type: 'button', disabled: true, on: {click: () => this.take(this.live)}}, 'Discard changes');
+    this.add = el('button', {type: 'button', disabled: true, on: {click: () => this.addRule()}}, icon('plus'), 'Add a rule');
     this.state = el('p', {class: 'draft-state', role: 'status'});
     box.append(
       el('h1', {id: 'answers-title', text: 'Answers'}),
       el('p', {class: 'lead', text: 'What does a device do when the host says this? The first rule that fits a device or an application answers it; the rest get what stands under “Everyone else”.'}),
       el('div', {class: 'answers'},
-        el('section', {class: 'card rules-card', 'aria-label': 'Rules'}, this.rules,
-          el('button', {type: 'button', on: {click: () => this.addRule()}}, icon('plus'), 'Add a rule')),
+        el('section', {class: 'card rules-card', 'aria-label': 'Rules'}, this.rules, this.add),
         this.editor),
       el('div', {class: 'apply-bar'}, this.problem, this.state, this.revert, this.apply));
     box.addEventListener('keydown', (event) => {
@@ -59,6 +59,7 @@ export class AnswersView {
     this.draft = structuredClone(answers);
     if (this.chosen >= this.draft.rules.length) this.chosen = everyoneElse;
     this.problem.hidden = true;
+    this.add.disabled = false;
     this.showRules();
     this.showEditor();
   }

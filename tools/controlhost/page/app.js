@@ -124,5 +124,6 @@ new Live({
   forgotten: ({device}) => traffic.forgotten(device),
 });
 
+attempt(askFaults);  // before anyone changes them
 showView();
 showConnection();
