@@ -136,6 +136,13 @@ TEST_F(InterfaceTest, TakesNoRequestOfAnotherSiteAndNoForeignHost) {
   EXPECT_EQ(send("GET", "/api/requests", "", {{"Host", "localhost:" + std::to_string(host_.port())}}).status, 200);
 }
 
+TEST(Interface, IsThereForOtherMachinesAtTheAddressThatTheyReachWhenItListensOnAll) {
+  const ControlHost host({.address = "0.0.0.0"});
+  httplib::Client client("127.0.0.2", host.port());
+  EXPECT_EQ(client.Get("/health")->status, 200);
+  EXPECT_EQ(client.Get("/health", {{"Host", "evil.example:" + std::to_string(host.port())}})->status, 403);
+}
+
 TEST_F(InterfaceTest, WaitingAnswersWithWhatCame) {
   post(host_.port(), Array{event("level")});
   EXPECT_EQ(get("/api/wait?match=event:level&timeout=0").status, 200);

@@ -39,6 +39,11 @@ void addressOf(const sockaddr_storage& from, std::string& address, int& port) {
   address = text.data();
 }
 
+std::string place(const std::string& address, int port) {
+  const bool bracketed = address.find(':') != std::string::npos;
+  return (bracketed ? '[' + address + ']' : address) + ':' + std::to_string(port);
+}
+
 }  // namespace
 
 HttpConnection::HttpConnection(socket_t socket, std::chrono::milliseconds requestTime)
@@ -81,8 +86,14 @@ std::string HttpConnection::remote() const {
   std::string address;
   int port = 0;
   get_remote_ip_and_port(address, port);
-  const bool bracketed = address.find(':') != std::string::npos;
-  return (bracketed ? '[' + address + ']' : address) + ':' + std::to_string(port);
+  return place(address, port);
+}
+
+std::string HttpConnection::local() const {
+  std::string address;
+  int port = 0;
+  get_local_ip_and_port(address, port);
+  return place(address, port);
 }
 
 void HttpConnection::refuse(int status, const std::string& body) {

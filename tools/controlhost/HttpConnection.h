@@ -29,7 +29,9 @@ class HttpConnection final : public httplib::Stream {
   int refusedWith() const { return refusedWith_; }
 
   std::vector<std::pair<std::string, std::string>> headers() const;
+  /// Address and port of the client, and those of this host that it reached.
   std::string remote() const;
+  std::string local() const;
 
   void setSending(Sending sending) { sending_ = sending; }
   /// After the reply that is being written there will be no other request: what follows cannot be told apart.

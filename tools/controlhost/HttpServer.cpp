@@ -68,7 +68,8 @@ struct HttpServer::Implementation final : httplib::Server {
 
   void serve(const httplib::Request& from, httplib::Response& to) {
     HttpConnection& connection = connectionOfThisThread();
-    HttpRequest request{from.method, from.target, from.path, {}, connection.headers(), from.body, connection.remote()};
+    HttpRequest request{from.method,          from.target, from.path,           {},
+                        connection.headers(), from.body,   connection.remote(), connection.local()};
     for (const auto& [key, value] : from.params) request.query.emplace(key, value);
     HttpReply reply = handler(request);
     if (reply.delay.count() > 0) waitFor(reply.delay);

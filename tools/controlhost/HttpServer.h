@@ -24,7 +24,8 @@ struct HttpRequest {
   std::map<std::string, std::string> query;
   HttpHeaders headers;  ///< as they came, in their order
   std::string body;
-  std::string remote;  ///< address and port
+  std::string remote;      ///< address and port of the client
+  std::string local = {};  ///< address and port at which it reached this host
 };
 
 /// How a reply leaves.

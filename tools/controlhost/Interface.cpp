@@ -171,10 +171,10 @@ std::optional<HttpReply> Interface::reply(const HttpRequest& request) {
 }
 
 /// A page of somebody else's must not be able to ask or to change anything through the browser of whoever runs this
-/// host.
+/// host. A name could lead anywhere; the address at which the request came is this host's own.
 std::optional<HttpReply> Interface::refusal(const HttpRequest& request) const {
   const std::string host = headerOf(request.headers, "Host");
-  if (std::find(hosts_.begin(), hosts_.end(), host) == hosts_.end()) {
+  if (host != request.local && std::find(hosts_.begin(), hosts_.end(), host) == hosts_.end()) {
     return errorReply(403, "This host is not called \"" + host + "\".", "Ask for " + url() + '.');
   }
   const std::string origin = headerOf(request.headers, "Origin");
