@@ -1,6 +1,7 @@
 // What "installed" stores, and that it stands for a first visit.
 
 #include "InstalledDevice.h"
+#include "support/WatchedProperties.h"
 
 namespace fliprugair::sim {
 namespace {
@@ -18,13 +19,7 @@ TEST(Installed, StoresWhatAFinishedFirstVisitLeavesBehind) {
       {"com.marlune.MarluneTracker.sendInitial", false},
       {"com.marlune.MarluneTracker.firstInitReceived", true},
       {"com.marlune.MarluneTracker.lastMLInitSent", 1700000000},
-      {"com.marlune.MarluneTracker.watchProperties", Value{{"app_limit_tracking", "0"},
-                                                           {"app_short_string", "1.0"},
-                                                           {"app_version", "100"},
-                                                           {"device_limit_tracking", "0"},
-                                                           {"is_genuine", "1"},
-                                                           {"language", "en"},
-                                                           {"os_version", "iOS 9.3"}}},
+      {"com.marlune.MarluneTracker.watchProperties", watchedProperties()},
   });
   EXPECT_EQ(script.run(everything).at(0)["values"], Value(expected));
 }

@@ -1,8 +1,5 @@
-#include <grp.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
 #include "sqlite/StoreFiles.h"
+#include "support/UnprivilegedProcess.h"
 
 namespace fliprugair {
 namespace {
@@ -13,22 +10,16 @@ TEST(AReadOnlyFolder, IsStillRead) {
   std::filesystem::remove(folder / "store.lock");
   std::filesystem::permissions(folder / "store", std::filesystem::perms{0444});
   std::filesystem::permissions(folder.path(), std::filesystem::perms{0555});
-  const pid_t reader = fork();
-  ASSERT_GE(reader, 0);
-  if (reader == 0) {
-    constexpr uid_t nobody = 65534;  // rights are nothing to root
-    if (getuid() == 0 && (setgroups(0, nullptr) != 0 || setgid(nobody) != 0 || setuid(nobody) != 0)) _exit(2);
+  const UnprivilegedProcess reader([&](UnprivilegedProcess&) {
     StoreLog log;
     const auto store = openStore(folder / "store", log.sink());
-    if (!store || store->objectForKey("key") != Value("identity")) _exit(3);
+    if (!store || store->objectForKey("key") != Value("identity")) return 3;
     store->setObject("new", "key");
     store->synchronize();
-    _exit(log.lines().size() == 1 && store->objectForKey("key") == Value("new") ? 0 : 4);
-  }
-  int status = -1;
-  waitpid(reader, &status, 0);
+    return log.lines().size() == 1 && store->objectForKey("key") == Value("new") ? 0 : 4;
+  });
+  EXPECT_EQ(reader.waitForEnd(), 0);
   std::filesystem::permissions(folder.path(), std::filesystem::perms{0755});
-  EXPECT_EQ(status, 0);
 }
 
 TEST(AReadOnlyFolder, IsWrittenOnceItCanBe) {
@@ -42,33 +33,20 @@ TEST(AReadOnlyFolder, IsWrittenOnceItCanBe) {
     std::filesystem::permissions(folder.path(), std::filesystem::perms{all});
   };
   permit(0555, 0444);
-  int failed[2];
-  int permitted[2];
-  ASSERT_EQ(pipe(failed), 0);
-  ASSERT_EQ(pipe(permitted), 0);
-  const pid_t writer = fork();
-  ASSERT_GE(writer, 0);
-  if (writer == 0) {
-    constexpr uid_t nobody = 65534;  // rights are nothing to root
-    if (getuid() == 0 && (setgroups(0, nullptr) != 0 || setgid(nobody) != 0 || setuid(nobody) != 0)) _exit(2);
+  const UnprivilegedProcess writer([&](UnprivilegedProcess& self) {
     StoreLog log;
     const auto store = openStore(file, log.sink());
-    if (!store || store->objectForKey("records") != Value(Array{"a1"})) _exit(3);
+    if (!store || store->objectForKey("records") != Value(Array{"a1"})) return 3;
     store->setObject(store->objectForKey("records").array().appending("b1"), "records");
     store->synchronize();
-    char byte = 'x';
-    if (log.lines().size() != 1 || write(failed[1], &byte, 1) != 1 || read(permitted[0], &byte, 1) != 1) _exit(4);
+    if (log.lines().size() != 1 || !self.pauseUntilTold()) return 4;
     store->synchronize();
-    _exit(log.lines().size() == 2 ? 0 : 5);
-  }
-  close(failed[1]);
-  char byte = 'x';
-  EXPECT_EQ(read(failed[0], &byte, 1), 1);
+    return log.lines().size() == 2 ? 0 : 5;
+  });
+  EXPECT_TRUE(writer.waitForPause());
   permit(0777, 0666);
-  EXPECT_EQ(write(permitted[1], &byte, 1), 1);
-  int status = -1;
-  waitpid(writer, &status, 0);
-  EXPECT_EQ(status, 0);
+  writer.tell();
+  EXPECT_EQ(writer.waitForEnd(), 0);
   EXPECT_EQ(openStore(file)->objectForKey("records"), Value(Array{"a1", "b1"}));
 }
 

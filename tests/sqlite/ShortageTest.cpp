@@ -1,13 +1,10 @@
 // What a store lacks for a while is used once it is there: what was written since then survives a kill.
 
-#include <fcntl.h>
-#include <grp.h>
-#include <sys/resource.h>
-#include <sys/wait.h>
-#include <unistd.h>
+#include <csignal>
 
 #include "sqlite/StoreFiles.h"
 #include "support/FewDescriptors.h"
+#include "support/UnprivilegedProcess.h"
 
 namespace fliprugair {
 namespace {
@@ -55,31 +52,20 @@ TEST(ALogThatCanOnlyBeRead, IsWrittenOnceItCanBe) {
     std::filesystem::permissions(file.string() + suffix, std::filesystem::perms{0666});
   }
   std::filesystem::permissions(file.string() + "-wal", std::filesystem::perms{0444});
-  int failed[2];
-  int corrected[2];
-  ASSERT_EQ(pipe(failed), 0);
-  ASSERT_EQ(pipe(corrected), 0);
-  const pid_t writer = fork();
-  ASSERT_GE(writer, 0);
-  if (writer == 0) {
-    constexpr uid_t nobody = 65534;  // rights are nothing to root
-    if (getuid() == 0 && (setgroups(0, nullptr) != 0 || setgid(nobody) != 0 || setuid(nobody) != 0)) _exit(2);
+  const UnprivilegedProcess writer([&](UnprivilegedProcess& self) {
     StoreLog log;
     const auto store = openStore(file, log.sink());
-    if (!store || store->objectForKey("records") != Value(Array{"a"})) _exit(3);
+    if (!store || store->objectForKey("records") != Value(Array{"a"})) return 3;
     append(*store, "b");
-    char byte = 'x';
-    if (log.lines().size() != 1 || write(failed[1], &byte, 1) != 1 || read(corrected[0], &byte, 1) != 1) _exit(4);
+    if (log.lines().size() != 1 || !self.pauseUntilTold()) return 4;
     append(*store, "c");
     raise(SIGKILL);
-  }
-  close(failed[1]);
-  char byte = 'x';
-  EXPECT_EQ(read(failed[0], &byte, 1), 1);
+    return 5;
+  });
+  EXPECT_TRUE(writer.waitForPause());
   std::filesystem::permissions(file.string() + "-wal", std::filesystem::perms{0666});
-  EXPECT_EQ(write(corrected[1], &byte, 1), 1);
-  int status = -1;
-  waitpid(writer, &status, 0);
+  writer.tell();
+  const int status = writer.waitForEnd();
   EXPECT_TRUE(WIFSIGNALED(status)) << "it ended with " << WEXITSTATUS(status);
   EXPECT_EQ(openStore(file)->objectForKey("records"), Value(Array{"a", "b", "c"}));
 }

@@ -57,39 +57,34 @@ TEST(AStoreThatAppearsLater, BringsItsIdentityAndIsAddedTo) {
   EXPECT_EQ(after->objectForKey("records"), Value(Array{"a1", "b1"}));
 }
 
-TEST(AStoreThatIsTakenAway, IsNoticedSaidAndWrittenAnew) {
-  for (const bool isRenamed : {true, false}) {
-    const TemporaryFolder folder;
-    const auto file = folder / "store";
-    StoreLog log;
-    const auto store = openStore(file, log.sink());
-    store->setObject("before", "a");
-    store->synchronize();
-    isRenamed ? std::filesystem::rename(file, folder / "gone") : static_cast<void>(std::filesystem::remove(file));
-    store->setObject("after", "b");
-    store->synchronize();
-    ASSERT_FALSE(log.lines().empty());
-    EXPECT_NE(log.lines().front().find("taken away"), std::string::npos);
-    AfterSuddenDeath found(file);
-    EXPECT_EQ(found->objectForKey("a"), Value("before"));
-    EXPECT_EQ(found->objectForKey("b"), Value("after"));
-  }
-}
-
-TEST(AStoreWhoseLogIsTakenAway, IsWrittenAnewToo) {
+/// What is said of a store between two writes of which something is taken away; both are there afterwards.
+std::vector<std::string> saidWithout(const std::function<void(const std::filesystem::path&)>& takeAway) {
   const TemporaryFolder folder;
   const auto file = folder / "store";
   StoreLog log;
   const auto store = openStore(file, log.sink());
   store->setObject("before", "a");
   store->synchronize();
-  std::filesystem::remove(file.string() + "-wal");
+  takeAway(file);
   store->setObject("after", "b");
   store->synchronize();
-  EXPECT_EQ(log.lines().size(), 1U);
   AfterSuddenDeath found(file);
   EXPECT_EQ(found->objectForKey("a"), Value("before"));
   EXPECT_EQ(found->objectForKey("b"), Value("after"));
+  return log.lines();
+}
+
+TEST(AStoreThatIsTakenAway, IsNoticedSaidAndWrittenAnew) {
+  for (const auto& lines :
+       {saidWithout([](const auto& file) { std::filesystem::rename(file, file.string() + ".gone"); }),
+        saidWithout([](const auto& file) { std::filesystem::remove(file); })}) {
+    ASSERT_FALSE(lines.empty());
+    EXPECT_NE(lines.front().find("taken away"), std::string::npos);
+  }
+}
+
+TEST(AStoreWhoseLogIsTakenAway, IsWrittenAnewToo) {
+  EXPECT_EQ(saidWithout([](const auto& file) { std::filesystem::remove(file.string() + "-wal"); }).size(), 1U);
 }
 
 TEST(AStore, BelongsToItsOwnerAlone) {

@@ -3,6 +3,7 @@
 #include <optional>
 
 #include "platform/json/RapidJSONSerialization.h"
+#include "support/WatchedProperties.h"
 #include "tools/sim/StateValues.h"
 
 namespace fliprugair {
@@ -109,13 +110,7 @@ Value reportedInstall() {
   return {
       {"sendInitial", false},
       {"idfa", "66666666-7777-4888-9999-AAAAAAAAAAAA"},
-      {"watchProperties", Value{{"app_limit_tracking", "0"},
-                                {"app_short_string", "1.0"},
-                                {"app_version", "100"},
-                                {"device_limit_tracking", "0"},
-                                {"is_genuine", "1"},
-                                {"language", "en"},
-                                {"os_version", "iOS 9.3"}}},
+      {"watchProperties", watchedProperties()},
   };
 }
 

@@ -4,35 +4,21 @@
 #include <limits>
 #include <optional>
 
-#include "tracker/Phone.h"
+#include "tracker/InitReplies.h"
 
 namespace fliprugair {
 namespace {
 
-const std::string invalidUtf8 = "a\xFF\xC0\x80z";
 const std::string repairedUtf8 = "a\xEF\xBF\xBD\xEF\xBF\xBD\xEF\xBF\xBDz";
 
 /// What has no text in it.
 const std::vector<Value>& valuesThatAreNoText() {
-  static const std::vector<Value> values{
-      Value(),
-      true,
-      false,
-      0,
-      1,
-      -1,
-      INT64_MAX,
-      INT64_MIN,
-      0.5,
-      1e300,
-      -1e300,
-      std::numeric_limits<double>::infinity(),
-      Array(),
-      Array({"demo"}),
-      Array({Array({Array()})}),
-      Dictionary(),
-      Value{{"marluneAppId", "demo"}},
-  };
+  static const std::vector<Value> values = [] {
+    std::vector<Value> all = wrongValues([](const Value& value) { return !value.isText(); });
+    all.insert(all.end(), {Value(), std::numeric_limits<double>::infinity(), Array({"demo"}), Array({Array({Array()})}),
+                           Value{{"marluneAppId", "demo"}}});
+    return all;
+  }();
   return values;
 }
 

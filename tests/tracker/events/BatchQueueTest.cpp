@@ -147,14 +147,17 @@ TEST(BatchQueue, AppendsNoNullButRestartsTheWait) {
   EXPECT_EQ(phone.timers(timer), Seconds({60}));
 }
 
-TEST(BatchQueue, IsFlushedByAnActivationOneSecondAfterTheWait) {
+/// How many requests go when the app becomes active at that time, and a record of 1700000000 waits.
+std::size_t sentByAnActivationAt(double time) {
   WaitingPhone phone;
   phone.store("sessionTracking", 2);
   phone.track();
-  phone.device.setNow(1700000061);
+  phone.device.setNow(time);
   phone.activate();
-  EXPECT_EQ(phone.events("send").size(), 1U);
+  return phone.events("send").size();
 }
+
+TEST(BatchQueue, IsFlushedByAnActivationOneSecondAfterTheWait) { EXPECT_EQ(sentByAnActivationAt(1700000061), 1U); }
 
 TEST(BatchQueue, WaitsForTheRestOfItsTimeFromAnActivationOn) {
   WaitingPhone phone;
@@ -168,14 +171,7 @@ TEST(BatchQueue, WaitsForTheRestOfItsTimeFromAnActivationOn) {
   EXPECT_TRUE(phone.events("send").empty());
 }
 
-TEST(BatchQueue, IsFlushedByAnActivationBeforeItsLastRecord) {
-  WaitingPhone phone;
-  phone.store("sessionTracking", 2);
-  phone.track();
-  phone.device.setNow(1699999999);
-  phone.activate();
-  EXPECT_EQ(phone.events("send").size(), 1U);
-}
+TEST(BatchQueue, IsFlushedByAnActivationBeforeItsLastRecord) { EXPECT_EQ(sentByAnActivationAt(1699999999), 1U); }
 
 TEST(BatchQueue, ThatIsEmptyWaitsForNothingAtAnActivation) {
   WaitingPhone phone;
