@@ -24,11 +24,15 @@ async function serious(page, colorsAlone) {
     .map((one) => `${one.id}: ${one.nodes.map((node) => `${node.html.slice(0, 160)} ${node.failureSummary}`).slice(0, 3).join(' | ')}`);
 }
 
+/** The colours are the same ones at each width. */
+const widths = [[desktop, ['light', 'dark']], [phone, ['light']]];
+
 /** Each view with the states that are looked at one after the other. */
 const views = {
   'before anything came': ['#traffic', (page) => page.getByRole('heading', {name: 'Waiting for the first request'}).waitFor()],
   'where the traffic is': ['#traffic', async (page) => {
     await lines(page, 'event "Wrong"').click();
+    await page.getByRole('tab', {name: 'Body'}).click();
     await page.locator('.json-note').first().waitFor();
   }, (page) => page.getByRole('tab', {name: 'Raw bytes'}).click(), (page) => page.keyboard.press('?')],
   'among the answers': ['#answers', async (page) => {
@@ -42,17 +46,17 @@ const views = {
 for (const [place, [view, ...states]] of Object.entries(views)) {
   test(`nothing serious stands in anyone's way ${place}: light and dark, wide and narrow`, async () => {
     if (!place.startsWith('before')) await fill(stage.host);
-    for (const [width, viewport] of Object.entries({wide: desktop, narrow: phone})) {
-      const page = await stage.open({view});
+    const page = await stage.open({view});
+    for (const [viewport, colorSchemes] of widths) {
       await page.setViewportSize(viewport);
-      await page.emulateMedia({reducedMotion: 'reduce'});
       for (const [number, prepare] of states.entries()) {
         await prepare(page);
-        for (const colorScheme of ['light', 'dark']) {
-          await page.emulateMedia({colorScheme});
-          assert.deepEqual(await serious(page, colorScheme === 'dark'), [], `state ${number}, ${width}, ${colorScheme}`);
+        for (const colorScheme of colorSchemes) {
+          await page.emulateMedia({colorScheme, reducedMotion: 'reduce'});
+          assert.deepEqual(await serious(page, colorScheme === 'dark'), [], `state ${number}, ${viewport.width} wide, ${colorScheme}`);
         }
       }
+      await page.keyboard.press('Escape');  // what lies over the page
     }
   });
 }
