@@ -16,7 +16,7 @@ async function set(page, key, value) {
 }
 
 async function apply(page) {
-  await page.getByRole('button', {name: 'Apply'}).click({timeout: 3000});  // the message of the last time, which stays for 4 s, is not in the way
+  await page.getByRole('button', {name: 'Apply'}).click();
   await page.getByText('The host answers like this now.').waitFor();
 }
 
@@ -148,4 +148,15 @@ test('what is typed while the answers are applied stays', async () => {
   assert.equal((await initReply()).flags.currency, 'CHF');
   assert.equal(await page.getByLabel('currency', {exact: true}).inputValue(), 'NOK');
   await page.getByText('Not applied yet.').waitFor();
+});
+
+test('the message that the answers are applied does not lie over the button that applies the next ones', async () => {
+  const page = await stage.open({view: '#answers'});
+  await set(page, 'currency', 'CHF');
+  await apply(page);
+  await page.locator('.toast').waitFor();
+  assert.ok(await page.getByRole('button', {name: 'Apply'}).evaluate((button) => {
+    const {x, y, width, height} = button.getBoundingClientRect();
+    return button.contains(document.elementFromPoint(x + width / 2, y + height / 2));
+  }));
 });

@@ -38,17 +38,19 @@ function figures(times) {
   return {frames: sorted.length, median: at(0.5), p95: at(0.95), worst: at(1)};
 }
 
+/** What the page has cost so far. Processor time of its thread: how busy the machine is does not count. */
 async function usage(page) {
-  const session = await page.context().newCDPSession(page);
-  await session.send('HeapProfiler.collectGarbage');
-  await session.send('Performance.enable');
-  const {metrics} = await session.send('Performance.getMetrics');
+  page.profiler ??= await page.context().newCDPSession(page);
+  await page.profiler.send('Performance.enable', {timeDomain: 'threadTicks'});
+  await page.profiler.send('HeapProfiler.collectGarbage');
+  const {metrics} = await page.profiler.send('Performance.getMetrics');
   const value = (name) => metrics.find((one) => one.name === name).value;
-  return {heapMB: Math.round(value('JSHeapUsedSize') / 1e5) / 10, nodes: value('Nodes')};
+  return {heapMB: Math.round(value('JSHeapUsedSize') / 1e5) / 10, nodes: value('Nodes'), milliseconds: Math.round(value('TaskDuration') * 1000)};
 }
 
 test('ten thousand records arrive and are scrolled through smoothly, in little memory', async () => {
   const page = await stage.open();
+  const atFirst = await usage(page);
   await watchFrames(page);
   const started = performance.now();
   await sendAll();
@@ -57,6 +59,7 @@ test('ten thousand records arrive and are scrolled through smoothly, in little m
 
   const wholeLane = page.getByRole('img', {name: `${(batches * inBatch / devices).toLocaleString('en')} records`});
   await wholeLane.nth(devices - 1).waitFor();
+  const arrived = await usage(page);
   await watchFrames(page);
   await page.evaluate(async () => {
     const list = document.getElementById('list');
@@ -66,19 +69,21 @@ test('ten thousand records arrive and are scrolled through smoothly, in little m
     }
   });
   const scrolling = figures(await frames(page));
+  const scrolled = await usage(page);
 
   const begin = performance.now();
   await page.getByRole('searchbox').fill('event 399');
   await page.getByText(`26 of ${all} lines`).waitFor();
   const search = Math.round(performance.now() - begin);
   const use = await usage(page);
+  const spent = {arrival: arrived.milliseconds - atFirst.milliseconds, aFrame: (scrolled.milliseconds - arrived.milliseconds) / scrolling.frames, search: use.milliseconds - scrolled.milliseconds};
   console.log(`arrival of 10,000 records: ${JSON.stringify(arrival)}`);
   console.log(`scrolling: ${JSON.stringify(scrolling)}; search: ${search} ms; ${JSON.stringify(use)}`);
+  console.log(`processor time in ms: ${JSON.stringify(spent)}`);
 
-  assert.ok(arrival.p95 <= 100, `frames while they arrive: ${JSON.stringify(arrival)}`);
-  assert.ok(arrival.worst <= 1000, `the longest frame while they arrive: ${JSON.stringify(arrival)}`);
-  assert.ok(scrolling.median <= 34 && scrolling.p95 <= 100, `frames while scrolling: ${JSON.stringify(scrolling)}`);
-  assert.ok(search <= 1000, `a search took ${search} ms`);
+  assert.ok(spent.arrival <= 4000, `their arrival took ${spent.arrival} ms of processor time`);
+  assert.ok(spent.aFrame <= 16, `a frame while scrolling took ${spent.aFrame} ms of processor time`);
+  assert.ok(spent.search <= 500, `a search took ${spent.search} ms of processor time`);
   assert.ok(use.heapMB <= 60, `the page holds ${use.heapMB} MB`);
   assert.ok(use.nodes <= 4000, `the page has ${use.nodes} nodes`);
 });

@@ -3,7 +3,7 @@
 import {chromium} from 'playwright-core';
 
 const flags = ['--disable-gpu', '--disable-quic', '--no-first-run', '--disable-background-networking', '--disable-component-update', '--disable-sync'];
-const patience = 20000;  // milliseconds; what a page does takes a few, so that only a page that hangs takes so long
+const patience = 30000;  // milliseconds; what a page does takes a few, so that only a page that hangs takes so long
 
 export const desktop = {width: 1360, height: 860};
 export const phone = {width: 390, height: 844};

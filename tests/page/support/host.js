@@ -9,6 +9,9 @@ import {createInterface} from 'node:readline';
 const programs = process.env.FLIPRUGAIR_BIN;
 if (!programs) throw new Error('FLIPRUGAIR_BIN does not say where the built programs are; ctest sets it.');
 
+/** A connection for each request: one that waits for the next is closed by the host after a while, perhaps just then. */
+const oneEach = {Connection: 'close'};
+
 export const device = 'MI0123456789ABCDEF0123456789ABCDEF';
 
 export class Host {
@@ -37,21 +40,21 @@ export class Host {
   }
 
   async send(body, {raw = false} = {}) {
-    const reply = await fetch(`${this.url}marlune/v4`, {method: 'POST', body: raw ? body : JSON.stringify(body), headers: {'Content-Type': 'application/json; charset=utf-8'}});
+    const reply = await fetch(`${this.url}marlune/v4`, {method: 'POST', body: raw ? body : JSON.stringify(body), headers: {...oneEach, 'Content-Type': 'application/json; charset=utf-8'}});
     return {status: reply.status, text: await reply.text()};
   }
 
   async get(what) {
-    return (await fetch(this.url + what)).json();
+    return (await fetch(this.url + what, {headers: oneEach})).json();
   }
 
   put(what, value) {
-    return this.tell('PUT', what, {body: JSON.stringify(value), headers: {'Content-Type': 'application/json'}});
+    return this.tell('PUT', what, {body: JSON.stringify(value), headers: {...oneEach, 'Content-Type': 'application/json'}});
   }
 
   /** As at its start. */
   reset() {
-    return this.tell('POST', 'api/reset');
+    return this.tell('POST', 'api/reset', {headers: oneEach});
   }
 
   async tell(method, what, more) {
