@@ -19,11 +19,6 @@ constexpr std::size_t growth = 4;
 using Bucket = std::vector<Dictionary::Entry>;
 using Group = std::vector<std::shared_ptr<const Bucket>>;
 
-std::uint32_t hashOf(std::string_view key) {
-  const std::size_t hash = std::hash<std::string_view>{}(key);
-  return static_cast<std::uint32_t>(hash ^ (hash >> 32));
-}
-
 bool byOrder(const Dictionary::Entry& left, const Dictionary::Entry& right) { return left.order < right.order; }
 
 }  // namespace
@@ -38,16 +33,18 @@ struct Dictionary::Node {
   std::uint64_t nextOrder = 0;
   std::size_t depth = 1;
 
-  std::size_t bucketIndex(std::uint32_t hash) const { return hash % bucketCount; }
+  std::size_t bucketIndex(std::string_view key) const {
+    return bucketCount == 1 ? 0 : std::hash<std::string_view>{}(key) % bucketCount;
+  }
   std::size_t roomFor() const { return groups.empty() ? shortSize : bucketCount * bucketLoad; }
 
   const Bucket& bucket(std::size_t index) const {
     return groups.empty() ? own : *(*groups[index / groupSize])[index % groupSize];
   }
 
-  const Entry* find(std::string_view key, std::uint32_t hash) const {
-    for (const Entry& entry : bucket(bucketIndex(hash))) {
-      if (entry.hash == hash && entry.key() == key) return &entry;
+  const Entry* find(std::string_view key, std::size_t index) const {
+    for (const Entry& entry : bucket(index)) {
+      if (entry.name == key) return &entry;
     }
     return nullptr;
   }
@@ -79,25 +76,23 @@ Dictionary::Dictionary(std::vector<std::pair<std::string, Value>> pairs) {
   for (auto& pair : pairs) {
     pair.first = validUtf8(std::move(pair.first));
     depth = std::max(depth, depthAround(pair.second));
-    const std::uint32_t hash = hashOf(pair.first);
-    const auto isKnown = [&](const Entry& entry) { return entry.hash == hash && entry.key() == pair.first; };
+    const auto isKnown = [&](const Entry& entry) { return entry.name == pair.first; };
     const auto known = mayBeLong ? entries.end() : std::find_if(entries.begin(), entries.end(), isKnown);
     if (known != entries.end()) {
       known->value = std::move(pair.second);
     } else {
       auto key = std::make_shared<const std::string>(std::move(pair.first));
-      entries.push_back({std::move(key), std::move(pair.second), hash, entries.size()});
+      entries.emplace_back(*key, key, std::move(pair.second), entries.size());
     }
   }
-  if (entries.empty()) return;
   if (mayBeLong) {
     // Long lists look for repeated keys after sorting, so that their number does not matter.
     std::stable_sort(entries.begin(), entries.end(),
-                     [](const Entry& left, const Entry& right) { return left.key() < right.key(); });
+                     [](const Entry& left, const Entry& right) { return left.name < right.name; });
     std::vector<Entry> unique;
     unique.reserve(entries.size());
     for (Entry& entry : entries) {
-      if (!unique.empty() && unique.back().key() == entry.key()) {
+      if (!unique.empty() && unique.back().name == entry.name) {
         unique.back().value = std::move(entry.value);
       } else {
         unique.push_back(std::move(entry));
@@ -111,16 +106,17 @@ Dictionary::Dictionary(std::vector<std::pair<std::string, Value>> pairs) {
 
 /// A dictionary of `entries`, which stand in their order and have different keys.
 Dictionary Dictionary::distributed(std::vector<Entry> entries, std::size_t depth) {
+  if (entries.empty()) return {};
   auto node = std::make_shared<Node>();
   node->depth = depth;
   node->size = entries.size();
-  node->nextOrder = entries.empty() ? 0 : entries.back().order + 1;
+  node->nextOrder = entries.back().order + 1;
   if (entries.size() <= shortSize) {
     node->own = std::move(entries);
   } else {
     while (entries.size() > node->bucketCount * bucketLoad) node->bucketCount *= growth;
     std::vector<Bucket> buckets(node->bucketCount);
-    for (Entry& entry : entries) buckets[node->bucketIndex(entry.hash)].push_back(std::move(entry));
+    for (Entry& entry : entries) buckets[node->bucketIndex(entry.name)].push_back(std::move(entry));
     for (std::size_t begin = 0; begin < buckets.size(); begin += groupSize) {
       auto group = std::make_shared<Group>();
       for (std::size_t index = begin; index < std::min(begin + groupSize, buckets.size()); ++index) {
@@ -139,7 +135,7 @@ std::size_t Dictionary::size() const { return node_ ? node_->size : 0; }
 std::size_t Dictionary::depth() const { return node_ ? node_->depth : 1; }
 
 const Dictionary::Entry* Dictionary::find(std::string_view key) const {
-  return node_ ? node_->find(key, hashOf(key)) : nullptr;
+  return node_ ? node_->find(key, node_->bucketIndex(key)) : nullptr;
 }
 
 Value Dictionary::operator[](std::string_view key) const {
@@ -153,9 +149,8 @@ Dictionary Dictionary::setting(std::string_view given, Value value) const {
   std::string key = validUtf8(std::string(given));
   if (!node_) return Dictionary({{std::move(key), std::move(value)}});
   const std::size_t depth = std::max(node_->depth, depthAround(value));
-  const std::uint32_t hash = hashOf(key);
-  const std::size_t index = node_->bucketIndex(hash);
-  const Entry* known = node_->find(key, hash);
+  const std::size_t index = node_->bucketIndex(key);
+  const Entry* known = node_->find(key, index);
   const Bucket& before = node_->bucket(index);
   Bucket bucket;
   bucket.reserve(before.size() + 1);
@@ -163,7 +158,8 @@ Dictionary Dictionary::setting(std::string_view given, Value value) const {
   if (known != nullptr) {
     bucket[static_cast<std::size_t>(known - before.data())].value = std::move(value);
   } else {
-    bucket.push_back({std::make_shared<const std::string>(std::move(key)), std::move(value), hash, node_->nextOrder});
+    auto owner = std::make_shared<const std::string>(std::move(key));
+    bucket.emplace_back(*owner, owner, std::move(value), node_->nextOrder);
   }
   const auto node = node_->replacing(index, std::move(bucket));
   node->depth = depth;
@@ -181,7 +177,7 @@ Dictionary Dictionary::setting(std::string_view given, Value value) const {
 Dictionary Dictionary::removing(std::string_view key) const {
   const Entry* entry = find(key);
   if (entry == nullptr) return *this;
-  const std::size_t index = node_->bucketIndex(entry->hash);
+  const std::size_t index = node_->bucketIndex(entry->name);
   const Bucket& before = node_->bucket(index);
   Bucket bucket = before;
   bucket.erase(bucket.begin() + (entry - before.data()));
@@ -196,14 +192,17 @@ Dictionary::Entries Dictionary::entries() const {
   Entries result;
   if (!node_) return result;
   result.keepsAlive_ = node_;
+  result.size_ = node_->size;
+  if (node_->bucketCount == 1) {
+    result.first_ = node_->bucket(0).data();
+    return result;
+  }
   result.order_.reserve(node_->size);
   for (std::size_t index = 0; index < node_->bucketCount; ++index) {
     for (const Entry& entry : node_->bucket(index)) result.order_.push_back(&entry);
   }
-  if (node_->bucketCount > 1) {
-    std::sort(result.order_.begin(), result.order_.end(),
-              [](const Entry* left, const Entry* right) { return left->order < right->order; });
-  }
+  std::sort(result.order_.begin(), result.order_.end(),
+            [](const Entry* left, const Entry* right) { return left->order < right->order; });
   return result;
 }
 
@@ -212,10 +211,9 @@ Dictionary::Difference Dictionary::difference(const Dictionary& before, const Di
   if (before.node_ == after.node_) return result;
   const auto isIn = [](const Dictionary& dictionary, const Entry& entry) {
     if (!dictionary.node_) return false;
-    const Bucket& bucket = dictionary.node_->bucket(dictionary.node_->bucketIndex(entry.hash));
+    const Bucket& bucket = dictionary.node_->bucket(dictionary.node_->bucketIndex(entry.name));
     return std::any_of(bucket.begin(), bucket.end(), [&](const Entry& other) {
-      return other.order == entry.order && other.value.isSameObject(entry.value) &&
-             (other.sharedKey == entry.sharedKey || other.key() == entry.key());
+      return other.order == entry.order && other.value.isSameObject(entry.value) && other.name == entry.name;
     });
   };
   const bool sameLayout = before.node_ && after.node_ && before.node_->groups.size() == after.node_->groups.size() &&
@@ -250,7 +248,7 @@ bool operator==(const Dictionary& left, const Dictionary& right) {
   const auto rightEntries = right.entries();
   auto other = rightEntries.begin();
   for (const Dictionary::Entry& entry : leftEntries) {
-    if (entry.key() != other->key() || !(entry.value == other->value)) return false;
+    if (entry.name != other->name || !(entry.value == other->value)) return false;
     ++other;
   }
   return true;

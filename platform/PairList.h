@@ -1,30 +1,59 @@
 #pragma once
 
-#include <string>
+#include <algorithm>
+#include <cstddef>
 #include <string_view>
 #include <utility>
 #include <vector>
 
 #include "Fliprugair/platform/Value.h"
+#include "platform/Nesting.h"
 
 namespace fliprugair {
 
-/// Builds a dictionary from an ordered list of pairs that ends at the first absent value: that pair and every later one
-/// are left out. All ordered pair lists of the system are made with it, because what is missing and in which order
-/// the rest stands are part of the formats.
+/// A key that stands in the source: plain ASCII, seen to when it is compiled, and never copied.
+class LiteralKey {
+ public:
+  template <std::size_t size>
+  consteval LiteralKey(const char (&literal)[size]) : text_(literal, size - 1) {
+    if (!std::ranges::all_of(text_, [](char character) { return character > 0; })) throw "not plain ASCII";
+  }
+
+  std::string_view text() const { return text_; }
+
+ private:
+  std::string_view text_;
+};
+
+/// Builds a dictionary from an ordered list of pairs with different keys that ends at the first absent value: that pair
+/// and every later one are left out. All ordered pair lists of the system are made with it, because what is missing and
+/// in which order the rest stands are part of the formats.
 class PairList {
  public:
-  PairList& add(std::string_view key, Value value) {
+  PairList() { entries_.reserve(mostPairs); }
+
+  PairList& add(LiteralKey key, Value value) {
     ended_ = ended_ || value.isNull();
-    if (!ended_) pairs_.emplace_back(key, std::move(value));
+    return ended_ ? *this : append(key, std::move(value));
+  }
+
+  /// Adds a pair behind the list, whether that has ended or not.
+  PairList& set(LiteralKey key, Value value) { return append(key, std::move(value)); }
+
+  /// What the list holds. Pairs can be added behind it with `Dictionary::setting`, too.
+  Dictionary dictionary() { return Dictionary::distributed(std::exchange(entries_, {}), depth_); }
+
+ private:
+  PairList& append(LiteralKey key, Value&& value) {
+    depth_ = std::max(depth_, depthAround(value));
+    entries_.emplace_back(key.text(), nullptr, std::move(value), entries_.size());
     return *this;
   }
 
-  /// What the list holds. Pairs can be added behind it with `Dictionary::setting` whether the list ended early or not.
-  Dictionary dictionary() { return Dictionary(std::exchange(pairs_, {})); }
+  static constexpr std::size_t mostPairs = 12;  ///< of an event; longer lists grow
 
- private:
-  std::vector<std::pair<std::string, Value>> pairs_;
+  std::vector<Dictionary::Entry> entries_;
+  std::size_t depth_ = 1;
   bool ended_ = false;
 };
 

@@ -32,11 +32,11 @@ std::string SessionClock::returnAndSetUptimeDelta() {
   return signedText(delta);
 }
 
-void SessionClock::addUptimeDeltaAndLastPostTime(Dictionary& data) {
+void SessionClock::addUptimeDeltaAndLastPostTime(PairList& data) {
   const std::string delta = returnAndSetUptimeDelta();
-  if (integerOfText<std::int64_t>(delta) > 0) data = data.setting("updelta", delta);
+  if (integerOfText<std::int64_t>(delta) > 0) data.set("updelta", delta);
   const Value lastPostTime = context_.store().objectForKey(key::lastPostTime);
-  if (lastPostTime.integerValue() > 0) data = data.setting("last_post_time", lastPostTime);
+  if (lastPostTime.integerValue() > 0) data.set("last_post_time", lastPostTime);
 }
 
 void SessionClock::noteActivation() { context_.store().setInteger(now(), key::timeAppBecameActive); }

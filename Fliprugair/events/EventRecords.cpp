@@ -29,16 +29,17 @@ void EventRecords::trackEventWithEventTitleString(const Text& eventTitleString, 
     return;
   }
   PairList data = eventData(eventTitleString, eventValueString);
-  Dictionary trackingData = withCurrencyAndPosition(data);
-  if (standardBool) trackingData = trackingData.setting("event_standard", 1);
-  append(std::move(trackingData));
+  addCurrencyAndPosition(data);
+  if (standardBool) data.set("event_standard", 1);
+  append(std::move(data));
 }
 
 void EventRecords::trackEvent(const Text& eventTitle, const Text& eventValue, const Text& encodedReceipt) {
   if (refuses(eventTitle, "-[MarluneTracker trackEvent:withValue:andReceipt:]", 2198)) return;
   PairList data = eventData(eventTitle, eventValue);
   data.add("receipt", encodedReceipt.value());
-  append(withCurrencyAndPosition(data));
+  addCurrencyAndPosition(data);
+  append(std::move(data));
 }
 
 PairList EventRecords::eventData(const Text& eventTitle, const Text& eventValue) const {
@@ -50,16 +51,15 @@ PairList EventRecords::eventData(const Text& eventTitle, const Text& eventValue)
   return data;
 }
 
-Dictionary EventRecords::withCurrencyAndPosition(PairList& data) const {
-  return data.add("currency", identity_.currency())
+void EventRecords::addCurrencyAndPosition(PairList& data) const {
+  data.add("currency", identity_.currency())
       .add("geo_lat", context_.store().objectForKey(key::deviceLatitude))
-      .add("geo_long", context_.store().objectForKey(key::deviceLongitude))
-      .dictionary();
+      .add("geo_long", context_.store().objectForKey(key::deviceLongitude));
 }
 
-void EventRecords::append(Dictionary trackingData) {
+void EventRecords::append(PairList trackingData) {
   clock_.addUptimeDeltaAndLastPostTime(trackingData);
-  batch_.appendBatchEvent(envelope_.request("event", Form::event, trackingData));
+  batch_.appendBatchEvent(envelope_.request("event", Form::event, trackingData.dictionary()));
 }
 
 /// A forbidden title is dropped silently, a missing one with a log line.
@@ -78,15 +78,14 @@ void EventRecords::spatialEvent(const Text& eventTitle, float x, float y, float 
     }
     return;
   }
-  Dictionary spatialData = PairList()
-                               .add("event_name", eventTitle.value())
-                               .add("x", fixedText(x))
-                               .add("y", fixedText(y))
-                               .add("z", fixedText(z))
-                               .add("usertime", clock_.currentLocalTime())
-                               .dictionary();
+  PairList spatialData;
+  spatialData.add("event_name", eventTitle.value())
+      .add("x", fixedText(x))
+      .add("y", fixedText(y))
+      .add("z", fixedText(z))
+      .add("usertime", clock_.currentLocalTime());
   clock_.addUptimeDeltaAndLastPostTime(spatialData);
-  batch_.appendBatchEvent(envelope_.request("spatial", Form::brief, spatialData));
+  batch_.appendBatchEvent(envelope_.request("spatial", Form::brief, spatialData.dictionary()));
 }
 
 void EventRecords::identityLinkEvent(const Value& identityLinkData) {
@@ -101,14 +100,13 @@ void EventRecords::identityLinkEvent(const Value& identityLinkData) {
 }
 
 void EventRecords::sendDeepLink(const URL& url, const Text& sourceApplication) {
-  Dictionary data = PairList()
-                        .add("uri", url.absoluteString().text())
-                        .add("source_app", sourceApplication.string())
-                        .add("usertime", clock_.currentLocalTime())
-                        .add("uptime", clock_.returnUptime())
-                        .dictionary();
+  PairList data;
+  data.add("uri", url.absoluteString().text())
+      .add("source_app", sourceApplication.string())
+      .add("usertime", clock_.currentLocalTime())
+      .add("uptime", clock_.returnUptime());
   clock_.addUptimeDeltaAndLastPostTime(data);
-  batch_.appendBatchEvent(envelope_.request("deeplink", Form::brief, data));
+  batch_.appendBatchEvent(envelope_.request("deeplink", Form::brief, data.dictionary()));
 }
 
 void EventRecords::trackEventWithEventStandardParameters(const EventStandardParameters* eventStandardParameters) {

@@ -53,8 +53,8 @@ class EventRecords {
   void eventNetworkTransactionWithNameString(const Text& nameString, const Value& dataDictionary, bool standardBool);
   bool refuses(const Text& eventTitle, std::string_view method, int line) const;
   PairList eventData(const Text& eventTitle, const Text& eventValue) const;
-  Dictionary withCurrencyAndPosition(PairList& data) const;
-  void append(Dictionary trackingData);
+  void addCurrencyAndPosition(PairList& data) const;
+  void append(PairList trackingData);
 
   Context& context_;
   Shared& shared_;

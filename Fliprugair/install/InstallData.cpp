@@ -42,26 +42,26 @@ InstallData::Report InstallData::gather() {
   // A pasteboard without text is null, one that does not exist is "".
   const auto pasteboard = surroundings_.pasteboard("fb_app_attribution");
   const Value pasteboardText = pasteboard ? pasteboard->text : Value("");
-  Dictionary data = baseEntries();
+  PairList data = baseEntries();
   clock_.addUptimeDeltaAndLastPostTime(data);
   addFacebookAttribution(data, pasteboardText);
   const bool deviceLimitsTracking = facts_.hasIdentifiers() && addAdvertisingEntries(data);
   if (const Value link = context_.store().objectForKey(key::initialIdentityLink); !link.isNull()) {
-    data = data.setting("identity_link", link);
+    data.set("identity_link", link);
   }
   addScreenSize(data);
   addReceipt(data);
   addDeviceState(data);
-  if (const Value customId = customIdString(); !customId.isNull()) data = data.setting("custom_id", customId);
-  return {data, watchDictionary(deviceLimitsTracking)};
+  if (const Value customId = customIdString(); !customId.isNull()) data.set("custom_id", customId);
+  return {data.dictionary(), watchDictionary(deviceLimitsTracking)};
 }
 
-Dictionary InstallData::baseEntries() const {
+PairList InstallData::baseEntries() const {
   // Its failure costs no other entry: the list would end with the first one that is absent.
   Text hardware = "";
   context_.guarded([&] { hardware = makeHardwareInfo_()->obtainHardwareDescription(); });
-  return PairList()
-      .add("device", hardware.value())
+  PairList data;
+  data.add("device", hardware.value())
       .add("language", facts_.preferredLanguage())
       .add("package_name", facts_.bundleText("CFBundleIdentifier"))
       .add("app_version", facts_.bundleText("CFBundleVersion"))
@@ -73,16 +73,16 @@ Dictionary InstallData::baseEntries() const {
       .add("is_genuine", DeviceFacts::digitText(facts_.isOSGenuine()))
       .add("currency", identity_.currency())
       .add("usertime", clock_.currentLocalTime())
-      .add("uptime", clock_.returnUptime())
-      .dictionary();
+      .add("uptime", clock_.returnUptime());
+  return data;
 }
 
 bool InstallData::UIInterfaceOrientationIsLandscape(int orientation) { return orientation == 4 || orientation == 3; }
 
-void InstallData::addFacebookAttribution(Dictionary& data, const Value& pasteboardText) const {
+void InstallData::addFacebookAttribution(PairList& data, const Value& pasteboardText) const {
   if (facts_.isDisabled("fb_attribution_id") || pasteboardText.isNull()) return;
   try {
-    data = data.setting("fb_attribution_id", pasteboardText);
+    data.set("fb_attribution_id", pasteboardText);
   } catch (const std::exception& exception) {
     if (!context_.loggingEnabled()) return;
     context_.log(initialMethod, 1604,
@@ -92,51 +92,51 @@ void InstallData::addFacebookAttribution(Dictionary& data, const Value& pasteboa
 }
 
 /// Whether the device limits tracking.
-bool InstallData::addAdvertisingEntries(Dictionary& data) {
+bool InstallData::addAdvertisingEntries(PairList& data) {
   UserDefaults& store = context_.store();
   const bool limited = facts_.limitsTracking();
   store.setObject(limited, key::device_limit_tracking);
   store.synchronize();
-  data = data.setting("device_limit_tracking", DeviceFacts::digitText(limited));
-  if (!facts_.isDisabled("idfv")) data = data.setting("idfv", facts_.vendorIdentifier());
+  data.set("device_limit_tracking", DeviceFacts::digitText(limited));
+  if (!facts_.isDisabled("idfv")) data.set("idfv", facts_.vendorIdentifier());
   if (!facts_.isDisabled("idfa")) {
     const Value identifier = facts_.advertisingIdentifier();
-    data = data.setting("idfa", identifier.text());
+    data.set("idfa", identifier.text());
     store.setObject(identifier, key::idfa);
   }
   return limited;
 }
 
-void InstallData::addScreenSize(Dictionary& data) const {
+void InstallData::addScreenSize(PairList& data) const {
   if (facts_.isDisabled("screen_size") || facts_.systemVersion() < 8.0) return;
   const Screen screen = facts_.screen();
-  data = data.setting("disp_w", pixelText(screen.width)).setting("disp_h", pixelText(screen.height));
+  data.set("disp_w", pixelText(screen.width)).set("disp_h", pixelText(screen.height));
 }
 
-void InstallData::addReceipt(Dictionary& data) const {
+void InstallData::addReceipt(PairList& data) const {
   if (std::floor(facts_.foundationVersionNumber()) <= lastFoundationWithoutReceipt) return;
   const Value receipt = bundle_.encodedReceipt();
   if (receipt.isNull()) return;
-  data = data.setting("receipt", receipt);
+  data.set("receipt", receipt);
   if (context_.loggingEnabled()) {
     context_.log(initialMethod, 1668, "Marlune library - install receipt: " + receipt.text());
   }
 }
 
-void InstallData::addDeviceState(Dictionary& data) const {
+void InstallData::addDeviceState(PairList& data) const {
   if (!facts_.isDisabled("screen_brightness")) {
-    data = data.setting("screen_brightness", facts_.screen().brightness);
+    data.set("screen_brightness", facts_.screen().brightness);
   }
   if (!facts_.isDisabled("network_conn_type")) {
     if (connectivity_.cellularConnectedBool()) {
-      data = data.setting("network_conn_type", "cellular");
+      data.set("network_conn_type", "cellular");
     } else if (connectivity_.wiFiConnectedBool()) {
-      data = data.setting("network_conn_type", "wifi");
+      data.set("network_conn_type", "wifi");
     }
   }
   if (!facts_.isDisabled("device_orientation")) {
     const bool landscape = UIInterfaceOrientationIsLandscape(application_.statusBarOrientation());
-    data = data.setting("device_orientation", landscape ? "landscape" : "portrait");
+    data.set("device_orientation", landscape ? "landscape" : "portrait");
   }
 }
 

@@ -50,12 +50,12 @@ class InstallData {
   void storeIdentityLink(const Value& identityLink);
 
  private:
-  Dictionary baseEntries() const;
-  void addFacebookAttribution(Dictionary& data, const Value& pasteboardText) const;
-  bool addAdvertisingEntries(Dictionary& data);
-  void addScreenSize(Dictionary& data) const;
-  void addReceipt(Dictionary& data) const;
-  void addDeviceState(Dictionary& data) const;
+  PairList baseEntries() const;
+  void addFacebookAttribution(PairList& data, const Value& pasteboardText) const;
+  bool addAdvertisingEntries(PairList& data);
+  void addScreenSize(PairList& data) const;
+  void addReceipt(PairList& data) const;
+  void addDeviceState(PairList& data) const;
   Dictionary watchDictionary(bool deviceLimitsTracking) const;
 
   Context& context_;

@@ -1,5 +1,9 @@
 #include "platform/json/RapidJSONSerialization.h"
 
+// A host app may have RapidJSON with other settings.
+#define RAPIDJSON_NAMESPACE fliprugair::rapidjson
+#define RAPIDJSON_NAMESPACE_BEGIN namespace fliprugair::rapidjson {
+#define RAPIDJSON_NAMESPACE_END }
 #include <rapidjson/encodedstream.h>
 #include <rapidjson/memorystream.h>
 #include <rapidjson/prettywriter.h>
@@ -8,6 +12,7 @@
 #include <rapidjson/writer.h>
 
 #include <algorithm>
+#include <cstring>
 #include <vector>
 
 #include "Fliprugair/platform/Text.h"
@@ -15,6 +20,48 @@
 namespace fliprugair {
 
 namespace {
+
+constexpr std::size_t usualSize = 1024;  // bytes, of a record with room for a few texts
+
+/// Whether no byte of `text` is to be escaped: a control character, a quotation mark, a backslash. Eight bytes are
+/// looked at in one step, of the last ones some twice.
+bool isPlain(std::string_view text) {
+  constexpr std::uint64_t ones = 0x0101010101010101;
+  constexpr std::uint64_t tops = 0x8080808080808080;
+  const auto hasZero = [](std::uint64_t bytes) { return ((bytes - ones) & ~bytes & tops) != 0; };
+  const auto isPlainAt = [&](std::size_t position) {
+    std::uint64_t bytes = 0;
+    std::memcpy(&bytes, text.data() + position, sizeof bytes);
+    const bool hasControl = ((bytes - ones * 0x20) & ~bytes & tops) != 0;
+    return !hasControl && !hasZero(bytes ^ (ones * '"')) && !hasZero(bytes ^ (ones * '\\'));
+  };
+  if (text.size() < sizeof(std::uint64_t)) {
+    return std::all_of(text.begin(), text.end(), [](char character) {
+      return static_cast<unsigned char>(character) >= 0x20 && character != '"' && character != '\\';
+    });
+  }
+  for (std::size_t position = 0; position + sizeof(std::uint64_t) < text.size(); position += sizeof(std::uint64_t)) {
+    if (!isPlainAt(position)) return false;
+  }
+  return isPlainAt(text.size() - sizeof(std::uint64_t));
+}
+
+/// Copies texts that need no escapes, as nearly all do; RapidJSON's own writer looks at each character by itself.
+class CompactWriter : public rapidjson::Writer<rapidjson::StringBuffer> {
+ public:
+  using Writer::Writer;
+
+  bool Key(const char* text, rapidjson::SizeType length) { return String(text, length); }
+  bool String(const char* text, rapidjson::SizeType length) {
+    if (!isPlain({text, length})) return Writer::String(text, length);
+    Prefix(rapidjson::kStringType);
+    char* place = os_->Push(length + 2);
+    *place++ = '"';
+    place = std::copy_n(text, length, place);
+    *place = '"';
+    return EndValue(true);
+  }
+};
 
 template <class Writer>
 bool write(Writer& writer, const Value& value) {
@@ -37,7 +84,7 @@ bool write(Writer& writer, const Value& value) {
     case Value::Kind::dictionary: {
       bool good = writer.StartObject();
       for (const Dictionary::Entry& entry : value.dictionary().entries()) {
-        good = good && writer.Key(entry.key().data(), static_cast<rapidjson::SizeType>(entry.key().size()));
+        good = good && writer.Key(entry.name.data(), static_cast<rapidjson::SizeType>(entry.name.size()));
         good = good && write(writer, entry.value);
       }
       return good && writer.EndObject();
@@ -141,13 +188,13 @@ class ValueBuilder : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, Valu
 }  // namespace
 
 std::optional<std::string> RapidJSONSerialization::text(const Value& value, Layout layout) const {
-  rapidjson::StringBuffer buffer;
+  rapidjson::StringBuffer buffer(nullptr, usualSize);
   bool good = false;
   if (layout == Layout::pretty) {
     rapidjson::PrettyWriter<rapidjson::StringBuffer> writer(buffer);
     good = write(writer, value);
   } else {
-    rapidjson::Writer<rapidjson::StringBuffer> writer(buffer);
+    CompactWriter writer(buffer);
     good = write(writer, value);
   }
   if (!good) return std::nullopt;

@@ -164,7 +164,7 @@ void RowMirror::stageEntries(Key& key, const Dictionary& before, const Dictionar
         std::lower_bound(added.begin(), added.end(), entry.order,
                          [](const Dictionary::Entry& other, std::uint64_t order) { return other.order < order; });
     const bool isReplaced =
-        successor != added.end() && successor->order == entry.order && successor->key() == entry.key();
+        successor != added.end() && successor->order == entry.order && successor->name == entry.name;
     if (isReplaced) continue;
     const auto row = key.entries.find(entry.order);
     eraseAll(row->second, changes);
@@ -180,7 +180,7 @@ void RowMirror::stageEntries(Key& key, const Dictionary& before, const Dictionar
   }
   for (const Dictionary::Entry& entry : added) {
     const auto [row, fresh] = key.entries.try_emplace(entry.order);
-    stageValue({key.row.id, entry.key()}, row->second, fresh ? Value() : before[entry.key()], entry.value, changes);
+    stageValue({key.row.id, entry.name}, row->second, fresh ? Value() : before[entry.name], entry.value, changes);
   }
 }
 
@@ -216,12 +216,12 @@ void RowMirror::put(const Place& place, Stored& stored, Value value, std::vector
   if (stored.id == 0) stored.id = nextNumber_++;
   if (stored.position == 0) stored.position = stored.id;
   if (mayHaveItems(value)) {
-    changes.emplace_back(Row{-stored.id, place.parent, stored.position, place.name, value});
+    changes.emplace_back(Row{-stored.id, place.parent, stored.position, std::string(place.name), value});
   } else if (stored.hasTwin) {
     changes.emplace_back(RowRange{-stored.id, -stored.id});
   }
   stored.hasTwin = mayHaveItems(value);
-  changes.emplace_back(Row{stored.id, place.parent, stored.position, place.name, std::move(value)});
+  changes.emplace_back(Row{stored.id, place.parent, stored.position, std::string(place.name), std::move(value)});
 }
 
 /// The beginning of `array` whose rows `stored` has received.

@@ -53,7 +53,7 @@ class RowMirror {
   };
   struct Place {
     std::int64_t parent;
-    const std::string& name;
+    std::string_view name;
   };
   using Children = std::unordered_map<std::int64_t, std::vector<Row>>;
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <condition_variable>
 #include <functional>
 #include <mutex>
@@ -63,7 +64,11 @@ class StoreMemory {
  private:
   struct NameHash {
     using is_transparent = void;
-    std::size_t operator()(std::string_view name) const { return std::hash<std::string_view>{}(name); }
+    /// Names begin alike.
+    std::size_t operator()(std::string_view name) const {
+      constexpr std::size_t telling = 12;
+      return std::hash<std::string_view>{}(name.substr(name.size() - std::min(name.size(), telling)));
+    }
   };
   struct Slot {
     Value value;

@@ -92,6 +92,7 @@ class FLIPRUGAIR_EXPORT Dictionary {
 
  private:
   friend class Value;
+  friend class PairList;
   struct Node;
   static Dictionary distributed(std::vector<Entry> entries, std::size_t depth);
   std::size_t depth() const;
@@ -181,39 +182,47 @@ class FLIPRUGAIR_EXPORT Value {
 };
 
 struct Dictionary::Entry {
-  std::shared_ptr<const std::string> sharedKey;
+  Entry() = default;
+  Entry(std::string_view itsName, std::shared_ptr<const std::string> itsOwner, Value&& itsValue, std::uint64_t place)
+      : name(itsName), owner(std::move(itsOwner)), value(std::move(itsValue)), order(place) {}
+
+  std::string_view name;                     ///< the key: a literal, or what `owner` holds
+  std::shared_ptr<const std::string> owner;  ///< null for a literal
   Value value;
-  std::uint32_t hash = 0;
   std::uint64_t order = 0;
 
-  const std::string& key() const { return *sharedKey; }
+  std::string key() const { return std::string(name); }
 };
 
 class Dictionary::Entries {
  public:
   class Iterator {
    public:
-    using Position = std::vector<const Entry*>::const_iterator;
-    explicit Iterator(Position position) : position_(position) {}
-    const Entry& operator*() const { return **position_; }
-    const Entry* operator->() const { return *position_; }
+    Iterator(const Entries* entries, std::size_t index) : entries_(entries), index_(index) {}
+    const Entry& operator*() const { return (*entries_)[index_]; }
+    const Entry* operator->() const { return &(*entries_)[index_]; }
     Iterator& operator++() {
-      ++position_;
+      ++index_;
       return *this;
     }
-    bool operator!=(const Iterator& other) const { return position_ != other.position_; }
+    bool operator!=(const Iterator& other) const { return index_ != other.index_; }
 
    private:
-    Position position_;
+    const Entries* entries_;
+    std::size_t index_;
   };
 
-  Iterator begin() const { return Iterator(order_.begin()); }
-  Iterator end() const { return Iterator(order_.end()); }
+  Iterator begin() const { return {this, 0}; }
+  Iterator end() const { return {this, size_}; }
 
  private:
   friend class Dictionary;
+  const Entry& operator[](std::size_t index) const { return first_ != nullptr ? first_[index] : *order_[index]; }
+
   std::shared_ptr<const Node> keepsAlive_;
-  std::vector<const Entry*> order_;
+  std::size_t size_ = 0;
+  const Entry* first_ = nullptr;     ///< of a short dictionary, whose entries stand in order
+  std::vector<const Entry*> order_;  ///< of a long one
 };
 
 struct Dictionary::Difference {

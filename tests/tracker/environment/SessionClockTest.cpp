@@ -20,9 +20,9 @@ class Clock {
     phone.device.setNow(1000);
     phone.store("lastUpdateTime", last);
     phone.store("lastPostTime", lastPost);
-    Dictionary data;
+    PairList data;
     clock.addUptimeDeltaAndLastPostTime(data);
-    return data;
+    return data.dictionary();
   }
 };
 
