@@ -3,11 +3,9 @@
 #include <algorithm>
 #include <cstddef>
 #include <string_view>
-#include <utility>
 #include <vector>
 
 #include "Fliprugair/platform/Value.h"
-#include "platform/Nesting.h"
 
 namespace fliprugair {
 
@@ -32,24 +30,15 @@ class PairList {
  public:
   PairList() { entries_.reserve(mostPairs); }
 
-  PairList& add(LiteralKey key, Value value) {
-    ended_ = ended_ || value.isNull();
-    return ended_ ? *this : append(key, std::move(value));
-  }
+  PairList& add(LiteralKey key, Value value);
 
   /// Adds a pair behind the list, whether that has ended or not.
-  PairList& set(LiteralKey key, Value value) { return append(key, std::move(value)); }
+  PairList& set(LiteralKey key, Value value);
 
   /// What the list holds. Pairs can be added behind it with `Dictionary::setting`, too.
-  Dictionary dictionary() { return Dictionary::distributed(std::exchange(entries_, {}), depth_); }
+  Dictionary dictionary();
 
  private:
-  PairList& append(LiteralKey key, Value&& value) {
-    depth_ = std::max(depth_, depthAround(value));
-    entries_.emplace_back(key.text(), nullptr, std::move(value), entries_.size());
-    return *this;
-  }
-
   static constexpr std::size_t mostPairs = 12;  ///< of an event; longer lists grow
 
   std::vector<Dictionary::Entry> entries_;

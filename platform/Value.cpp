@@ -19,6 +19,16 @@ std::int64_t truncated(double number) {
 
 }  // namespace
 
+Value::Value(const Value& other) = default;
+Value::Value(Value&& other) noexcept = default;
+Value& Value::operator=(const Value& other) = default;
+Value& Value::operator=(Value&& other) noexcept = default;
+Value::~Value() = default;
+
+Value::Value(Array array) : content_(std::move(array)) {}
+
+Value::Value(Dictionary dictionary) : content_(std::move(dictionary)) {}
+
 Value::Value(std::string text) : content_(std::make_shared<const std::string>(validUtf8(std::move(text)))) {}
 
 Value::Value(std::string_view text) : Value(std::string(text)) {}

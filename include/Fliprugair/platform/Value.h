@@ -109,7 +109,14 @@ class FLIPRUGAIR_EXPORT Value {
 
   static constexpr std::size_t deepest = 512;  ///< levels
 
-  Value() = default;
+  Value() noexcept = default;
+  // Not in line: there are thousands of places where a value is made, handed on and dropped.
+  Value(const Value& other);
+  Value(Value&& other) noexcept;
+  Value& operator=(const Value& other);
+  Value& operator=(Value&& other) noexcept;
+  ~Value();
+
   Value(std::nullptr_t) {}
   template <class T, std::enable_if_t<std::is_same_v<T, bool>, int> = 0>
   Value(T truth) : content_(truth) {}
@@ -128,8 +135,8 @@ class FLIPRUGAIR_EXPORT Value {
   Value(std::string_view text);
   /// A null pointer is nothing.
   Value(const char* text);
-  Value(Array array) : content_(std::move(array)) {}
-  Value(Dictionary dictionary) : content_(std::move(dictionary)) {}
+  Value(Array array);
+  Value(Dictionary dictionary);
   /// A dictionary: `Value{{"marluneAppId", "demo"}, {"enableLogging", true}}`.
   Value(std::initializer_list<std::pair<std::string_view, Value>> pairs);
 
