@@ -7,11 +7,11 @@
 #include <mutex>
 #include <random>
 #include <set>
-#include <sstream>
 #include <variant>
 
 #include "Fliprugair/core/ProcessState.h"
 #include "e2e/HostApp.h"
+#include "e2e/Hosts.h"
 #include "e2e/Victim.h"
 #include "platform/json/RapidJSONSerialization.h"
 #include "platform/sqlite/SQLiteUserDefaults.h"
@@ -26,13 +26,6 @@ void addNames(const Array& records, std::set<std::string>& names) {
     const Value name = record.dictionary()["data"].dictionary()["event_name"];
     if (name.isText()) names.insert(name.text());
   }
-}
-
-std::set<std::string> completeLines(const std::string& text) {
-  std::set<std::string> lines;
-  std::istringstream stream(text.substr(0, text.rfind('\n') + 1));
-  for (std::string line; std::getline(stream, line);) lines.insert(line);
-  return lines;
 }
 
 /// What a host has heard in its life.
@@ -111,16 +104,7 @@ TEST(Kill, RightAfterAnEventReturnedLosesNoneTwoHundredTimesOver) {
   EXPECT_GT(acknowledged, 200U);
 }
 
-enum class Host { plain, slow, failing };
-
-HostSettings settingsOf(Host host) {
-  HostSettings settings;
-  if (host == Host::slow) settings.delay = std::chrono::milliseconds(20);
-  if (host == Host::failing) settings.status = {{"batch", 503}};
-  return settings;
-}
-
-class KillWithAHost : public testing::TestWithParam<Host> {};
+class KillWithAHost : public testing::TestWithParam<HostKind> {};
 
 // What may come twice is a request whose confirmation had not reached the store: at most those that were under way.
 TEST_P(KillWithAHost, AtAnyInstantOfManyLivesLosesNoEventRepeatsOnlyUnconfirmedRequestsAndKeepsTheIdentity) {
@@ -158,23 +142,20 @@ TEST_P(KillWithAHost, AtAnyInstantOfManyLivesLosesNoEventRepeatsOnlyUnconfirmedR
   kept.insert(received.names.begin(), received.names.end());
   std::set<std::string> lost;
   std::set_difference(returned.begin(), returned.end(), kept.begin(), kept.end(), std::inserter(lost, lost.end()));
-  std::printf("soak: %d kills, %zu events returned, %zu lost, %zu in two requests, %zu requests repeated\n", lives,
-              returned.size(), lost.size(), received.twice.size(), received.repeatedBatches);
+  std::printf("soak: %s host: %d kills, %zu events returned, %zu lost, %zu in two requests, %zu requests repeated\n",
+              nameOf(GetParam()), lives, returned.size(), lost.size(), received.twice.size(), received.repeatedBatches);
   std::printf("soak: longest log %ju bytes\n", longest);
   EXPECT_GE(returned.size(), static_cast<std::size_t>(lives / 2));
   EXPECT_EQ(lost, std::set<std::string>());
   EXPECT_EQ(received.twice, std::set<std::string>());
-  const bool confirms = GetParam() != Host::failing;
+  const bool confirms = GetParam() != HostKind::failing;
   EXPECT_TRUE(!confirms || received.repeatedBatches <= static_cast<std::size_t>(8 * lives)) << received.repeatedBatches;
   EXPECT_LT(longest, std::uintmax_t{8} * 1000 * 1000);
   EXPECT_EQ(received.identifiers.size(), 1U);
   EXPECT_LE(received.reports.size(), 1U);
 }
 
-INSTANTIATE_TEST_SUITE_P(Hosts, KillWithAHost, testing::Values(Host::plain, Host::slow, Host::failing),
-                         [](const auto& host) {
-                           return host.param == Host::plain ? "plain" : host.param == Host::slow ? "slow" : "failing";
-                         });
+INSTANTIATE_TEST_SUITE_P(Hosts, KillWithAHost, everyHost, nameOfParameter);
 
 TEST(Kill, BeforeTheInstallReplyHasTheReportSentAgainAtTheNextActivation) {
   std::atomic<int> delay = 0;

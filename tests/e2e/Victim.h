@@ -8,6 +8,8 @@
 
 #include <array>
 #include <chrono>
+#include <set>
+#include <sstream>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -90,5 +92,13 @@ class Victim {
   int output_ = -1;
   std::string said_;
 };
+
+/// What a victim has said to the end of a line.
+inline std::set<std::string> completeLines(const std::string& said) {
+  std::set<std::string> lines;
+  std::istringstream stream(said.substr(0, said.rfind('\n') + 1));
+  for (std::string line; std::getline(stream, line);) lines.insert(line);
+  return lines;
+}
 
 }  // namespace fliprugair::e2e
