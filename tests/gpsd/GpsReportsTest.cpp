@@ -34,6 +34,11 @@ TEST(GpsReports, TheAccuracyIsMadeUpOfThatOfEachAxisWhenThereIsNoOther) {
   EXPECT_DOUBLE_EQ(fix->accuracy, 5.0);
 }
 
+TEST(GpsReports, AnAccuracyBelowAMetreIsOneToo) {
+  EXPECT_TRUE(fixOf(R"("mode":3,"lat":48.5,"lon":11.25,"eph":0.25)", 50));
+  EXPECT_TRUE(fixOf(R"("mode":3,"lat":48.5,"lon":11.25,"epx":0.25,"epy":0.5)", 50));
+}
+
 TEST(GpsReports, WhatIsNotASufficientFixIsPassedOver) {
   const std::vector<std::string> insufficient{
       R"("mode":0,"lat":48.5,"lon":11.25,"eph":15.0)",
@@ -47,6 +52,7 @@ TEST(GpsReports, WhatIsNotASufficientFixIsPassedOver) {
       R"("mode":3,"lat":1e999,"lon":11.25,"eph":15.0)",
       R"("mode":3,"lat":48.5,"lon":11.25)",
       R"("mode":3,"lat":48.5,"lon":11.25,"epx":3.0)",
+      R"("mode":3,"lat":48.5,"lon":11.25,"epy":3.0)",
       R"("mode":3,"lat":48.5,"lon":11.25,"eph":0.0)",
       R"("mode":3,"lat":48.5,"lon":11.25,"eph":-1.0)",
       R"("mode":3,"lat":48.5,"lon":11.25,"eph":50.1)",

@@ -14,13 +14,10 @@ const std::vector<Path>& paths() {
   constexpr std::uint32_t wide = Reachability::wirelessWideArea;
   constexpr std::uint32_t reachable = Reachability::reachable;
   static const std::vector<Path> cases{
-      {{false, false, 0}, false, false},
-      {{true, false, 0}, false, false},
-      {{true, true, 0}, false, false},
-      {{true, true, reachable}, true, false},
-      {{true, true, 0x1}, true, false},
-      {{true, true, wide}, true, true},
-      {{true, true, reachable | wide}, true, true},
+      {{false, false, 0}, false, false},        {{true, false, 0}, false, false},
+      {{false, true, reachable}, false, false}, {{true, true, 0}, false, false},
+      {{true, true, reachable}, true, false},   {{true, true, 0x1}, true, false},
+      {{true, true, wide}, true, true},         {{true, true, reachable | wide}, true, true},
   };
   return cases;
 }

@@ -124,6 +124,28 @@ TEST(LocationReports, LetGoOfTheSearchWhenTheTrackerEnds) {
   EXPECT_TRUE(phone.batch().empty());
 }
 
+/// A search that counts who lets go of it.
+class CountingManager final : public MarluneLocationManager {
+ public:
+  void setLocationManagerDelegate(std::weak_ptr<MarluneLocationManagerDelegate> delegate) override {
+    detachments += delegate.expired() ? 1 : 0;
+  }
+  void initLocationServices(bool, std::int64_t, std::int64_t) override {}
+  int detachments = 0;
+};
+
+TEST(LocationReports, TellTheSearchThatTheyHaveLetGoOfIt) {
+  Locating phone;
+  const auto manager = std::make_shared<CountingManager>();
+  phone.state().locMgr.store(manager);
+  phone.parts().currentLocationUpdate(fix);
+  EXPECT_EQ(manager->detachments, 1);
+  phone.state().locMgr.store(manager);
+  phone.tracker.reset();
+  phone.process.runQueues();
+  EXPECT_EQ(manager->detachments, 2);
+}
+
 TEST(LocationReports, LogAFixWhileLoggingIsOn) {
   Locating phone;
   phone.parts().currentLocationUpdate(Value{{"latitude", 1}});

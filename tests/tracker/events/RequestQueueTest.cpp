@@ -1,4 +1,5 @@
 #include "Fliprugair/events/RequestQueue.h"
+#include "tracker/ObservedEnvironment.h"
 #include "tracker/Phone.h"
 
 namespace fliprugair {
@@ -89,6 +90,34 @@ TEST(RequestQueue, OffersNothingAgainBeforeTheFirstInitReply) {
   phone.parts().requests.noteInitReply();
   phone.parts().requests.resendQueuedRequests();
   EXPECT_EQ(phone.events("send").size(), 1U);
+}
+
+TEST(RequestQueue, DoesNotOfferAgainWhatIsStillOnItsWay) {
+  InstalledPhone phone;
+  ObservedEnvironment environment(phone.process);
+  const auto tracker = MarluneTracker::initMarluneWithParams(environment, {{"marluneAppId", "demo"}});
+  RequestQueue& requests = internalsOf(*tracker).requests;
+  bool isFirst = true;
+  environment.onMake = [&] {
+    if (std::exchange(isFirst, false)) requests.resendQueuedRequests();
+  };
+  requests.enqueueAndSend(request);
+  EXPECT_EQ(phone.events("send").size(), 1U);
+}
+
+TEST(RequestQueue, OffersTheOthersAgainWhenOneCannotBeSent) {
+  InstalledPhone phone;
+  ObservedEnvironment environment(phone.process);
+  const auto tracker = MarluneTracker::initMarluneWithParams(environment, {{"marluneAppId", "demo"}});
+  phone.store("networkQueue", Value{{"1", request}, {"2", request}});
+  bool isFirst = true;
+  environment.onMake = [&] {
+    if (std::exchange(isFirst, false)) throw std::runtime_error("the host's own");
+  };
+  internalsOf(*tracker).requests.resendQueuedRequests();
+  const auto sends = phone.events("send");
+  ASSERT_EQ(sends.size(), 1U);
+  EXPECT_EQ(sends[0]["event_timestamp"], Value("2"));
 }
 
 TEST(RequestQueue, ForgetsAtAStartWhatAnEarlierProcessWasSending) {

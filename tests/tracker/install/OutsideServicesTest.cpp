@@ -45,6 +45,7 @@ TEST(OutsideServices, AreNotReportedWhenNoneIsFound) {
 TEST(OutsideServices, AreLookedForByTextAlone) {
   InstalledPhone phone;
   phone.device.store.setObject(1, "7");
+  phone.device.store.setObject(1, "");
   EXPECT_TRUE(found(phone, {{"ios_nsud", Value{{"service", Array({7, Value(), Array({"7"})})}}}}).empty());
 }
 
