@@ -7,7 +7,16 @@ namespace fliprugair {
 
 std::shared_ptr<MarluneTracker> MarluneTracker::swiftInitMarluneWithParams(Environment& environment,
                                                                            const AnyObject& options) {
-  return options.value().isDictionary() ? initMarluneWithParams(environment, options.value()) : nullptr;
+  if (options.value().isDictionary()) return initMarluneWithParams(environment, options.value());
+  try {
+    environment.advise(
+        "Marlune library - no tracker was started: the options are not a dictionary. Give one with \"marluneAppId\", "
+        "or "
+        "with \"partnerId\" and \"partnerName\", each a text that is not empty.");
+  } catch (...) {
+    // There is no tracker yet on whose log this could be said.
+  }
+  return nullptr;
 }
 
 void MarluneTracker::swiftEnableConsoleLogging(bool enabled) { enableConsoleLogging(enabled); }

@@ -35,6 +35,19 @@ TEST(FirstStart, ThatFailsIsSaidOnceAlthoughLoggingIsOff) {
       << lines[0];
 }
 
+TEST(FirstStart, WithWhatIsNotADictionaryIsSaidOnceAlthoughLoggingIsOff) {
+  Record record;
+  LinuxOptions options = isolatedOptions();
+  options.log = record.log();
+  const auto environment = LinuxEnvironment::open(options).environment;
+  for (const AnyObject& object : {AnyObject(Value("demo")), AnyObject(Value()), AnyObject(URL("app://link"))}) {
+    EXPECT_EQ(MarluneTracker::swiftInitMarluneWithParams(*environment, object), nullptr);
+  }
+  ASSERT_EQ(record.lines().size(), 1U);
+  EXPECT_NE(record.lines()[0].find("no tracker was started: the options are not a dictionary."), std::string::npos)
+      << record.lines()[0];
+}
+
 TEST(FirstStart, WithEveryOptionThereIsHasNothingSaidOfIt) {
   const std::vector<std::string> lines = linesOfTwoStarts({{"marluneAppId", "demo"},
                                                            {"partnerId", "p"},
