@@ -55,5 +55,5 @@ int main(int count, char** arguments) {
   printf("waiting: %lu records, %lu requests\n", (unsigned long)waiting.records, (unsigned long)waiting.requests);
   fliprugair_close(app);
   printf("Fliprugair %s\n", fliprugair_version());
-  return 0;
+  return waiting.install_report == 0 && waiting.records == 0 && waiting.requests == 0 ? 0 : 1;
 }

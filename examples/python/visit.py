@@ -29,5 +29,7 @@ with fliprugair.App(
         print("refused:", refused)
     answered.wait(10)
     print("stored", tracker.attribution)
-    print("waiting", app.wait_until_sent(10))
+    waiting = app.wait_until_sent(10)
+    print("waiting", waiting)
 print("Fliprugair", fliprugair.version())
+sys.exit(1 if waiting else 0)

@@ -114,6 +114,13 @@ def _call(name, *arguments):
     return result
 
 
+def _text(value):
+    """Text as C takes it, which ends at a null character."""
+    if "\0" in value:
+        raise Error(f"{value!r} has a null character in it")
+    return value.encode()
+
+
 def _camel(name):
     first, *rest = name.split("_")
     return first + "".join(word.capitalize() for word in rest)
@@ -219,15 +226,15 @@ class Tracker:
 
     def track(self, title, value="", *, receipt=None):
         """An event; with a receipt, a purchase. The value may be anything that has a text."""
-        arguments = [title.encode(), str(value).encode()]
+        arguments = [_text(title), _text(str(value))]
         if receipt is None:
             _call("track_event", self._tracker(), *arguments)
         else:
-            _call("track_purchase", self._tracker(), *arguments, receipt.encode())
+            _call("track_purchase", self._tracker(), *arguments, _text(receipt))
 
     def track_at(self, title, x, y, z):
         """An event at a place."""
-        _call("track_spatial_event", self._tracker(), title.encode(), x, y, z)
+        _call("track_spatial_event", self._tracker(), _text(title), x, y, z)
 
     def link_identity(self, **identities):
         """Links the device to identities that the app knows."""
@@ -235,7 +242,7 @@ class Tracker:
 
     def deep_link(self, url, source_application):
         """The URL that the app was opened with, and who opened it."""
-        _call("deep_link", self._tracker(), url.encode(), source_application.encode())
+        _call("deep_link", self._tracker(), _text(url), _text(source_application))
 
     def limit_ad_tracking(self, limited=True):
         """The user's choice inside the app."""
