@@ -20,31 +20,40 @@ get_target_property(so_version fliprugair_shared SOVERSION)
 set(library_package libfliprugair${so_version})
 set(CPACK_DEBIAN_LIBRARY_PACKAGE_NAME ${library_package})
 set(CPACK_DEBIAN_LIBRARY_PACKAGE_SECTION libs)
+set(CPACK_DEBIAN_LIBRARY_PACKAGE_RECOMMENDS ca-certificates)
+set(CPACK_DEBIAN_LIBRARY_PACKAGE_SUGGESTS gpsd)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME libfliprugair-dev)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS "${library_package} (= ${PROJECT_VERSION}-${CPACK_DEBIAN_PACKAGE_RELEASE})")
 set(CPACK_DEBIAN_TOOLS_PACKAGE_NAME fliprugair-tools)
 set(CPACK_DEBIAN_TOOLS_PACKAGE_SECTION devel)
-# Debian's form: a summary, and below it lines that begin with a blank.
-set(about "\n A host app links it in and drives it through one object. It reports the\n installation, sessions and events to a control host of the app's own.\n .\n")
-set(CPACK_COMPONENT_LIBRARY_DESCRIPTION "install-attribution and analytics tracker${about} This package contains the shared library.")
-set(CPACK_COMPONENT_DEVELOPMENT_DESCRIPTION
-    "install-attribution and analytics tracker (development)${about} This package contains the headers and the files for CMake and pkg-config.")
-set(CPACK_COMPONENT_TOOLS_DESCRIPTION
-    "simulator and control host of the Fliprugair tracker${about} This package contains a simulator of devices, a control host to develop\n against, and a load generator for control hosts.")
-foreach(component IN ITEMS LIBRARY DEVELOPMENT TOOLS)
-  set(CPACK_DEBIAN_${component}_DESCRIPTION "${CPACK_COMPONENT_${component}_DESCRIPTION}")
-endforeach()
+# A summary, and below it what CPack indents as Debian wants it. CPack's own summary would come first.
+set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "")
+set(about "A host app links the tracker in and drives it through one object. It
+reports the installation, sessions and events to a control host of the
+app's own.
+
+This package contains")
+set(CPACK_DEBIAN_LIBRARY_DESCRIPTION "install-attribution and analytics tracker
+${about} the shared library.")
+set(CPACK_DEBIAN_DEVELOPMENT_DESCRIPTION "install-attribution and analytics tracker (development)
+${about} the headers, the files for CMake and
+pkg-config, and the virtual device for the tests of a host app.")
+set(CPACK_DEBIAN_TOOLS_DESCRIPTION "simulator and control host of the Fliprugair tracker
+${about} a simulator of devices, a control host to develop
+against, and a load generator for control hosts.")
+set(CPACK_POST_BUILD_SCRIPTS ${PROJECT_SOURCE_DIR}/cmake/LdconfigTrigger.cmake)
 
 # What every Debian package has to have with it.
 set(debian ${CMAKE_CURRENT_BINARY_DIR}/debian)
 configure_file(cmake/debian/changelog.in debian/changelog.Debian @ONLY)
-execute_process(COMMAND gzip -9nkf changelog.Debian WORKING_DIRECTORY ${debian} COMMAND_ERROR_IS_FATAL ANY)
+configure_file(CHANGELOG.md debian/changelog COPYONLY)
+execute_process(COMMAND gzip -9nkf changelog.Debian changelog WORKING_DIRECTORY ${debian} COMMAND_ERROR_IS_FATAL ANY)
 foreach(pair IN ITEMS library=${library_package} development=libfliprugair-dev tools=fliprugair-tools)
   string(REPLACE "=" ";" pair ${pair})
   list(POP_FRONT pair component name)
-  install(FILES ${debian}/changelog.Debian.gz ${PROJECT_SOURCE_DIR}/cmake/debian/copyright DESTINATION share/doc/${name}
-          COMPONENT ${component})
+  install(FILES ${debian}/changelog.Debian.gz ${debian}/changelog.gz ${PROJECT_SOURCE_DIR}/cmake/debian/copyright
+                ${PROJECT_SOURCE_DIR}/SPDX.txt DESTINATION share/doc/${name} COMPONENT ${component})
 endforeach()
 foreach(program IN ITEMS fliprugair-sim fliprugair-controlhost fliprugair-swarm)
   configure_file(cmake/debian/${program}.1 debian/${program}.1 COPYONLY)

@@ -87,11 +87,11 @@ std::string base64(std::string_view bytes) {
 }
 
 Value bytesOf(const std::string& bytes) {
-  std::vector<std::pair<std::string, Value>> members{{"bytes", static_cast<std::int64_t>(bytes.size())},
-                                                     {"base64", base64(bytes)}};
-  if (Value text(bytes); text.text() == bytes) members.emplace_back("text", std::move(text));
-  if (std::optional<Value> json = parsed(bytes)) members.emplace_back("json", std::move(*json));
-  return Dictionary(std::move(members));
+  Dictionary members =
+      Value{{"bytes", static_cast<std::int64_t>(bytes.size())}, {"base64", base64(bytes)}}.dictionary();
+  if (const Value text(bytes); text.text() == bytes) members = joined(members, Value{{"text", text}}.dictionary());
+  if (const auto json = parsed(bytes)) members = joined(members, Value{{"json", *json}}.dictionary());
+  return members;
 }
 
 Value summaryOf(const ReceivedRequest& request) {
