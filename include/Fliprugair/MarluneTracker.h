@@ -52,7 +52,7 @@ class FLIPRUGAIR_EXPORT MarluneTracker final {
   /// |---|---|---|
   /// | "marluneAppId" | text, "" | the application identifier |
   /// | "partnerId", "partnerName" | text, "" | together an alternative to it |
-  /// | "trackerHostname" | text | the control host, with a port if need be |
+  /// | "trackerHostname" | text, "control.marlune.example" | the control host, with a port if need be |
   /// | "currency" | text, "usd" | currency code |
   /// | "limitAdTracking" | boolean, NO | the app's limit-ad-tracking choice |
   /// | "isNewUser" | boolean, NO | reported with the installation |
