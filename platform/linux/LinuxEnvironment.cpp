@@ -14,6 +14,7 @@
 #include "platform/linux/EventClock.h"
 #include "platform/linux/EventLoop.h"
 #include "platform/linux/GuardedLog.h"
+#include "platform/linux/LibcryptoAtExit.h"
 #include "platform/linux/LinuxApplication.h"
 #include "platform/linux/LinuxBundle.h"
 #include "platform/linux/LinuxCollaborators.h"
@@ -94,6 +95,7 @@ LinuxEnvironment::Result LinuxEnvironment::open(LinuxOptions options) {
   try {
     try {
       requireDescriptors();
+      keepLibcryptoThroughExit();
       return {std::unique_ptr<LinuxEnvironment>(new LinuxEnvironment(std::move(options))), ""};
     } catch (const std::exception& exception) {
       return {nullptr, exception.what()};

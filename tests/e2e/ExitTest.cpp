@@ -1,23 +1,41 @@
 // A process may end while every thread of the platform's is at work.
 
+#include <csignal>
 #include <random>
 
+#include "curl/Certificates.h"
+#include "curl/TestServer.h"
 #include "e2e/HostApp.h"
 #include "e2e/Program.h"
 
 namespace fliprugair::e2e {
 namespace {
 
-TEST(Exit, WithLiveThreadsIsAsQuietAsAnyOther) {
-  ControlHost host;
+/// Twenty lives that end by exit(), each after some other time of up to `longest` microseconds.
+void expectQuietExits(const std::string& hostname, unsigned longest, const std::vector<std::string>& more = {}) {
   std::minstd_rand random(20260921);
   for (int round = 0; round < 20; ++round) {
     const TemporaryFolder folder;
-    const ProgramRun run = runProgram({FLIPRUGAIR_VICTIM, "exit", (folder.path() / "store.sqlite").string(),
-                                       host.hostname(), std::to_string(random() % 100000)});
+    std::vector<std::string> arguments{FLIPRUGAIR_VICTIM, "exit", (folder.path() / "store.sqlite").string(), hostname,
+                                       std::to_string(random() % longest)};
+    arguments.insert(arguments.end(), more.begin(), more.end());
+    const ProgramRun run = runProgram(arguments);
     EXPECT_EQ(run.exitStatus, 0) << "round " << round;
     EXPECT_EQ(run.output, "") << "round " << round;
   }
+}
+
+TEST(Exit, WithLiveThreadsIsAsQuietAsAnyOther) {
+  ControlHost host;
+  expectQuietExits(host.hostname(), 100000);
+}
+
+TEST(Exit, InTheMidstOfTLSIsAsQuietAsAnyOther) {
+  std::signal(SIGPIPE, SIG_IGN);  // the server's TLS library writes to connections that a client has given up
+  const TemporaryFolder folder;
+  const test::Certificate certificate = test::makeCertificate((folder.path() / "host").string(), "IP:127.0.0.1");
+  test::TestServer server(certificate, [](const test::TestServer::Request&) { return test::TestServer::Reply(); });
+  expectQuietExits(server.hostname(), 20000, {certificate.certificateFile});
 }
 
 }  // namespace

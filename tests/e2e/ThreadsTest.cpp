@@ -145,10 +145,12 @@ TEST_P(SixteenThreads, LoseNothingWhenTheProcessIsKilledAndDoubleWhatWasNotConfi
   const int lives = given != nullptr ? std::atoi(given) : 6;
   std::mt19937 random(20261122);
   std::set<std::string> acknowledged;
+  std::uintmax_t longest = 0;
   for (int life = 0; life < lives; ++life) {
     Victim victim({"threads", (folder_.path() / "store.sqlite").string(), host_.hostname(), std::to_string(life)});
     victim.listen(std::chrono::microseconds(random() % 60000));
     acknowledged.merge(completeLines(victim.kill()));
+    longest = std::max(longest, logSize(folder_.path() / "store.sqlite"));
   }
   recover();
   int lost = 0;
@@ -157,6 +159,8 @@ TEST_P(SixteenThreads, LoseNothingWhenTheProcessIsKilledAndDoubleWhatWasNotConfi
   }
   std::printf("soak: %s host: %d kills, %zu events returned, %d lost, %td in two requests, %d requests repeated\n",
               nameOf(GetParam()), lives, acknowledged.size(), lost, arrivals_.doubled(), arrivals_.resent());
+  std::printf("soak: longest log %ju bytes\n", longest);
+  EXPECT_LT(longest, longestLogAllowed);
   EXPECT_EQ(lost, 0);
   EXPECT_EQ(arrivals_.doubled(), 0);
   EXPECT_GT(acknowledged.size(), static_cast<std::size_t>(lives));

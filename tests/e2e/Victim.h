@@ -8,6 +8,8 @@
 
 #include <array>
 #include <chrono>
+#include <cstdint>
+#include <filesystem>
 #include <set>
 #include <sstream>
 #include <stdexcept>
@@ -92,6 +94,14 @@ class Victim {
   int output_ = -1;
   std::string said_;
 };
+
+/// The bytes of SQLite's log beside a victim's store.
+inline std::uintmax_t logSize(const std::filesystem::path& store) {
+  std::error_code none;
+  const std::uintmax_t size = std::filesystem::file_size(store.string() + "-wal", none);
+  return none ? 0 : size;
+}
+constexpr std::uintmax_t longestLogAllowed = 8'000'000;
 
 /// What a victim has said to the end of a line.
 inline std::set<std::string> completeLines(const std::string& said) {

@@ -222,17 +222,20 @@ TEST(StoreBackground, IsNotNeededToKeepTheLogOfShortLivesShort) {
   const char* given = std::getenv("FLIPRUGAIR_KILLS");
   const int lives = given != nullptr ? std::atoi(given) : 60;
   std::uintmax_t longest = 0;
-  double slowest = 0;
+  std::vector<double> starts;
   double empty = std::numeric_limits<double>::max();
   for (int life = 0; life < lives; ++life) {
-    slowest = std::max(slowest, liveShortly(file));
+    starts.push_back(liveShortly(file));
     longest = std::max(longest, logSize(file));
     const TemporaryFolder fresh;
     std::unique_ptr<SQLiteUserDefaults> another;
     empty = std::min(empty, millisecondsToOpen(fresh / "store", another));
   }
   std::printf("soak: longest log of %d kills %ju bytes\n", lives, longest);
-  std::printf("soak: slowest start after one %.1f ms, an empty store's at best %.1f ms\n", slowest, empty);
+  std::ranges::sort(starts);
+  std::printf("soak: starts after them took %.1f ms in the middle, 19 of 20 less than %.1f ms, the slowest %.1f ms\n",
+              starts[starts.size() / 2], starts[starts.size() * 19 / 20], starts.back());
+  std::printf("soak: the start of an empty store took %.1f ms at best\n", empty);
   EXPECT_GT(longest, longLog);
   EXPECT_LT(longest, 2 * longLog);
   EXPECT_TRUE(openStore(file)->objectForKey("key").text().ends_with("x49"));

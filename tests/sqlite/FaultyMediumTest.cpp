@@ -88,11 +88,12 @@ TEST_P(OneError, CostsNothingWhileADamagedFileIsSetAside) {
   const TemporaryFolder folder(memory());
   const auto file = folder / "store";
   // The file has its records, and the log the rest.
-  leaveWithLog(file, [](SQLiteUserDefaults& store) { store.setObject("MI1", identifier); });
+  leaveWithLog(
+      file, [](SQLiteUserDefaults& store) { store.setObject("MI1", identifier); }, 40);
   std::string log = contentOf(file.string() + "-wal");
   log[0] ^= 0x10;
   std::ofstream(file.string() + "-wal", std::ios::binary) << log;
-  expectNothingLost(GetParam(), file, 3, 2);
+  expectNothingLost(GetParam(), file, 40, 2);
 }
 
 TEST(OneErrorWhileALongLogIsCut, CostsNothing) {

@@ -48,8 +48,9 @@ void makeUnlockable(const std::filesystem::path& file) {
 
 void makeLockable(const std::filesystem::path& file) { std::filesystem::remove(file.string() + ".lock"); }
 
-void leaveWithLog(const std::filesystem::path& file, const std::function<void(SQLiteUserDefaults&)>& write) {
-  fill(file, 3);
+void leaveWithLog(const std::filesystem::path& file, const std::function<void(SQLiteUserDefaults&)>& write,
+                  int records) {
+  fill(file, records);
   const TemporaryFolder folder;
   {
     const auto store = openStore(file);

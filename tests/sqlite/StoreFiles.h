@@ -22,7 +22,9 @@ void fill(const std::filesystem::path& file, int records = 100);
 void makeUnlockable(const std::filesystem::path& file);
 void makeLockable(const std::filesystem::path& file);
 
-/// What a process that died a sudden death leaves in `file`, most of it in the log.
-void leaveWithLog(const std::filesystem::path& file, const std::function<void(SQLiteUserDefaults&)>& write);
+/// What a process that died a sudden death leaves in `file`: `records` as `fill` makes them in the file, and what was
+/// written since then in the log.
+void leaveWithLog(const std::filesystem::path& file, const std::function<void(SQLiteUserDefaults&)>& write,
+                  int records = 3);
 
 }  // namespace fliprugair

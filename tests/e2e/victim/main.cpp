@@ -3,7 +3,8 @@
 //   victim install STORE HOST       a first launch; says "started" and waits
 //   victim threads STORE HOST LIFE   sixteen threads report events and say their names; the application resigns and
 //                                    becomes active all the while
-//   victim exit STORE HOST MICROSECONDS   reports events on four threads, and calls exit() after that time
+//   victim exit STORE HOST MICROSECONDS [CA]   reports events on four threads, over TLS when it is given the host's
+//                                    certificate, and calls exit() after that time
 
 #include <unistd.h>
 
@@ -25,6 +26,10 @@ int main(int argc, char** argv) {
   options.version = "100";
   options.storePath = argv[2];
   options.log = [](std::string_view) {};
+  if (argc > 5) {
+    options.network.caFile = argv[5];
+    options.network.loopbackScheme = fliprugair::LoopbackScheme::https;
+  }
   auto opened = fliprugair::LinuxEnvironment::open(std::move(options));
   if (!opened.environment) {
     std::fprintf(stderr, "victim: %s\n", opened.error.c_str());
