@@ -5,6 +5,7 @@
 #include <string_view>
 #include <vector>
 
+#include "Fliprugair/platform/Export.h"
 #include "Fliprugair/platform/Value.h"
 
 namespace fliprugair {
@@ -26,7 +27,7 @@ class LiteralKey {
 /// Builds a dictionary from an ordered list of pairs with different keys that ends at the first absent value: that pair
 /// and every later one are left out. All ordered pair lists of the system are made with it, because what is missing and
 /// in which order the rest stands are part of the formats.
-class PairList {
+class FLIPRUGAIR_EXPORT PairList {
  public:
   PairList() { entries_.reserve(mostPairs); }
 
