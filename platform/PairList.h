@@ -15,7 +15,7 @@ class LiteralKey {
  public:
   template <std::size_t size>
   consteval LiteralKey(const char (&literal)[size]) : text_(literal, size - 1) {
-    if (!std::ranges::all_of(text_, [](char character) { return character > 0; })) throw "not plain ASCII";
+    if (!std::all_of(text_.begin(), text_.end(), [](char character) { return character > 0; })) throw "not plain ASCII";
   }
 
   std::string_view text() const { return text_; }
