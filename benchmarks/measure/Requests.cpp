@@ -32,7 +32,7 @@ std::uintmax_t sizeOf(const std::string& file) {
 void restUntilSmaller(const std::string& file, std::uintmax_t before) {
   const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(10);
   while (sizeOf(file) > before / 2 && std::chrono::steady_clock::now() < end) {
-    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));  // the store says nothing when its file shrinks
   }
 }
 

@@ -103,6 +103,7 @@ void Sink::waitFor(const std::atomic<std::uint64_t>& counter, std::uint64_t coun
   const auto end = std::chrono::steady_clock::now() + std::chrono::minutes(1);
   while (counter < count) {
     require(std::chrono::steady_clock::now() < end, "the sink waits in vain for requests");
+    // A condition to wait on would put a lock and a wake-up into what is measured.
     std::this_thread::sleep_for(std::chrono::microseconds(200));
   }
 }

@@ -11,7 +11,7 @@ namespace fliprugair::bench {
 
 namespace {
 
-/// What a start leaves for other threads to do is done by then.
+/// What a start leaves for other threads to do is done by then: they tell nobody when they are.
 void rest() { std::this_thread::sleep_for(std::chrono::seconds(1)); }
 
 constexpr std::uint64_t requestsAtATime = 8;

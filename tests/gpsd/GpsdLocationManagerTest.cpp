@@ -344,8 +344,8 @@ struct LongCall {
     changed.notify_all();
     changed.wait(lock, [this] { return released; });
     lock.unlock();
-    std::this_thread::sleep_for(
-        50ms);  // an end that wrongly does not wait comes within this; nothing signals that it has not
+    // An end that wrongly does not wait comes within this; nothing signals that it has not.
+    std::this_thread::sleep_for(50ms);
     lock.lock();
     over = true;
   }

@@ -164,8 +164,8 @@ TEST(LinuxTermination, TheEndWaitsForAnAnswerThatIsBeingDelivered) {
   listener->onAnswer = [&] {
     environment->terminate();  // returns at once
     begun.happens();
-    std::this_thread::sleep_for(
-        50ms);  // an end that wrongly does not wait comes within this; nothing signals that it has not
+    // An end that wrongly does not wait comes within this; nothing signals that it has not.
+    std::this_thread::sleep_for(50ms);
     over = true;
   };
   const auto attribution = environment->makeRetrieveiAdAttribution();

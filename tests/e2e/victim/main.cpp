@@ -57,8 +57,8 @@ int main(int argc, char** argv) {
       }).detach();
     }
     while (true) {
-      std::this_thread::sleep_for(std::chrono::milliseconds(
-          3));  // real threads report meanwhile; how far they come is the kill's concern alone
+      // Real threads report meanwhile; how far they come does not matter, as they are killed at any instant.
+      std::this_thread::sleep_for(std::chrono::milliseconds(3));
       opened.environment->applicationWillResignActive();
       opened.environment->applicationDidBecomeActive();
     }
@@ -69,9 +69,9 @@ int main(int argc, char** argv) {
         while (true) tracker->trackEvent("last words", "value");
       }).detach();
     }
-    std::this_thread::sleep_for(std::chrono::microseconds(
-        std::stol(argv[4])));  // real time: the test chose this instant of the life to end it at
-    std::exit(0);              // no destructor of what stands above runs
+    // Real time: the test chose this instant of the life to end it at.
+    std::this_thread::sleep_for(std::chrono::microseconds(std::stol(argv[4])));
+    std::exit(0);  // no destructor of what stands above runs
   }
   for (long number = std::stol(argv[4]);; ++number) {
     const std::string name = std::to_string(number);
