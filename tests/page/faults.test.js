@@ -43,6 +43,30 @@ test('offline cuts connections, is to be seen on every view, and ends', async ()
   assert.equal((await stage.host.send(event('Through'))).status, 200);
 });
 
+test('the offline switch stands where it was put last, whatever the host said before that', async () => {
+  const page = await stage.open({view: '#faults'});
+  let release;
+  const held = new Promise((resolve) => { release = resolve; });
+  let asked;
+  const offlineIsOnItsWay = new Promise((resolve) => { asked = resolve; });
+  await page.route('**/api/faults', async (route) => {
+    if (route.request().method() !== 'GET') return route.continue();
+    const response = await route.fetch();
+    asked();
+    await held;
+    return route.fulfill({response});
+  });
+  const offline = page.getByRole('switch', {name: /Offline/});
+  await offline.check({force: true});
+  await page.getByRole('alert').getByText('plays offline').waitFor();
+  await offlineIsOnItsWay;
+  await offline.uncheck({force: true});
+  release();
+  await page.getByRole('alert').waitFor({state: 'hidden'});
+  assert.equal(await offline.isChecked(), false);
+  assert.equal((await stage.host.get('api/faults')).offline, false);
+});
+
 test('a fault is removed', async () => {
   await stage.host.put('api/faults', {faults: [hang]});
   const page = await stage.open({view: '#faults'});

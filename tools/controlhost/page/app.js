@@ -83,14 +83,7 @@ listenForShortcuts({
 
 const faultsTurn = inTurn();
 const askFaults = () => faultsTurn(async () => showFaults(await api.faults()));
-const changeFaults = (how) => faultsTurn(async () => {
-  try {
-    showFaults(await api.putFaults(how()));
-  } catch (error) {
-    showFaults(faults);  // the switch goes back
-    throw error;
-  }
-});
+const changeFaults = (how) => faultsTurn(async () => showFaults(await api.putFaults(how())));
 
 function showFaults(now) {
   faults.received(now);

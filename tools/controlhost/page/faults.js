@@ -25,8 +25,8 @@ function described(fault) {
 export class FaultsView {
   /** `change(how)` puts what `how()` says, when it is its turn. */
   constructor(box, devices, change) {
-    Object.assign(this, {devices, change, offline: false, faults: []});
-    this.offlineSwitch = el('input', {type: 'checkbox', role: 'switch', id: 'offline', on: {change: ({target}) => this.change(() => ({offline: target.checked}))}});
+    Object.assign(this, {devices, change, offline: false, faults: [], switching: 0});
+    this.offlineSwitch = el('input', {type: 'checkbox', role: 'switch', id: 'offline', on: {change: ({target}) => this.switchOffline(target.checked)}});
     this.list = el('ul', {class: 'fault-list'});
     this.nothing = el('p', {class: 'facts', text: 'None: every request is answered as it should be.'});
     box.append(
@@ -78,9 +78,21 @@ export class FaultsView {
     return form;
   }
 
+  /** Until the host has taken it, the switch stands where the reader put it: what is heard meanwhile is older. */
+  async switchOffline(offline) {
+    this.switching++;
+    await this.change(() => ({offline}));
+    this.switching--;
+    this.showSwitch();
+  }
+
+  showSwitch() {
+    if (this.switching === 0) this.offlineSwitch.checked = this.offline;
+  }
+
   received({offline, faults}) {
     Object.assign(this, {offline, faults});
-    this.offlineSwitch.checked = offline;
+    this.showSwitch();
     this.nothing.hidden = faults.length > 0;
     this.showList();
     const badge = byId('faults-badge');
