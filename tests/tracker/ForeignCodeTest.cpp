@@ -248,6 +248,7 @@ TEST(ACollaborator, ThatThrowsIsLoggedAndTheTrackerGoesOn) {
   EXPECT_EQ(phone.stored("mlinitWait"), Value(90));
   EXPECT_EQ(phone.stored("currency"), Value("eur"));
   EXPECT_EQ(phone.stored("firstInitReceived"), Value(true));
+  EXPECT_EQ(phone.timers("marluneAttributionCheckTimerFired:").size(), 1U);
 
   for (int number = 0; number < 25; ++number) tracker->trackEvent("event", "value");
   EXPECT_EQ(exceptions, 5);

@@ -23,6 +23,7 @@ class ObservedStore final : public UserDefaults {
   std::function<void(std::string_view key)> onGet = [](std::string_view) {};
   std::function<void()> onBeginGroup = [] {};
   std::function<void()> onEndGroup = [] {};
+  bool hasGroups = true;  ///< without, each synchronization stands for itself
 
   /// The keys whose last write is not durable yet.
   std::set<std::string, std::less<>> undurable() const {
@@ -47,7 +48,7 @@ class ObservedStore final : public UserDefaults {
   void synchronize() override {
     const std::lock_guard lock(mutex_);
     isWanted_ = groups_ > 0;
-    if (groups_ == 0) undurable_.clear();
+    if (groups_ == 0 || !hasGroups) undurable_.clear();
   }
   void beginGroup() override {
     onBeginGroup();
@@ -56,7 +57,7 @@ class ObservedStore final : public UserDefaults {
   }
   void endGroup() override {
     const std::lock_guard lock(mutex_);
-    if (--groups_ == 0 && std::exchange(isWanted_, false)) undurable_.clear();
+    if (--groups_ == 0 && std::exchange(isWanted_, false) && hasGroups) undurable_.clear();
     onEndGroup();
   }
 

@@ -4,6 +4,7 @@
 #include <limits>
 #include <optional>
 
+#include "Fliprugair/core/Options.h"
 #include "tracker/InitReplies.h"
 
 namespace fliprugair {
@@ -258,6 +259,13 @@ TEST(Options, UnknownKeysChangeNothing) {
        {std::string(), std::string("MarluneAppId"), std::string("logging"), invalidUtf8, megabyteOf('k')}) {
     expectSame(constructed(with(demo, key, true)), without);
   }
+}
+
+TEST(Options, UnknownKeysAloneAreSpokenOf) {
+  const Value given{{"marluneAppId", "demo"}, {"hostname", "x"}, {"versionExtension", "y"}};
+  const std::vector<std::string> lines = Options::adviceOn(given.dictionary());
+  ASSERT_EQ(lines.size(), 1U);
+  EXPECT_NE(lines[0].find("\"hostname\""), std::string::npos);
 }
 
 TEST(Options, ThatAreNoDictionaryAreAFailedStart) {

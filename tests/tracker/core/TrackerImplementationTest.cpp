@@ -172,6 +172,14 @@ TEST(AStart, HasWhatItWroteDurableWhenItReturns) {
   EXPECT_FALSE(phone.stored("INIT_PAYLOAD").isNull());
 }
 
+TEST(AStart, ThatAsksForNoSettingsHasWhatItWroteDurableToo) {
+  InstalledPhone phone;
+  ObservedEnvironment environment(phone.process);
+  const auto tracker = MarluneTracker::initMarluneWithParams(environment, demo);
+  EXPECT_TRUE(phone.requests("init").empty());
+  EXPECT_TRUE(environment.store.undurable().empty());
+}
+
 TEST(AnEnd, StopsEveryTimerThatTheProcessRefersTo) {
   for (const SharedTimer& shared : sharedTimers()) {
     Phone phone;
@@ -345,9 +353,9 @@ TEST(Entries, OfABackgroundFlushAreGuarded) {
   EXPECT_EQ(a.caught, 1);
 }
 
-/// What a call wrote is durable when it returns: a kill at any moment behind it loses nothing.
-TEST(Entries, HaveWhatTheyWroteDurableWhenTheyReturn) {
-  const std::vector<Entry> entries{
+/// Entries that write. What they wrote is durable when they return: a kill at any moment behind them loses nothing.
+const std::vector<Entry>& writers() {
+  static const std::vector<Entry> entries{
       {"trackEvent", [](Endangered& a) { a.tracker->trackEvent("event", "value"); }},
       {"the 25th record",
        [](Endangered& a) {
@@ -383,6 +391,11 @@ TEST(Entries, HaveWhatTheyWroteDurableWhenTheyReturn) {
        [](Endangered& a) {
          internalsOf(*a.tracker).MarluneRetrieveAttribution({{"success", 1}, {"data", Value{{"retry", -1}}}});
        }},
+      {"an init reply while the result is wanted",
+       [](Endangered& a) {
+         a.phone.store("requestAttribution", true);
+         internalsOf(*a.tracker).MarluneInitResult(neutral);
+       }},
       {"a flush", [](Endangered& a) { internalsOf(*a.tracker).batch.flushBatchQueue(false); }},
       {"a parked install report",
        [](Endangered& a) {
@@ -396,9 +409,23 @@ TEST(Entries, HaveWhatTheyWroteDurableWhenTheyReturn) {
          internalsOf(*a.tracker).properties.checkDeviceLimitTracking();
        }},
   };
-  for (const Entry& entry : entries) {
+  return entries;
+}
+
+TEST(Entries, HaveWhatTheyWroteDurableWhenTheyReturn) {
+  for (const Entry& entry : writers()) {
     SCOPED_TRACE(entry.name);
     Endangered a;
+    entry.enter(a);
+    for (const std::string& key : a.environment.store.undurable()) ADD_FAILURE() << "a kill would lose " << key;
+  }
+}
+
+TEST(Entries, WishForDurabilityBehindTheirLastWrite) {
+  for (const Entry& entry : writers()) {
+    SCOPED_TRACE(entry.name);
+    Endangered a;
+    a.environment.store.hasGroups = false;
     entry.enter(a);
     for (const std::string& key : a.environment.store.undurable()) ADD_FAILURE() << "a kill would lose " << key;
   }

@@ -41,6 +41,30 @@ TEST(BatchQueue, WaitsAnewWithEachRecord) {
   EXPECT_TRUE(phone.timers(timer).empty());
 }
 
+TEST(BatchQueue, ForgetsItsTimerOnceThatHasFired) {
+  WaitingPhone phone;
+  phone.track();
+  EXPECT_NE(phone.state().mlTrackerWaitTimer.load(), nullptr);
+  phone.process.advance(60);
+  EXPECT_EQ(phone.state().mlTrackerWaitTimer.load(), nullptr);
+}
+
+TEST(BatchQueue, IsFlushedOnceMoreForAFlushThatComesMeanwhile) {
+  WaitingPhone phone;
+  ObservedEnvironment environment(phone.process);
+  const auto tracker = MarluneTracker::initMarluneWithParams(environment, {{"marluneAppId", "demo"}});
+  tracker->trackEvent("first", "value");
+  bool isFirst = true;
+  environment.onMake = [&] {
+    if (!std::exchange(isFirst, false)) return;
+    tracker->trackEvent("second", "value");
+    internalsOf(*tracker).batch.flushBatchQueue(false);
+  };
+  internalsOf(*tracker).batch.flushBatchQueue(false);
+  EXPECT_EQ(phone.events("send").size(), 2U);
+  EXPECT_TRUE(phone.batch().empty());
+}
+
 TEST(BatchQueue, IsFlushedByThe25thRecord) {
   WaitingPhone phone;
   phone.track(24);

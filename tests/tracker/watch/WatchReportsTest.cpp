@@ -1,3 +1,4 @@
+#include "tracker/ObservedEnvironment.h"
 #include "tracker/Phone.h"
 
 namespace fliprugair {
@@ -54,6 +55,41 @@ TEST(WatchReports, PutAPairingOffUntilTheControlHostHasAnswered) {
   EXPECT_EQ(phone.stored("handleWatchEventsDeferred"), Value({{"watchLink", "second"}, {"calledByTrackEvent", false}}));
   EXPECT_TRUE(phone.batch().empty());
   EXPECT_TRUE(phone.stored("pairedAppleWatches").isNull());
+}
+
+/// While a pairing is put off the control host's first reply comes on another thread, which leaves `there` in its
+/// place.
+struct ReplyMeanwhile {
+  std::string_view link;
+  Value there;
+  bool isReported;
+};
+
+TEST(WatchReports, ReportAPairingThatNobodyComesBackForAndLeaveAnother) {
+  const Value none;
+  const std::vector<ReplyMeanwhile> replies{
+      {"link", {{"watchLink", "link"}, {"calledByTrackEvent", false}}, true},
+      {"link", {{"calledByTrackEvent", 0}, {"watchLink", "link"}}, true},
+      {"link", {{"watchLink", "other"}, {"calledByTrackEvent", false}}, false},
+      {"link", {{"watchLink", "link"}, {"calledByTrackEvent", true}}, false},
+      {"link", none, false},
+      {"", none, false},
+  };
+  for (const ReplyMeanwhile& reply : replies) {
+    SCOPED_TRACE(traceOf(reply.link, reply.there));
+    NewPhone phone;
+    ObservedEnvironment environment(phone.process);
+    const auto tracker = MarluneTracker::initMarluneWithParams(environment, {{"marluneAppId", "demo"}});
+    int looks = 0;
+    environment.store.onGet = [&](std::string_view key) {
+      if (!key.ends_with("firstInitReceived") || ++looks != 2) return;
+      phone.store("firstInitReceived", true);
+      phone.store("handleWatchEventsDeferred", reply.there);
+    };
+    tracker->handleWatchEvents(Text::of(reply.link));
+    EXPECT_EQ(phone.batch().size(), reply.isReported ? 2U : 0U);
+    EXPECT_EQ(phone.stored("handleWatchEventsDeferred"), reply.isReported ? none : reply.there);
+  }
 }
 
 TEST(WatchReports, PutEventsOffInTheirOrder) {
