@@ -23,7 +23,8 @@ class NetworkTest : public testing::Test {
  protected:
   /// A proxy of the machine that builds has no way to the servers of these tests.
   void SetUp() override {
-    for (const char* name : {"https_proxy", "HTTPS_PROXY", "all_proxy", "ALL_PROXY", "no_proxy", "NO_PROXY"})
+    for (const char* name :
+         {"http_proxy", "https_proxy", "HTTPS_PROXY", "all_proxy", "ALL_PROXY", "no_proxy", "NO_PROXY"})
       unsetenv(name);
   }
 

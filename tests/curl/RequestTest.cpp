@@ -42,6 +42,13 @@ TEST_F(Request, ALargeBodyArrivesWhole) {
   expectAccepted();
 }
 
+TEST_F(Request, ALargeBodyFollowsItsHeadWithoutTheHostsConsent) {
+  TestServer server;
+  const Running running = start();
+  sendQueued(server.hostname(), Value{{"action", "event"}, {"data", std::string(3 * 1024 * 1024, 'x')}});
+  EXPECT_FALSE(server.requests.items().at(0).isExpectant);
+}
+
 TEST_F(Request, AnAcceptedRequestLeavesTheQueueAndOthersStay) {
   TestServer server;
   const Running running = start();

@@ -216,6 +216,15 @@ TEST_F(TLS, WhatIsNotEncryptedTakesNoProxy) {
   expectAccepted();
 }
 
+TEST_F(TLS, WhatIsNotEncryptedTakesNoProxyOfTheEnvironmentEither) {
+  const DeadPort proxy;
+  TestServer server;
+  setenv("http_proxy", ("http://" + proxy.hostname()).c_str(), 1);
+  const Running running = NetworkTest::start();
+  sendQueued(server.hostname());
+  expectAccepted();
+}
+
 TEST_F(TLS, AHostOtherThanLoopbackIsNeverAskedInPlain) {
   TestServer server;
   const Running running = NetworkTest::start();

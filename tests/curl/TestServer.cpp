@@ -37,7 +37,9 @@ struct TestServer::Implementation {
     server->set_keep_alive_max_count(1000);
     server->set_keep_alive_timeout(1);
     const auto answer = [handler = std::move(handler), &requests](const httplib::Request& from, httplib::Response& to) {
-      const Request request{from.method, from.path, from.body, from.get_header_value("Content-Type"), from.remote_port};
+      const Request request{
+          from.method,     from.path, from.body, from.get_header_value("Content-Type"), from.has_header("Expect"),
+          from.remote_port};
       requests.put(request);
       const Reply reply = handler(request);
       to.status = reply.status;

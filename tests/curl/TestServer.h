@@ -22,6 +22,7 @@ class TestServer {
     std::string path;
     std::string body;
     std::string contentType;
+    bool isExpectant = false;  ///< it wanted to be told to go on before it sends its body
     int clientPort = 0;
   };
   struct Reply {

@@ -59,6 +59,8 @@ TEST(ValidUtf8, PutsOneReplacementForEachLongestInvalidPart) {
       Case{"\xF5\x80\x80\x80"s, replacements(4)},                   //
       Case{"\xF8\x88\x80\x80\x80"s, replacements(5)},               // five bytes were a form once
       Case{"\xFE\xFF"s, replacements(2)},                           //
+      Case{"\xC3\xC0"s, replacements(2)},                           // the first byte that continues nothing
+      Case{"\xE2\x82\xC0"s, replacements(2)},                       //
       Case{"\xC2"s, replacements(1)},                               // truncated
       Case{"\xE2\x82"s, replacements(1)},                           //
       Case{"\xF0\x9F\x98"s, replacements(1)},                       //
@@ -182,13 +184,14 @@ TEST(FloatOfText, ReadsTheNumberThatBegins) {
     float expected;
   };
   for (const auto& [text, expected] : {
-           Case{"7.1", 7.1F}, Case{"7.0.6", 7.0F},    Case{" 9.3", 9.3F},    Case{"\t9.3", 9.3F},
-           Case{"10", 10.0F}, Case{"+8", 8.0F},       Case{"-8.5", -8.5F},   Case{".5", 0.5F},
-           Case{"5.", 5.0F},  Case{"8.0-beta", 8.0F}, Case{"1e2", 100.0F},   Case{"1e", 1.0F},
-           Case{"1e+", 1.0F}, Case{"0x10", 0.0F},     Case{"9,3", 9.0F},     Case{"", 0.0F},
-           Case{" ", 0.0F},   Case{".", 0.0F},        Case{"-", 0.0F},       Case{"--8", 0.0F},
-           Case{"+-8", 0.0F}, Case{"inf", 0.0F},      Case{"-inf", 0.0F},    Case{"infinity", 0.0F},
-           Case{"nan", 0.0F}, Case{"nan(1)", 0.0F},   Case{"iOS 9.3", 0.0F}, Case{"8 .5", 8.0F},
+           Case{"7.1", 7.1F},     Case{"7.0.6", 7.0F},    Case{" 9.3", 9.3F},  Case{"\t9.3", 9.3F},
+           Case{"10", 10.0F},     Case{"+8", 8.0F},       Case{"-8.5", -8.5F}, Case{".5", 0.5F},
+           Case{"5.", 5.0F},      Case{"8.0-beta", 8.0F}, Case{"1e2", 100.0F}, Case{"1e", 1.0F},
+           Case{"1e+", 1.0F},     Case{"0x10", 0.0F},     Case{"9,3", 9.0F},   Case{"", 0.0F},
+           Case{" ", 0.0F},       Case{".", 0.0F},        Case{"-", 0.0F},     Case{"--8", 0.0F},
+           Case{"+-8", 0.0F},     Case{"inf", 0.0F},      Case{"-inf", 0.0F},  Case{"infinity", 0.0F},
+           Case{"1e+2", 100.0F},  Case{"1e-2", 0.01F},    Case{"nan", 0.0F},   Case{"nan(1)", 0.0F},
+           Case{"iOS 9.3", 0.0F}, Case{"8 .5", 8.0F},
        }) {
     EXPECT_EQ(floatOfText(text), expected) << text;
   }

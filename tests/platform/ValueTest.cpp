@@ -101,6 +101,19 @@ TEST(Value, IsEqualInKindAndContentOnly) {
   EXPECT_FALSE(Value({{"a", 1}, {"b", 2}}) == Value({{"b", 2}, {"a", 1}}));  // the order is part of it
 }
 
+TEST(Value, AnArrayEqualsOneOfItsLengthAlone) {
+  EXPECT_FALSE(Value(Array({1, 2})) == Value(Array({1})));
+  EXPECT_FALSE(Value(Array({1})) == Value(Array({1, 2})));
+  EXPECT_FALSE(Value(Array({Value()})) == Value(Array()));
+}
+
+TEST(Value, ADictionaryEqualsOneWithItsKeysAlone) {
+  EXPECT_FALSE(Value({{"a", 1}}) == Value({{"b", 1}}));
+  EXPECT_FALSE(Value({{"a", 1}}) == Value({{"a", 2}}));
+  EXPECT_FALSE(Value({{"a", 1}, {"b", 2}}) == Value({{"a", 1}}));
+  EXPECT_FALSE(Value({{"a", 1}}) == Value({{"a", 1}, {"b", 2}}));
+}
+
 TEST(Value, TheSameObjectIsOneThatIsShared) {
   const Value text = "a";
   const Value copy = text;

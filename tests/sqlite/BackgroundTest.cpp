@@ -179,6 +179,21 @@ TEST_F(AWrittenStore, KeepsNoCallerWaitingWhenItsLogIsAtItsLimitAndTheDiskIsStuc
   EXPECT_EQ(openStore(file_)->objectForKey("key"), Value(last_));
 }
 
+TEST_F(AWrittenStore, GoesOnInANewFileWhenItsOwnIsTakenAwayWhileItsLogIsCopied) {
+  isTheTest = true;
+  diskIsStuck = true;
+  while (logSize(file_) < logAtItsLimit) write(400000);
+  ASSERT_TRUE(eventually([] { return waitingThreads > 0; }));
+  for (const char* suffix : {"", "-wal", "-shm"}) std::filesystem::remove(file_.string() + suffix);
+  write(10);
+  diskIsStuck = false;
+  ASSERT_TRUE(eventually([] { return waitingThreads == 0; }));
+  write(10);
+  EXPECT_EQ(AfterSuddenDeath(file_)->objectForKey("key"), Value(last_));
+  store_.reset();
+  EXPECT_EQ(openStore(file_)->objectForKey("key"), Value(last_));
+}
+
 TEST_F(AWrittenStore, WhoseLogWasEmptiedIsWholeAfterASuddenDeath) {
   while (logSize(file_) < longLog) write(4000);
   ASSERT_TRUE(eventually([&] { return isCut(file_); }));
