@@ -29,6 +29,15 @@ void Checkpointer::request(Urgency urgency) {
   changed_.notify_one();
 }
 
+void Checkpointer::awaitAttempt() {
+  std::unique_lock lock(mutex_);
+  const std::uint64_t before = attempts_;
+  requested_ = true;
+  isUrgent_ = true;
+  changed_.notify_one();
+  ended_.wait(lock, [&] { return stops_ || attempts_ != before; });
+}
+
 void Checkpointer::run() {
   std::unique_lock lock(mutex_);
   while (!stops_) {
@@ -41,6 +50,8 @@ void Checkpointer::run() {
     const bool isDone = work_();
     lock.lock();
     if (!isDone) requested_ = true;
+    ++attempts_;
+    ended_.notify_all();
   }
 }
 

@@ -3,6 +3,7 @@
 #include <atomic>
 #include <chrono>
 #include <condition_variable>
+#include <cstdint>
 #include <functional>
 #include <mutex>
 #include <thread>
@@ -11,7 +12,7 @@ namespace fliprugair {
 
 /// The store's background thread. It sleeps until work is requested, then tries to do it after each pause, until it is
 /// done; at once when it is urgent. Owned by StoreDisk; ends, and waits for the attempt at hand, when destroyed.
-/// Threads: `request` may be called from any.
+/// Threads: `request` and `awaitAttempt` may be called from any other.
 class Checkpointer {
  public:
   /// `work` makes an attempt and answers whether there is none to follow. Called on this thread only, with no lock
@@ -26,6 +27,9 @@ class Checkpointer {
   /// Costs next to nothing while such a request waits.
   void request(Urgency urgency);
 
+  /// Waits for the end of an attempt: that at hand, or one that begins at once.
+  void awaitAttempt();
+
  private:
   void run();
 
@@ -33,6 +37,8 @@ class Checkpointer {
   const std::chrono::milliseconds pause_;
   std::mutex mutex_;
   std::condition_variable changed_;
+  std::condition_variable ended_;
+  std::uint64_t attempts_ = 0;  ///< that have ended
   bool stops_ = false;
   std::atomic<bool> requested_ = false;
   std::atomic<bool> isUrgent_ = false;

@@ -28,6 +28,7 @@ class RowFile {
   static constexpr std::int64_t formatVersion = 2;
   static constexpr int logTarget = 1000;  ///< pages; from here on the log is to be emptied in a pause
   static constexpr int logLimit = 2000;   ///< pages; from here on without one
+  static constexpr int logBound = 3500;   ///< pages; from here on who writes waits until it is empty
 
   /// Opens the file, or begins one.
   RowFile(const std::string& path, StoreDurability durability);
@@ -50,6 +51,7 @@ class RowFile {
   int logPages() const { return logPages_; }
   bool logIsLong() const { return logPages_ >= logTarget; }
   bool logIsAtItsLimit() const { return logPages_ >= logLimit; }
+  bool logIsAtItsBound() const { return logPages_ >= logBound; }
 
   /// Whether it is worth the while to give unused pages back to the file system, and doing so with a few of them.
   bool hasMuchRoom() const;

@@ -32,7 +32,8 @@ class StoreMemory;
 /// StoreDurability::powerCut for the disk. Otherwise the waiting for the disk is the background thread's: it copies
 /// SQLite's log into the file, beside the writes, when nothing was written for a second or two and the log is longer
 /// than two megabytes, and from four megabytes on without that pause. What a `synchronize` may meet is the end of such
-/// a copy, where the little that was written meanwhile is brought to the disk.
+/// a copy, where the little that was written meanwhile is brought to the disk; and, where much is written faster than
+/// the disk takes it, from seven megabytes on the whole of it.
 class SQLiteUserDefaults final : public UserDefaults {
  public:
   /// Receives diagnostic lines, with no lock held; what it throws is dropped.

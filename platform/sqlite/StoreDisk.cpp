@@ -59,10 +59,12 @@ std::optional<std::string> StoreDisk::open(StoreMemory& memory) {
 void StoreDisk::commit(StoreMemory& memory) noexcept {
   try {
     Lines lines;
+    bool writesFasterThanTheDisk = false;
     {
       const std::lock_guard lock(mutex_);
       try {
         attempt(memory, lines);
+        writesFasterThanTheDisk = file_->logIsAtItsBound();
         if (std::exchange(isFailing_, false))
           lines.push_back("the store " + path_.string() + " is being written again");
       } catch (const std::exception& error) {
@@ -73,6 +75,7 @@ void StoreDisk::commit(StoreMemory& memory) noexcept {
       }
     }
     for (const std::string& line : lines) say(line);
+    if (writesFasterThanTheDisk) checkpointer_.awaitAttempt();
   } catch (...) {
     // No memory to say so; the next call tries again.
   }

@@ -18,6 +18,7 @@
 #include "platform/sqlite/RowFile.h"
 #include "sqlite/StoreTest.h"
 #include "support/Eventually.h"
+#include "support/ThreadSleeps.h"
 
 namespace {
 
@@ -47,6 +48,7 @@ bool isCut(const std::filesystem::path& file) { return logSize(file) < 10000; }
 /// Of the log, in bytes.
 constexpr std::uintmax_t longLog = 32 + RowFile::logTarget * std::uintmax_t{RowFile::pageSize + 24};
 constexpr std::uintmax_t logAtItsLimit = 32 + RowFile::logLimit * std::uintmax_t{RowFile::pageSize + 24};
+constexpr std::uintmax_t logAtItsBound = 32 + RowFile::logBound * std::uintmax_t{RowFile::pageSize + 24};
 
 TEST(StoreBackground, CopiesTheLogIntoTheFileAndEmptiesItWhileTheCallerNeverWaitsForTheDisk) {
   const TemporaryFolder folder;
@@ -179,6 +181,29 @@ TEST_F(AWrittenStore, KeepsNoCallerWaitingWhenItsLogIsAtItsLimitAndTheDiskIsStuc
   EXPECT_EQ(openStore(file_)->objectForKey("key"), Value(last_));
 }
 
+TEST_F(AWrittenStore, HasWhoWritesFasterThanTheDiskWaitForIt) {
+  diskIsStuck = true;
+  std::atomic<pid_t> writer = 0;
+  std::atomic<bool> isDone = false;
+  std::uintmax_t longest = 0;
+  std::thread thread([&] {
+    isTheTest = true;
+    writer = gettid();
+    for (int number = 0; number < 100; ++number) {
+      write(100000);
+      longest = std::max(longest, logSize(file_));
+    }
+    isDone = true;
+  });
+  EXPECT_TRUE(eventually([&] { return isDone || (logSize(file_) >= logAtItsBound && isAsleep(writer)); }));
+  EXPECT_FALSE(isDone);
+  diskIsStuck = false;
+  thread.join();
+  EXPECT_LT(longest, 8'000'000U);
+  store_.reset();
+  EXPECT_EQ(openStore(file_)->objectForKey("key"), Value(last_));
+}
+
 TEST_F(AWrittenStore, GoesOnInANewFileWhenItsOwnIsTakenAwayWhileItsLogIsCopied) {
   isTheTest = true;
   diskIsStuck = true;
@@ -262,6 +287,15 @@ TEST(StoreBackground, DoesUrgentWorkAtOnce) {
   checkpointer.request(Checkpointer::Urgency::afterPause);
   checkpointer.request(Checkpointer::Urgency::now);
   EXPECT_TRUE(eventually([&] { return pieces == 1; }));
+}
+
+TEST(StoreBackground, IsWaitedForOverAnAttemptAndNoLonger) {
+  std::atomic<int> pieces = 0;
+  Checkpointer checkpointer([&] { return ++pieces < 0; }, std::chrono::hours(1));
+  for (int number = 1; number < 4; ++number) {
+    checkpointer.awaitAttempt();
+    EXPECT_EQ(pieces, number);
+  }
 }
 
 TEST(StoreBackground, SleepsUntilWorkIsRequested) {

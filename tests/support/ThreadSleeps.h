@@ -17,4 +17,14 @@ inline long sleepsOf(pid_t thread) {
   return -1;
 }
 
+/// Whether the thread of this process waits for something.
+inline bool isAsleep(pid_t thread) {
+  std::ifstream status("/proc/self/task/" + std::to_string(thread) + "/status");
+  for (std::string word; status >> word;) {
+    std::string state;
+    if (word == "State:" && status >> state) return state == "S";
+  }
+  return false;
+}
+
 }  // namespace fliprugair
