@@ -1,7 +1,6 @@
 #pragma once
 
 #include <curl/curl.h>
-#include <unistd.h>
 
 #include <deque>
 #include <functional>
@@ -16,6 +15,7 @@
 #include "platform/curl/HostTrouble.h"
 #include "platform/curl/IdleWatch.h"
 #include "platform/curl/RequestLedger.h"
+#include "platform/posix/ProcessMark.h"
 #include "platform/posix/Threads.h"
 
 namespace fliprugair {
@@ -47,7 +47,7 @@ class NetworkThread : public std::enable_shared_from_this<NetworkThread> {
 
   /// Whether this is a child of the process that made it, which has inherited neither the thread nor what its locks
   /// guard.
-  bool isInherited() const { return ::getpid() != process_; }
+  bool isInherited() const { return !process_.isOwnProcess(); }
 
   /// Whether a delegate's method or the log is running further up. Any thread.
   bool isOwnThread() const { return isThreadOf(this); }
@@ -83,7 +83,7 @@ class NetworkThread : public std::enable_shared_from_this<NetworkThread> {
   std::unique_ptr<CurlTransfer> takeRunning(std::vector<Running>::iterator place);
   void abandonAll();
 
-  const pid_t process_ = ::getpid();
+  const ProcessMark process_;
   std::shared_ptr<NetworkThread> keptInChild_;  ///< itself: to take it apart would close the parent's connections
   const Library library_;
   const CurlNetworkOptions options_;

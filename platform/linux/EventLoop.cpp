@@ -73,7 +73,7 @@ void EventLoop::async(Task task) { post(std::move(task), false); }
 void EventLoop::asyncAtOnce(Task task) { post(std::move(task), true); }
 
 void EventLoop::post(Task task, bool atOnce) {
-  if (process_.isElsewhere()) return;
+  if (!process_.isOwnProcess()) return;
   const std::lock_guard lock(mutex_);
   if (closed_) return;  // the caller's frame destroys the task, after the lock is gone
   posted_.push_back(std::move(task));
@@ -90,7 +90,7 @@ void EventLoop::run() { turn(Turn::untilStopped); }
 void EventLoop::poll() { turn(Turn::once); }
 
 void EventLoop::turn(Turn how) {
-  if (process_.isElsewhere() || handles_ == nullptr || turning_.exchange(true)) return;
+  if (!process_.isOwnProcess() || handles_ == nullptr || turning_.exchange(true)) return;
   mainThread_ = std::this_thread::get_id();
   runsUntilStopped_ = how == Turn::untilStopped;
   if (runsUntilStopped_ && stopRequested_) uv_async_send(&handles_->wake);  // poll() may have used up the stop's own
@@ -100,7 +100,7 @@ void EventLoop::turn(Turn how) {
 }
 
 void EventLoop::stop() {
-  if (process_.isElsewhere()) return;
+  if (!process_.isOwnProcess()) return;
   const std::lock_guard lock(mutex_);
   if (closed_) return;
   stopRequested_ = true;
@@ -108,7 +108,7 @@ void EventLoop::stop() {
 }
 
 std::optional<Clock::time_point> EventLoop::nextDeadline() const {
-  if (process_.isElsewhere()) return std::nullopt;
+  if (!process_.isOwnProcess()) return std::nullopt;
   {
     const std::lock_guard lock(mutex_);
     if (!posted_.empty()) return Clock::now();

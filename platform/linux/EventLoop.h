@@ -11,7 +11,7 @@
 #include "Fliprugair/platform/MainQueue.h"
 #include "Fliprugair/platform/linux/Log.h"
 #include "platform/linux/TimerList.h"
-#include "platform/posix/OwnProcess.h"
+#include "platform/posix/ProcessMark.h"
 
 namespace fliprugair {
 
@@ -72,7 +72,7 @@ class EventLoop final : public MainQueue {
   void lookAgain();
   void endTurn();
 
-  const OwnProcess process_;
+  const ProcessMark process_;
   const Log log_;
   std::unique_ptr<Handles> handles_;  ///< null when closed
   TimerList timers_;

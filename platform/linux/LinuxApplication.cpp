@@ -13,7 +13,7 @@ LinuxApplication::LinuxApplication(MainQueue& mainQueue, std::chrono::duration<d
 
 BackgroundTaskIdentifier LinuxApplication::beginBackgroundTask(std::string_view /*name*/,
                                                                std::function<void()> expirationHandler) {
-  if (process_.isElsewhere()) return invalidBackgroundTask + 1;
+  if (!process_.isOwnProcess()) return invalidBackgroundTask + 1;
   const Clock::time_point begin = Clock::now();
   BackgroundTaskIdentifier task = invalidBackgroundTask;
   {
@@ -45,7 +45,7 @@ void LinuxApplication::armExpiry(BackgroundTaskIdentifier task) {
 }
 
 void LinuxApplication::endBackgroundTask(BackgroundTaskIdentifier task) {
-  if (process_.isElsewhere()) return;
+  if (!process_.isOwnProcess()) return;
   const Tasks::node_type ended = take(task);
   if (ended.empty()) return;
   mainQueue_.async([this, expiry = ended.mapped().expiry] {

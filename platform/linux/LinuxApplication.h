@@ -11,7 +11,7 @@
 #include "Fliprugair/platform/MainQueue.h"
 #include "Fliprugair/platform/linux/Log.h"
 #include "platform/linux/FactsInForce.h"
-#include "platform/posix/OwnProcess.h"
+#include "platform/posix/ProcessMark.h"
 
 namespace fliprugair {
 
@@ -48,7 +48,7 @@ class LinuxApplication final : public Application {
   Tasks::node_type take(BackgroundTaskIdentifier task);
   void runActionIfAllEnded();
 
-  const OwnProcess process_;
+  const ProcessMark process_;
   MainQueue& mainQueue_;
   const std::chrono::duration<double> taskTime_;
   const FactsInForce& facts_;

@@ -26,7 +26,7 @@
 #include "platform/linux/SentWatch.h"
 #include "platform/linux/StandIns.h"
 #include "platform/linux/WorkerPool.h"
-#include "platform/posix/OwnProcess.h"
+#include "platform/posix/ProcessMark.h"
 #include "platform/posix/Threads.h"
 
 namespace fliprugair {
@@ -43,7 +43,7 @@ std::shared_ptr<const HostFacts> sharedFacts(HostFacts facts) {
 struct LinuxEnvironment::Parts {
   Parts(LinuxOptions given, Platform& platform);
 
-  const OwnProcess process;
+  const ProcessMark process;
   const LinuxOptions options;
   const Log log;
   FactsInForce facts;
@@ -137,7 +137,7 @@ LinuxEnvironment::~LinuxEnvironment() {
 
 /// Says so the first time.
 bool LinuxEnvironment::isInFork() const {
-  if (!parts_->process.isElsewhere()) return false;
+  if (parts_->process.isOwnProcess()) return false;
   if (!parts_->forkWasSaid.exchange(true)) {
     parts_->log(
         "The library was opened by the parent of this process: here its calls do nothing. Open it after the fork, with "

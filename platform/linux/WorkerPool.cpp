@@ -9,7 +9,7 @@
 namespace fliprugair {
 
 void WorkerPool::async(Task task) {
-  if (process_.isElsewhere()) return;
+  if (!process_.isOwnProcess()) return;
   bool noThread = false;
   {
     const std::lock_guard lock(mutex_);

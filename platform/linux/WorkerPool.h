@@ -9,7 +9,7 @@
 
 #include "Fliprugair/platform/MainQueue.h"
 #include "Fliprugair/platform/linux/Log.h"
-#include "platform/posix/OwnProcess.h"
+#include "platform/posix/ProcessMark.h"
 
 namespace fliprugair {
 
@@ -32,7 +32,7 @@ class WorkerPool final : public GlobalQueue {
  private:
   void work();
 
-  const OwnProcess process_;
+  const ProcessMark process_;
   const Log log_;
   std::mutex mutex_;
   std::condition_variable changed_;

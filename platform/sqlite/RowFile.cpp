@@ -1,7 +1,6 @@
 #include "platform/sqlite/RowFile.h"
 
 #include <sqlite3.h>
-#include <sys/stat.h>
 
 #include <algorithm>
 #include <cstdlib>
@@ -23,12 +22,11 @@ bool saysThatTheMediumRefuses(std::string_view text) {
 }  // namespace
 
 RowFile::RowFile(const std::string& path, StoreDurability durability)
-    : path_(path), database_(path, Database::Mode::readWriteCreate) {
+    : database_(path, Database::Mode::readWriteCreate), place_(path) {
   try {
     const bool waits = durability == StoreDurability::powerCut;
     database_.execute(waits ? "PRAGMA synchronous = FULL" : "PRAGMA synchronous = NORMAL");
     prepare();
-    file_ = identityOf(path_);
   } catch (const StoreError&) {
     leaveFilesAlone();
     throw;
@@ -155,12 +153,6 @@ std::vector<Row> RowFile::rows() const {
   return rows;
 }
 
-RowFile::Identity RowFile::identityOf(const std::string& path) {
-  struct stat state {};
-  if (::stat(path.c_str(), &state) != 0) return {};
-  return {state.st_dev, state.st_ino};
-}
-
 void RowFile::write(const std::vector<RowChange>& changes) {
   if (changes.size() == 1) return make(changes.front());  // a statement outside a transaction is one
   begin_->run();
@@ -187,7 +179,7 @@ void RowFile::make(const RowChange& change) {
 
 void RowFile::touch() {
   database_.execute(("PRAGMA user_version = " + std::to_string(formatVersion)).c_str());
-  if (log_ == Identity{}) log_ = identityOf(path_ + "-wal");
+  place_.noteLog();
 }
 
 bool RowFile::hasMuchRoom() const {

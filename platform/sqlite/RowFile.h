@@ -10,6 +10,7 @@
 #include "platform/json/RapidJSONSerialization.h"
 #include "platform/sqlite/Database.h"
 #include "platform/sqlite/Row.h"
+#include "platform/sqlite/StorePlace.h"
 
 namespace fliprugair {
 
@@ -39,8 +40,8 @@ class RowFile {
   std::vector<Row> rows() const;
 
   /// Whether the file and the log still stand where they were opened.
-  bool isInPlace() const { return fileIsInPlace() && identityOf(path_ + "-wal") == log_; }
-  bool fileIsInPlace() const { return identityOf(path_) == file_; }
+  bool isInPlace() { return place_.isInPlace(); }
+  bool fileIsInPlace() const { return place_.fileIsInPlace(); }
 
   /// Makes the changes, in their order, in one transaction.
   void write(const std::vector<RowChange>& changes);
@@ -65,14 +66,6 @@ class RowFile {
   void leaveFilesAlone() const { database_.leaveFilesAlone(); }
 
  private:
-  /// Which file a name names.
-  struct Identity {
-    std::uint64_t device = 0;
-    std::uint64_t number = 0;
-    friend bool operator==(const Identity&, const Identity&) = default;
-  };
-  static Identity identityOf(const std::string& path);
-
   void prepare();
   void create();
   void createTwins();
@@ -84,10 +77,8 @@ class RowFile {
   void make(const RowChange& change);
   static int noteLogPages(void* self, sqlite3*, const char*, int pages);
 
-  const std::string path_;
   Database database_;
-  Identity file_;
-  Identity log_;
+  StorePlace place_;
   RapidJSONSerialization json_;
   int logPages_ = 0;
   std::optional<Statement> begin_;
