@@ -192,7 +192,6 @@ void RowFile::giveBackRoom() { database_.execute("PRAGMA incremental_vacuum(256)
 bool RowFile::emptyLog() {
   if (!database_.checkpoint(SQLITE_CHECKPOINT_TRUNCATE)) return false;
   logPages_ = 0;
-  touch();
   return true;
 }
 

@@ -46,7 +46,7 @@ class RowFile {
   /// Makes the changes, in their order, in one transaction.
   void write(const std::vector<RowChange>& changes);
 
-  /// A write that changes nothing. Throws while the medium refuses.
+  /// A write that changes nothing; it begins a log that was cut off. Throws while the medium refuses.
   void touch();
 
   int logPages() const { return logPages_; }
@@ -58,8 +58,8 @@ class RowFile {
   bool hasMuchRoom() const;
   void giveBackRoom();
 
-  /// Copies what is not in the file yet, which waits for the disk if there is any, cuts the log off and begins it anew,
-  /// so that the wait for its beginning is not the next write's. False when a LogCopier is in the way.
+  /// Copies what is not in the file yet, which waits for the disk if there is any, and cuts the log off. The next write
+  /// waits for the beginning of a new one. False when a LogCopier is in the way.
   bool emptyLog();
 
   /// Lets the end of this object leave the file and the log as they are.

@@ -98,6 +98,7 @@ void StoreDisk::attempt(StoreMemory& memory, Lines& lines) {
     writeAll(memory, lines);
     // Until the disk has it there is neither the old file nor the new.
     file_->emptyLog();
+    file_->touch();
   }
   hasBegunAfresh_ = false;
 }
@@ -146,7 +147,10 @@ void StoreDisk::connect(StoreMemory& memory) {
   // A healthy file says itself what it holds; the copy helps one that has lost its identity.
   if (memory.read(IdentityCopy::identifier()).isNull()) restoreIdentity(identity_, memory);
   file_->touch();
-  if (file_->logIsLong()) file_->emptyLog();  // a process that is killed soon may never come to it
+  if (file_->logIsLong()) {  // a process that is killed soon may never come to it
+    file_->emptyLog();
+    file_->touch();
+  }
 }
 
 /// Lets go of the file as it is; the next attempt opens it anew and finds out what it lacks.
@@ -289,7 +293,11 @@ bool StoreDisk::checkpoint() noexcept {
     copier.copy();
     copier.copy();
     lock.lock();
-    return !file_ || (file_->emptyLog() && !file_->hasMuchRoom());
+    if (!file_) return true;
+    if (!file_->emptyLog()) return false;
+    // A writer that waits for the lock has waited enough: it begins the new log itself, which is shorter than both.
+    if (pauses) file_->touch();
+    return !file_->hasMuchRoom();
   } catch (...) {
     return true;  // the next write that the medium refuses says so
   }

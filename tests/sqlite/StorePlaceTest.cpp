@@ -1,11 +1,10 @@
-#include "platform/sqlite/StorePlace.h"
-
 #include <gtest/gtest.h>
 
 #include <filesystem>
 #include <fstream>
 #include <optional>
 
+#include "platform/sqlite/StorePlace.h"
 #include "tests/support/Eventually.h"
 #include "tests/support/TemporaryFolder.h"
 
