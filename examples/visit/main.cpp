@@ -108,9 +108,9 @@ int visit(const Settings& settings) {
   say("launched and active");
 
   if (settings.first) {
-    const Value attribution = listener->wait(std::chrono::seconds(20));
+    const Value attribution = listener->wait(std::chrono::seconds(60));
     if (attribution.isNull()) {
-      std::cerr << "fliprugair-visit: no attribution result came within 20 seconds\n";
+      std::cerr << "fliprugair-visit: no attribution result came within 60 seconds\n";
       return 1;
     }
     say("attribution result: " + tracker->swiftRetrieveAttribution());

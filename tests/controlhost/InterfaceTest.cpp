@@ -26,6 +26,7 @@ class InterfaceTest : public testing::Test {
 
   HttpAnswer send(const char* method, const std::string& path, const std::string& body, httplib::Headers headers = {}) {
     httplib::Client client("127.0.0.1", host_.port());
+    client.set_read_timeout(120);
     httplib::Request request;
     request.method = method;
     request.path = path;
@@ -163,6 +164,25 @@ TEST_F(InterfaceTest, AnswersAndFaultsAreReadAsTheyAreWritten) {
   EXPECT_EQ(json("/api/faults")["faults"].array()[0].dictionary()["hits"], Value(1));
 }
 
+TEST_F(InterfaceTest, AFaultIsAddedAndRemovedByItself) {
+  const auto kinds = [&] {
+    std::string all;
+    for (const Value& fault : json("/api/faults")["faults"].array()) all += fault.dictionary()["kind"].text() + ' ';
+    return all;
+  };
+  EXPECT_EQ(send("PUT", "/api/faults", R"({"faults":[{"kind":"hang","action":"update"}]})").status, 200);
+  const HttpAnswer added = send("POST", "/api/faults", R"({"kind":"status","status":500})");
+  EXPECT_EQ(added.status, 200);
+  EXPECT_EQ(added.json(), get("/api/faults").json());
+  EXPECT_EQ(kinds(), "hang status ");
+  const std::int64_t id = json("/api/faults")["faults"].array()[0].dictionary()["id"].integerValue();
+  const std::string place = "/api/faults/" + std::to_string(id);
+  EXPECT_EQ(send("DELETE", place, "").status, 200);
+  EXPECT_EQ(send("DELETE", place, "").status, 404);
+  EXPECT_EQ(send("POST", "/api/faults", R"({"kind":"burn"})").status, 400);
+  EXPECT_EQ(kinds(), "status ");
+}
+
 TEST_F(InterfaceTest, ForgetsADevicePausesAndClears) {
   post(host_.port(), Array{event("level", "MI1")});
   post(host_.port(), Array{event("level", "MI2")});
@@ -208,7 +228,7 @@ TEST_F(InterfaceTest, EventsTellOfEachRequestAndOfChanges) {
   post(host_.port(), Array{event("before")});
   std::string stream;
   httplib::Client client("127.0.0.1", host_.port());
-  client.set_read_timeout(60);
+  client.set_read_timeout(120);
   bool changed = false;
   client.Get("/api/events?since=0", [&](const char* bytes, size_t size) {
     stream.append(bytes, size);
@@ -224,16 +244,29 @@ TEST_F(InterfaceTest, EventsTellOfEachRequestAndOfChanges) {
   EXPECT_NE(stream.find("event: faults\ndata: {\"offline\":true,"), std::string::npos) << stream;
 }
 
+/// The first that a host tells who follows.
+Dictionary greeting(const ControlHost& host) {
+  std::string stream;
+  httplib::Client("127.0.0.1", host.port()).Get("/api/events", [&](const char* data, std::size_t length) {
+    stream.append(data, length);
+    return stream.find("\n\n") == std::string::npos;
+  });
+  const std::string hello = stream.substr(stream.find('{'), stream.find("\n\n") - stream.find('{'));
+  return RapidJSONSerialization().value(hello).value_or(Value()).dictionary();
+}
+
+TEST_F(InterfaceTest, WhoComesBackIsToldHowOftenSomethingWasErased) {
+  post(host_.port(), Array{event("level", "MI1")});
+  const std::int64_t before = greeting(host_)["erasures"].integerValue();
+  EXPECT_EQ(greeting(host_)["erasures"], Value(before));
+  EXPECT_EQ(send("DELETE", "/api/devices/MI1", "").status, 200);
+  EXPECT_EQ(greeting(host_)["erasures"], Value(before + 1));
+  host_.clear();
+  EXPECT_EQ(greeting(host_)["erasures"], Value(before + 2));
+}
+
 TEST_F(InterfaceTest, GreetsAnewAtEachStart) {
-  const auto run = [](const ControlHost& host) {
-    std::string stream;
-    httplib::Client("127.0.0.1", host.port()).Get("/api/events", [&](const char* data, std::size_t length) {
-      stream.append(data, length);
-      return stream.find("\n\n") == std::string::npos;
-    });
-    const std::string greeting = stream.substr(stream.find('{'), stream.find("\n\n") - stream.find('{'));
-    return RapidJSONSerialization().value(greeting).value_or(Value()).dictionary()["run"];
-  };
+  const auto run = [](const ControlHost& host) { return greeting(host)["run"]; };
   const ControlHost other;
   EXPECT_FALSE(run(host_).text().empty());
   EXPECT_EQ(run(host_), run(host_));

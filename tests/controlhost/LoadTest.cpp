@@ -40,6 +40,7 @@ TEST(Load, NoRequestIsLostAndMemoryStaysFlatAtTheCap) {
   ControlHost host({.capacity = static_cast<std::size_t>(capacity)});
   httplib::Client client("127.0.0.1", host.port());
   client.set_keep_alive(true);
+  client.set_read_timeout(120);
   client.set_tcp_nodelay(true);
   const long before = residentMemory();
   const auto start = std::chrono::steady_clock::now();

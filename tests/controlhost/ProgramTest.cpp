@@ -14,6 +14,7 @@
 #include "controlhost/HttpClient.h"
 #include "controlhost/TemporaryFile.h"
 #include "platform/json/RapidJSONSerialization.h"
+#include "tools/controlhost/ControlHost.h"
 
 namespace fliprugair::test {
 
@@ -138,13 +139,12 @@ TEST(ControlHostProgram, SaysWhichAppCannotBeStarted) {
 }
 
 TEST(ControlHostProgram, TailFollowsARunningHost) {
-  Program host({"--port", "0"});
-  const int port = portOf(host.line());
-  Program tail({"tail", "--at", "127.0.0.1:" + std::to_string(port)});
+  const ControlHost host;
+  Program tail({"tail", "--at", host.hostname()});
   // Following begins when its connection stands; a request before that is not shown, so they go on until one is.
   std::atomic<bool> shown = false;
   std::thread sender([&] {
-    while (!shown) post(port, session);
+    while (!shown) post(host.port(), session);
   });
   EXPECT_EQ(tail.line().substr(12), "  session  MI1");
   shown = true;

@@ -24,9 +24,6 @@ async function serious(page, colorsAlone) {
     .map((one) => `${one.id}: ${one.nodes.map((node) => `${node.html.slice(0, 160)} ${node.failureSummary}`).slice(0, 3).join(' | ')}`);
 }
 
-/** The colours are the same ones at each width. */
-const widths = [[desktop, ['light', 'dark']], [phone, ['light']]];
-
 /** Each view with the states that are looked at one after the other. */
 const views = {
   'before anything came': ['#traffic', (page) => page.getByRole('heading', {name: 'Waiting for the first request'}).waitFor()],
@@ -47,11 +44,11 @@ for (const [place, [view, ...states]] of Object.entries(views)) {
   test(`nothing serious stands in anyone's way ${place}: light and dark, wide and narrow`, async () => {
     if (!place.startsWith('before')) await fill(stage.host);
     const page = await stage.open({view});
-    for (const [viewport, colorSchemes] of widths) {
+    for (const viewport of [desktop, phone]) {
       await page.setViewportSize(viewport);
       for (const [number, prepare] of states.entries()) {
         await prepare(page);
-        for (const colorScheme of colorSchemes) {
+        for (const colorScheme of ['light', 'dark']) {
           await page.emulateMedia({colorScheme, reducedMotion: 'reduce'});
           assert.deepEqual(await serious(page, colorScheme === 'dark'), [], `state ${number}, ${viewport.width} wide, ${colorScheme}`);
         }
@@ -62,11 +59,10 @@ for (const [place, [view, ...states]] of Object.entries(views)) {
 }
 
 test('the page has its landmarks, and says what arrives', async () => {
-  await stage.host.send(event('Before'));
   const page = await stage.open();
-  for (const role of ['banner', 'navigation', 'main', 'search']) assert.equal(await page.getByRole(role).count(), 1, role);
   await stage.host.send(event('Announced'));
-  await page.getByRole('status').getByText(/new request/).waitFor();
+  await page.getByRole('status').getByText('1 new request').waitFor();
+  for (const role of ['banner', 'navigation', 'main', 'search']) assert.equal(await page.getByRole(role).count(), 1, role);
 });
 
 test('the theme is switched by a button that says which it is, and is remembered', async () => {

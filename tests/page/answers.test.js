@@ -1,6 +1,6 @@
 import assert from 'node:assert/strict';
 import {test} from 'node:test';
-import {latest} from './support/browser.js';
+import {holdAnswers, holdChanges, latest, said} from './support/browser.js';
 import {device, record} from './support/host.js';
 import {setStage} from './support/stage.js';
 
@@ -29,7 +29,9 @@ test('an edited setting reaches the init reply that a sample app gets next', asy
   assert.equal(visit.status, 0, visit.errors);
   await page.getByRole('link', {name: 'Traffic'}).click();
   await latest(page, stage.host);
-  await page.locator('.row:visible[data-action=init]').first().click();
+  await page.getByLabel('Action', {exact: true}).selectOption('init');
+  await page.getByText(/^1 of/).waitFor();
+  await page.locator('.row:visible').click();
   await page.getByRole('tab', {name: 'Reply'}).click();
   await page.getByRole('tabpanel').getByText('"mltracker_wait": 777').waitFor();
 });
@@ -144,18 +146,85 @@ test('what is typed while the answers are applied stays', async () => {
     await route.continue();
   });
   await page.getByRole('button', {name: 'Apply'}).click();
-  await page.getByText('Applied. The next request is answered so.').waitFor();
+  await said(page, 'Applied. The next request is answered so.');
   assert.equal((await initReply()).flags.currency, 'CHF');
   assert.equal(await page.getByLabel('currency', {exact: true}).inputValue(), 'NOK');
   await page.getByText('Not applied yet.').waitFor();
 });
 
+test('a draft is applied over what another one applied just before, and stays on the page', async () => {
+  const page = await stage.open({view: '#answers'});
+  await set(page, 'currency', 'NOK');
+  const {asked, release} = await holdAnswers(page, '**/api/answers');
+  await stage.host.put('api/answers', {default: {init: {success: 1, flags: {currency: 'CHF'}}}});
+  await asked;
+  await page.getByRole('button', {name: 'Apply'}).click();
+  await page.getByText('On its way to the host.').waitFor();
+  release();
+  await page.getByText('The host answers like this now.').waitFor();
+  assert.equal(await page.getByLabel('currency', {exact: true}).inputValue(), 'NOK');
+  assert.equal((await initReply()).flags.currency, 'NOK');
+});
+
+test('answers that are on their way are sent once, and only what is newer is discarded', async () => {
+  const page = await stage.open({view: '#answers'});
+  await set(page, 'currency', 'NOK');
+  const puts = [];
+  page.on('request', (request) => { if (request.method() === 'PUT') puts.push(request.postDataJSON().default.init.flags.currency); });
+  const {sent, release} = await holdChanges(page, '**/api/answers');
+  await page.getByRole('button', {name: 'Apply'}).click();
+  await sent;
+  assert.ok(await page.getByRole('button', {name: 'Apply'}).isDisabled());
+  await page.keyboard.press('Control+Enter');
+  await page.getByLabel('currency', {exact: true}).fill('SEK');
+  await page.getByText('Not applied yet.').waitFor();
+  await page.getByRole('button', {name: 'Discard changes'}).click();
+  assert.equal(await page.getByLabel('currency', {exact: true}).inputValue(), 'NOK');
+  release();
+  await page.getByText('The host answers like this now.').waitFor();
+  assert.deepEqual(puts, ['NOK']);
+  assert.equal((await initReply()).flags.currency, 'NOK');
+});
+
+test('answers that the host refused are a draft again', async () => {
+  const page = await stage.open({view: '#answers'});
+  await page.route('**/api/answers', (route) => (route.request().method() === 'PUT'
+    ? route.fulfill({status: 400, json: {error: 'That cannot be.', hint: 'Try another one.'}}) : route.fallback()));
+  await set(page, 'currency', 'NOK');
+  await page.getByRole('button', {name: 'Apply'}).click();
+  await page.getByRole('alert').getByText('That cannot be. Try another one.').waitFor();
+  await page.getByText('Not applied yet.').waitFor();
+  assert.ok(await page.getByRole('button', {name: 'Apply'}).isEnabled());
+});
+
+test('text that cannot be taken over yet is not lost to what another one applies', async () => {
+  const page = await stage.open({view: '#answers'});
+  const text = page.getByLabel('The attribution', {exact: true});
+  await text.fill('{"network": "half');
+  const told = page.waitForResponse('**/api/answers');
+  await stage.host.put('api/answers', {default: {init: {success: 1, flags: {currency: 'CHF'}}}});
+  await (await told).finished();
+  await page.getByLabel('Pending, so many times').fill('3');  // which the page takes in behind what it was told
+  await page.getByText('Not applied yet.').waitFor();
+  assert.equal(await text.inputValue(), '{"network": "half');
+  await page.getByRole('button', {name: 'Discard changes'}).click();
+  assert.equal(await page.getByLabel('currency', {exact: true}).inputValue(), 'CHF');
+});
+
+test('who stands on a field stands there still when another one has applied something', async () => {
+  const page = await stage.open({view: '#answers'});
+  await page.getByLabel('Status for batch').focus();
+  await stage.host.put('api/answers', {default: {init: {success: 1, flags: {currency: 'CHF'}}}});
+  await page.waitForFunction(() => document.getElementById('setting-currency').value === 'CHF');
+  assert.ok(await page.getByLabel('Status for batch').evaluate((field) => field === document.activeElement));
+});
+
 test('the message that the answers are applied does not lie over the button that applies the next ones', async () => {
   const page = await stage.open({view: '#answers'});
   await set(page, 'currency', 'CHF');
-  await apply(page);
-  await page.locator('.toast').waitFor();
-  assert.ok(await page.getByRole('button', {name: 'Apply'}).evaluate((button) => {
+  assert.ok(await page.getByRole('button', {name: 'Apply'}).evaluate(async (button) => {
+    const {toast} = await import('/copy.js');
+    toast('Applied. The next request is answered so.');
     const {x, y, width, height} = button.getBoundingClientRect();
     return button.contains(document.elementFromPoint(x + width / 2, y + height / 2));
   }));

@@ -69,6 +69,20 @@ test('a record is found, read and left again with keys alone', async () => {
   assert.equal((await focused(page)).id, 'list');
 });
 
+test('the keys for the search and the list work on every view', async () => {
+  const page = await stage.open();
+  for (const view of ['2', '3']) {
+    await page.keyboard.press(view);
+    await page.keyboard.press('/');
+    assert.equal((await focused(page)).id, 'search');
+    await page.keyboard.press('Escape');
+    await page.getByRole('heading', {name: 'Devices'}).click();
+    await page.keyboard.press(view);
+    await page.keyboard.press('l');
+    assert.equal((await focused(page)).id, 'list');
+  }
+});
+
 test('answers are edited and applied with keys alone', async () => {
   const page = await stage.open();
   await page.keyboard.press('2');

@@ -1,7 +1,7 @@
 import assert from 'node:assert/strict';
 import {test} from 'node:test';
 import {latest, lines, phone} from './support/browser.js';
-import {event} from './support/host.js';
+import {event, record} from './support/host.js';
 import {setStage} from './support/stage.js';
 
 const stage = setStage((host) => host.send(Array.from({length: 200}, (unused, index) => event(`Event ${index}`))));
@@ -56,4 +56,18 @@ test('what one clicks is what one pointed at, though more arrives meanwhile', as
   await page.mouse.up();
   await page.getByRole('heading', {name: 'event "Event 3"', exact: true}).waitFor();
   await lines(page, 'event "Newer"').waitFor();
+});
+
+test('nothing moves under the pointer when another device sends for the first time', async () => {
+  const page = await stage.open();
+  const {x, y} = await lines(page, 'event "Event 3"').boundingBox();
+  await page.mouse.move(x + 100, y + 10);
+  await page.mouse.down();
+  await stage.host.send({...event('Elsewhere'), marlune_device_id: 'MIFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFF'});
+  await stage.host.send(record('update', {}));
+  await page.getByRole('img', {name: '201 records'}).waitFor();  // drawn with all that is known
+  assert.equal(await page.locator('.lane').count(), 1);
+  await page.mouse.up();
+  await page.getByRole('heading', {name: 'event "Event 3"', exact: true}).waitFor();
+  await page.locator('.lane').nth(1).waitFor();
 });

@@ -1,6 +1,6 @@
 import assert from 'node:assert/strict';
 import {test} from 'node:test';
-import {copied, latest, lines} from './support/browser.js';
+import {copied, holdChanges, latest, lines} from './support/browser.js';
 import {Host, event, usertime, record} from './support/host.js';
 import {quickAnswers, setStage} from './support/stage.js';
 
@@ -80,6 +80,51 @@ test('while paused nothing new is shown, and one sees that it is paused', async 
   await latest(page, stage.host);
   assert.equal(await lines(page, 'event "Seen again"').count(), 1);
   assert.equal(await lines(page, 'event "Unseen"').count(), 0);
+});
+
+test('pause that is pressed twice stands as before, though the host has not answered in between', async () => {
+  const page = await stage.open();
+  const {sent, release} = await holdChanges(page, '**/api/pause');
+  await page.keyboard.press('p');
+  await page.keyboard.press('p');
+  await sent;
+  const last = page.waitForResponse((reply) => reply.request().postDataJSON()?.paused === false);
+  release();
+  await last;
+  assert.equal((await stage.host.get('api/pause')).paused, false);
+  await page.getByText('Live', {exact: true}).waitFor();
+});
+
+test('a question that is open is answered by what is said to it, and not by a key for another one', async () => {
+  await stage.host.send(tutorial);
+  const page = await stage.open();
+  await page.getByRole('button', {name: /^Forget device/}).click();
+  await page.getByText('to the host it is new again').click();
+  await page.keyboard.press('x');
+  await page.keyboard.press('?');
+  await page.getByRole('dialog', {name: 'Forget this device?'}).waitFor();
+  await page.getByRole('button', {name: 'Leave it'}).click();
+  await page.getByRole('dialog').waitFor({state: 'hidden'});
+  assert.equal((await stage.host.get('api/requests')).requests.length, 1);
+});
+
+test('what was cleared while a page was away is not shown when it is back', async () => {
+  await stage.host.send(tutorial);
+  const page = await stage.open();
+  const untilThen = await stage.host.stream('"Purchase"');
+  let streams = 0;
+  let isAway = true;
+  await page.route('**/api/events*', (route) => (streams++ === 0 ? route.fulfill({contentType: 'text/event-stream', body: untilThen})
+    : isAway ? route.abort() : route.continue()));
+  await page.reload();
+  await lines(page, 'event "Tutorial"').waitFor();
+  await page.getByText('The host does not answer.').waitFor();
+  await stage.host.tell('POST', 'api/clear');
+  await stage.host.send(event('After'));
+  isAway = false;
+  await lines(page, 'event "After"').waitFor();
+  await page.getByText('1 line', {exact: true}).waitFor();
+  assert.equal(await lines(page, 'event "Tutorial"').count(), 0);
 });
 
 test('what a device sends is never markup', async () => {

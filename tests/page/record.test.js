@@ -1,6 +1,6 @@
 import assert from 'node:assert/strict';
 import {test} from 'node:test';
-import {copied, latest, lines, phone} from './support/browser.js';
+import {copied, holdAnswers, latest, lines, phone, said} from './support/browser.js';
 import {event, run, record} from './support/host.js';
 import {setStage} from './support/stage.js';
 
@@ -58,6 +58,37 @@ test('reply, headers and raw bytes can be seen', async () => {
   await page.getByRole('row', {name: /content-type application\/json/i}).waitFor();
   await page.getByRole('tab', {name: 'Raw bytes'}).click();
   await page.getByRole('tabpanel').getByText('000000  5b 7b 22').waitFor();
+});
+
+test('the record that was chosen last is shown, whichever the host answers first', async () => {
+  const page = await stage.open();
+  await stage.host.send(event('Later'));
+  await latest(page, stage.host);
+  const [first, second] = (await stage.host.get('api/requests')).requests;
+  const {asked, release} = await holdAnswers(page, `**/api/requests/${first.id}`);
+  await lines(page, 'event "Right"').click();
+  await asked;
+  await lines(page, 'event "Later"').click();
+  await page.getByRole('heading', {name: 'event "Later"'}).waitFor();
+  const late = page.waitForResponse(`**/api/requests/${first.id}`);
+  release();
+  await (await late).finished();
+  await page.locator(`[id="row-${second.id}"][aria-selected=true]`).waitFor();
+  assert.equal(await page.locator('#record-title').innerText(), 'event "Later"');
+});
+
+test('what was asked for last is what the clipboard holds, whichever the host answers first', async () => {
+  const page = await stage.open();
+  await lines(page, 'event "Right"').click();
+  await page.getByRole('heading', {name: 'event "Right"'}).waitFor();
+  const {asked, release} = await holdAnswers(page, '**/api/records/*');
+  await page.getByRole('button', {name: 'curl command'}).click();
+  await asked;
+  await page.getByRole('button', {name: 'JSON', exact: true}).click();
+  release();
+  await said(page, 'Copied the curl command.');
+  await said(page, 'Copied the JSON.');
+  assert.equal(JSON.parse(await page.evaluate(() => navigator.clipboard.readText())).data.event_name, 'Right');
 });
 
 test('a record is copied as JSON', async () => {

@@ -87,27 +87,27 @@ Waited ControlHost::waitFor(const std::string& match, std::int64_t count, std::c
 
 void ControlHost::setInitReply(Value reply) {
   implementation_->reception.answers().setInitReply(std::move(reply));
-  implementation_->reception.announce("answers", implementation_->reception.answers().json());
+  implementation_->reception.announceAnswers();
 }
 
 void ControlHost::setSettings(HostSettings settings) {
   implementation_->reception.answers().setUsual(std::move(settings));
-  implementation_->reception.announce("answers", implementation_->reception.answers().json());
+  implementation_->reception.announceAnswers();
 }
 
 void ControlHost::setRules(std::vector<AnswerRule> rules) {
   implementation_->reception.answers().setRules(std::move(rules));
-  implementation_->reception.announce("answers", implementation_->reception.answers().json());
+  implementation_->reception.announceAnswers();
 }
 
 void ControlHost::setFaults(std::vector<Fault> faults) {
   implementation_->reception.faults().set(std::move(faults));
-  implementation_->reception.announce("faults", implementation_->reception.faults().json());
+  implementation_->reception.announceFaults();
 }
 
 void ControlHost::setOffline(bool offline) {
   implementation_->reception.faults().setOffline(offline);
-  implementation_->reception.announce("faults", implementation_->reception.faults().json());
+  implementation_->reception.announceFaults();
 }
 
 void ControlHost::clear() { implementation_->reception.clear(); }

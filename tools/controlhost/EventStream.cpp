@@ -55,13 +55,14 @@ std::string EventStream::greeting() const {
                               {"first", log.first()},
                               {"last", log.last()},
                               {"total", log.last()},
+                              {"erasures", reception_.erasures()},
                               {"paused", reception_.isPaused()}});
 }
 
 std::string EventStream::told(const std::vector<Reception::Notice>& notices) {
   std::string text;
   for (const Reception::Notice& notice : notices) {
-    text += event(notice.event, notice.data);
+    text += event(notice.event, notice.data());
     notice_ = notice.number;
     // A device that has come again since may have been told of before this.
     if (notice.event == "cleared" || notice.event == "forgotten") deviceChange_ = 0;

@@ -124,7 +124,19 @@ std::string Faults::apply(const ReceivedRequest& request, HttpReply& reply) {
 
 void Faults::set(std::vector<Fault> faults) {
   const std::lock_guard lock(mutex_);
+  for (Fault& fault : faults) fault.id = ++lastId_;
   faults_ = std::move(faults);
+}
+
+void Faults::add(Fault fault) {
+  const std::lock_guard lock(mutex_);
+  fault.id = ++lastId_;
+  faults_.push_back(std::move(fault));
+}
+
+bool Faults::remove(std::int64_t id) {
+  const std::lock_guard lock(mutex_);
+  return std::erase_if(faults_, [&](const Fault& fault) { return fault.id == id; }) > 0;
 }
 
 void Faults::setOffline(bool offline) {
@@ -142,7 +154,8 @@ Value Faults::json() const {
   const std::lock_guard lock(mutex_);
   std::vector<Value> list;
   for (const Fault& fault : faults_) {
-    list.push_back(Value{{"kind", nameOf(fault.kind)},
+    list.push_back(Value{{"id", fault.id},
+                         {"kind", nameOf(fault.kind)},
                          {"action", fault.action},
                          {"device", fault.device},
                          {"app", fault.app},
@@ -170,9 +183,15 @@ std::vector<std::string> Faults::setJSON(const Value& json) {
     faults.push_back(faultOf(one, "faults[" + std::to_string(faults.size()) + ']', problems));
   }
   if (!problems.empty()) return problems;
-  const std::lock_guard lock(mutex_);
-  if (members.holds("faults")) faults_ = std::move(faults);
-  if (members.holds("offline")) offline_ = members["offline"].boolValue();
+  if (members.holds("faults")) set(std::move(faults));
+  if (members.holds("offline")) setOffline(members["offline"].boolValue());
+  return problems;
+}
+
+std::vector<std::string> Faults::addJSON(const Value& json) {
+  std::vector<std::string> problems;
+  Fault fault = faultOf(json, "the fault", problems);
+  if (problems.empty()) add(std::move(fault));
   return problems;
 }
 

@@ -25,6 +25,7 @@ struct Fault {
   std::int64_t times = 0;  ///< 0: without end
   int percent = 100;       ///< of the requests that match
   std::int64_t hits = 0;   ///< so far
+  std::int64_t id = 0;     ///< given by the host; never used again
 };
 
 /// Decides which requests meet which fault. Any thread.
@@ -34,16 +35,23 @@ class Faults {
   std::string apply(const ReceivedRequest& request, HttpReply& reply);
 
   void set(std::vector<Fault> faults);
+  /// Behind the others.
+  void add(Fault fault);
+  /// False when there is none of that id.
+  bool remove(std::int64_t id);
   void setOffline(bool offline);
   void reset();
 
   Value json() const;
   /// Sets them from what json() gives. Returns what is wrong with it; then nothing has changed.
   std::vector<std::string> setJSON(const Value& json);
+  /// Adds one of those that json() gives. Returns what is wrong with it; then nothing has changed.
+  std::vector<std::string> addJSON(const Value& json);
 
  private:
   mutable std::mutex mutex_;  ///< around the rest
   std::vector<Fault> faults_;
+  std::int64_t lastId_ = 0;
   bool offline_ = false;
   std::minstd_rand random_{1};  ///< the same faults in every run
 };

@@ -109,18 +109,14 @@ HttpReply notKept(const std::string& what) {
   return errorReply(404, "There is no " + what + '.', "GET /api/requests lists what is kept; the oldest go first.");
 }
 
-/// Sets all answers, or all faults, from a body, and tells every page of it.
-template <typename Answers>
-HttpReply replaced(Answers& answers, const std::string& name, const std::string& body, Reception& reception) {
+/// Gives the JSON of a body to `take`, which says what is wrong with it. A reply only when something is.
+template <typename Take>
+std::optional<HttpReply> complaintAbout(const std::string& body, Take take) {
   const auto value = RapidJSONSerialization().value(body);
-  if (!value)
-    return errorReply(400, "The " + name + " are not JSON: " + jsonProblem(body), "Mend them, and put them again.");
-  const auto problems = answers.setJSON(*value);
-  if (!problems.empty())
-    return errorReply(400, joined(problems) + '.', "Mend that, and put it again; nothing has changed.");
-  const Value now = answers.json();
-  reception.announce(name, now);
-  return jsonReply(now);
+  if (!value) return errorReply(400, "The body is not JSON: " + jsonProblem(body), "Mend it, and send it again.");
+  const std::vector<std::string> problems = take(*value);
+  if (problems.empty()) return std::nullopt;
+  return errorReply(400, joined(problems) + '.', "Mend that, and send it again; nothing has changed.");
 }
 
 const EmbeddedFile* pageFile(const std::string& path) {
@@ -200,6 +196,8 @@ const std::vector<Interface::Entry>& Interface::entries() {
       {"PUT", "/api/answers", &Interface::setAnswers},
       {"GET", "/api/faults", &Interface::faults},
       {"PUT", "/api/faults", &Interface::setFaults},
+      {"POST", "/api/faults", &Interface::addFault},
+      {"DELETE", "/api/faults/", &Interface::removeFault},
       {"GET", "/api/settings", &Interface::settings},
       {"POST", "/api/explain", &Interface::explain},
       {"GET", "/api/pause", &Interface::paused},
@@ -327,13 +325,38 @@ HttpReply Interface::events(const HttpRequest& request, const std::string&) {
 HttpReply Interface::answers(const HttpRequest&, const std::string&) { return jsonReply(reception_.answers().json()); }
 
 HttpReply Interface::setAnswers(const HttpRequest& request, const std::string&) {
-  return replaced(reception_.answers(), "answers", request.body, reception_);
+  Answers& answers = reception_.answers();
+  auto complaint = complaintAbout(request.body, [&](const Value& value) { return answers.setJSON(value); });
+  if (complaint) return *complaint;
+  reception_.announceAnswers();
+  return jsonReply(answers.json());
 }
 
 HttpReply Interface::faults(const HttpRequest&, const std::string&) { return jsonReply(reception_.faults().json()); }
 
 HttpReply Interface::setFaults(const HttpRequest& request, const std::string&) {
-  return replaced(reception_.faults(), "faults", request.body, reception_);
+  Faults& faults = reception_.faults();
+  auto complaint = complaintAbout(request.body, [&](const Value& value) { return faults.setJSON(value); });
+  if (complaint) return *complaint;
+  reception_.announceFaults();
+  return jsonReply(faults.json());
+}
+
+HttpReply Interface::addFault(const HttpRequest& request, const std::string&) {
+  Faults& faults = reception_.faults();
+  auto complaint = complaintAbout(request.body, [&](const Value& value) { return faults.addJSON(value); });
+  if (complaint) return *complaint;
+  reception_.announceFaults();
+  return jsonReply(faults.json());
+}
+
+HttpReply Interface::removeFault(const HttpRequest&, const std::string& rest) {
+  const auto id = numberOf(rest, 1, INT64_MAX);
+  if (!id || !reception_.faults().remove(*id)) {
+    return errorReply(404, "There is no fault " + rest + '.', "GET /api/faults lists those that are in force.");
+  }
+  reception_.announceFaults();
+  return jsonReply(reception_.faults().json());
 }
 
 HttpReply Interface::settings(const HttpRequest&, const std::string&) {

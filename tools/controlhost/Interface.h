@@ -44,6 +44,8 @@ class Interface {
   HttpReply setAnswers(const HttpRequest& request, const std::string& rest);
   HttpReply faults(const HttpRequest& request, const std::string& rest);
   HttpReply setFaults(const HttpRequest& request, const std::string& rest);
+  HttpReply addFault(const HttpRequest& request, const std::string& rest);
+  HttpReply removeFault(const HttpRequest& request, const std::string& rest);
   HttpReply settings(const HttpRequest& request, const std::string& rest);
   HttpReply explain(const HttpRequest& request, const std::string& rest);
   HttpReply paused(const HttpRequest& request, const std::string& rest);

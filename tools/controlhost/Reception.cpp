@@ -171,17 +171,25 @@ void Reception::restore() {
 }
 
 /// With the lock held. Who follows is woken by log_.noteChange().
-void Reception::note(std::string event, Value data) {
+void Reception::note(std::string event, std::function<Value()> data) {
   notices_.push_back({++lastNotice_, std::move(event), std::move(data)});
   if (notices_.size() > mostNotices) notices_.pop_front();
 }
 
-void Reception::announce(std::string event, Value data) {
+void Reception::announce(std::string event, std::function<Value()> data) {
   {
     const std::lock_guard lock(mutex_);
     note(std::move(event), std::move(data));
   }
   log_.noteChange();
+}
+
+void Reception::announceAnswers() {
+  announce("answers", [this] { return answers_.json(); });
+}
+
+void Reception::announceFaults() {
+  announce("faults", [this] { return faults_.json(); });
 }
 
 Reception::News Reception::news(std::int64_t notice, std::int64_t request, std::size_t mostRequests) const {
@@ -198,12 +206,17 @@ std::int64_t Reception::lastNotice() const {
   return lastNotice_;
 }
 
+std::int64_t Reception::erasures() const {
+  const std::lock_guard lock(mutex_);
+  return erasures_;
+}
+
 void Reception::setPaused(bool paused) {
   {
     const std::lock_guard lock(mutex_);
     paused_ = paused;
   }
-  announce("paused", Value{{"paused", paused}});
+  announce("paused", [this] { return Value{{"paused", isPaused()}}; });
 }
 
 bool Reception::isPaused() const {
@@ -218,7 +231,8 @@ void Reception::clear() {
     history_.clear();
     devices_.clear();
     if (saved_) saved_->clear();
-    note("cleared", Dictionary());  // what comes from here on comes behind it for those who follow, too
+    // What comes from here on comes behind it for those who follow, too.
+    note("cleared", [erased = ++erasures_] { return Value{{"erasures", erased}}; });
   }
   log_.noteChange();
 }
@@ -228,8 +242,8 @@ void Reception::reset() {
   faults_.reset();
   clear();
   setPaused(false);
-  announce("answers", answers_.json());
-  announce("faults", faults_.json());
+  announceAnswers();
+  announceFaults();
 }
 
 bool Reception::forget(const std::string& device) {
@@ -241,7 +255,7 @@ bool Reception::forget(const std::string& device) {
     history_.forget(device);
     answers_.forget(device);
     if (saved_) saved_->forget(device);
-    note("forgotten", Value{{"device", device}});
+    note("forgotten", [device, erased = ++erasures_] { return Value{{"device", device}, {"erasures", erased}}; });
   }
   log_.noteChange();
   return known;

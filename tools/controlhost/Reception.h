@@ -49,10 +49,13 @@ class Reception {
   struct Notice {
     std::int64_t number = 0;  ///< counts from 1
     std::string event;
-    Value data;
+    std::function<Value()> data;  ///< as it is when it is told: what is told last is what holds
   };
-  void announce(std::string event, Value data);
+  void announceAnswers();
+  void announceFaults();
   std::int64_t lastNotice() const;
+  /// How often something was cleared or forgotten: who was away meanwhile may show what is gone.
+  std::int64_t erasures() const;
   /// What is new behind a notice and a request, as it is at one moment: the notices first, then what still is kept.
   struct News {
     std::vector<Notice> notices;
@@ -73,7 +76,8 @@ class Reception {
   void judge(ReceivedRequest& request, const std::optional<Value>& body) const;
   void keep(ReceivedRequest request, const Value& body);
   void restore();
-  void note(std::string event, Value data);
+  void announce(std::string event, std::function<Value()> data);
+  void note(std::string event, std::function<Value()> data);
 
   const Options options_;
   const std::string run_;
@@ -87,6 +91,7 @@ class Reception {
   bool paused_ = false;
   std::deque<Notice> notices_;
   std::int64_t lastNotice_ = 0;
+  std::int64_t erasures_ = 0;
   std::unique_ptr<SavingThread> saved_;  ///< null: nowhere; given to with the lock held, so that the order is theirs
 };
 

@@ -48,6 +48,17 @@ export class Host {
     return (await fetch(this.url + what, {headers: oneEach})).json();
   }
 
+  /** What it tells who follows from the first request on, until it has told of `last`. */
+  async stream(last) {
+    const {body} = await fetch(`${this.url}api/events?since=0`, {headers: oneEach});
+    let told = '';
+    for await (const part of body.pipeThrough(new TextDecoderStream())) {
+      told += part;
+      if (told.includes(last) && told.endsWith('\n\n')) break;
+    }
+    return told;
+  }
+
   put(what, value) {
     return this.tell('PUT', what, {body: JSON.stringify(value), headers: {...oneEach, 'Content-Type': 'application/json'}});
   }

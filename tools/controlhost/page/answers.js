@@ -17,12 +17,12 @@ const same = (one, other) => JSON.stringify(one, inOrder) === JSON.stringify(oth
 
 export class AnswersView {
   constructor(box, devices) {
-    Object.assign(this, {box, devices, turn: inTurn(), chosen: everyoneElse, live: null, draft: null, descriptions: null});
+    Object.assign(this, {box, devices, turn: inTurn(), chosen: everyoneElse, live: null, sent: null, draft: null, descriptions: null});
     this.rules = el('ol', {class: 'rules'});
     this.editor = el('div', {class: 'answers-editor'});
     this.problem = el('p', {class: 'problem', role: 'alert', hidden: true});
     this.apply = el('button', {type: 'button', class: 'primary', disabled: true, on: {click: () => this.send()}}, 'Apply');
-    this.revert = el('button', {type: 'button', disabled: true, on: {click: () => this.take(this.live)}}, 'Discard changes');
+    this.revert = el('button', {type: 'button', disabled: true, on: {click: () => this.take(this.base)}}, 'Discard changes');
     this.add = el('button', {type: 'button', disabled: true, on: {click: () => this.addRule()}}, icon('plus'), 'Add a rule');
     this.state = el('p', {class: 'draft-state', role: 'status'});
     box.append(
@@ -37,7 +37,11 @@ export class AnswersView {
     });
   }
 
-  get changed() { return this.draft !== null && !same(this.draft, this.live); }
+  /** What the draft changes: what the host says, or will say once it has taken what is on its way to it. */
+  get base() { return this.sent ?? this.live; }
+  get changed() { return this.draft !== null && !same(this.draft, this.base); }
+  /** Text that cannot be taken over yet is somebody's work, too. */
+  get inWork() { return this.changed || this.editor.querySelector('[aria-invalid=true]') !== null; }
 
   /** At the start, and whenever anyone changed them. A draft in work is left alone. */
   ask() {
@@ -48,16 +52,16 @@ export class AnswersView {
   }
 
   received(answers) {
-    const untouched = !this.changed;
-    const news = !same(answers, this.live);
+    const isNew = !this.sent && !this.inWork && !same(answers, this.live);
     this.live = answers;
-    if (untouched && news) this.take(answers);
+    if (isNew) this.take(answers);
     else this.showState();
   }
 
   take(answers) {
+    const rule = this.draft?.rules[this.chosen];
     this.draft = structuredClone(answers);
-    if (this.chosen >= this.draft.rules.length) this.chosen = everyoneElse;
+    this.chosen = rule ? this.draft.rules.findIndex((one) => one.name === rule.name && one.device === rule.device && one.app === rule.app) : everyoneElse;
     this.problem.hidden = true;
     this.add.disabled = false;
     this.showRules();
@@ -70,8 +74,9 @@ export class AnswersView {
   }
 
   showState() {
-    this.apply.disabled = this.revert.disabled = !this.changed;
-    this.state.textContent = this.changed ? 'Not applied yet.' : 'The host answers like this now.';
+    this.apply.disabled = !this.changed;
+    this.revert.disabled = !this.inWork;
+    this.state.textContent = this.changed ? 'Not applied yet.' : this.sent ? 'On its way to the host.' : 'The host answers like this now.';
     this.box.querySelector('.apply-bar').dataset.changed = this.changed;
     const badge = byId('answers-badge');
     badge.hidden = !this.changed;
@@ -80,17 +85,27 @@ export class AnswersView {
 
   async send() {
     if (!this.changed) return;
-    const sent = structuredClone(this.draft);
+    const sent = this.sent = structuredClone(this.draft);
+    this.edited();
     try {
       this.live = await this.turn(() => api.putAnswers(sent));
+      const last = this.arrived(sent);
       // What is being typed stays, and so does the focus, unless the host understood it in another way.
-      if (same(this.draft, sent) && !same(sent, this.live)) this.take(this.live);
-      else this.showState();
+      if (last && same(this.draft, sent) && !same(sent, this.live)) this.take(this.live);
       toast('Applied. The next request is answered so.');
     } catch (error) {
+      this.arrived(sent);
       this.problem.textContent = `${error.message} ${error.hint}`;
       this.problem.hidden = false;
     }
+  }
+
+  /** Returns whether nothing was sent behind it. */
+  arrived(sent) {
+    const last = this.sent === sent;
+    if (last) this.sent = null;
+    this.showState();
+    return last;
   }
 
   showRules() {
@@ -123,14 +138,18 @@ export class AnswersView {
     const rule = this.draft.rules[this.chosen];
     const settings = rule ? rule.settings : this.draft.default;
     const edited = () => this.edited();
+    const place = this.fields().indexOf(document.activeElement);
     this.editor.replaceChildren(
       rule ? this.ruleCard(rule) : '',
       new InitForm(settings, this.descriptions, edited).element,
       attributionCard(settings, edited),
       rawCard(settings, edited),
       statusCard(settings, edited));
+    this.fields()[place]?.focus();  // who stands on a field stands there afterwards
     this.showState();
   }
+
+  fields() { return [...this.editor.querySelectorAll('input, select, textarea, button')]; }
 
   ruleCard(rule) {
     const field = (label, member, placeholder, list) => labelled(label, this.bound(el('input', {placeholder, list, autocomplete: 'off', spellcheck: 'false'}), rule, member));

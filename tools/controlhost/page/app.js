@@ -8,12 +8,19 @@ import {byId, drawIcons, icon} from './dom.js';
 import {FaultsView} from './faults.js';
 import {counted} from './format.js';
 import {Live} from './live.js';
+import {Pause} from './pause.js';
 import {listenForShortcuts} from './shortcuts.js';
 import {startTheme} from './theme.js';
 import {TrafficView} from './trafficview.js';
 
 const views = ['traffic', 'answers', 'faults'];
 const countHitsAfter = 200;  // milliseconds
+
+/** At once, for who goes on to something in it: the browser tells of another address only later. */
+function goTo(view) {
+  location.hash = view;
+  showView();
+}
 
 function showView() {
   const wanted = location.hash.slice(1);
@@ -35,10 +42,11 @@ async function attempt(what) {
   }
 }
 
-let paused = false;
 let state = 'connecting';
+const pausing = new Pause(() => showConnection());
 
 function showConnection() {
+  const paused = pausing.on;
   const shown = state === 'live' && paused ? 'paused' : state;
   byId('connection').dataset.state = shown;
   byId('connection-text').textContent = {connecting: 'Connecting', live: 'Live', paused: 'Paused', lost: 'Connecting again'}[shown];
@@ -62,28 +70,28 @@ async function clear() {
   if (sure) await attempt(() => api.clear());
 }
 
-const pause = () => attempt(() => api.pause(!paused));
+const pause = () => attempt(() => pausing.toggle());
 
 drawIcons();
 startTheme(byId('theme'));
 const traffic = new TrafficView({forget});
 const answers = new AnswersView(byId('view-answers'), () => traffic.devices());
-const faults = new FaultsView(byId('view-faults'), () => traffic.devices(), (how) => attempt(() => changeFaults(how)));
+const faults = new FaultsView(byId('view-faults'), () => traffic.devices(), (call) => attempt(() => changeFaults(call)));
 
 byId('pause').addEventListener('click', pause);
 byId('clear').addEventListener('click', clear);
 byId('help').addEventListener('click', showShortcuts);
 addEventListener('hashchange', showView);
 listenForShortcuts({
-  views: (number) => { location.hash = views[number]; },
-  search: () => { location.hash = views[0]; byId('search').focus(); },
-  list: () => { location.hash = views[0]; byId('list').focus(); },
+  views: (number) => goTo(views[number]),
+  search: () => { goTo(views[0]); byId('search').focus(); },
+  list: () => { goTo(views[0]); byId('list').focus(); },
   pause, clear, help: showShortcuts,
 });
 
 const faultsTurn = inTurn();
 const askFaults = () => faultsTurn(async () => showFaults(await api.faults()));
-const changeFaults = (how) => faultsTurn(async () => showFaults(await api.putFaults(how())));
+const changeFaults = (call) => faultsTurn(async () => showFaults(await call()));
 
 function showFaults(now) {
   faults.received(now);
@@ -99,11 +107,9 @@ function countHits() {
   }, countHitsAfter);
 }
 
-const setPaused = (value) => { paused = value; showConnection(); };
-
 new Live({
   state: (now) => { state = now; showConnection(); },
-  hello: (hello) => { setPaused(hello.paused); traffic.greeted(); attempt(() => answers.ask()); attempt(askFaults); },
+  hello: (hello) => { pausing.heard(hello.paused); traffic.greeted(); attempt(() => answers.ask()); attempt(askFaults); },
   request: (data) => {
     traffic.arrived(data);
     if (data.request.fault) countHits();
@@ -112,11 +118,10 @@ new Live({
   missed: ({from, to}) => toast(`${counted(to - from + 1, 'request')} came faster than this page could follow; the oldest are no longer kept.`),
   answers: () => attempt(() => answers.ask()),
   faults: () => attempt(askFaults),
-  paused: (now) => setPaused(now.paused),
+  paused: () => attempt(() => pausing.ask()),
   cleared: () => traffic.cleared(),
   forgotten: ({device}) => traffic.forgotten(device),
 });
 
-attempt(askFaults);  // before anyone changes them
 showView();
 showConnection();

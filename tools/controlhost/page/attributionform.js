@@ -17,9 +17,11 @@ export function attributionCard(settings, edited) {
       const value = JSON.parse(text.value);
       if (typeof value !== 'object' || value === null || Array.isArray(value)) throw new Error('an attribution is an object');
       problem.textContent = '';
+      text.removeAttribute('aria-invalid');
       attribution().answer = value;
     } catch (error) {
       problem.textContent = `Not taken over: ${error.message}.`;
+      text.setAttribute('aria-invalid', true);
     }
     edited();
   };
@@ -29,6 +31,7 @@ export function attributionCard(settings, edited) {
   const option = (value, label) => el('label', {class: 'option'}, el('input', {type: 'radio', name: 'attribution-answer', value, checked: value === now, on: {change: () => {
     suit(value);
     if (value === 'found') return readText();
+    text.removeAttribute('aria-invalid');
     attribution().answer = value === 'none' ? 'false' : null;
     edited();
   }}}), el('span', {text: label}));

@@ -1,6 +1,9 @@
 // Puts text on the clipboard and says so.
 
+import {inTurn} from './api.js';
 import {byId, el} from './dom.js';
+
+const turn = inTurn();
 
 export function toast(text, kind = 'note') {
   const message = el('p', {class: 'toast', data: {kind}, text});
@@ -8,8 +11,15 @@ export function toast(text, kind = 'note') {
   setTimeout(() => message.remove(), kind === 'error' ? 9000 : 4000);
 }
 
-/** `what` names it: "JSON", "curl command". */
-export async function copy(text, what) {
+/** `get()` gives the text, perhaps later; what was asked for last is what the clipboard holds in the end. `what` names it:
+ *  "JSON", "curl command". */
+export function copy(get, what) {
+  const text = Promise.resolve(get());
+  text.catch(() => {});  // said when it is its turn
+  return turn(async () => write(await text, what)).catch((error) => toast(error.message, 'error'));
+}
+
+async function write(text, what) {
   try {
     await navigator.clipboard.writeText(text);
   } catch {

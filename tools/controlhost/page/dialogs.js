@@ -3,8 +3,10 @@
 import {byId, el} from './dom.js';
 import {shortcuts} from './shortcuts.js';
 
+/** Resolves to what was answered; "" at once while another one is open, whose answer is not to be taken for this one's. */
 function show(title, content, buttons) {
   const dialog = byId('dialog');
+  if (dialog.open) return Promise.resolve('');
   dialog.replaceChildren(el('form', {method: 'dialog'}, el('h2', {id: 'dialog-title', text: title}), ...content, el('div', {class: 'dialog-buttons'}, buttons)));
   dialog.returnValue = '';
   dialog.showModal();

@@ -32,6 +32,16 @@ export function labelled(text, input) {
   return el('div', {class: 'field'}, el('label', {for: input.id, text}), input);
 }
 
+/** Offers these choices, [value, text] each. Those that stay are not touched: somebody may be about to take one. */
+export function offer(select, choices, chosen) {
+  const values = new Set(choices.map(([value]) => value));
+  for (const option of [...select.options]) if (!values.has(option.value)) option.remove();
+  choices.forEach(([value, text], place) => {
+    if (select.options[place]?.value !== value) select.insertBefore(el('option', {value, text}), select.options[place] ?? null);
+  });
+  if (select.value !== chosen) select.value = chosen;
+}
+
 export const byId = (id) => document.getElementById(id);
 
 const strokes = {

@@ -1,5 +1,6 @@
 // What goes wrong on purpose. Everything here holds at once: there is no draft.
 
+import {api} from './api.js';
 import {byId, el, icon, labelled} from './dom.js';
 import {counted, shortDevice} from './format.js';
 
@@ -23,9 +24,9 @@ function described(fault) {
 }
 
 export class FaultsView {
-  /** `change(how)` puts what `how()` says, when it is its turn. */
+  /** `change(call)` makes the call to the host when it is its turn, and shows what the host says then. */
   constructor(box, devices, change) {
-    Object.assign(this, {devices, change, offline: false, faults: [], switching: 0});
+    Object.assign(this, {devices, change, offline: false, faults: [], switching: 0, leaving: new Set()});
     this.offlineSwitch = el('input', {type: 'checkbox', role: 'switch', id: 'offline', on: {change: ({target}) => this.switchOffline(target.checked)}});
     this.list = el('ul', {class: 'fault-list'});
     this.nothing = el('p', {class: 'facts', text: 'None: every request is answered as it should be.'});
@@ -73,7 +74,7 @@ export class FaultsView {
       const {member} = kinds.find((one) => one.kind === kind.value);
       const fault = {kind: kind.value, ...(member && {[member]: Number(value.value)}), action: action.value, device: device.value.trim(),
         app: app.value.trim(), times: Number(times.value), percent: Number(percent.value)};
-      this.change(() => ({faults: [...this.faults, fault]}));
+      this.change(() => api.addFault(fault));
     });
     return form;
   }
@@ -81,7 +82,7 @@ export class FaultsView {
   /** Until the host has taken it, the switch stands where the reader put it: what is heard meanwhile is older. */
   async switchOffline(offline) {
     this.switching++;
-    await this.change(() => ({offline}));
+    await this.change(() => api.putFaults({offline}));
     this.switching--;
     this.showSwitch();
   }
@@ -101,23 +102,34 @@ export class FaultsView {
     badge.textContent = offline ? 'offline' : live;
   }
 
+  /** Once for each fault, however often it is asked for: the one that takes its place is another. */
+  async remove(id) {
+    if (this.leaving.has(id)) return;
+    this.leaving.add(id);
+    await this.change(() => api.removeFault(id));
+    this.leaving.delete(id);
+  }
+
   /** Who stands on a fault with the keyboard stands there afterwards, though it counts its hits or goes. */
   showList() {
     const text = JSON.stringify(this.faults);
     if (text === this.shown) return;
     this.shown = text;
-    const place = [...this.list.children].findIndex((item) => item.contains(document.activeElement));
-    this.list.replaceChildren(...this.faults.map((fault, index) => this.item(fault, index)));
-    if (place >= 0) (this.list.children[Math.min(place, this.faults.length - 1)]?.querySelector('button') ?? this.offlineSwitch).focus();
+    const items = [...this.list.children];
+    const place = items.findIndex((item) => item.contains(document.activeElement));
+    const id = items[place]?.dataset.id;
+    this.list.replaceChildren(...this.faults.map((fault) => this.item(fault)));
+    if (place < 0) return;
+    const now = [...this.list.children];
+    const next = now.find((item) => item.dataset.id === id) ?? now[Math.min(place, now.length - 1)];
+    (next?.querySelector('button') ?? this.offlineSwitch).focus();
   }
 
-  item(fault, index) {
+  item(fault) {
     const {what, whom, often} = described(fault);
     const over = fault.times > 0 && fault.hits >= fault.times;
-    return el('li', {class: 'fault-item', data: {over}}, el('div', {}, el('b', {text: what}), el('span', {text: `${whom}, ${often}`})),
+    return el('li', {class: 'fault-item', data: {over, id: fault.id}}, el('div', {}, el('b', {text: what}), el('span', {text: `${whom}, ${often}`})),
       el('span', {class: 'hits', text: over ? `over after ${counted(fault.hits, 'hit')}` : counted(fault.hits ?? 0, 'hit')}),
-      el('button', {type: 'button', 'aria-label': `Remove the fault: ${what}`, on: {
-        click: () => this.change(() => ({faults: this.faults.filter((one, place) => place !== index)})),
-      }}, icon('close'), 'Remove'));
+      el('button', {type: 'button', 'aria-label': `Remove the fault: ${what}`, on: {click: () => this.remove(fault.id)}}, icon('close'), 'Remove'));
   }
 }

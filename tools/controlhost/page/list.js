@@ -112,6 +112,13 @@ export class List {
     this.draw();
   }
 
+  /** Those of the oldest requests go, below what one looks at. */
+  dropBefore(request) {
+    const from = this.rows.findIndex((row) => row.request.id >= request);
+    this.rows = from < 0 ? [] : this.rows.slice(from);
+    this.draw();
+  }
+
   /** How many rows there are, with those that are not shown yet. */
   get count() { return this.rows.length + this.held.length; }
 
@@ -168,13 +175,15 @@ export class List {
     else this.box.removeAttribute('aria-activedescendant');
   }
 
+  /** Returns whether there is such a row. */
   select(position, {scroll = true} = {}) {
     const row = this.at(position);
-    if (!row) return;
+    if (!row) return false;
     this.selectedId = row.id;
     if (scroll) this.reveal(position);
     this.drawNow();
     this.chosen(row);
+    return true;
   }
 
   unselect() {
@@ -198,8 +207,7 @@ export class List {
   clicked(event) {
     const row = this.pool.find(({element}) => element === event.target.closest('.row'))?.row;
     if (!row) return;
-    this.select(this.positionOf(row.id), {scroll: false});
-    this.opened(row, {byPointer: true});
+    if (this.select(this.positionOf(row.id), {scroll: false})) this.opened(row, {byPointer: true});
   }
 
   key(event) {

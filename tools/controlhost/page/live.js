@@ -19,7 +19,8 @@ export class Live {
       this.last = data.request.id;
       this.handlers.request(data);
     });
-    for (const type of ['devices', 'missed', 'answers', 'faults', 'paused', 'cleared', 'forgotten']) {
+    for (const type of ['cleared', 'forgotten']) source.addEventListener(type, (event) => this.erased(source, type, JSON.parse(event.data)));
+    for (const type of ['devices', 'missed', 'answers', 'faults', 'paused']) {
       source.addEventListener(type, (event) => this.handlers[type](JSON.parse(event.data)));
     }
     source.addEventListener('error', () => this.broken(source));
@@ -27,18 +28,28 @@ export class Live {
 
   greeted(source, hello) {
     this.wait = 500;
-    // A host that was started anew counts its requests from 1 again: what is shown is not its.
-    if (this.run !== undefined && this.run !== hello.run) {
-      this.run = hello.run;
-      this.handlers.cleared({});
-      this.last = 0;
-      source.close();
-      this.open();
-      return;
-    }
+    // A host that was started anew counts its requests from 1 again: what is shown is not its. Likewise what was cleared or
+    // forgotten while this page was away.
+    if (this.run !== undefined && (this.run !== hello.run || this.erasures !== hello.erasures)) return this.anew(source);
     this.run = hello.run;
+    this.erasures = hello.erasures;
     this.handlers.state('live');
     this.handlers.hello(hello);
+  }
+
+  erased(source, type, data) {
+    // So much was forgotten at once that the host did not tell of each.
+    if (type === 'forgotten' && data.erasures > this.erasures + 1) return this.anew(source);
+    this.erasures = data.erasures;
+    this.handlers[type](data);
+  }
+
+  anew(source) {
+    source.close();
+    this.handlers.cleared({});
+    this.run = undefined;
+    this.last = 0;
+    this.open();
   }
 
   broken(source) {

@@ -1,7 +1,7 @@
 // One request or record, whole: what it says with its findings marked in place, the reply, headers, raw bytes.
 
 import {api} from './api.js';
-import {copy, toast} from './copy.js';
+import {copy} from './copy.js';
 import {byId, el, icon} from './dom.js';
 import {size, timeOfDay} from './format.js';
 import {jsonLines, linesAt} from './jsonlines.js';
@@ -32,7 +32,7 @@ export class RecordPane {
   }
 
   rest() {
-    this.row = null;
+    this.row = this.asked = null;
     this.uncover();
     this.box.replaceChildren(el('div', {class: 'record-rest'},
       el('h2', {id: 'record-title', text: 'Nothing selected'}),
@@ -55,11 +55,12 @@ export class RecordPane {
 
   async show(row) {
     this.row = row;
+    const asked = this.asked = {};
     try {
       const request = await api.request(row.request.id);
-      if (this.row === row) this.draw(row, request);
+      if (asked === this.asked) this.draw(row, request);
     } catch (error) {
-      if (this.row === row) this.failed(row, error);
+      if (asked === this.asked) this.failed(row, error);
     }
   }
 
@@ -90,13 +91,7 @@ export class RecordPane {
 
   head(row, request, record) {
     const facts = [`#${row.id}`, timeOfDay(request.received), size(request.bytes), row.app && `app ${row.app}`, `from ${request.remote}`];
-    const button = (text, what, get) => el('button', {type: 'button', on: {click: async () => {
-      try {
-        await copy(await get(), what);
-      } catch (error) {
-        toast(error.message, 'error');
-      }
-    }}}, icon('copy'), text);
+    const button = (text, what, get) => el('button', {type: 'button', on: {click: () => copy(get, what)}}, icon('copy'), text);
     const id = record?.id ?? (request.items.length === 1 ? request.items[0].id : null);
     return el('header', {class: 'record-head'},
       el('button', {type: 'button', class: 'quiet back', on: {click: () => this.close()}}, icon('back'), 'All requests'),

@@ -37,16 +37,17 @@ class Lane {
 }
 
 export class Timeline {
-  /** `chosen(device)`, `picked(row)` and `forget(device)` are called for what a reader does here. */
-  constructor(traffic, {chosen, picked, forget}) {
-    Object.assign(this, {traffic, chosen, picked, forget});
+  /** `chosen(device)`, `picked(row)` and `forget(device)` are called for what a reader does here; while `still()` holds, nothing
+   *  below is to move. */
+  constructor(traffic, {chosen, picked, forget, still}) {
+    Object.assign(this, {traffic, chosen, picked, forget, still});
     this.box = byId('lanes');
     this.axis = byId('axis');
     this.devices = new Map();
     this.lanes = new Map();
     this.filtered = null;
     this.seconds = 0;
-    this.drawnAt = 0;
+    this.drawnAt = -drawEvery;
     this.offerSpans();
     new ResizeObserver(() => this.draw()).observe(this.box);
     setInterval(() => { if (!document.hidden) this.draw(); }, goOnEvery);
@@ -97,6 +98,7 @@ export class Timeline {
     this.scale = {start, end: end + (end - start) * 0.01};
     for (const [id, device] of this.devices) {
       if (!this.lanes.has(id)) {
+        if (this.still()) continue;
         this.lanes.set(id, new Lane(this, id));
         this.box.append(this.lanes.get(id).element);
       }

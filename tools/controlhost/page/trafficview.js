@@ -1,7 +1,7 @@
 // The view of what came: time line, filters, list and the chosen record, over one Traffic.
 
 import {copy} from './copy.js';
-import {byId, el, icon} from './dom.js';
+import {byId, el, icon, offer} from './dom.js';
 import {noFilter, predicate, shownAmong, shownOf} from './filter.js';
 import {counted, shortDevice} from './format.js';
 import {List} from './list.js';
@@ -23,7 +23,7 @@ export class TrafficView {
     this.announcedAt = -announceEvery;
     this.record = new RecordPane({closed: () => byId('list').focus()});
     this.list = new List({chosen: (row) => this.record.show(row), opened: (row, how) => this.open(how)});
-    this.timeline = new Timeline(this.traffic, {forget, chosen: (device) => this.toggleDevice(device), picked: (row) => this.pick(row)});
+    this.timeline = new Timeline(this.traffic, {forget, chosen: (device) => this.toggleDevice(device), picked: (row) => this.pick(row), still: () => this.list.aiming});
     this.fillEmpty();
     this.fillFilters();
     byId('unfilter').addEventListener('click', () => { this.setFilter({...noFilter}); byId('search').focus(); });
@@ -59,6 +59,7 @@ export class TrafficView {
 
   takeIn() {
     this.frame = undefined;
+    if (!this.waiting.length) return;  // they were cleared
     const shown = [];
     const actions = this.traffic.actions.size;
     for (const data of this.waiting) {
@@ -68,8 +69,8 @@ export class TrafficView {
     }
     this.waiting = [];
     if (actions !== this.traffic.actions.size) this.offerActions();
-    if (this.traffic.trim()) this.refilter();
-    else this.list.append(shown);
+    this.list.append(shown);
+    if (this.traffic.trim()) this.list.dropBefore(this.traffic.rows[0].request.id);
     this.showOrEmpty();
     this.count();
     this.timeline.soon();
@@ -170,15 +171,12 @@ export class TrafficView {
   }
 
   offerActions() {
-    const actions = [...this.traffic.actions].sort();
-    byId('filter-action').replaceChildren(el('option', {value: '', text: 'All actions'}), ...actions.map((action) => el('option', {value: action, text: action || 'no request'})));
-    byId('filter-action').value = this.filter.action;
+    const actions = [...this.traffic.actions].filter((action) => action).sort();
+    offer(byId('filter-action'), [['', 'All actions'], ...actions.map((action) => [action, action])], this.filter.action);
   }
 
   offerDevices() {
-    byId('filter-device').replaceChildren(el('option', {value: '*', text: 'All devices'}),
-      ...this.devices().map(({device}) => el('option', {value: device, text: shortDevice(device)})));
-    byId('filter-device').value = this.filter.device ?? '*';
+    offer(byId('filter-device'), [['*', 'All devices'], ...this.devices().map(({device}) => [device, shortDevice(device)])], this.filter.device ?? '*');
   }
 
   announce() {
@@ -192,7 +190,7 @@ export class TrafficView {
   /** Before anything came: how to make something come. */
   fillEmpty() {
     const snippet = (text, what) => el('div', {class: 'snippet'}, el('pre', {}, el('code', {text})),
-      el('button', {type: 'button', 'aria-label': `Copy the ${what}`, on: {click: () => copy(text, what)}}, icon('copy'), 'Copy'));
+      el('button', {type: 'button', 'aria-label': `Copy the ${what}`, on: {click: () => copy(() => text, what)}}, icon('copy'), 'Copy'));
     const host = location.host;
     byId('empty').append(
       el('p', {class: 'pulse', 'aria-hidden': 'true'}, el('span'), el('span'), el('span')),
