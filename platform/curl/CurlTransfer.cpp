@@ -4,6 +4,8 @@
 #include <new>
 #include <utility>
 
+#include "platform/curl/Gzip.h"
+
 namespace fliprugair {
 
 namespace {
@@ -16,14 +18,13 @@ bool findsFaultWithTheRequest(long status) { return status == 400 || status == 4
 
 }  // namespace
 
-CurlTransfer::CurlTransfer(NetworkRequest request, std::string body, const CurlNetworkOptions& options,
-                           curl_slist* headers)
-    : request_(std::move(request)), body_(std::move(body)), handle_(curl_easy_init()) {
+CurlTransfer::CurlTransfer(NetworkRequest request, RequestContent content, const CurlNetworkOptions& options)
+    : request_(std::move(request)), content_(std::move(content)), handle_(curl_easy_init()) {
   if (handle_ == nullptr) {
     prepared_ = CURLE_OUT_OF_MEMORY;
     return;
   }
-  setRequest(headers);
+  setRequest();
   setTransport(options);
 }
 
@@ -33,11 +34,11 @@ void CurlTransfer::set(CURLoption option, Argument argument) {
   if (prepared_ == CURLE_OK) prepared_ = code;
 }
 
-void CurlTransfer::setRequest(curl_slist* headers) {
+void CurlTransfer::setRequest() {
   set(CURLOPT_URL, request_.url.text.c_str());
-  set(CURLOPT_HTTPHEADER, headers);
-  set(CURLOPT_POSTFIELDS, body_.c_str());
-  set(CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(body_.size()));
+  set(CURLOPT_HTTPHEADER, content_.headers);
+  set(CURLOPT_POSTFIELDS, content_.body.c_str());
+  set(CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(content_.body.size()));
   set(CURLOPT_WRITEFUNCTION, &CurlTransfer::receiveBody);
   set(CURLOPT_WRITEDATA, static_cast<void*>(this));
   set(CURLOPT_HEADERFUNCTION, &CurlTransfer::receiveHead);
@@ -85,9 +86,10 @@ std::chrono::seconds CurlTransfer::retryAfter() const {
 
 // libcurl takes any count other than the one it offered, such as 0, for the wish to end the transfer.
 
-std::size_t CurlTransfer::receiveHead(char* /*bytes*/, std::size_t size, std::size_t count, void* transfer) {
+std::size_t CurlTransfer::receiveHead(char* bytes, std::size_t size, std::size_t count, void* transfer) {
   CurlTransfer& self = *static_cast<CurlTransfer*>(transfer);
   self.headSize_ += size * count;
+  if (const auto word = takesGzip({bytes, size * count})) self.takesGzip_ = *word || self.takesGzip_.value_or(false);
   return self.headSize_ > longestHead ? 0 : size * count;
 }
 
@@ -121,8 +123,11 @@ NetworkOutcome CurlTransfer::outcome(CURLcode result) {
   } else if (result != CURLE_OK) {
     message += ", reply cut off: " + error;
   }
-  return {isAccepted(), std::move(reply_), std::move(message), isAccepted() || findsFaultWithTheRequest(status()),
-          retryAfter()};
+  constexpr long unsupportedMediaType = 415;
+  return {isAccepted(),       std::move(reply_),
+          std::move(message), isAccepted() || findsFaultWithTheRequest(status()),
+          retryAfter(),       content_.isCompressed && status() == unsupportedMediaType,
+          takesGzip_};
 }
 
 }  // namespace fliprugair

@@ -4,9 +4,11 @@
 
 #include <array>
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "platform/curl/NetworkRequest.h"
+#include "platform/curl/RequestContent.h"
 
 namespace fliprugair {
 
@@ -14,8 +16,8 @@ namespace fliprugair {
 /// made, because libcurl points into it. Network thread only.
 class CurlTransfer {
  public:
-  /// `headers` must outlive the transfer.
-  CurlTransfer(NetworkRequest request, std::string body, const CurlNetworkOptions& options, curl_slist* headers);
+  /// The headers of `content` must outlive the transfer.
+  CurlTransfer(NetworkRequest request, RequestContent content, const CurlNetworkOptions& options);
   CurlTransfer(const CurlTransfer&) = delete;
   CurlTransfer& operator=(const CurlTransfer&) = delete;
 
@@ -38,7 +40,7 @@ class CurlTransfer {
 
   template <class Argument>
   void set(CURLoption option, Argument argument);
-  void setRequest(curl_slist* headers);
+  void setRequest();
   void setTransport(const CurlNetworkOptions& options);
   long status() const;
   std::chrono::seconds retryAfter() const;
@@ -46,8 +48,9 @@ class CurlTransfer {
   static std::size_t receiveBody(char* bytes, std::size_t size, std::size_t count, void* transfer);
 
   NetworkRequest request_;
-  std::string body_;
+  RequestContent content_;
   std::string reply_;
+  std::optional<bool> takesGzip_;
   std::size_t headSize_ = 0;
   bool replyTooLong_ = false;
   std::array<char, CURL_ERROR_SIZE> errorText_{};

@@ -2,6 +2,7 @@
 
 #include <chrono>
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "Fliprugair/collaborators/MarluneNetworkAccess.h"
@@ -29,6 +30,8 @@ struct NetworkOutcome {
   std::string message;     ///< for the log
   bool isVerdict = false;  ///< the host has dealt with this very request: accepted it, or found fault with it alone
   std::chrono::seconds retryAfter{0};  ///< for how long the host wishes to be left alone
+  bool isNotRead = false;              ///< because it was compressed, although the host had asked for that
+  std::optional<bool> takesGzip = {};  ///< what the host says about the bodies to come, if it does
 };
 
 }  // namespace fliprugair

@@ -51,11 +51,7 @@ NetworkThread::Library::Library() {
 
 NetworkThread::NetworkThread(CurlNetworkOptions options, const JSONSerialization& json, RequestLedger ledger)
     : options_(withinLimits(std::move(options))), json_(json), ledger_(std::move(ledger)), multi_(curl_multi_init()) {
-  headers_.reset(curl_slist_append(nullptr, "Content-Type: application/json; charset=utf-8"));
-  // Without this line libcurl asks for leave before it sends a large body, and waits for the answer.
-  if (headers_ == nullptr || curl_slist_append(headers_.get(), "Expect:") == nullptr || multi_ == nullptr) {
-    throw std::bad_alloc();
-  }
+  if (multi_ == nullptr) throw std::bad_alloc();
   // libcurl says nothing of what it lacks to be woken by, and then nothing would ever be sent, nor the thread end.
   if (curl_multi_wakeup(multi_.get()) != CURLM_OK || !canConnect()) {
     throw std::runtime_error("The network needs " + std::to_string(descriptorsNeeded) +
@@ -158,7 +154,7 @@ bool NetworkThread::takeQueued() {
 void NetworkThread::startWaiting() {
   const HostTrouble::Time now = std::chrono::steady_clock::now();
   for (auto place = waiting_.begin(); place != waiting_.end() && running_.size() < options_.requestsAtATime;) {
-    HostTrouble& host = hosts_[place->url.text];
+    HostTrouble& host = hosts_[place->url.text].trouble;
     const HostTrouble::Answer answer = host.ask(now);
     if (answer == HostTrouble::Answer::wait) {
       ++place;
@@ -180,7 +176,8 @@ void NetworkThread::start(const NetworkRequest& request) {
   try {
     // The text is made now, and not when the request was sent: of thousands that wait there are eight at most. What was
     // stored reads the same after a restart: a number that JSON has none for must not hold up a whole batch.
-    auto transfer = std::make_unique<CurlTransfer>(request, json_.textOfAny(request.payload), options_, headers_.get());
+    auto content = contents_.of(json_.textOfAny(request.payload), hosts_[request.url.text].gzip.isGiven());
+    auto transfer = std::make_unique<CurlTransfer>(request, std::move(content), options_);
     CURLcode code = transfer->prepared();
     if (code == CURLE_OK && curl_multi_add_handle(multi_.get(), transfer->handle()) != CURLM_OK) {
       code = CURLE_FAILED_INIT;
@@ -224,12 +221,14 @@ void NetworkThread::confirm(Running& running) {
 }
 
 void NetworkThread::endSent(const NetworkRequest& request, const NetworkOutcome& outcome) {
-  HostTrouble& host = hosts_[request.url.text];
-  if (outcome.isVerdict) {
-    host.answered();
+  Host& host = hosts_[request.url.text];
+  host.gzip.note(outcome.takesGzip, outcome.isNotRead);
+  if (outcome.isVerdict || outcome.isNotRead) {
+    host.trouble.answered();
   } else {
-    host.failed(std::chrono::steady_clock::now(), outcome.retryAfter);
+    host.trouble.failed(std::chrono::steady_clock::now(), outcome.retryAfter);
   }
+  if (outcome.isNotRead) return waiting_.push_front(request);  // as JSON this time
   end(request, outcome);
 }
 

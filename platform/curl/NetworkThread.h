@@ -12,8 +12,10 @@
 
 #include "Fliprugair/platform/JSONSerialization.h"
 #include "platform/curl/CurlTransfer.h"
+#include "platform/curl/Gzip.h"
 #include "platform/curl/HostTrouble.h"
 #include "platform/curl/IdleWatch.h"
+#include "platform/curl/RequestContent.h"
 #include "platform/curl/RequestLedger.h"
 #include "platform/posix/ProcessMark.h"
 #include "platform/posix/Threads.h"
@@ -62,7 +64,11 @@ class NetworkThread : public std::enable_shared_from_this<NetworkThread> {
   };
   struct Cleanup {
     void operator()(CURLM* handle) const { curl_multi_cleanup(handle); }
-    void operator()(curl_slist* list) const { curl_slist_free_all(list); }
+  };
+
+  struct Host {
+    HostTrouble trouble;
+    GzipConsent gzip;
   };
 
   struct Running {
@@ -90,10 +96,10 @@ class NetworkThread : public std::enable_shared_from_this<NetworkThread> {
   const JSONSerialization& json_;
   RequestLedger ledger_;
   IdleWatch unfinished_;
-  std::unique_ptr<curl_slist, Cleanup> headers_;
+  const RequestContents contents_;
   std::unique_ptr<CURLM, Cleanup> multi_;
   std::deque<NetworkRequest> waiting_;
-  std::map<std::string, HostTrouble> hosts_;  ///< by URL
+  std::map<std::string, Host> hosts_;  ///< by URL
   std::vector<Running> running_;
 
   std::mutex mutex_;  ///< around the next two, and around waking: the thread frees the multi handle when it ends

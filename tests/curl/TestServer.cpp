@@ -37,13 +37,19 @@ struct TestServer::Implementation {
     server->set_keep_alive_max_count(1000);
     server->set_keep_alive_timeout(1);
     const auto answer = [handler = std::move(handler), &requests](const httplib::Request& from, httplib::Response& to) {
-      const Request request{
-          from.method,     from.path, from.body, from.get_header_value("Content-Type"), from.has_header("Expect"),
-          from.remote_port};
+      const Request request{from.method,
+                            from.path,
+                            from.body,
+                            from.get_header_value("Content-Type"),
+                            from.has_header("Expect"),
+                            from.remote_port,
+                            from.get_header_value("Content-Encoding"),
+                            from.get_header_value<std::uint64_t>("Content-Length")};
       requests.put(request);
       const Reply reply = handler(request);
       to.status = reply.status;
       if (!reply.location.empty()) to.set_header("Location", reply.location);
+      if (!reply.acceptEncoding.empty()) to.set_header("Accept-Encoding", reply.acceptEncoding);
       if (!reply.retryAfter.empty()) to.set_header("Retry-After", reply.retryAfter);
       to.set_content(reply.body, "application/json");
     };

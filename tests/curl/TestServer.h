@@ -24,12 +24,15 @@ class TestServer {
     std::string contentType;
     bool isExpectant = false;  ///< it wanted to be told to go on before it sends its body
     int clientPort = 0;
+    std::string contentEncoding = "";
+    std::size_t length = 0;  ///< of the body as it came
   };
   struct Reply {
     int status = 200;
     std::string body = R"({"success":1})";
     std::string location = "";
     std::string retryAfter = "";
+    std::string acceptEncoding = "";
   };
   using Handler = std::function<Reply(const Request&)>;
 

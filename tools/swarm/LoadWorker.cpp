@@ -28,11 +28,7 @@ LoadWorker::LoadWorker(const Fleet& fleet, const LoadOptions& options, std::size
       url_(urlOf(options.hostname)),
       interval_(options.rate > 0 ? static_cast<double>(options.threads) / options.rate : 0),
       multi_(curl_multi_init()) {
-  headers_.reset(curl_slist_append(nullptr, "Content-Type: application/json; charset=utf-8"));
-  // Without this line libcurl asks for leave before it sends a large body, and waits for the answer.
-  if (headers_ == nullptr || curl_slist_append(headers_.get(), "Expect:") == nullptr || multi_ == nullptr) {
-    throw std::bad_alloc();
-  }
+  if (multi_ == nullptr) throw std::bad_alloc();
   curlOptions_.caFile = options.caFile;
   curl_multi_setopt(multi_.get(), CURLMOPT_MAXCONNECTS, static_cast<long>(options.connections));
   for (std::size_t number = share; number < options.devices; number += options.threads) {
@@ -79,14 +75,14 @@ void LoadWorker::takeTurn(std::uint32_t place) {
 }
 
 void LoadWorker::send(SwarmDevice& device, std::uint64_t request, const Value& payload) {
-  std::string body = json_.textOfAny(payload);
-  const std::size_t bodySize = body.size();
+  RequestContent content = contents_.of(json_.textOfAny(payload), gzip_.isGiven());
+  const std::size_t bodySize = content.body.size();
   const Clock::time_point due = interval_.count() > 0 ? nextSend_ : Clock::now();
   nextSend_ = due + std::chrono::duration_cast<Clock::duration>(interval_);
   NetworkRequest onTheWire;
   onTheWire.url = url_;
   onTheWire.payload = payload;
-  auto transfer = std::make_unique<CurlTransfer>(std::move(onTheWire), std::move(body), curlOptions_, headers_.get());
+  auto transfer = std::make_unique<CurlTransfer>(std::move(onTheWire), std::move(content), curlOptions_);
   CURL* const handle = transfer->handle();
   CURLcode code = transfer->prepared();
   if (code == CURLE_OK && curl_multi_add_handle(multi_.get(), handle) != CURLM_OK) code = CURLE_FAILED_INIT;
@@ -113,6 +109,7 @@ void LoadWorker::end(CURL* handle, CURLcode result) {
   curl_multi_remove_handle(multi_.get(), handle);
   const NetworkOutcome outcome = flight.transfer->outcome(result);
   note(flight, outcome);
+  gzip_.note(outcome.takesGzip, outcome.isNotRead);
   SwarmDevice& device = devices_[flight.place];
   const Value& payload = flight.transfer->request().payload;
   --busy_[flight.place];

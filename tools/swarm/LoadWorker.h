@@ -12,6 +12,8 @@
 #include <vector>
 
 #include "platform/curl/CurlTransfer.h"
+#include "platform/curl/Gzip.h"
+#include "platform/curl/RequestContent.h"
 #include "platform/json/RapidJSONSerialization.h"
 #include "tools/swarm/Load.h"
 #include "tools/swarm/SwarmDevice.h"
@@ -45,7 +47,6 @@ class LoadWorker final : private SwarmDevice::Network {
 
   struct Cleanup {
     void operator()(CURLM* handle) const { curl_multi_cleanup(handle); }
-    void operator()(curl_slist* list) const { curl_slist_free_all(list); }
   };
   struct Flight {
     std::unique_ptr<CurlTransfer> transfer;
@@ -75,7 +76,8 @@ class LoadWorker final : private SwarmDevice::Network {
   std::deque<SwarmDevice> devices_;
   std::vector<std::uint16_t> busy_;  ///< by the device's place: its requests that are under way
   std::priority_queue<Turn, std::vector<Turn>, std::greater<>> turns_;
-  std::unique_ptr<curl_slist, Cleanup> headers_;
+  const RequestContents contents_;
+  GzipConsent gzip_;
   std::unique_ptr<CURLM, Cleanup> multi_;
   std::unordered_map<CURL*, Flight> flights_;
   std::vector<std::pair<CURL*, CURLcode>> stillborn_;  ///< flights that libcurl did not take
