@@ -26,8 +26,8 @@ class GzipConsent {
   bool isRevoked_ = false;
 };
 
-/// What a line of a reply's head says about gzip in the body of a request (RFC 7694): "Accept-Encoding: gzip" that it is
-/// taken, the same header without it that it is not. Nothing when it is another header.
+/// What a line of a reply's head says about gzip in the body of a request (RFC 7694): "Accept-Encoding: gzip" that it
+/// is taken, the same header without it that it is not. Nothing when it is another header.
 std::optional<bool> takesGzip(std::string_view headerLine);
 
 }  // namespace fliprugair

@@ -1,13 +1,12 @@
 // A host that says that it takes gzip gets it; every other one gets JSON as it is.
 
-#include "platform/curl/Gzip.h"
-
 #include <zlib.h>
 
 #include <optional>
 
 #include "curl/NetworkTest.h"
 #include "curl/TestServer.h"
+#include "platform/curl/Gzip.h"
 
 namespace fliprugair::test {
 
@@ -15,7 +14,8 @@ namespace {
 
 TEST(GzippedText, IsShorterAndReadsTheSame) {
   std::string text;
-  for (int number = 0; number < 200; ++number) text += "{\"action\":\"event\",\"number\":" + std::to_string(number) + "}";
+  for (int number = 0; number < 200; ++number)
+    text += "{\"action\":\"event\",\"number\":" + std::to_string(number) + "}";
   const auto bytes = gzipped(text);
   ASSERT_TRUE(bytes);
   EXPECT_LT(bytes->size(), text.size() / 4);
@@ -53,7 +53,8 @@ TEST(AcceptEncoding, WithoutGzipOrWithItsWeightAtZeroRefusesIt) {
 }
 
 TEST(AcceptEncoding, IsNoOtherHeader) {
-  for (const char* line : {"Content-Encoding: gzip", "HTTP/1.1 200 OK", "", "Accept: gzip", "X-Accept-Encoding: gzip"}) {
+  for (const char* line :
+       {"Content-Encoding: gzip", "HTTP/1.1 200 OK", "", "Accept: gzip", "X-Accept-Encoding: gzip"}) {
     EXPECT_EQ(takesGzip(line), std::nullopt) << line;
   }
 }
@@ -63,7 +64,8 @@ class Gzip : public NetworkTest {
   /// Long enough to become shorter.
   static Value batch() {
     Array records;
-    for (int number = 0; number < 25; ++number) records = records.appending(Value{{"action", "event"}, {"data", number}});
+    for (int number = 0; number < 25; ++number)
+      records = records.appending(Value{{"action", "event"}, {"data", number}});
     return records;
   }
 

@@ -11,8 +11,10 @@
 #include <stdexcept>
 #include <thread>
 #include <utility>
+#include <variant>
 
 #include "tools/controlhost/ConnectionThreads.h"
+#include "tools/controlhost/Gunzip.h"
 #include "tools/controlhost/HttpConnection.h"
 
 namespace fliprugair::controlhost {
@@ -66,10 +68,30 @@ struct HttpServer::Implementation final : httplib::Server {
     return bound;
   }
 
+  /// The body without its compression. Of one that cannot be read, the status that says why.
+  static std::variant<std::string, int> bodyOf(const httplib::Request& from, const HttpHeaders& headers) {
+    const std::string coding = headerOf(headers, "Content-Encoding");
+    if (coding.empty() || sameName(coding, "identity")) return from.body;
+    if (!sameName(coding, "gzip")) return 415;
+    auto text = gunzipped(from.body, longestBody);
+    if (!text) return 400;
+    if (text->size() > longestBody) return 413;
+    return *std::move(text);
+  }
+
   void serve(const httplib::Request& from, httplib::Response& to) {
     HttpConnection& connection = connectionOfThisThread();
-    HttpRequest request{from.method,          from.target, from.path,           {},
-                        connection.headers(), from.body,   connection.remote(), connection.local()};
+    HttpHeaders headers = connection.headers();
+    auto body = bodyOf(from, headers);
+    if (const int* status = std::get_if<int>(&body)) {
+      to.status = *status;  // what stands in the reply comes with all errors
+      if (*status == 415) to.set_header("Accept-Encoding", "gzip");
+      return;
+    }
+    HttpRequest request{from.method,         from.target,
+                        from.path,           {},
+                        std::move(headers),  std::get<std::string>(std::move(body)),
+                        connection.remote(), connection.local()};
     for (const auto& [key, value] : from.params) request.query.emplace(key, value);
     HttpReply reply = handler(request);
     if (reply.delay.count() > 0) waitFor(reply.delay);
@@ -138,8 +160,9 @@ struct HttpServer::Implementation final : httplib::Server {
     while (connection.waitForRequest(idleTime)) {
       bool closed = false;
       const bool served = process_request(connection, false, closed, [](httplib::Request& request) {
-        request.headers.erase("Content-Type");     // else the library takes forms apart, and their bytes would be lost
-        request.headers.erase("Accept-Encoding");  // else it compresses, which keeps events back until there are many
+        request.headers.erase("Content-Type");      // else the library takes forms apart, and their bytes would be lost
+        request.headers.erase("Accept-Encoding");   // else it compresses, which keeps events back until there are many
+        request.headers.erase("Content-Encoding");  // else it knows no bounds to what it makes of a body
       });
       if (connection.refusedWith() != 0) {
         connection.refuse(connection.refusedWith(), refusal(connection.refusedWith()));

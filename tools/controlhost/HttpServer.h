@@ -22,8 +22,8 @@ struct HttpRequest {
   std::string target;  ///< as it came: path and query
   std::string path;
   std::map<std::string, std::string> query;
-  HttpHeaders headers;  ///< as they came, in their order
-  std::string body;
+  HttpHeaders headers;     ///< as they came, in their order
+  std::string body;        ///< without its compression
   std::string remote;      ///< address and port of the client
   std::string local = {};  ///< address and port at which it reached this host
 };

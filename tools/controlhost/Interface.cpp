@@ -140,6 +140,11 @@ HttpReply refusalReply(int status) {
       return errorReply(status, "The body is too large.", "Send at most 16 MiB.");
     case 414:
       return errorReply(status, "The address is too long.", "Send at most 8 KiB of it.");
+    case 400:
+      return errorReply(status, "The request cannot be read.",
+                        "Send HTTP/1.1, and under Content-Encoding what it says.");
+    case 415:
+      return errorReply(status, "The body is compressed in a way that this host cannot read.", "Use gzip, or nothing.");
     case 431:
       return errorReply(status, "The headers are too large.", "Send at most 64 KiB of them.");
     case 503:

@@ -99,6 +99,7 @@ HttpReply Reception::receive(const HttpRequest& http) {
   const Problem problem = problemOf(request, body);
   HttpReply reply;
   reply.contentType = "application/json; charset=utf-8";
+  reply.headers.emplace_back("Accept-Encoding", "gzip");
   if (problem.status == 0) {
     HostAnswer answer = answers_.answer(request);
     reply.status = answer.status;
