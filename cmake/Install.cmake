@@ -101,6 +101,10 @@ if(NOT BUILD_SHARED_LIBS)
 endif()
 list(JOIN pc_libraries " " pc_libraries)
 list(JOIN pc_requires ", " pc_requires)
+# They say where they are from where they stand, so that `cmake --install --prefix` may take them anywhere.
+file(RELATIVE_PATH pc_prefix ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PREFIX})
+file(RELATIVE_PATH pc_libraries_folder ${CMAKE_INSTALL_PREFIX} ${CMAKE_INSTALL_FULL_LIBDIR})
+file(RELATIVE_PATH pc_include_folder ${CMAKE_INSTALL_PREFIX} ${CMAKE_INSTALL_FULL_INCLUDEDIR})
 configure_file(cmake/fliprugair.pc.in fliprugair.pc @ONLY)
 configure_file(cmake/fliprugair-virtual.pc.in fliprugair-virtual.pc @ONLY)
 install(FILES ${CMAKE_CURRENT_BINARY_DIR}/fliprugair.pc ${CMAKE_CURRENT_BINARY_DIR}/fliprugair-virtual.pc

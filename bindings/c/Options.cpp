@@ -24,6 +24,11 @@ double numberOf(const std::string& key, const Value& value) {
   return value.realValue();
 }
 
+bool truthOf(const std::string& key, const Value& value) {
+  if (value.kind() != Value::Kind::boolean) refuse(key, "is true or false");
+  return value.boolValue();
+}
+
 using Taker = void (*)(LinuxOptions& options, const std::string& key, const Value& value);
 
 struct Option {
@@ -47,8 +52,7 @@ void fact(LinuxOptions& options, const std::string& key, const Value& value) {
   auto& target = options.facts.*member;
   using Type = std::remove_reference_t<decltype(target)>;
   if constexpr (std::is_same_v<Type, bool>) {
-    if (value.kind() != Value::Kind::boolean) refuse(key, "is true or false");
-    target = value.boolValue();
+    target = truthOf(key, value);
   } else if constexpr (std::is_same_v<Type, int>) {
     target = static_cast<int>(numberOf(key, value));
   } else {
@@ -65,6 +69,10 @@ void backgroundTaskTime(LinuxOptions& options, const std::string& key, const Val
 void mostWaitingRequests(LinuxOptions& options, const std::string& key, const Value& value) {
   if (value.kind() != Value::Kind::integer || value.integerValue() < 1) refuse(key, "is a whole number from 1 on");
   options.mostWaitingRequests = static_cast<std::size_t>(value.integerValue());
+}
+
+void advises(LinuxOptions& options, const std::string& key, const Value& value) {
+  options.advises = truthOf(key, value);
 }
 
 void mainThread(LinuxOptions& options, const std::string& key, const Value& value) {
@@ -87,13 +95,20 @@ constexpr std::array factTable{
 };
 
 template <class Table>
+std::string keysOf(const Table& table) {
+  std::string keys;
+  for (const Option& option : table) keys += (keys.empty() ? "" : ", ") + std::string(option.key);
+  return keys;
+}
+
+template <class Table>
 void takeAll(LinuxOptions& options, const Dictionary& dictionary, const Table& table) {
   for (const auto& entry : dictionary.entries()) {
     const Option* found = nullptr;
     for (const Option& option : table) {
       if (option.key == entry.key()) found = &option;
     }
-    if (found == nullptr) refuse(entry.key(), "is not known");
+    if (found == nullptr) refuse(entry.key(), "is not known; there are " + keysOf(table));
     found->take(options, entry.key(), entry.value);
   }
 }
@@ -115,6 +130,7 @@ constexpr std::array optionTable{
     Option{"gpsdHost", &text<&LinuxOptions::gpsdHost>},
     Option{"gpsdPort", &text<&LinuxOptions::gpsdPort>},
     Option{"backgroundTaskTime", &backgroundTaskTime},
+    Option{"advises", &advises},
     Option{"mainThread", &mainThread},
     Option{"mostWaitingRequests", &mostWaitingRequests},
     Option{"facts", &facts},

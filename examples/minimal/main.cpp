@@ -8,6 +8,7 @@ int main() {
   if (!app) return std::cerr << error << '\n', 1;
   const auto tracker = fliprugair::MarluneTracker::initMarluneWithParams(
       *app, {{"marluneAppId", "demo"}, {"trackerHostname", "127.0.0.1:8080"}});
+  if (!tracker) return 1;  // the log has said why
   app->applicationDidFinishLaunching();
   app->applicationDidBecomeActive();
   tracker->trackEvent("level", "7");

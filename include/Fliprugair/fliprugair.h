@@ -58,6 +58,7 @@ FLIPRUGAIR_EXPORT const char* fliprugair_version(void);
  *   "bundleIdentifier" (text; this one or "storePath" is needed), "shortVersion", "version", "receiptPath",
  *   "storePath", "documentsFolder", "caFile", "proxy", "gpsdHost", "gpsdPort" (text),
  *   "backgroundTaskTime" (seconds, 5), "mainThread" ("own" or "host", "own"),
+ *   "advises" (boolean, true: LinuxOptions::advises),
  *   "mostWaitingRequests" (number from 1 on; more are dropped, the oldest first),
  *   "facts": what the host app states about the device: "systemName", "systemVersion", "hardware", "vendorIdentifier",
  *   "advertisingIdentifier", "userAgent" (text), "advertisingTrackingEnabled", "locationServicesEnabled" (boolean),

@@ -102,7 +102,7 @@ TEST_F(CInterface, ErasesWhatAnAppHasStored) {
 
 TEST_F(CInterface, SaysWhyNothingWasErased) {
   EXPECT_EQ(fliprugair_erase(R"({"storePaht": "x"})", &error), FLIPRUGAIR_INVALID_ARGUMENT);
-  EXPECT_EQ(error.taken(), R"(option "storePaht" is not known)");
+  EXPECT_TRUE(error.taken().starts_with(R"(option "storePaht" is not known; there are bundleIdentifier, )"));
   open();
   EXPECT_EQ(fliprugair_erase(options.c_str(), &error), FLIPRUGAIR_FAILED) << "an app uses the store";
   EXPECT_NE(error.taken(), "");
@@ -122,6 +122,21 @@ TEST_F(CInterface, TakesHowManyRequestsMayWait) {
   EXPECT_EQ(error.taken(), R"(option "mostWaitingRequests" is a whole number from 1 on)");
   app = fliprugair_open((start + "10}").c_str(), nullptr, &error);
   EXPECT_NE(app, nullptr) << error.taken();
+}
+
+TEST_F(CInterface, AdvisesUnlessToldNotTo) {
+  fliprugair_callbacks counting{};
+  std::atomic<int> lines = 0;
+  counting.user = &lines;
+  counting.log = [](void* count, const char*) { ++*static_cast<std::atomic<int>*>(count); };
+  for (const char* advises : {"true", "false"}) {
+    const std::string started = options.substr(0, options.size() - 1) + R"(, "advises": )" + advises + "}";
+    app = fliprugair_open(started.c_str(), &counting, &error);
+    ASSERT_NE(app, nullptr) << error.taken();
+    EXPECT_EQ(fliprugair_start(app, "{}", nullptr), nullptr);
+    fliprugair_close(std::exchange(app, nullptr));
+    EXPECT_EQ(lines, 1) << advises;
+  }
 }
 
 }  // namespace
