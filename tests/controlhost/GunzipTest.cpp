@@ -1,5 +1,3 @@
-#include "tools/controlhost/Gunzip.h"
-
 #include <gtest/gtest.h>
 #include <httplib.h>
 #include <zlib.h>
@@ -10,12 +8,14 @@
 #include "controlhost/HttpClient.h"
 #include "support/TemporaryFolder.h"
 #include "tools/controlhost/ControlHost.h"
+#include "tools/controlhost/Gunzip.h"
 
 namespace fliprugair::controlhost {
 
 namespace {
 
-const std::string batch = R"([{"action":"event","data":{"event_name":"one"}},{"action":"event","data":{"event_name":"two"}}])";
+const std::string batch =
+    R"([{"action":"event","data":{"event_name":"one"}},{"action":"event","data":{"event_name":"two"}}])";
 
 std::string gzipped(const std::string& text) {
   const TemporaryFolder folder;
