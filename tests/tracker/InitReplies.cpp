@@ -47,6 +47,7 @@ Snapshot afterReply(const Setting& setting, const Value& body) {
   Phone phone;
   const auto entries = setting.stored.dictionary().entries();
   for (const Dictionary::Entry& entry : entries) phone.store(entry.key(), entry.value);
+  if (setting.isOdd) phone.sendsOddities();
   const auto tracker = phone.construct(setting.options);
   phone.reply(1, body);
   return snapshotOf(phone);

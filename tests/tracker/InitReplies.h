@@ -32,6 +32,7 @@ const std::vector<BooleanCase>& booleans();
 struct Setting {
   Value options = Value{{"marluneAppId", "demo"}};
   Value stored = Dictionary();  ///< short names of keys
+  bool isOdd = false;           ///< what is stored makes the tracker send what no host app would
 };
 
 /// Installed and reported already: the neutral reply leads to no request and no record.

@@ -4,6 +4,7 @@
 
 #include "platform/json/RapidJSONSerialization.h"
 #include "support/WatchedProperties.h"
+#include "support/WireFormat.h"
 #include "tools/sim/StateValues.h"
 
 namespace fliprugair {
@@ -42,11 +43,20 @@ std::string jsonText(const Value& value) {
 Phone::Phone()
     : device(
           [this](const Dictionary& event) {
+            look(event);
             const std::lock_guard lock(mutex_);
             events_.push_back(event);
           },
           [](std::string_view bytes) { return bytes == "archive"; }),
       process(device) {}
+
+/// The schemas come with the control host, which can be left out of a build.
+void Phone::look([[maybe_unused]] const Dictionary& event) const {
+#ifdef FLIPRUGAIR_WIRE_CHECKED
+  if (sendsOddities_ || event["event"] != Value("send") || event["payload"].isNull()) return;
+  EXPECT_EQ(test::wireFaults(event["payload"]), "") << shortened(jsonText(event["payload"]), 2000);
+#endif
+}
 
 std::shared_ptr<MarluneTracker> Phone::construct(const Value& options) {
   auto tracker = MarluneTracker::initMarluneWithParams(process, options);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <functional>
 #include <map>
 #include <memory>
@@ -45,11 +46,18 @@ class Phone {
   /// Its installation was reported in an earlier life: with the facts that a new device has, nothing is due.
   void storeReportedInstall();
 
+  /// From here on this test makes the tracker send what no host app would: it need not satisfy the schemas of the wire
+  /// protocol, as everything else that a phone sends has to.
+  void sendsOddities() { sendsOddities_ = true; }
+
   Platform& platform() { return process.platform(); }
   /// What the trackers of this process share.
   ProcessState& state() { return *ProcessState::of(process); }
 
  private:
+  void look(const Dictionary& event) const;
+
+  std::atomic<bool> sendsOddities_ = false;
   mutable std::mutex mutex_;
   std::vector<Dictionary> events_;
 };

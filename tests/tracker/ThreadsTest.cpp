@@ -63,6 +63,7 @@ TEST(Threads, PublicCallsMayComeFromAnyOfThem) {
 
 TEST(Threads, RequestsHaveDifferentNumbers) {
   Phone phone;
+  phone.sendsOddities();  // requests with nothing in them
   Environment& environment = phone.process;
   onThreads(4, [&](int) {
     for (int round = 0; round < 200; ++round) {

@@ -289,6 +289,7 @@ TEST_F(MissingArguments, AResultThatIsMissingIsNothing) {
 }
 
 TEST_F(MissingArguments, CallbacksWithoutAReplyAreSafe) {
+  phone.sendsOddities();  // a position without coordinates
   internalsOf(*tracker).MarluneRetrieveAttribution(nullptr);
   internalsOf(*tracker).MarluneInitResult(nullptr);
   internalsOf(*tracker).MarluneInitialResult(nullptr);

@@ -5,7 +5,9 @@
 namespace fliprugair {
 namespace {
 
-const Value request{{"action", "update"}};
+const Value request{{"action", "update"},         {"marlune_app_id", "demo"},
+                    {"marlune_device_id", "MI1"}, {"sdk_version", "ios-20160921"},
+                    {"sdk_protocol", "4"},        {"data", Value{{"language", "de"}}}};
 
 TEST(RequestQueue, KeysARequestByTheSecondsSince2001) {
   InstalledPhone phone;
@@ -69,6 +71,7 @@ TEST(RequestQueue, KnowsWhatIsBeingSentByAnyValueButNull) {
 
 TEST(RequestQueue, OffersAgainInOrderWhatIsNotBeingSentAndWantsNoReply) {
   InstalledPhone phone;
+  phone.sendsOddities();  // what was stored
   phone.store("networkQueue", Value{{"2", request}, {"1", "second"}, {"3", Array({"third"})}});
   phone.store("eventsSending", Value{{"1", true}});
   phone.parts().requests.resendQueuedRequests();

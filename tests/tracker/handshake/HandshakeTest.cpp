@@ -214,6 +214,7 @@ TEST(Handshake, AndTheOtherRepliesDoNoHarmWhateverTheyAre) {
   for (const Value& value : wrongValues()) {
     SCOPED_TRACE(traceOf("reply", value));
     Phone phone;
+    phone.sendsOddities();  // positions of the values
     const auto tracker =
         phone.construct({{"marluneAppId", "demo"}, {"retrieveAttribution", true}, {"enableLogging", true}});
     internalsOf(*tracker).MarluneRetrieveAttribution(value);

@@ -28,6 +28,7 @@ TEST(ServerSettings, TheFirstDeviceIdentifierIsFilledInOnlyWhenItIsEmpty) {
     SCOPED_TRACE(traceOf("origDeviceId", first));
     Setting setting = reported();
     setting.stored = with(setting.stored, "origDeviceId", first);
+    setting.isOdd = true;  // the init request says which it was
     Snapshot expected = afterReply(setting, neutral);
     put(expected, storePath("deviceId"), "given");
     if (first == Value("")) put(expected, storePath("origDeviceId"), "given");
