@@ -224,6 +224,17 @@ TEST_F(InterfaceTest, ExportsWhatCame) {
   EXPECT_EQ(request["postData"].dictionary()["text"], Value(host_.requests()[0].bytes));
 }
 
+TEST_F(InterfaceTest, AnArchiveHoldsWhatCameAsItCame) {
+  send("POST", "/marlune/v4?a=1&b", "\xFF", {{"Content-Type", "text/plain"}});
+  const Dictionary entry = json("/api/export.har")["log"].dictionary()["entries"].array()[0].dictionary();
+  const Dictionary request = entry["request"].dictionary();
+  EXPECT_EQ(request["url"], Value(host_.url() + "/marlune/v4?a=1&b"));
+  EXPECT_EQ(request["queryString"],
+            Value(Array{Value{{"name", "a"}, {"value", "1"}}, Value{{"name", "b"}, {"value", ""}}}));
+  EXPECT_EQ(request["postData"], Value({{"mimeType", "text/plain"}, {"text", "/w=="}, {"_encoding", "base64"}}));
+  EXPECT_EQ(entry["response"].dictionary()["status"], Value(400));
+}
+
 TEST_F(InterfaceTest, EventsTellOfEachRequestAndOfChanges) {
   post(host_.port(), Array{event("before")});
   std::string stream;

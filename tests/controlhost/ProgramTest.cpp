@@ -147,6 +147,10 @@ TEST(ControlHostProgram, TailFollowsARunningHost) {
     while (!shown) post(host.port(), session);
   });
   EXPECT_EQ(tail.line().substr(12), "  session  MI1");
+  // Those behind the first one are the same again.
+  std::string line = tail.line();
+  while (line.find("which was confirmed") == std::string::npos) line = tail.line();
+  EXPECT_TRUE(line.starts_with("    warning  The same as request ")) << line;
   shown = true;
   sender.join();
 }

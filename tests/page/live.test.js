@@ -16,7 +16,7 @@ test('before anything came, the page tells how to connect an app, with the addre
 
 test("a sample app's requests appear without a reload, with its session on the time line", async () => {
   await stage.host.put('api/answers', quickAnswers);
-  const page = await stage.open();
+  const page = await stage.open({viewport: {width: 1360, height: 3000}});  // all that it sends is in sight
   let loads = 0;
   page.on('load', () => loads++);
   const visit = await stage.app.visit();

@@ -76,7 +76,7 @@ std::string EventStream::told(const std::vector<RequestPointer>& requests) {
     text += event("missed", Value{{"from", since_ + 1}, {"to", requests.front()->id - 1}});
   }
   for (const RequestPointer& request : requests) {
-    text += event("request", Value{{"request", summaryOf(*request)}, {"records", recordsOf(*request)}}, request->id);
+    text += event("request", newsOf(*request), request->id);
     since_ = request->id;
   }
   if (requests.size() == mostAtOnce) change_ = 0;  // there is more at once

@@ -6,6 +6,7 @@
 #include <ctime>
 
 #include "platform/json/RapidJSONSerialization.h"
+#include "tools/controlhost/HttpServer.h"
 
 namespace fliprugair::controlhost {
 
@@ -51,10 +52,32 @@ std::string isoTime(double seconds) {
   return std::string(text.data(), length) + '.' + thousandths.substr(1) + 'Z';
 }
 
+/// Bytes as an archive of text can hold them: as they are, or in base64 when they are no UTF-8.
+Dictionary archived(const std::string& bytes, const std::string& type, const char* encoding) {
+  const bool isText = Value(bytes).text() == bytes;
+  const Value members{{"mimeType", type}, {"text", isText ? bytes : base64(bytes)}};
+  return isText ? members.dictionary() : members.dictionary().setting(encoding, "base64");
+}
+
+Array queryOf(const std::string& target) {
+  std::vector<Value> parameters;
+  std::size_t begin = target.find('?');
+  while (begin != std::string::npos) {
+    const std::size_t end = target.find('&', ++begin);
+    const std::string one = target.substr(begin, end == std::string::npos ? end : end - begin);
+    const std::size_t equals = one.find('=');
+    const std::string value = equals == std::string::npos ? "" : one.substr(equals + 1);
+    if (!one.empty()) parameters.push_back(Value{{"name", one.substr(0, equals)}, {"value", value}});
+    begin = end;
+  }
+  return Array(std::move(parameters));
+}
+
 Value archiveEntry(const ReceivedRequest& request, const std::string& url) {
   std::vector<Value> headers;
   for (const auto& [name, value] : request.headers) headers.push_back(Value{{"name", name}, {"value", value}});
-  const std::string type = "application/json; charset=utf-8";
+  const std::string ours = "application/json; charset=utf-8";
+  const auto replySize = static_cast<std::int64_t>(request.reply.size());
   const auto delay = static_cast<std::int64_t>(request.delay.count());
   return Value{{"startedDateTime", isoTime(request.received)},
                {"time", delay},
@@ -63,8 +86,9 @@ Value archiveEntry(const ReceivedRequest& request, const std::string& url) {
                                  {"httpVersion", "HTTP/1.1"},
                                  {"cookies", Array()},
                                  {"headers", Array(std::move(headers))},
-                                 {"queryString", Array()},
-                                 {"postData", Value{{"mimeType", type}, {"text", request.bytes}}},
+                                 {"queryString", queryOf(request.path)},
+                                 {"postData", archived(request.bytes, headerOf(request.headers, "Content-Type"),
+                                                       "_encoding")},  // the format has none of its own for it
                                  {"headersSize", -1},
                                  {"bodySize", static_cast<std::int64_t>(request.bytes.size())}}},
                {"response", Value{{"status", request.status},
@@ -72,12 +96,10 @@ Value archiveEntry(const ReceivedRequest& request, const std::string& url) {
                                   {"httpVersion", "HTTP/1.1"},
                                   {"cookies", Array()},
                                   {"headers", Array()},
-                                  {"content", Value{{"size", static_cast<std::int64_t>(request.reply.size())},
-                                                    {"mimeType", type},
-                                                    {"text", request.reply}}},
+                                  {"content", archived(request.reply, ours, "encoding").setting("size", replySize)},
                                   {"redirectURL", ""},
                                   {"headersSize", -1},
-                                  {"bodySize", static_cast<std::int64_t>(request.reply.size())}}},
+                                  {"bodySize", replySize}}},
                {"cache", Dictionary()},
                {"timings", Value{{"send", 0}, {"wait", delay}, {"receive", 0}}}};
 }

@@ -189,6 +189,7 @@ std::vector<std::string> Faults::setJSON(const Value& json) {
 }
 
 std::vector<std::string> Faults::addJSON(const Value& json) {
+  if (!json.isDictionary()) return {"the fault is " + inWords(json) + ", and should be an object"};
   std::vector<std::string> problems;
   Fault fault = faultOf(json, "the fault", problems);
   if (problems.empty()) add(std::move(fault));

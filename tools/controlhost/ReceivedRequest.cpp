@@ -113,6 +113,24 @@ Value summaryOf(const ReceivedRequest& request) {
                {"findings", countsOf(request.findings)}};
 }
 
+namespace {
+
+Value findingsAbout(const ReceivedRequest& request, std::optional<std::int64_t> record) {
+  std::vector<Finding> findings;
+  for (const Finding& finding : request.findings) {
+    if (finding.record == record) findings.push_back(finding);
+  }
+  return listOf(findings);
+}
+
+}  // namespace
+
+Value newsOf(const ReceivedRequest& request) {
+  return Value{{"request", summaryOf(request)},
+               {"records", recordsOf(request)},
+               {"problems", findingsAbout(request, std::nullopt)}};
+}
+
 Value wholeOf(const ReceivedRequest& request) {
   const Value reply = joined(
       Value{{"status", request.status}}.dictionary(),
@@ -130,10 +148,6 @@ Value wholeOf(const ReceivedRequest& request) {
 Value recordOf(const ReceivedRequest& request, const Value& record, std::int64_t index) {
   const Dictionary members = record.dictionary();
   const Value time = members["data"].dictionary()["usertime"];
-  std::vector<Finding> findings;
-  for (const Finding& finding : request.findings) {
-    if (finding.record == index) findings.push_back(finding);
-  }
   return Value{{"id", std::to_string(request.id) + '.' + std::to_string(index)},
                {"request", request.id},
                {"index", index},
@@ -145,7 +159,7 @@ Value recordOf(const ReceivedRequest& request, const Value& record, std::int64_t
                {"usertime", time.isText() ? Value(time.integerValue()) : Value()},
                {"status", request.status},
                {"json", record},
-               {"findings", listOf(findings)}};
+               {"findings", findingsAbout(request, index)}};
 }
 
 Array recordsOf(const ReceivedRequest& request) {

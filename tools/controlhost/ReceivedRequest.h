@@ -55,6 +55,8 @@ std::string recordName(const Value& record);
 // The forms in which the host shows them.
 Value summaryOf(const ReceivedRequest& request);
 Value wholeOf(const ReceivedRequest& request);
+/// What those who follow are told of it.
+Value newsOf(const ReceivedRequest& request);
 Value recordOf(const ReceivedRequest& request, const Value& record, std::int64_t index);
 Array recordsOf(const ReceivedRequest& request);
 

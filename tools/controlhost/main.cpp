@@ -211,7 +211,7 @@ int follow(const std::string& address) {
     if (!line.starts_with("data: ") || event != "request") return;
     const auto data = RapidJSONSerialization().value(line.substr(6));
     if (!data) return;
-    std::cout << requestLine(data->dictionary()["request"]);
+    std::cout << requestLine(data->dictionary()["request"]) << findingLines(data->dictionary()["problems"].array());
     for (const Value& record : data->dictionary()["records"].array()) {
       std::cout << findingLines(record.dictionary()["findings"].array());
     }

@@ -61,7 +61,7 @@ function showConnection() {
 }
 
 async function forget(device) {
-  const sure = await confirmed('Forget this device?', `What ${device || 'a sender without an identifier'} sent goes, and so does how often it was answered: to the host it is new again.`, 'Forget');
+  const sure = await confirmed('Forget this device?', `What ${device} sent goes, and so does how often it was answered: to the host it is new again.`, 'Forget');
   if (sure) await attempt(() => api.forget(device));
 }
 
