@@ -198,26 +198,33 @@ bool NetworkThread::transferSome() {
   bool any = false;
   int left = 0;
   curl_multi_perform(multi_.get(), &left);
+  confirmAccepted();
   while (const CURLMsg* message = curl_multi_info_read(multi_.get(), &left)) {
     if (message->msg != CURLMSG_DONE) continue;
     const CURLcode result = message->data.result;
     const auto place = std::find_if(running_.begin(), running_.end(), [&](const Running& running) {
       return running.transfer->handle() == message->easy_handle;
     });
-    confirm(*place);
     const std::unique_ptr<CurlTransfer> transfer = takeRunning(place);
     endSent(transfer->request(), transfer->outcome(result));
     any = true;
   }
-  for (Running& running : running_) confirm(running);
   return any;
 }
 
-/// A reply may take its time, or never end: what is known already does not wait for it.
-void NetworkThread::confirm(Running& running) {
-  if (running.isConfirmed || !running.transfer->isAccepted()) return;
-  running.isConfirmed = true;
-  ledger_.confirm(running.transfer->request());
+/// A reply may take its time, or never end: what is known already does not wait for it. What came together is made
+/// durable together.
+void NetworkThread::confirmAccepted() {
+  const auto isToBeConfirmed = [](const Running& running) {
+    return !running.isConfirmed && running.transfer->isAccepted();
+  };
+  if (std::none_of(running_.begin(), running_.end(), isToBeConfirmed)) return;
+  const StoreGroup group = ledger_.group();
+  for (Running& running : running_) {
+    if (!isToBeConfirmed(running)) continue;
+    running.isConfirmed = true;
+    ledger_.confirm(running.transfer->request());
+  }
 }
 
 void NetworkThread::endSent(const NetworkRequest& request, const NetworkOutcome& outcome) {

@@ -83,7 +83,7 @@ class NetworkThread : public std::enable_shared_from_this<NetworkThread> {
   void startWaiting();
   void start(const NetworkRequest& request);
   bool transferSome();
-  void confirm(Running& running);
+  void confirmAccepted();
   void end(const NetworkRequest& request, const NetworkOutcome& outcome);
   void endSent(const NetworkRequest& request, const NetworkOutcome& outcome);
   std::unique_ptr<CurlTransfer> takeRunning(std::vector<Running>::iterator place);

@@ -35,6 +35,9 @@ class RequestLedger {
   /// A request that could not be begun, and was not listed.
   void refuse(const NetworkRequest& request, std::string_view reason);
 
+  /// What is confirmed while it lives is made durable together at its end.
+  StoreGroup group() { return StoreGroup(store_); }
+
   /// The host has accepted the request, while its reply may still be coming: from now on it is not sent again, also
   /// after a kill. Before `end`, so that the request is listed as long as it is queued.
   void confirm(const NetworkRequest& request);
