@@ -4,6 +4,7 @@
 #include <limits>
 
 #include "Fliprugair/platform/Text.h"
+#include "platform/UnreadValue.h"
 
 namespace fliprugair {
 
@@ -42,6 +43,14 @@ Value::Value(std::initializer_list<std::pair<std::string_view, Value>> pairs) {
   owned.reserve(pairs.size());
   for (const auto& [key, value] : pairs) owned.emplace_back(key, value);
   content_ = Dictionary(std::move(owned));
+}
+
+Value::Kind Value::kindOfOther() const { return isUnsigned() ? Kind::integer : std::get<SharedUnread>(content_)->kind; }
+
+/// What an unread value stands for; every other one itself.
+Value Value::read() const {
+  const auto* unread = std::get_if<SharedUnread>(&content_);
+  return unread == nullptr ? *this : (*unread)->read((*unread)->text);
 }
 
 bool Value::isNumber() const { return kind() == Kind::boolean || kind() == Kind::integer || kind() == Kind::real; }
@@ -90,18 +99,27 @@ const std::string& Value::text() const {
   return shared != nullptr ? **shared : none;
 }
 
-Array Value::array() const { return isArray() ? std::get<Array>(content_) : Array(); }
+Array Value::array() const {
+  if (const auto* array = std::get_if<Array>(&content_)) return *array;
+  return std::holds_alternative<SharedUnread>(content_) ? read().array() : Array();
+}
 
-Dictionary Value::dictionary() const { return isDictionary() ? std::get<Dictionary>(content_) : Dictionary(); }
+Dictionary Value::dictionary() const {
+  if (const auto* dictionary = std::get_if<Dictionary>(&content_)) return *dictionary;
+  return std::holds_alternative<SharedUnread>(content_) ? read().dictionary() : Dictionary();
+}
 
 std::size_t Value::depth() const {
   if (const auto* array = std::get_if<Array>(&content_)) return array->depth();
   if (const auto* dictionary = std::get_if<Dictionary>(&content_)) return dictionary->depth();
+  if (const auto* unread = std::get_if<SharedUnread>(&content_)) return (*unread)->depth;
   return 0;
 }
 
 bool Value::isSameObject(const Value& other) const {
-  if (kind() != other.kind()) return false;
+  if (content_.index() != other.content_.index()) return false;
+  if (const auto* unread = std::get_if<SharedUnread>(&content_))
+    return *unread == std::get<SharedUnread>(other.content_);
   switch (kind()) {
     case Kind::text:
       return std::get<SharedText>(content_) == std::get<SharedText>(other.content_);
@@ -116,6 +134,8 @@ bool Value::isSameObject(const Value& other) const {
 
 bool operator==(const Value& left, const Value& right) {
   if (left.isText() && right.isText()) return left.text() == right.text();
+  const bool isUnread = UnreadValue::textOf(left) != nullptr || UnreadValue::textOf(right) != nullptr;
+  if (isUnread) return left.isSameObject(right) || (left.kind() == right.kind() && left.read() == right.read());
   return left.content_ == right.content_;
 }
 

@@ -13,9 +13,11 @@
 
 #include <algorithm>
 #include <cstring>
+#include <type_traits>
 #include <vector>
 
 #include "Fliprugair/platform/Text.h"
+#include "platform/UnreadValue.h"
 
 namespace fliprugair {
 
@@ -61,10 +63,18 @@ class CompactWriter : public rapidjson::Writer<rapidjson::StringBuffer> {
     *place = '"';
     return EndValue(true);
   }
+  bool Compact(std::string_view text) {
+    Prefix(rapidjson::kObjectType);
+    std::copy(text.begin(), text.end(), os_->Push(text.size()));
+    return EndValue(true);
+  }
 };
 
 template <class Writer>
 bool write(Writer& writer, const Value& value) {
+  if constexpr (std::is_same_v<Writer, CompactWriter>) {
+    if (const std::string* text = UnreadValue::textOf(value)) return writer.Compact(*text);
+  }
   switch (value.kind()) {
     case Value::Kind::null:
       return writer.Null();

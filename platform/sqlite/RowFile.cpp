@@ -6,6 +6,8 @@
 #include <cstdlib>
 #include <utility>
 
+#include "platform/UnreadValue.h"
+
 namespace fliprugair {
 
 namespace {
@@ -18,6 +20,8 @@ bool saysThatTheMediumRefuses(std::string_view text) {
   const int code = std::atoi(std::string(text.substr(std::min(place + phrase.size() + 1, text.size()))).c_str()) & 0xFF;
   return code != SQLITE_CORRUPT && code != SQLITE_NOTADB;
 }
+
+Value readRecord(std::string_view text) { return RapidJSONSerialization().value(text).value_or(Value()); }
 
 }  // namespace
 
@@ -145,7 +149,9 @@ std::vector<Row> RowFile::rows() const {
     Row row{select.integer(0), select.integer(1), select.integer(2), std::string(select.text(3)), {}};
     const std::string_view text = select.text(4);
     const bool isWhole = select.integer(5) == row.checksum(text);
-    std::optional<Value> value = isWhole ? json_.value(text) : std::nullopt;
+    // What is whole is what was written. A record is read when its turn has come.
+    std::optional<Value> value = isWhole ? UnreadValue::of(text, readRecord) : std::nullopt;
+    if (isWhole && !value) value = json_.value(text);
     if (!value) throw StoreError::damaged("row " + std::to_string(row.id) + " is not what was written");
     row.value = *std::move(value);
     rows.push_back(std::move(row));

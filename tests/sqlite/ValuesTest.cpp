@@ -4,6 +4,8 @@
 #include <limits>
 #include <utility>
 
+#include "platform/UnreadValue.h"
+#include "platform/json/RapidJSONSerialization.h"
 #include "sqlite/StoreTest.h"
 
 namespace fliprugair {
@@ -204,6 +206,22 @@ TEST(SQLiteStore, PutsJSONTextIntoTheRows) {
   EXPECT_EQ(textOf(folder / "store", "SELECT value FROM rows WHERE name = 'key'"), "{}");
   EXPECT_EQ(textOf(folder / "store", "SELECT value FROM rows WHERE name = 'name'"), R"("x")");
   EXPECT_EQ(textOf(folder / "store", "SELECT value FROM rows WHERE name = 'inner'"), R"({"list":[1,2.5]})");
+}
+
+TEST(RecordsThatWait, StayTextUntilTheirTurnHasCome) {
+  const TemporaryFolder folder(memory());
+  const Value batch = Array{record(1), record(2)};
+  {
+    const auto store = openStore(folder / "store");
+    store->setObject(Value{{"1.000000", batch}, {"2.000000", record(3)}}, "queue");
+    store->synchronize();
+  }
+  const auto store = openStore(folder / "store");
+  const Dictionary queue = store->objectForKey("queue").dictionary();
+  for (const Value& item : queue["1.000000"].array()) EXPECT_NE(UnreadValue::textOf(item), nullptr);
+  EXPECT_NE(UnreadValue::textOf(queue["2.000000"]), nullptr);
+  EXPECT_EQ(RapidJSONSerialization().textOfAny(queue["1.000000"]), RapidJSONSerialization().textOfAny(batch));
+  EXPECT_EQ(Value(queue), Value({{"1.000000", batch}, {"2.000000", record(3)}}));
 }
 
 }  // namespace

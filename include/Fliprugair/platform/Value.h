@@ -140,7 +140,10 @@ class FLIPRUGAIR_EXPORT Value {
   /// A dictionary: `Value{{"marluneAppId", "demo"}, {"enableLogging", true}}`.
   Value(std::initializer_list<std::pair<std::string_view, Value>> pairs);
 
-  Kind kind() const { return isUnsigned() ? Kind::integer : static_cast<Kind>(content_.index()); }
+  Kind kind() const {
+    const std::size_t index = content_.index();
+    return index <= static_cast<std::size_t>(Kind::dictionary) ? static_cast<Kind>(index) : kindOfOther();
+  }
   bool isNull() const { return kind() == Kind::null; }
   bool isText() const { return kind() == Kind::text; }
   bool isArray() const { return kind() == Kind::array; }
@@ -183,9 +186,18 @@ class FLIPRUGAIR_EXPORT Value {
   FLIPRUGAIR_EXPORT friend bool operator==(const Value& left, const Value& right);
 
  private:
+  friend class UnreadValue;
+  struct Unread;
   using SharedText = std::shared_ptr<const std::string>;
-  // The kinds in their order, and behind them the integers that are too large for the first form.
-  std::variant<std::monostate, bool, std::int64_t, double, SharedText, Array, Dictionary, std::uint64_t> content_;
+  using SharedUnread = std::shared_ptr<const Unread>;
+
+  Kind kindOfOther() const;
+  Value read() const;
+
+  // The kinds in their order, and behind them the integers that are too large for the first form, and arrays and
+  // dictionaries as the store has them.
+  std::variant<std::monostate, bool, std::int64_t, double, SharedText, Array, Dictionary, std::uint64_t, SharedUnread>
+      content_;
 };
 
 struct Dictionary::Entry {

@@ -1,0 +1,53 @@
+#include "platform/UnreadValue.h"
+
+#include <algorithm>
+
+namespace fliprugair {
+
+namespace {
+
+std::size_t depthOf(std::string_view text) {
+  std::size_t depth = 0;
+  std::size_t deepest = 0;
+  bool isInText = false;
+  for (std::size_t place = 0; place < text.size(); ++place) {
+    switch (text[place]) {
+      case '"':
+        isInText = !isInText;
+        break;
+      case '\\':
+        ++place;
+        break;
+      case '{':
+      case '[':
+        if (!isInText) deepest = std::max(deepest, ++depth);
+        break;
+      case '}':
+      case ']':
+        if (!isInText) --depth;
+        break;
+      default:
+        break;
+    }
+  }
+  return deepest;
+}
+
+}  // namespace
+
+std::optional<Value> UnreadValue::of(std::string_view text, Read read) {
+  const bool isContainer = text.size() > std::string_view("{}").size() && (text[0] == '{' || text[0] == '[');
+  const std::size_t depth = isContainer ? depthOf(text) : 0;
+  if (depth == 0 || depth > Value::deepest) return std::nullopt;
+  const Value::Kind kind = text[0] == '{' ? Value::Kind::dictionary : Value::Kind::array;
+  Value value;
+  value.content_ = std::make_shared<const Value::Unread>(Value::Unread{std::string(text), read, kind, depth});
+  return value;
+}
+
+const std::string* UnreadValue::textOf(const Value& value) {
+  const auto* unread = std::get_if<Value::SharedUnread>(&value.content_);
+  return unread == nullptr ? nullptr : &(*unread)->text;
+}
+
+}  // namespace fliprugair
