@@ -100,6 +100,11 @@ class Module(unittest.TestCase):
         app.start("demo", hots="127.0.0.1:1")
         self.assertEqual([line for line in self.lines if 'there is no option "hots"' in line], self.lines[-1:])
 
+    def test_takes_facts_in_its_own_spelling(self):
+        with self.assertRaisesRegex(fliprugair.Error, 'option "systemVersion" is a text'):
+            fliprugair.App(facts={"system_version": 12}, **self.options)
+        fliprugair.App(facts={"system_version": "12"}, **self.options).close()
+
     def test_refuses_text_that_c_would_cut_off(self):
         app, tracker = self.open()
         calls = [lambda: tracker.track("a\0b"), lambda: tracker.track("a", "b\0"), lambda: tracker.deep_link("\0", "a")]

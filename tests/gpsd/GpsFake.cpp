@@ -5,12 +5,14 @@
 #include <netinet/in.h>
 #include <signal.h>
 #include <sys/socket.h>
+#include <sys/un.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <array>
 #include <chrono>
 #include <cstdio>
+#include <filesystem>
 #include <fstream>
 #include <stdexcept>
 #include <string_view>
@@ -69,6 +71,35 @@ std::string devicesAt(const std::string& port) {
   return answer;
 }
 
+bool hasEnded(pid_t process) {
+  siginfo_t end{};
+  return waitid(P_PID, static_cast<id_t>(process), &end, WEXITED | WNOHANG | WNOWAIT) != 0 || end.si_pid != 0;
+}
+
+/// The terminal that gpsfake writes the sentences into; "" while it has none.
+std::string terminalOf(pid_t process) {
+  for (int descriptor = STDERR_FILENO + 1; descriptor < 16; ++descriptor) {
+    std::error_code ignored;
+    const auto link = "/proc/" + std::to_string(process) + "/fd/" + std::to_string(descriptor);
+    const std::string file = std::filesystem::read_symlink(link, ignored).string();
+    if (file.starts_with("/dev/pts/") && file != "/dev/pts/ptmx") return file;
+  }
+  return "";
+}
+
+/// Tells gpsd of a receiver over its control socket. What it answers is seen in its list of receivers.
+void tellOfReceiver(const std::string& controlSocket, const std::string& terminal) {
+  sockaddr_un address{};
+  address.sun_family = AF_UNIX;
+  controlSocket.copy(address.sun_path, sizeof address.sun_path - 1);
+  const FileDescriptor client(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+  if (connect(client.get(), reinterpret_cast<sockaddr*>(&address), sizeof address) != 0) return;
+  const std::string command = "+" + terminal + "\r\n";
+  if (send(client.get(), command.data(), command.size(), MSG_NOSIGNAL) < 0) return;
+  std::array<char, 16> answer;
+  recv(client.get(), answer.data(), answer.size(), 0);
+}
+
 /// What the child does between fork and exec: calls of the system only, since other threads may have held locks.
 [[noreturn]] void becomeGpsFake(const std::string& folder, const std::string& log, char* const* arguments) {
   setpgid(0, 0);
@@ -97,7 +128,7 @@ GpsFake::GpsFake(const std::vector<Epoch>& epochs, const std::string& port) {
   std::ofstream log(folder_ / "receiver.nmea", std::ios::binary);
   for (std::size_t second = 0; second < epochs.size(); ++second) log << sentences(epochs[second], second);
   log.close();
-  // gpsfake loses a race now and then: it tells gpsd of the receiver before gpsd listens to that, and never again.
+  // Another program may take the port before gpsd does.
   for (int attempt = 0; attempt < 10; ++attempt) {
     start(port.empty() ? freePort() : port);
     if (hasReceiver()) return;
@@ -111,10 +142,19 @@ GpsFake::~GpsFake() { kill(); }
 void GpsFake::start(const std::string& port) {
   port_ = port;
   const auto output = (folder_ / "output").string();
-  // gpsd is where only the superuser's search path leads.
-  std::vector<std::string> words{
-      "env", "GPSD_HOME=/usr/sbin", "gpsfake", "-q", "-c", "0.01", "-P", port_, (folder_ / "receiver.nmea").string()};
+  // gpsd is where only the superuser's search path leads. Its control socket stands where temporary files do.
+  std::vector<std::string> words{"env",
+                                 "GPSD_HOME=/usr/sbin",
+                                 "TMPDIR=" + folder_.path().string(),
+                                 "gpsfake",
+                                 "-q",
+                                 "-c",
+                                 "0.01",
+                                 "-P",
+                                 port_,
+                                 (folder_ / "receiver.nmea").string()};
   std::vector<char*> arguments;
+  arguments.reserve(words.size() + 1);
   for (auto& word : words) arguments.push_back(word.data());
   arguments.push_back(nullptr);
   process_ = fork();
@@ -123,9 +163,13 @@ void GpsFake::start(const std::string& port) {
 }
 
 bool GpsFake::hasReceiver() const {
-  const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(5);
-  while (std::chrono::steady_clock::now() < deadline) {
-    if (devicesAt(port_).find("/dev/") != std::string::npos) return true;
+  const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(60);  // on a machine with much to do
+  while (std::chrono::steady_clock::now() < deadline && !hasEnded(process_)) {
+    const std::string devices = devicesAt(port_);
+    if (devices.find("/dev/") != std::string::npos) return true;
+    // gpsfake may have told gpsd of the receiver before gpsd listened to that, and does so once.
+    const std::string terminal = devices.empty() ? "" : terminalOf(process_);
+    if (!terminal.empty()) tellOfReceiver(controlSocket(), terminal);
     std::this_thread::sleep_for(std::chrono::milliseconds(10));  // gpsd tells nobody when it is ready
   }
   return false;
@@ -136,10 +180,11 @@ void GpsFake::kill() {
   // gpsd is in gpsfake's process group.
   ::kill(-process_, SIGKILL);
   waitpid(process_, nullptr, 0);
-  // Where gpsfake puts gpsd's control socket.
   std::error_code ignored;
-  std::filesystem::remove("/tmp/gpsfake-" + std::to_string(process_) + ".sock", ignored);
+  std::filesystem::remove(controlSocket(), ignored);
   process_ = -1;
 }
+
+std::string GpsFake::controlSocket() const { return folder_ / ("gpsfake-" + std::to_string(process_) + ".sock"); }
 
 }  // namespace fliprugair::test

@@ -33,6 +33,7 @@ class GpsFake {
  private:
   void start(const std::string& port);
   bool hasReceiver() const;
+  std::string controlSocket() const;
 
   const TemporaryFolder folder_;
   std::string port_;

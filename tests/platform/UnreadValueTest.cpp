@@ -1,7 +1,6 @@
-#include "platform/UnreadValue.h"
-
 #include <gtest/gtest.h>
 
+#include "platform/UnreadValue.h"
 #include "platform/json/RapidJSONSerialization.h"
 
 namespace fliprugair {

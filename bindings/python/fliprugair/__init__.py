@@ -126,8 +126,14 @@ def _camel(name):
     return first + "".join(word.capitalize() for word in rest)
 
 
+def _camel_keys(values):
+    return {_camel(key): value for key, value in values.items()}
+
+
 def _options(values):
-    return json.dumps({_camel(key): value for key, value in values.items()}).encode()
+    if isinstance(values.get("facts"), dict):
+        values = {**values, "facts": _camel_keys(values["facts"])}
+    return json.dumps(_camel_keys(values)).encode()
 
 
 def erase(**options):
@@ -143,7 +149,8 @@ def _plain(waiting):
 class App:
     """The application: its store, its network, its life. One for each store.
 
-    Options are those of the C interface in Python's spelling: bundle_identifier, version, store_path, facts, ...
+    Options are those of the C interface in Python's spelling: bundle_identifier, version, store_path,
+    facts={"system_name": ...}, ...
     `log` takes each diagnostic line, on any thread; `on_attribution` the attribution result, a dictionary, on the
     network thread. Both must be quick.
     """
