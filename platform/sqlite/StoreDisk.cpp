@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <thread>
 #include <utility>
 
 #include "platform/sqlite/FileBytes.h"
@@ -281,13 +282,11 @@ bool StoreDisk::checkpoint() noexcept {
     if (!file_) return true;
     const int pages = file_->logPages();
     const bool pauses = std::exchange(pagesSeen_, pages) == pages;
-    if (!file_->logIsLong()) {
-      if (!file_->hasMuchRoom()) return true;
-      if (pauses) file_->giveBackRoom();
-      pagesSeen_ = file_->logPages();
-      return false;
-    }
+    const bool givesRoomBack = !file_->logIsLong() && file_->hasMuchRoom();
+    if (!file_->logIsLong() && !givesRoomBack) return true;
     if (!pauses && !file_->logIsAtItsLimit()) return false;
+    if (givesRoomBack) giveBackRoom(lock);
+    if (!file_) return true;
     const LogCopier copier(path_.string());
     lock.unlock();
     copier.copy();
@@ -300,6 +299,17 @@ bool StoreDisk::checkpoint() noexcept {
     return !file_->hasMuchRoom();
   } catch (...) {
     return true;  // the next write that the medium refuses says so
+  }
+}
+
+/// As much as there is, while nobody writes. The file becomes shorter when the log has been copied.
+void StoreDisk::giveBackRoom(std::unique_lock<std::mutex>& lock) {
+  while (file_ && file_->hasMuchRoom() && !file_->logIsLong() && file_->logPages() == pagesSeen_) {
+    file_->giveBackRoom();
+    pagesSeen_ = file_->logPages();
+    lock.unlock();
+    std::this_thread::yield();  // to a writer that waits
+    lock.lock();
   }
 }
 

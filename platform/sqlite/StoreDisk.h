@@ -56,6 +56,7 @@ class StoreDisk {
   bool readUnwritable(StoreMemory& memory);
   void requestCheckpoint();
   bool checkpoint() noexcept;
+  void giveBackRoom(std::unique_lock<std::mutex>& lock);
 
   const std::filesystem::path path_;
   const StoreOptions options_;

@@ -227,6 +227,15 @@ TEST_F(AWrittenStore, WhoseLogWasEmptiedIsWholeAfterASuddenDeath) {
   EXPECT_EQ(AfterSuddenDeath(file_)->objectForKey("key"), Value(last_));
 }
 
+TEST_F(AWrittenStore, BecomesSmallerWhenNothingIsWrittenAfterMuchHasGone) {
+  constexpr std::uintmax_t much = 8 * 1024 * 1024;
+  write(much);
+  ASSERT_TRUE(eventually([&] { return std::filesystem::file_size(file_) > much; }));
+  write(10);
+  EXPECT_TRUE(eventually([&] { return std::filesystem::file_size(file_) < much / 4; }));
+  EXPECT_EQ(AfterSuddenDeath(file_)->objectForKey("key"), Value(last_));
+}
+
 double millisecondsToOpen(const std::filesystem::path& file, std::unique_ptr<SQLiteUserDefaults>& store) {
   const auto begin = std::chrono::steady_clock::now();
   store = openStore(file);
