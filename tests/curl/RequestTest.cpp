@@ -1,6 +1,8 @@
 // What a request does to the store, the background task and the log.
 
 #include <limits>
+#include <new>
+#include <optional>
 #include <stdexcept>
 
 #include "curl/NetworkTest.h"
@@ -228,6 +230,25 @@ TEST_F(Request, ToWhatIsNoHostNameIsNotTransmittedAndStaysQueued) {
   expectLogged("request \"initial\": not sent, \"user@127.0.0.1:" + port + "\" is not a host name");
   expectLogged("??X: y");
   network_->stop();
+  EXPECT_TRUE(server.requests.items().empty());
+}
+
+/// Runs out of memory over each text.
+class Exhausted final : public JSONSerialization {
+ public:
+  std::optional<std::string> text(const Value&, Layout) const override { throw std::bad_alloc(); }
+  std::optional<Value> value(std::string_view, std::size_t) const override { return std::nullopt; }
+};
+
+TEST_F(Request, WhoseTextCannotBeMadeStaysQueued) {
+  TestServer server;
+  const Exhausted exhausted;
+  network_ = std::make_unique<CurlNetwork>(CurlNetworkOptions(), store_, exhausted, application_,
+                                           [this](std::string_view line) { log_.put(std::string(line)); });
+  const Running running(*this);
+  sendQueued(server.hostname());
+  expectStillQueued();
+  expectLogged("not sent, ");
   EXPECT_TRUE(server.requests.items().empty());
 }
 

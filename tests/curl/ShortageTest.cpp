@@ -104,6 +104,27 @@ TEST_F(Shortage, AChildProcessSendsNothingAndItsEndDisturbsNobody) {
   EXPECT_EQ(requests[0].clientPort, requests[1].clientPort) << "the child has ended the parent's connection";
 }
 
+TEST_F(Shortage, AChildProcessHasNothingUnderWayWhateverItsParentSends) {
+  Gate answered;
+  Mailbox<int> inside;
+  TestServer server([&](const TestServer::Request&) {
+    inside.put(1);
+    answered.pass();
+    return TestServer::Reply{};
+  });
+  const Running running = start();
+  send(server.hostname(), Value{{"action", "event"}});
+  inside.wait(1);
+  EXPECT_FALSE(network_->isIdle());
+  const pid_t child = fork();
+  if (child == 0) _exit(network_->isIdle() ? 0 : 1);
+  int status = 0;
+  ASSERT_EQ(waitpid(child, &status, 0), child);
+  EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << status;
+  answered.open();
+  application_.ended.wait(1);
+}
+
 }  // namespace
 
 }  // namespace fliprugair::test

@@ -3,6 +3,8 @@
 #include <netinet/in.h>
 #include <sys/socket.h>
 
+#include <array>
+#include <cerrno>
 #include <chrono>
 #include <string>
 
@@ -13,21 +15,32 @@ namespace {
 
 using namespace std::chrono_literals;
 
-/// Listens on a port of this machine's own address of IPv6, where there is one.
-class SixthVersion {
+/// Listens on a port of this machine's own address of IPv4 or, where there is one, of IPv6.
+class Listener {
  public:
-  SixthVersion() : listener_(socket(AF_INET6, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
-    sockaddr_in6 address{};
-    address.sin6_family = AF_INET6;
-    address.sin6_addr = in6addr_loopback;
-    socklen_t size = sizeof address;
-    isThere_ =
-        bind(listener_.get(), reinterpret_cast<sockaddr*>(&address), size) == 0 && listen(listener_.get(), 1) == 0;
-    getsockname(listener_.get(), reinterpret_cast<sockaddr*>(&address), &size);
-    port_ = std::to_string(ntohs(address.sin6_port));
+  explicit Listener(int family) : listener_(socket(family, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
+    sockaddr_in fourth{};
+    fourth.sin_family = AF_INET;
+    fourth.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    sockaddr_in6 sixth{};
+    sixth.sin6_family = AF_INET6;
+    sixth.sin6_addr = in6addr_loopback;
+    sockaddr* const address =
+        family == AF_INET ? reinterpret_cast<sockaddr*>(&fourth) : reinterpret_cast<sockaddr*>(&sixth);
+    socklen_t size = family == AF_INET ? sizeof fourth : sizeof sixth;
+    isThere_ = bind(listener_.get(), address, size) == 0 && listen(listener_.get(), 1) == 0;
+    getsockname(listener_.get(), address, &size);
+    port_ = std::to_string(ntohs(family == AF_INET ? fourth.sin_port : sixth.sin6_port));
   }
   bool isThere() const { return isThere_; }
   const std::string& port() const { return port_; }
+
+  /// Accepts a connection, reads what it says, and closes it.
+  void closeOne() {
+    const FileDescriptor connection(accept(listener_.get(), nullptr, nullptr));
+    std::array<char, 4096> said;
+    EXPECT_GT(recv(connection.get(), said.data(), said.size(), 0), 0);
+  }
 
  private:
   FileDescriptor listener_;
@@ -38,7 +51,7 @@ class SixthVersion {
 GpsdConnection::Deadline inAMinute() { return std::chrono::steady_clock::now() + 60s; }
 
 TEST(GpsdConnection, FindsALocalhostThatHasNothingButIPv6) {
-  const SixthVersion gpsd;
+  const Listener gpsd(AF_INET6);
   GpsdStop stop;
   EXPECT_EQ(GpsdConnection({"localhost", gpsd.port()}, inAMinute(), stop).isOpen(), gpsd.isThere());
   EXPECT_EQ(GpsdConnection({"::1", gpsd.port()}, inAMinute(), stop).isOpen(), gpsd.isThere());
@@ -50,6 +63,18 @@ TEST(GpsdConnection, HasNoLineWhenItIsNotOpen) {
   GpsdConnection connection({"gps.invalid", "2947"}, inAMinute(), stop);
   EXPECT_FALSE(connection.isOpen());
   EXPECT_FALSE(connection.nextLine());
+}
+
+TEST(GpsdConnection, HasNoLineOnceGpsdHasClosedItWhateverErrorCameBefore) {
+  Listener gpsd(AF_INET);
+  GpsdStop stop;
+  GpsdConnection connection({"127.0.0.1", gpsd.port()}, inAMinute(), stop);
+  ASSERT_TRUE(connection.isOpen());
+  gpsd.closeOne();
+  const auto begin = std::chrono::steady_clock::now();
+  errno = EAGAIN;
+  EXPECT_FALSE(connection.nextLine());
+  EXPECT_LT(std::chrono::steady_clock::now() - begin, 30s);
 }
 
 TEST(GpsdOptions, NameThePortOfGpsdOnThisMachine) {

@@ -23,7 +23,8 @@ class CappedStoreTest : public testing::Test {
   }
 
   Record record_;
-  CappedStore store_{std::make_shared<MemoryUserDefaults>(), 2, record_.log()};
+  const std::shared_ptr<MemoryUserDefaults> inner_ = std::make_shared<MemoryUserDefaults>();
+  CappedStore store_{inner_, 2, record_.log()};
 };
 
 using Timestamps = std::vector<std::string>;
@@ -55,6 +56,11 @@ TEST_F(CappedStoreTest, LetsTheReportOfTheInstallationInAlthoughAllWhoWaitAreRep
   for (const char* timestamp : {"1", "2", "3"}) enqueue(timestamp, installReport);
   EXPECT_EQ(waiting(), (Timestamps{"1", "2", "3"}));
   EXPECT_TRUE(record_.lines().empty());
+}
+
+TEST_F(CappedStoreTest, HasTheStoreBehindItMakeItsWritesDurable) {
+  store_.synchronize();
+  EXPECT_EQ(inner_->synchronizations, 1);
 }
 
 TEST_F(CappedStoreTest, LeavesTheOtherKeysAlone) {

@@ -85,6 +85,22 @@ TEST(EventLoop, ATaskThatATaskPostsDoesNotWait) {
   EXPECT_LT(Clock::now() - begin, 250ms);
 }
 
+TEST(EventLoop, ATaskOfAnotherThreadWakesWhoeverPollsAfterARun) {
+  EventLoop loop({});
+  loop.async([&] {
+    loop.async([] {});
+    loop.stop();
+  });
+  loop.run();
+  int run = 0;
+  std::thread([&] { loop.async([&] { ++run; }); }).join();
+  while (run == 0) {
+    pollfd descriptor{loop.fileDescriptor(), POLLIN, 0};
+    ASSERT_EQ(poll(&descriptor, 1, 10000), 1);
+    loop.poll();
+  }
+}
+
 TEST(EventLoop, ATaskIsNotForgottenBetweenARunAndAPoll) {
   EventLoop loop({});
   int run = 0;

@@ -76,6 +76,32 @@ TEST(JSONText, EscapesQuotesBackslashesAndControlCharacters) {
   }
 }
 
+/// What looks at several bytes at a time must see each of them.
+TEST(JSONText, EscapesWhereverTheCharacterStandsInATextOfAnyLength) {
+  for (std::size_t length = 1; length < 26; ++length) {
+    for (std::size_t place = 0; place < length; ++place) {
+      for (const char character : "\x01\x1F\x20!\"#[\\]\x7F"s) {
+        std::string raw(length, 'x');
+        raw[place] = character;
+        const bool isEscaped = character < 0x20 || character == '"' || character == '\\';
+        const auto text = textOf(raw);
+        ASSERT_TRUE(text.has_value());
+        EXPECT_EQ(text == '"' + raw + '"', !isEscaped) << raw;
+        EXPECT_EQ(valueOf(*text), Value(raw)) << raw;
+      }
+    }
+  }
+}
+
+TEST(JSONText, IsNoneOfWhatHoldsANumberThatJSONLacksWhateverFollowsIt) {
+  const Value lacking = std::numeric_limits<double>::quiet_NaN();
+  for (const Layout layout : {Layout::compact, Layout::pretty}) {
+    EXPECT_EQ(textOf(Array({lacking, 1}), layout), std::nullopt);
+    EXPECT_EQ(textOf(Value{{"a", lacking}, {"b", 1}}, layout), std::nullopt);
+    EXPECT_EQ(textOf(Value{{"a", Array({lacking})}, {"b", 1}}, layout), std::nullopt);
+  }
+}
+
 TEST(JSONText, KeepsEmbeddedNULs) {
   const Value value = Dictionary({{"k\0y"s, "a\0b"s}});
   const auto text = textOf(value);

@@ -270,6 +270,7 @@ TEST(XMLPlistShape, WhatIsNotWellFormedIsRefused) {
                                     "<>",
                                     "</>",
                                     "<dict//>",
+                                    "<dict></dict/>",
                                     "<dict a=\"b\"/>",
                                     "<set/>",
                                     "<plist><dict/></plist>",
@@ -318,6 +319,7 @@ TEST(XMLPlistShape, DeepNestingIsRefused) {
 }
 
 TEST(XMLPlistShape, TooManyValuesAreRefused) {
+  EXPECT_TRUE(isBoundedXML(inPlist("<array>" + repeated("<true/>", PlistBounds::values - 1) + "</array>")));
   EXPECT_FALSE(isBoundedXML(inPlist("<array>" + repeated("<true/>", PlistBounds::values) + "</array>")));
 }
 

@@ -432,5 +432,45 @@ TEST(Entries, WishForDurabilityBehindTheirLastWrite) {
   }
 }
 
+/// Fails when a key that ends so is not durable.
+void expectDurable(const ObservedStore& store, std::initializer_list<std::string_view> endings) {
+  for (const std::string& key : store.undurable()) {
+    for (const std::string_view ending : endings) EXPECT_FALSE(key.ends_with(ending)) << "a kill would lose " << key;
+  }
+}
+
+TEST(Entries, HaveARequestDurableBeforeItsCollaboratorIsMade) {
+  for (const Entry& entry : writers()) {
+    SCOPED_TRACE(entry.name);
+    Endangered a;
+    a.environment.store.hasGroups = false;
+    a.environment.onMake = [&] { expectDurable(a.environment.store, {"networkQueue"}); };
+    entry.enter(a);
+    a.environment.onMake = [] {};
+  }
+}
+
+TEST(Entries, HaveTheDevicesLimitDurableBeforeTheyReadOn) {
+  Endangered a;
+  a.environment.store.hasGroups = false;
+  a.environment.store.onGet = [&](std::string_view) { expectDurable(a.environment.store, {"device_limit_tracking"}); };
+  internalsOf(*a.tracker).MarluneInitResult(Dictionary());
+  EXPECT_FALSE(a.phone.stored("device_limit_tracking").isNull());
+}
+
+TEST(AStart, HasItsRequestDurableBeforeItsCollaboratorIsMade) {
+  Phone phone;
+  ObservedEnvironment environment(phone.process);
+  environment.store.hasGroups = false;
+  int made = 0;
+  environment.onMake = [&] {
+    ++made;
+    expectDurable(environment.store, {"INIT_PAYLOAD"});
+  };
+  const auto tracker = MarluneTracker::initMarluneWithParams(environment, demo);
+  EXPECT_GT(made, 0);
+  environment.onMake = [] {};
+}
+
 }  // namespace
 }  // namespace fliprugair

@@ -89,7 +89,9 @@ TEST(EventRecords, RefuseAnIdentityLinkThatNestsTooDeepAndGoOn) {
   phone.tracker->identityLinkEvent(Value{{"inner", link}});
   for (int level = 0; level < 5000; ++level) link = Value{{"inner", link}};
   phone.tracker->identityLinkEvent(link);
-  EXPECT_EQ(phone.logged("Marlune library - nested deeper than 500 levels (not used)"), 2);
+  EXPECT_EQ(phone.logged("-[MarluneTracker identityLinkEvent:] [Line 2291] "
+                         "Marlune library - nested deeper than 500 levels (not used)"),
+            2);
   phone.tracker->trackEvent("level", "7");
   ASSERT_EQ(phone.batch().size(), 2U);
   EXPECT_EQ(phone.batch()[0].dictionary()["action"], Value("identityLink"));

@@ -92,6 +92,20 @@ TEST(WatchReports, ReportAPairingThatNobodyComesBackForAndLeaveAnother) {
   }
 }
 
+TEST(WatchReports, HaveAPairingThatIsPutOffDurableBeforeTheyLookForAReplyAgain) {
+  NewPhone phone;
+  ObservedEnvironment environment(phone.process);
+  const auto tracker = MarluneTracker::initMarluneWithParams(environment, {{"marluneAppId", "demo"}});
+  environment.store.hasGroups = false;
+  int looks = 0;
+  environment.store.onGet = [&](std::string_view key) {
+    if (!key.ends_with("firstInitReceived") || ++looks != 2) return;
+    EXPECT_TRUE(environment.store.undurable().empty());
+  };
+  tracker->handleWatchEvents("link");
+  EXPECT_EQ(looks, 2);
+}
+
 TEST(WatchReports, PutEventsOffInTheirOrder) {
   NewPhone phone;
   phone.tracker->trackWatchEvent("a", "1");
