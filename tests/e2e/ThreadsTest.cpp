@@ -107,6 +107,59 @@ class SixteenThreads : public testing::TestWithParam<HostKind> {
   ControlHost host_{options()};
 };
 
+/// Reports "0", "1", ... to a host that answers at once; a soak reports more.
+class OneThread : public testing::Test {
+ protected:
+  OneThread() { install(folder_.path(), host_.hostname()); }
+
+  static int many(int usual) {
+    const char* given = std::getenv("FLIPRUGAIR_EVENTS");
+    return given != nullptr ? std::atoi(given) : usual;
+  }
+
+  void report(int count, const std::function<void(HostApp&)>& before, const std::function<void(HostApp&)>& after) {
+    {
+      HostApp app(optionsIn(folder_.path()), {{"marluneAppId", "demo"}, {"trackerHostname", host_.hostname()}});
+      for (int number = 0; number < count; ++number) {
+        before(app);
+        app.tracker().trackEvent(std::to_string(number), "value");
+        after(app);
+      }
+      app.resign();
+      app.terminate();
+    }
+    sendTheRest(folder_.path(), host_.hostname());
+    host_.stop();
+    int lost = 0;
+    for (int number = 0; number < count; ++number) lost += arrivals_.has(std::to_string(number)) ? 0 : 1;
+    std::printf("soak: %d events of one thread, %d lost, %td in two requests, %d requests repeated\n", count, lost,
+                arrivals_.doubled(), arrivals_.resent());
+    EXPECT_EQ(lost, 0);
+    EXPECT_EQ(arrivals_.doubled(), 0);
+    EXPECT_EQ(arrivals_.resent(), 0);
+  }
+
+  const TemporaryFolder folder_;
+  Arrivals arrivals_;
+  ControlHost host_{{.arrived = [this](const controlhost::ReceivedRequest& request) { arrivals_.add(request); }}};
+};
+
+TEST_F(OneThread, HasEachEventArriveOnceWhileBatchesLeave) {
+  const auto nothing = [](HostApp&) {};
+  report(many(500), nothing, nothing);
+}
+
+TEST_F(OneThread, HasEachEventArriveOnceThatFollowsAResignation) {
+  std::mt19937 random(20261122);
+  const auto resign = [&](HostApp& app) {
+    app.resign();
+    const auto begin = std::chrono::steady_clock::now();
+    const auto pause = std::chrono::microseconds(random() % 1000);  // the flush is at any of its steps
+    while (std::chrono::steady_clock::now() - begin < pause) continue;
+  };
+  report(many(60), resign, [](HostApp& app) { app.activate(); });
+}
+
 TEST_P(SixteenThreads, LoseAndDoubleNothingBesideFlushesAndTheApplicationsLife) {
   constexpr int events = 100;
   {

@@ -290,6 +290,49 @@ TEST(StoreBackground, IsNotNeededToKeepTheLogOfShortLivesShort) {
   EXPECT_TRUE(openStore(file)->objectForKey("key").text().ends_with("x49"));
 }
 
+/// Lives until its log is as long as one can be, and dies.
+void liveUntilTheLogIsAtItsBound(const std::filesystem::path& file) {
+  const pid_t child = fork();
+  EXPECT_GE(child, 0);
+  if (child == 0) {
+    diskIsStuck = true;
+    isTheTest = true;
+    const auto store = openStore(file);
+    for (int number = 0; logSize(file) < logAtItsBound - 100000; ++number) {
+      store->setObject(std::string(40000, 'x') + std::to_string(number), "key" + std::to_string(number % 20));
+      store->synchronize();
+    }
+    kill(getpid(), SIGKILL);
+  }
+  waitpid(child, nullptr, 0);
+}
+
+TEST(StoreBackground, IsNotNeededToCutTheLongestLog) {
+  const char* given = std::getenv("FLIPRUGAIR_OPENS");
+  const int rounds = given != nullptr ? std::atoi(given) : 1;
+  const TemporaryFolder folder;
+  liveUntilTheLogIsAtItsBound(folder / "store");
+  const auto length = logSize(folder / "store");
+  EXPECT_GT(length, 7'000'000U);
+  std::vector<double> starts;
+  std::vector<double> empty;
+  for (int round = 0; round < rounds; ++round) {
+    const TemporaryFolder copy;
+    for (const auto& entry : std::filesystem::directory_iterator(folder.path()))
+      std::filesystem::copy(entry.path(), copy / entry.path().filename().string());
+    std::unique_ptr<SQLiteUserDefaults> store;
+    starts.push_back(millisecondsToOpen(copy / "store", store));
+    EXPECT_TRUE(isCut(copy / "store"));
+    EXPECT_GT(store->objectForKey("key19").text().size(), 40000U);
+    std::unique_ptr<SQLiteUserDefaults> fresh;
+    empty.push_back(millisecondsToOpen(copy / "another", fresh));
+  }
+  std::ranges::sort(starts);
+  std::ranges::sort(empty);
+  std::printf("soak: a start with a log of %ju bytes took %.1f ms in the middle, an empty store's %.1f ms\n", length,
+              starts[starts.size() / 2], empty[empty.size() / 2]);
+}
+
 TEST(StoreBackground, DoesUrgentWorkAtOnce) {
   std::atomic<int> pieces = 0;
   Checkpointer checkpointer([&] { return ++pieces > 0; }, std::chrono::hours(1));
