@@ -12,7 +12,11 @@
 #include <rapidjson/writer.h>
 
 #include <algorithm>
+#include <charconv>
 #include <cstring>
+#include <locale>
+#include <sstream>
+#include <system_error>
 #include <type_traits>
 #include <vector>
 
@@ -118,20 +122,56 @@ struct NumberHandler : rapidjson::BaseReaderHandler<rapidjson::UTF8<>, NumberHan
   Value number;
 };
 
-/// The reader's full precision makes something else than zero of a zero with a small exponent.
-bool isRealZero(std::string_view number) {
-  const std::string_view digits = number.substr(0, number.find_first_of("eE"));
-  return digits.size() < number.size() && digits.find_first_of("123456789") == std::string_view::npos;
+/// An exponent as it stands in a number; `most` for what is longer than any text.
+std::int64_t exponentOf(std::string_view digits) {
+  constexpr std::int64_t most = 1'000'000'000'000'000;
+  const bool isNegative = !digits.empty() && digits.front() == '-';
+  std::int64_t exponent = 0;
+  for (const char character : digits) {
+    if (character >= '0' && character <= '9') exponent = std::min(exponent * 10 + (character - '0'), most);
+  }
+  return isNegative ? -exponent : exponent;
 }
 
-/// Null when it is too big.
+/// The power of ten of a number's first digit other than 0: 2 of 150, -1 of 0.15. Nothing of a zero.
+std::optional<std::int64_t> magnitudeOf(std::string_view number) {
+  const std::size_t end = std::min(number.find_first_of("eE"), number.size());
+  const std::string_view digits = number.substr(0, end);
+  const std::size_t first = digits.find_first_of("123456789");
+  if (first == std::string_view::npos) return std::nullopt;
+  const std::size_t point = std::min(digits.find('.'), digits.size());
+  const auto place = static_cast<std::int64_t>(point) - static_cast<std::int64_t>(first);
+  return (first < point ? place - 1 : place) + exponentOf(number.substr(std::min(end + 1, number.size())));
+}
+
+/// Reads a real as the nearest that there is. False when it is beyond all of them, on either side.
+bool readReal(std::string_view text, double& real) {
+#ifdef __cpp_lib_to_chars
+  return std::from_chars(text.data(), text.data() + text.size(), real).ec == std::errc();
+#else
+  std::istringstream stream{std::string(text)};
+  stream.imbue(std::locale::classic());
+  return static_cast<bool>(stream >> real);
+#endif
+}
+
+/// Null when it is too big. RapidJSON reads integers; of reals at the ends of their range it makes something else than
+/// they are, and looks beyond its tables for them.
 Value numberOf(std::string_view text) {
-  if (isRealZero(text)) return text.front() == '-' ? -0.0 : 0.0;
-  rapidjson::MemoryStream stream(text.data(), text.size());
-  rapidjson::Reader reader;
-  NumberHandler handler;
-  if (reader.Parse<rapidjson::kParseFullPrecisionFlag>(stream, handler).IsError()) return {};
-  return std::move(handler.number);
+  constexpr std::int64_t longestInteger = 19;
+  const std::int64_t magnitude = magnitudeOf(text).value_or(0);
+  const bool isInteger = text.find_first_of(".eE") == std::string_view::npos && magnitude <= longestInteger;
+  if (isInteger) {
+    rapidjson::MemoryStream stream(text.data(), text.size());
+    rapidjson::Reader reader;
+    NumberHandler handler;
+    if (reader.Parse(stream, handler).IsError()) return {};
+    if (handler.number.kind() == Value::Kind::integer) return std::move(handler.number);
+  }
+  double real = 0;
+  if (readReal(text, real)) return real;
+  if (magnitude > 0) return {};
+  return text.front() == '-' ? -0.0 : 0.0;
 }
 
 /// Receives the reader's events and keeps the containers that are still open.

@@ -1,5 +1,6 @@
 #include <array>
 #include <cmath>
+#include <cstdlib>
 #include <limits>
 
 #include "Fliprugair/platform/Text.h"
@@ -248,6 +249,47 @@ TEST(JSONText, LaysOutAMemberALine) {
   const Value value = Dictionary({{"a", 1}, {"b", Array({true, Value()})}, {"c", Dictionary()}, {"d", Array()}});
   EXPECT_EQ(textOf(value, Layout::pretty),
             "{\n    \"a\": 1,\n    \"b\": [\n        true,\n        null\n    ],\n    \"c\": {},\n    \"d\": []\n}");
+}
+
+/// As the C library reads it; null when it is beyond all reals.
+Value readByTheLibrary(const std::string& number) {
+  const double real = std::strtod(number.c_str(), nullptr);
+  return std::isinf(real) ? Value() : Value(real);
+}
+
+TEST(JSONText, ReadsRealsOfAnySizeAsTheNearestThereIs) {
+  const std::string digits(59, '4');
+  const std::string zeros(400, '0');
+  const std::vector<std::string> numbers = {digits + "1e308",
+                                            digits + "1e249",
+                                            digits + "1e248",
+                                            "1e309",
+                                            "1.7976931348623157e308",
+                                            "1.8e308",
+                                            "9.9e307",
+                                            "1" + zeros + ".5",
+                                            "0." + zeros + "1e401",
+                                            "0." + zeros + "1",
+                                            "-0." + zeros + "1e77",
+                                            "4.9e-324",
+                                            "3e-324",
+                                            "2e-324",
+                                            "1e-324",
+                                            "1e-400",
+                                            "123456789012345678901234567890e-340",
+                                            "1e999999999999999999999",
+                                            "1e-999999999999999999999",
+                                            "-0.0e5",
+                                            "0.0",
+                                            "-0.000",
+                                            "2.5e+0"};
+  for (const std::string& number : numbers) {
+    const auto read = RapidJSONSerialization().value(number);
+    EXPECT_EQ(read.value_or(Value()), readByTheLibrary(number)) << number;
+    if (read) {
+      EXPECT_EQ(std::signbit(read->realValue()), number.front() == '-') << number;
+    }
+  }
 }
 
 }  // namespace
