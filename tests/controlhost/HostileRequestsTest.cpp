@@ -114,6 +114,12 @@ TEST_F(HostileRequests, AThousandConnectionsLeaveOthersTheirReply) {
   }
 }
 
+TEST_F(HostileRequests, APostThatNamesNoLengthHasNoBody) {
+  const std::string reply =
+      replyTo("POST /api/clear HTTP/1.1\r\nHost: " + host_.hostname() + "\r\nConnection: close\r\n\r\n");
+  EXPECT_EQ(reply.rfind("HTTP/1.1 200 ", 0), 0u) << reply;
+}
+
 }  // namespace
 
 }  // namespace fliprugair::controlhost

@@ -122,7 +122,10 @@ test('the keys are listed, pausing and clearing have theirs, and a field keeps i
   const page = await stage.open();
   await page.locator('.row:visible').first().waitFor();
   await page.keyboard.press('?');
-  await page.getByRole('dialog', {name: 'Keyboard'}).waitFor();
+  const keys = page.getByRole('dialog', {name: 'Keyboard'});
+  await keys.waitFor();
+  assert.deepEqual(await keys.locator('kbd').first().allInnerTexts(), ['1']);
+  assert.doesNotMatch(await keys.innerText(), /object/);
   await page.keyboard.press('Escape');
   await page.getByRole('dialog').waitFor({state: 'hidden'});
   await page.keyboard.press('p');

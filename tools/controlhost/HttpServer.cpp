@@ -163,6 +163,9 @@ struct HttpServer::Implementation final : httplib::Server {
         request.headers.erase("Content-Type");      // else the library takes forms apart, and their bytes would be lost
         request.headers.erase("Accept-Encoding");   // else it compresses, which keeps events back until there are many
         request.headers.erase("Content-Encoding");  // else it knows no bounds to what it makes of a body
+        // Else it takes what has no length for a body until the end of the connection.
+        const bool hasBody = request.has_header("Content-Length") || request.has_header("Transfer-Encoding");
+        if (!hasBody) request.set_header("Content-Length", "0");
       });
       if (connection.refusedWith() != 0) {
         connection.refuse(connection.refusedWith(), refusal(connection.refusedWith()));

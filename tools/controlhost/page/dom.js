@@ -20,7 +20,7 @@ function filled(element, properties, children) {
     else if (name === 'data') Object.assign(element.dataset, value);
     else element.setAttribute(name, value === true ? '' : value);
   }
-  element.append(...children.flat().filter((child) => child !== null && child !== undefined && child !== false));
+  element.append(...children.flat(Infinity).filter((child) => child !== null && child !== undefined && child !== false));
   return element;
 }
 
