@@ -14,6 +14,7 @@
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
+#include <random>
 #include <stdexcept>
 #include <string_view>
 #include <thread>
@@ -113,15 +114,17 @@ void tellOfReceiver(const std::string& controlSocket, const std::string& termina
 
 }  // namespace
 
+/// None of those that the system gives to connections: one that is tried again and again while nobody listens could be
+/// given the very port that it goes to, and then meets itself and keeps others from listening there.
 std::string freePort() {
-  sockaddr_in address;
-  const auto probe = loopbackSocket(0, address);
-  socklen_t size = sizeof address;
-  if (bind(probe.get(), reinterpret_cast<sockaddr*>(&address), size) != 0 ||
-      getsockname(probe.get(), reinterpret_cast<sockaddr*>(&address), &size) != 0) {
-    throw std::runtime_error("no free port");
+  std::random_device random;
+  for (int attempt = 0; attempt < 100; ++attempt) {
+    const auto port = static_cast<std::uint16_t>(20000 + random() % 10000);
+    sockaddr_in address;
+    const auto probe = loopbackSocket(port, address);
+    if (bind(probe.get(), reinterpret_cast<sockaddr*>(&address), sizeof address) == 0) return std::to_string(port);
   }
-  return std::to_string(ntohs(address.sin_port));
+  throw std::runtime_error("no free port");
 }
 
 GpsFake::GpsFake(const std::vector<Epoch>& epochs, const std::string& port) {
