@@ -22,7 +22,11 @@ async function contextFor(browser, options) {
 export async function openPage(browser, host, {view = '', ...options} = {}) {
   const context = await contextFor(browser, options);
   const page = await context.newPage();
-  page.leave = () => (Object.keys(options).length > 0 ? context.close() : page.close());
+  page.leave = async () => {
+    if (page.isClosed()) return;
+    await page.unrouteAll({behavior: 'ignoreErrors'});  // the page asks for more while it is being closed
+    await (Object.keys(options).length > 0 ? context.close() : page.close());
+  };
   page.setDefaultTimeout(patience);
   page.faults = [];
   page.on('pageerror', (error) => page.faults.push(String(error.stack)));
