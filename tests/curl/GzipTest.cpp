@@ -83,15 +83,17 @@ class Gzip : public NetworkTest {
     return requests.size() == 1 ? requests[0].contentEncoding : std::to_string(requests.size()) + " requests";
   }
 
+  static TestServer::Reply takingGzip(const TestServer::Request& /*request*/) {
+    TestServer::Reply reply;
+    reply.acceptEncoding = "gzip";
+    return reply;
+  }
+
   const std::string text_ = json_.textOfAny(batch());
 };
 
 TEST_F(Gzip, IsSentFromTheSecondRequestOnToAHostThatTakesIt) {
-  TestServer server([](const TestServer::Request&) {
-    TestServer::Reply reply;
-    reply.acceptEncoding = "gzip";
-    return reply;
-  });
+  TestServer server(takingGzip);
   const Running running = start();
   EXPECT_EQ(codingOf(sendBatch(server)), "");
   const auto second = sendBatch(server);
@@ -108,11 +110,7 @@ TEST_F(Gzip, IsNotSentToAHostThatSaysNothing) {
 }
 
 TEST_F(Gzip, IsSentToTheHostThatTakesItAlone) {
-  TestServer taking([](const TestServer::Request&) {
-    TestServer::Reply reply;
-    reply.acceptEncoding = "gzip";
-    return reply;
-  });
+  TestServer taking(takingGzip);
   TestServer other;
   const Running running = start();
   sendBatch(taking);
@@ -152,11 +150,7 @@ TEST_F(Gzip, ThatAHostCannotReadAfterAllIsSentAgainAtOnceAsJSONAndNeverTried) {
 }
 
 TEST_F(Gzip, IsLeftOutWhereItWouldMakeARequestLonger) {
-  TestServer server([](const TestServer::Request&) {
-    TestServer::Reply reply;
-    reply.acceptEncoding = "gzip";
-    return reply;
-  });
+  TestServer server(takingGzip);
   const Running running = start();
   sendBatch(server);
   send(server.hostname(), Value{{"action", "update"}});

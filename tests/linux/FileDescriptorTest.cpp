@@ -18,7 +18,8 @@ TEST(FileDescriptor, IsClosedWithItsOwnerAlone) {
     ASSERT_TRUE(first);
     number = first.get();
     const FileDescriptor second = std::move(first);
-    EXPECT_FALSE(first);  // NOLINT(bugprone-use-after-move): which it says itself
+    // What a moved one holds is what this test is about.
+    EXPECT_FALSE(first);  // NOLINT(bugprone-use-after-move)
     EXPECT_EQ(second.get(), number);
     EXPECT_TRUE(isOpen(number));
   }
