@@ -108,7 +108,7 @@ TEST(ControlHostProgram, RequestsCannotSteerTheTerminal) {
   Program program({"--port", "0"});
   const int port = portOf(program.line());
   post(port, Array{Value{{"marlune_device_id", "MI\x1B[2J\n2"}}, Value{{"action", "event"}}});
-  EXPECT_EQ(program.line().substr(12), "  batch of 2  MI?[2J?2");
+  EXPECT_EQ(program.line().substr(12), "  batch of 2  MI\\u001B[2J\\u000A2");
 }
 
 TEST(ControlHostProgram, SaysItsVersion) {

@@ -132,3 +132,12 @@ test('on a phone the record lies over the list, which comes back with it closed'
   await lines(page, 'event "Right"').waitFor();
   assert.ok(!await page.locator('.listing').evaluate((listing) => listing.inert));
 });
+
+test('what would turn the direction of a name is seen, and turns nothing', async () => {
+  const page = await stage.open();
+  await stage.host.send([event('gpj\u202e.exe')]);
+  await latest(page, stage.host);
+  await lines(page, 'event "gpj\\u202E.exe"').click();
+  await page.getByRole('heading', {name: 'event "gpj\\u202E.exe"', exact: true}).waitFor();
+  await page.locator('.json-line', {hasText: '"gpj\\u202E.exe"'}).waitFor();
+});

@@ -8,6 +8,7 @@
 
 #include "platform/json/RapidJSONSerialization.h"
 #include "tools/controlhost/JSONProblem.h"
+#include "tools/controlhost/RepeatedMembers.h"
 
 namespace fliprugair::controlhost {
 
@@ -125,6 +126,9 @@ void Reception::judge(ReceivedRequest& request, const std::optional<Value>& body
   const Problem problem = problemOf(request, body);
   if (problem.status == 0) {
     request.findings = check_.findings(*body);
+    for (Finding& finding : repeatedMembers(request.bytes, body->isArray())) {
+      request.findings.push_back(std::move(finding));
+    }
   } else {
     Finding finding{Severity::error, problem.code};
     finding.hint = problem.hint;

@@ -7,19 +7,14 @@
 #include <ctime>
 #include <vector>
 
+#include "tools/controlhost/VisibleText.h"
+
 namespace fliprugair::controlhost {
 
 namespace {
 
 constexpr std::size_t columns = 6;
 using Row = std::array<std::string, columns>;
-
-/// Requests must not be able to steer the terminal, nor to look like two lines.
-std::string printable(std::string text) {
-  std::replace_if(
-      text.begin(), text.end(), [](unsigned char character) { return character < 0x20 || character == 0x7F; }, '?');
-  return text;
-}
 
 std::string seconds(double time) {
   std::array<char, 32> text{};
@@ -50,10 +45,10 @@ std::vector<Row> rowsOf(const Dictionary& request, double start) {
   for (const Value& name : names) {
     if (rows.empty()) {
       rows.push_back({std::to_string(request["id"].integerValue()), seconds(request["received"].realValue() - start),
-                      printable(request["device"].text()), printable(request["action"].text()), printable(name.text()),
-                      verdict});
+                      visibleText(request["device"].text()), visibleText(request["action"].text()),
+                      visibleText(name.text()), verdict});
     } else {
-      rows.push_back({"", "", "", "", printable(name.text()), ""});
+      rows.push_back({"", "", "", "", visibleText(name.text()), ""});
     }
   }
   return rows;
@@ -99,7 +94,7 @@ std::string requestLine(const Value& request) {
     line += "  answered with status " + std::to_string(status);
   }
   if (const std::string& fault = members["fault"].text(); !fault.empty()) line += "  (" + fault + ')';
-  return timeOfDay(members["received"].realValue()) + "  " + printable(line) + '\n';
+  return timeOfDay(members["received"].realValue()) + "  " + visibleText(line) + '\n';
 }
 
 std::string findingLines(const Array& findings) {
@@ -108,7 +103,7 @@ std::string findingLines(const Array& findings) {
     const Dictionary members = finding.dictionary();
     const Value record = members["record"];
     const std::string place = record.isNull() ? "" : "record " + std::to_string(record.integerValue()) + ": ";
-    lines += printable("    " + members["severity"].text() + "  " + place + members["text"].text()) + '\n';
+    lines += visibleText("    " + members["severity"].text() + "  " + place + members["text"].text()) + '\n';
   }
   return lines;
 }

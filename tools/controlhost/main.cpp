@@ -19,6 +19,7 @@
 #include "tools/controlhost/HttpClient.h"
 #include "tools/controlhost/RequestTable.h"
 #include "tools/controlhost/SettingsFile.h"
+#include "tools/controlhost/VisibleText.h"
 
 namespace {
 
@@ -97,8 +98,8 @@ class Printer {
   static std::string pretty(const std::string& title, const std::string& bytes) {
     const RapidJSONSerialization json;
     const auto value = json.value(bytes);
-    return title + ": " + json.text(value ? *value : Value(bytes), JSONSerialization::Layout::pretty).value_or("") +
-           '\n';
+    const auto text = json.text(value ? *value : Value(bytes), JSONSerialization::Layout::pretty);
+    return title + ": " + visibleText(text.value_or(""), true) + '\n';
   }
 
   const bool verbose_;

@@ -1,4 +1,7 @@
-// Every element is made here, from names and texts. Nothing that a device sent is ever read as markup.
+// Every element is made here, from names and texts. Nothing that a device sent is ever read as markup, or turns the direction
+// of what is read.
+
+import {visible} from './format.js';
 
 const svgSpace = 'http://www.w3.org/2000/svg';
 
@@ -15,12 +18,13 @@ export function svg(tag, properties = {}, ...children) {
 function filled(element, properties, children) {
   for (const [name, value] of Object.entries(properties)) {
     if (value === false || value === null || value === undefined) continue;
-    if (name === 'text') element.textContent = value;
+    if (name === 'text') element.textContent = visible(String(value));
     else if (name === 'on') for (const [type, listener] of Object.entries(value)) element.addEventListener(type, listener);
     else if (name === 'data') Object.assign(element.dataset, value);
     else element.setAttribute(name, value === true ? '' : value);
   }
-  element.append(...children.flat(Infinity).filter((child) => child !== null && child !== undefined && child !== false));
+  const shown = children.flat(Infinity).filter((child) => child !== null && child !== undefined && child !== false);
+  element.append(...shown.map((child) => (typeof child === 'string' ? visible(child) : child)));
   return element;
 }
 

@@ -35,3 +35,10 @@ export function findingsText(findings) {
 export function worst(findings) {
   return ['error', 'warning', 'note'].find((severity) => findings[severity]) ?? '';
 }
+
+const unseen = /[\u0000-\u0008\u000b-\u001f\u007f-\u009f\u061c\u200e\u200f\u2028-\u202e\u2066-\u206f\ufeff\ufff9-\ufffb]/g;
+
+/** A text with what would turn its direction, or would not be seen, escaped as in JSON: "\u202E". */
+export function visible(text) {
+  return text.replace(unseen, (character) => `\\u${character.charCodeAt(0).toString(16).toUpperCase().padStart(4, '0')}`);
+}

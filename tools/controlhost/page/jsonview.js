@@ -1,6 +1,7 @@
 // Lines of JSON with their numbers, and each finding below the line that it is about.
 
 import {el, icon} from './dom.js';
+import {visible} from './format.js';
 
 const longText = 400;     // characters of a text that are shown before it is asked for
 const mostLines = 2000;   // likewise lines
@@ -10,9 +11,9 @@ const kindOf = (token) => (token[0] === '"' ? 'text' : '{}[]'.includes(token[0])
 function tokenElement(token) {
   const element = el('span', {class: `json-${kindOf(token)}`, text: token});
   if (token.length <= longText) return element;
-  element.textContent = `${token.slice(0, longText)}…`;
+  element.textContent = `${visible(token.slice(0, longText))}…`;
   const more = el('button', {type: 'button', class: 'link', text: `all ${token.length.toLocaleString('en')} characters`, on: {click: () => {
-    element.textContent = token;
+    element.textContent = visible(token);
     more.remove();
   }}});
   return el('span', {}, element, ' ', more);

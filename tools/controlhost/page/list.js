@@ -2,7 +2,7 @@
 // at, or points at, stays where it is when more arrives above.
 
 import {byId, el, icon} from './dom.js';
-import {counted, findingsText, shortDevice, timeOfDay} from './format.js';
+import {counted, findingsText, shortDevice, timeOfDay, visible} from './format.js';
 
 const beyond = 6;       // rows kept ready above and below what is in sight
 const aimFor = 1000;    // milliseconds after the pointer's last move within which it may be about to click
@@ -46,9 +46,9 @@ class RowElement {
     const time = timeOfDay(child ? row.usertime ?? request.received : request.received);
     this.clock.textContent = time.slice(0, 8);
     this.thousandths.textContent = child ? '' : time.slice(8);
-    this.name.textContent = row.name;
-    this.detail.textContent = row.detail;
-    this.device.textContent = child ? '' : shortDevice(row.device);
+    this.name.textContent = visible(row.name);
+    this.detail.textContent = visible(row.detail);
+    this.device.textContent = child ? '' : visible(shortDevice(row.device));
     this.fault.textContent = child ? '' : request.fault;
     this.fault.hidden = child || !request.fault;
     this.status.textContent = child ? '' : request.status || 'no reply';

@@ -1,7 +1,7 @@
 // Devices, each a lane: its sessions as bars, what it sent as ticks, what is wrong as marks above them.
 
 import {byId, el, icon, svg} from './dom.js';
-import {counted, findingsText, shortDevice, timeOfDay} from './format.js';
+import {counted, findingsText, shortDevice, timeOfDay, visible} from './format.js';
 
 const spans = [{name: '5 min', seconds: 300}, {name: '1 hour', seconds: 3600}, {name: 'All', seconds: 0}];
 const drawEvery = 500;      // milliseconds, at most, while things arrive
@@ -27,8 +27,8 @@ class Lane {
   }
 
   describe({device, app, model, system, sessions, records, findings}, filtered) {
-    this.name.textContent = shortDevice(device);
-    this.about.textContent = [app, model || system].filter((part) => part).join(' · ');
+    this.name.textContent = visible(shortDevice(device));
+    this.about.textContent = visible([app, model || system].filter((part) => part).join(' · '));
     this.button.setAttribute('aria-pressed', filtered);
     this.button.title = device;
     this.drawing.setAttribute('aria-label', [counted(sessions.length, 'session'), counted(records, 'record'), findingsText(findings)]
