@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <cstring>
 #include <memory>
 #include <string_view>
 #include <vector>
@@ -33,6 +34,17 @@ Addresses numericAddress(const std::string& host, const std::string& port) {
   addrinfo* found = nullptr;
   if (getaddrinfo(host.c_str(), port.c_str(), &hints, &found) != 0) found = nullptr;
   return {found, &freeaddrinfo};
+}
+
+/// Where nobody listens on a port that the system gives to connections, it can be given to the very one that tries it.
+bool hasMetItself(int socket) {
+  sockaddr_storage here{};
+  sockaddr_storage there{};
+  socklen_t size = sizeof here;
+  socklen_t sizeThere = sizeof there;
+  return getsockname(socket, reinterpret_cast<sockaddr*>(&here), &size) == 0 &&
+         getpeername(socket, reinterpret_cast<sockaddr*>(&there), &sizeThere) == 0 &&
+         std::memcmp(&here, &there, size) == 0;
 }
 
 }  // namespace
@@ -72,7 +84,7 @@ void GpsdConnection::connect(const std::string& address, const std::string& port
     socklen_t size = sizeof error;
     if (getsockopt(socket_.get(), SOL_SOCKET, SO_ERROR, &error, &size) != 0) error = errno;
   }
-  if (error != 0 || !watch()) socket_ = FileDescriptor();
+  if (error != 0 || hasMetItself(socket_.get()) || !watch()) socket_ = FileDescriptor();
 }
 
 bool GpsdConnection::watch() {

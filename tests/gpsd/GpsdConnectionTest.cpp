@@ -2,13 +2,32 @@
 #include <gtest/gtest.h>
 #include <netinet/in.h>
 #include <sys/socket.h>
+#include <sys/syscall.h>
+#include <unistd.h>
 
 #include <array>
+#include <atomic>
 #include <cerrno>
 #include <chrono>
 #include <string>
 
+#include "GpsFake.h"
 #include "platform/gpsd/GpsdConnection.h"
+
+namespace {
+
+/// Whether each connection of this process comes from where it goes to, as it now and then does by chance.
+std::atomic<bool> connectionsMeetThemselves{false};
+
+}  // namespace
+
+/// Instead of the system's.
+extern "C" int connect(int socket, const sockaddr* address, socklen_t size) {
+  if (connectionsMeetThemselves) {
+    EXPECT_EQ(bind(socket, address, size), 0);
+  }
+  return static_cast<int>(syscall(SYS_connect, socket, address, size));
+}
 
 namespace fliprugair {
 namespace {
@@ -63,6 +82,15 @@ TEST(GpsdConnection, HasNoLineWhenItIsNotOpen) {
   GpsdConnection connection({"gps.invalid", "2947"}, inAMinute(), stop);
   EXPECT_FALSE(connection.isOpen());
   EXPECT_FALSE(connection.nextLine());
+}
+
+TEST(GpsdConnection, IsNotOpenWhenNobodyListensAndItMeetsItself) {
+  const auto port = test::freePort();
+  GpsdStop stop;
+  connectionsMeetThemselves = true;
+  const GpsdConnection connection({"127.0.0.1", port}, inAMinute(), stop);
+  connectionsMeetThemselves = false;
+  EXPECT_FALSE(connection.isOpen());
 }
 
 TEST(GpsdConnection, HasNoLineOnceGpsdHasClosedItWhateverErrorCameBefore) {
