@@ -1,5 +1,7 @@
 #include "platform/sqlite/LogImage.h"
 
+#include <utility>
+
 #include "platform/sqlite/BigEndian.h"
 #include "platform/sqlite/RowFile.h"
 
@@ -43,20 +45,25 @@ LogImage::LogImage(std::string_view bytes) {
   const std::string_view salt = isHeaderGood ? bytes.substr(16, 8) : bytes.substr(headerSize + 8, 8);
   Sum before = sumAt(bytes, 24);
   bool isBroken = !isHeaderGood;  // where SQLite stops reading
+  int brokenAtTheEnd = 0;         // frames of this log, since the last whole one
   std::map<std::uint32_t, std::string_view> transaction;
   for (std::size_t place = headerSize; place + frameSize <= bytes.size(); place += frameSize) {
     const std::string_view frame = bytes.substr(place, frameSize);
     const std::string_view page = frame.substr(frameHeaderSize);
-    const Sum sum = sumOf(sumOf(before, frame.substr(0, 8), isBigEndian), page, isBigEndian);
-    const bool isWhole = sum == sumAt(frame, 16) && frame.substr(8, 8) == salt;
-    if (!isWhole) isBroken = true;
-    // A process that ends writes a frame in part or not at all; the last one of the file was written whole. An older
-    // log's has neither half of the salt.
-    const bool isLast = place + frameSize == bytes.size();
-    const bool isOurs = frame.substr(8, 4) == salt.substr(0, 4) || frame.substr(12, 4) == salt.substr(4);
-    if (isLast && isOurs && !isWhole) isDamaged_ = true;
-    before = sumAt(frame, 16);
-    if (!isWhole) continue;
+    const Sum sumBefore = std::exchange(before, sumAt(frame, 16));
+    const bool isWhole = frame.substr(8, 8) == salt &&
+                         sumOf(sumOf(sumBefore, frame.substr(0, 8), isBigEndian), page, isBigEndian) == before;
+    if (!isWhole) {
+      isBroken = true;
+      // A frame of the older log that this one is written over has neither half of the salt.
+      const bool isOurs = frame.substr(8, 4) == salt.substr(0, 4) || frame.substr(12, 4) == salt.substr(4);
+      if (isOurs) ++brokenAtTheEnd;
+      // A process that ends writes a frame in part or not at all; the last one of the file was written whole.
+      const bool isLast = place + frameSize == bytes.size();
+      if (isOurs && isLast) isDamaged_ = true;
+      continue;
+    }
+    brokenAtTheEnd = 0;
     transaction[static_cast<std::uint32_t>(bigEndian<4>(frame, 0))] = page;
     const bool isCommit = bigEndian<4>(frame, 4) != 0;
     if (!isCommit) continue;
@@ -64,6 +71,8 @@ LogImage::LogImage(std::string_view bytes) {
     for (const auto& [number, content] : transaction) pages_[number] = content;
     transaction.clear();
   }
+  if (brokenAtTheEnd > 1) isDamaged_ = true;
+  endsUnfinished_ = brokenAtTheEnd == 1 && !isDamaged_;
 }
 
 }  // namespace fliprugair

@@ -20,6 +20,10 @@ class LogImage {
   /// Whether committed pages stand where SQLite would not look.
   bool isDamaged() const { return isDamaged_; }
 
+  /// Whether the newest page is not what was to be written, over a page of an older log: the process ended between the
+  /// two halves of writing it, before its call returned, or it was damaged afterwards. Nothing tells which.
+  bool endsUnfinished() const { return endsUnfinished_; }
+
  private:
   struct Sum {
     std::uint32_t first = 0;
@@ -32,6 +36,7 @@ class LogImage {
 
   std::map<std::uint32_t, std::string_view> pages_;
   bool isDamaged_ = false;
+  bool endsUnfinished_ = false;
 };
 
 }  // namespace fliprugair

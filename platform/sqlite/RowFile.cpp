@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <filesystem>
 #include <utility>
 
 #include "platform/UnreadValue.h"
@@ -21,12 +22,18 @@ bool saysThatTheMediumRefuses(std::string_view text) {
   return code != SQLITE_CORRUPT && code != SQLITE_NOTADB;
 }
 
+bool isLongLog(const std::string& path) {
+  std::error_code isAbsent;
+  const std::uintmax_t size = std::filesystem::file_size(path, isAbsent);
+  return !isAbsent && size > std::uintmax_t{RowFile::logTarget} * RowFile::pageSize;
+}
+
 Value readRecord(std::string_view text) { return RapidJSONSerialization().value(text).value_or(Value()); }
 
 }  // namespace
 
 RowFile::RowFile(const std::string& path, StoreDurability durability)
-    : database_(path, Database::Mode::readWriteCreate), place_(path) {
+    : database_(path, Database::Mode::readWriteCreate), place_(path), hasOlderLog_(isLongLog(path + "-wal")) {
   try {
     const bool waits = durability == StoreDurability::powerCut;
     database_.execute(waits ? "PRAGMA synchronous = FULL" : "PRAGMA synchronous = NORMAL");
@@ -195,8 +202,10 @@ bool RowFile::hasMuchRoom() const {
 
 void RowFile::giveBackRoom() { database_.execute("PRAGMA incremental_vacuum(256)"); }
 
-bool RowFile::emptyLog() {
-  if (!database_.checkpoint(SQLITE_CHECKPOINT_TRUNCATE)) return false;
+bool RowFile::emptyLog(LogRoom room) {
+  const bool keepsRoom = room == LogRoom::kept;
+  if (!database_.checkpoint(keepsRoom ? SQLITE_CHECKPOINT_RESTART : SQLITE_CHECKPOINT_TRUNCATE)) return false;
+  hasOlderLog_ = keepsRoom;
   logPages_ = 0;
   return true;
 }

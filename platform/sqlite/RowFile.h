@@ -17,7 +17,7 @@ namespace fliprugair {
 /// The store's SQLite file: rows in, rows out. Failures are StoreErrors.
 ///
 /// Writes go to SQLite's write-ahead log and, with StoreDurability::process, do not wait for the disk. The log is
-/// copied into the file by a LogCopier, beside the writes, and `emptyLog` copies the rest and cuts it off.
+/// copied into the file by a LogCopier, beside the writes, and `emptyLog` copies the rest and begins it anew.
 ///
 /// Owned by StoreDisk. Used by one thread at a time.
 class RowFile {
@@ -50,7 +50,7 @@ class RowFile {
   void touch();
 
   int logPages() const { return logPages_; }
-  bool logIsLong() const { return logPages_ >= logTarget; }
+  bool logIsLong() const { return logPages_ >= logTarget || hasOlderLog_; }
   bool logIsAtItsLimit() const { return logPages_ >= logLimit; }
   bool logIsAtItsBound() const { return logPages_ >= logBound; }
 
@@ -58,9 +58,12 @@ class RowFile {
   bool hasMuchRoom() const;
   void giveBackRoom();
 
-  /// Copies what is not in the file yet, which waits for the disk if there is any, and cuts the log off. The next write
-  /// waits for the beginning of a new one. False when a LogCopier is in the way.
-  bool emptyLog();
+  enum class LogRoom { givenBack, kept };
+
+  /// Copies what is not in the file yet, which waits for the disk if there is any. The next write waits for the
+  /// beginning of a new log, over the old one whose room is kept: to give it back takes milliseconds, and so does
+  /// having it again. False when a LogCopier is in the way.
+  bool emptyLog(LogRoom room);
 
   /// Lets the end of this object leave the file and the log as they are.
   void leaveFilesAlone() const { database_.leaveFilesAlone(); }
@@ -81,6 +84,7 @@ class RowFile {
   StorePlace place_;
   RapidJSONSerialization json_;
   int logPages_ = 0;
+  bool hasOlderLog_ = false;  ///< whether the log stands over one that was longer
   std::optional<Statement> begin_;
   std::optional<Statement> commit_;
   /// For one of the two tables.

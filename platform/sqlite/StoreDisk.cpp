@@ -98,7 +98,7 @@ void StoreDisk::attempt(StoreMemory& memory, Lines& lines) {
     beginAfresh(error, memory, lines);
     writeAll(memory, lines);
     // Until the disk has it there is neither the old file nor the new.
-    file_->emptyLog();
+    file_->emptyLog(RowFile::LogRoom::givenBack);
     file_->touch();
   }
   hasBegunAfresh_ = false;
@@ -111,7 +111,7 @@ void StoreDisk::writeAll(StoreMemory& memory, Lines& lines) {
     wasRead_ = file_->fileIsInPlace() || isAbsent(path_);
     disconnect(memory);
   }
-  if (!file_) connect(memory);
+  if (!file_) connect(memory, lines);
   // While the medium refuses, what is written gathers in memory, where a later value replaces an earlier one.
   if (isFailing_) {
     requestCheckpoint();  // on a full disk that makes room
@@ -127,10 +127,10 @@ void StoreDisk::writeAll(StoreMemory& memory, Lines& lines) {
   requestCheckpoint();
 }
 
-void StoreDisk::connect(StoreMemory& memory) {
+void StoreDisk::connect(StoreMemory& memory, Lines& lines) {
   prepareFolder(path_);
   takeLock();
-  refuseADamagedLog();
+  examineLog(lines);
   prepareFile(path_);
   auto file = std::make_unique<RowFile>(path_.string(), options_.durability);
   try {
@@ -149,7 +149,7 @@ void StoreDisk::connect(StoreMemory& memory) {
   if (memory.read(IdentityCopy::identifier()).isNull()) restoreIdentity(identity_, memory);
   file_->touch();
   if (file_->logIsLong()) {  // a process that is killed soon may never come to it
-    file_->emptyLog();
+    file_->emptyLog(RowFile::LogRoom::givenBack);
     file_->touch();
   }
 }
@@ -176,13 +176,19 @@ void StoreDisk::takeLock() {
 }
 
 /// SQLite takes a log for ended where it is damaged, and deletes one whose file is gone.
-void StoreDisk::refuseADamagedLog() const {
+void StoreDisk::examineLog(Lines& lines) const {
   const std::string bytes = bytesOfFile(path_.string() + "-wal");
   if (bytes.empty()) return;
   const LogImage log(bytes);
   if (log.isDamaged()) throw StoreError::damaged("its log cannot be read to the end");
   if (!log.pages().empty() && isAbsent(path_)) {
     throw StoreError::damaged("there is a log without its file");
+  }
+  if (log.endsUnfinished()) {
+    lines.push_back(
+        "the store " + path_.string() +
+        ": the last write before this start is not whole and is left out; its process ended in it, or it was"
+        " damaged");
   }
 }
 
@@ -293,7 +299,7 @@ bool StoreDisk::checkpoint() noexcept {
     copier.copy();
     lock.lock();
     if (!file_) return true;
-    if (!file_->emptyLog()) return false;
+    if (!file_->emptyLog(pauses ? RowFile::LogRoom::givenBack : RowFile::LogRoom::kept)) return false;
     // A writer that waits for the lock has waited enough: it begins the new log itself, which is shorter than both.
     if (pauses) file_->touch();
     return !file_->hasMuchRoom();

@@ -43,9 +43,9 @@ class StoreDisk {
 
   void attempt(StoreMemory& memory, Lines& lines);
   void writeAll(StoreMemory& memory, Lines& lines);
-  void connect(StoreMemory& memory);
+  void connect(StoreMemory& memory, Lines& lines);
   void disconnect(StoreMemory& memory);
-  void refuseADamagedLog() const;
+  void examineLog(Lines& lines) const;
   void takeLock();
   void give(const RowMirror& mirror, StoreMemory& memory);
   static void restoreIdentity(const Dictionary& copy, StoreMemory& memory);

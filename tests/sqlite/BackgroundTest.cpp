@@ -134,6 +134,13 @@ class AWrittenStore : public testing::Test {
     store_->synchronize();
   }
 
+  /// Another one each time SQLite begins its log at the beginning of the file.
+  std::string beginningOfTheLog() const {
+    std::string beginning(32, '\0');
+    std::ifstream(file_.string() + "-wal", std::ios::binary).read(beginning.data(), 32);
+    return beginning;
+  }
+
   const TemporaryFolder folder_;
   const std::filesystem::path file_ = folder_ / "store";
   std::unique_ptr<SQLiteUserDefaults> store_ = openStore(file_);
@@ -155,16 +162,31 @@ TEST_F(AWrittenStore, KeepsItsLogWhileWritesFollowEachOther) {
   EXPECT_EQ(waitsForTheDisk, 0);
 }
 
-TEST_F(AWrittenStore, HasALogAtItsLimitEmptiedWithoutAPause) {
+TEST_F(AWrittenStore, HasALogAtItsLimitBegunAnewWithoutAPauseAndItsRoomGivenBackInOne) {
   while (logSize(file_) < logAtItsLimit) write(4000);
-  std::uintmax_t size = 0;
-  ASSERT_TRUE(eventually([&] {  // the writes are a millisecond apart, which is no pause
+  ASSERT_TRUE(eventually([&, before = beginningOfTheLog()] {  // the writes are a millisecond apart, which is no pause
     write(4000);
-    const bool isCut = logSize(file_) < size;
-    size = logSize(file_);
-    return isCut;
+    return beginningOfTheLog() != before;
   }));
+  EXPECT_GE(logSize(file_), logAtItsLimit);
   EXPECT_EQ(AfterSuddenDeath(file_)->objectForKey("key"), Value(last_));
+  EXPECT_TRUE(eventually([&] { return isCut(file_); }));
+  EXPECT_EQ(AfterSuddenDeath(file_)->objectForKey("key"), Value(last_));
+}
+
+TEST_F(AWrittenStore, GivesBackTheRoomOfAnOlderLogAtItsStart) {
+  while (logSize(file_) < logAtItsLimit) write(4000);
+  ASSERT_TRUE(eventually([&, before = beginningOfTheLog()] {
+    write(4000);
+    return beginningOfTheLog() != before;
+  }));
+  const TemporaryFolder copy(memory());
+  for (const char* suffix : {"", "-wal"})
+    std::filesystem::copy(file_.string() + suffix, (copy / "store").string() + suffix);
+  ASSERT_GE(logSize(copy / "store"), logAtItsLimit);
+  const auto store = openStore(copy / "store");
+  EXPECT_TRUE(isCut(copy / "store"));
+  EXPECT_EQ(store->objectForKey("key"), Value(last_));
 }
 
 TEST_F(AWrittenStore, KeepsNoCallerWaitingWhenItsLogIsAtItsLimitAndTheDiskIsStuck) {

@@ -8,12 +8,12 @@ constexpr std::uintmax_t megabyte = 1024 * 1024;
 
 /// `file` holds the key "identity" and, in row 2, a value of three megabytes, which goes.
 void expectRoomGivenBack(RowFile& file, const std::filesystem::path& path) {
-  EXPECT_TRUE(file.emptyLog());
+  EXPECT_TRUE(file.emptyLog(RowFile::LogRoom::givenBack));
   EXPECT_GT(std::filesystem::file_size(path), 3 * megabyte);
   file.write({RowRange{2, 2}});
   EXPECT_TRUE(file.hasMuchRoom());
   while (file.hasMuchRoom()) file.giveBackRoom();
-  EXPECT_TRUE(file.emptyLog());
+  EXPECT_TRUE(file.emptyLog(RowFile::LogRoom::givenBack));
   EXPECT_LT(std::filesystem::file_size(path), 2 * megabyte);
   ASSERT_EQ(file.rows().size(), 1U);
   EXPECT_EQ(file.rows().front().value, Value("identity"));
