@@ -153,6 +153,20 @@ TEST_F(InterfaceTest, WaitingAnswersWithWhatCame) {
   EXPECT_EQ(get("/api/wait?match=event:level&timeout=0&since=1").status, 408);
 }
 
+TEST_F(InterfaceTest, AMistypedMatchIsRefusedWithTheTermsThatThereAre) {
+  for (const char* path : {"/api/wait?timeout=600&match=", "/api/requests?q=", "/api/records?q=", "/api/events?q=",
+                           "/api/export.ndjson?q=", "/api/export.har?q="}) {
+    const HttpAnswer answer = get(path + std::string("event:level%20evnet:level"));
+    EXPECT_EQ(answer.status, 400) << path;
+    EXPECT_EQ(
+        answer.json().dictionary()["error"],
+        Value("\"evnet:level\": there is no term \"evnet\"; a text that holds a colon stands in quotation marks."));
+    EXPECT_NE(answer.json().dictionary()["hint"].text().find("action, name, device, app, status, severity, id, state"),
+              std::string::npos)
+        << path;
+  }
+}
+
 TEST_F(InterfaceTest, AnswersAndFaultsAreReadAsTheyAreWritten) {
   const HttpAnswer answers = send("PUT", "/api/answers", R"({"default":{"initial":{"success":0}}})");
   EXPECT_EQ(answers.status, 200);
@@ -264,6 +278,21 @@ Dictionary greeting(const ControlHost& host) {
   });
   const std::string hello = stream.substr(stream.find('{'), stream.find("\n\n") - stream.find('{'));
   return RapidJSONSerialization().value(hello).value_or(Value()).dictionary();
+}
+
+TEST_F(InterfaceTest, EventsAreOfTheRequestsThatMatch) {
+  for (const char* name : {"one", "two", "three"}) post(host_.port(), Array{event(name)});
+  std::string stream;
+  httplib::Client client("127.0.0.1", host_.port());
+  client.set_read_timeout(120);
+  client.Get("/api/events?since=0&q=event:two", [&](const char* bytes, size_t size) {
+    stream.append(bytes, size);
+    if (stream.find("id: 2\n") != std::string::npos) host_.clear();
+    return stream.find("event: cleared") == std::string::npos;
+  });
+  EXPECT_NE(stream.find("event: request\nid: 2\n"), std::string::npos) << stream;
+  EXPECT_EQ(stream.find("event: request\nid: 1\n"), std::string::npos);
+  EXPECT_EQ(stream.find("event: request\nid: 3\n"), std::string::npos);
 }
 
 TEST_F(InterfaceTest, WhoComesBackIsToldHowOftenSomethingWasErased) {

@@ -155,6 +155,42 @@ TEST(ControlHostProgram, TailFollowsARunningHost) {
   sender.join();
 }
 
+TEST(ControlHostProgram, TailAndRequestsShowWhatMatches) {
+  const ControlHost host;
+  post(host.port(), Value{{"action", "init"}});
+  post(host.port(), session);
+  Program list({"requests", "--at", host.hostname(), "action:session"});
+  list.line();
+  EXPECT_EQ(list.line().rfind("  2    +0.0 s  MI1     session", 0), 0u);
+  EXPECT_EQ(list.line().rfind("  Findings:", 0), 0u);
+  Program tail({"tail", "--at", host.hostname(), "action:session", "device:MI1"});
+  std::atomic<bool> shown = false;
+  std::thread sender([&] {
+    while (!shown) {
+      post(host.port(), Value{{"action", "init"}});
+      post(host.port(), session);
+    }
+  });
+  for (int number = 0; number < 5; ++number) {
+    std::string line = tail.line();
+    while (line.starts_with("    ")) line = tail.line();
+    EXPECT_EQ(line.substr(12), "  session  MI1");
+  }
+  shown = true;
+  sender.join();
+}
+
+TEST(ControlHostProgram, AMistypedMatchIsAnErrorThatNamesTheTerms) {
+  for (const char* command : {"tail", "requests"}) {
+    Program program({command, "action:evnt"});
+    EXPECT_EQ(program.line(),
+              "\"action:evnt\": no request has the action \"evnt\"; there are batch, deeplink, event, get_attribution, "
+              "identityLink, init, initial, session, spatial, update.");
+    EXPECT_EQ(program.line().rfind("Terms: action, name,", 0), 0u);
+    EXPECT_EQ(program.exitStatus(), 2);
+  }
+}
+
 TEST(ControlHostProgram, ShowsWhatAnEarlierOneSaved) {
   const TemporaryFile file("");
   const std::string saved = file.path() + ".sqlite";

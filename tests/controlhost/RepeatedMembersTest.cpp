@@ -1,9 +1,8 @@
-#include "tools/controlhost/RepeatedMembers.h"
-
 #include <gtest/gtest.h>
 
 #include "controlhost/HttpClient.h"
 #include "tools/controlhost/ControlHost.h"
+#include "tools/controlhost/RepeatedMembers.h"
 
 namespace fliprugair::controlhost {
 

@@ -1,6 +1,6 @@
-#include "tools/controlhost/VisibleText.h"
-
 #include <gtest/gtest.h>
+
+#include "tools/controlhost/VisibleText.h"
 
 namespace fliprugair::controlhost {
 

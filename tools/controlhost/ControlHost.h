@@ -59,8 +59,8 @@ class ControlHost {
   /// What is wrong, or worth a look, in all of it.
   std::vector<controlhost::Finding> findings() const;
 
-  /// Waits until `count` records satisfy `match` ("event:level device:MI0123", as in the page's search); those that are
-  /// there already count.
+  /// Waits until `count` records satisfy `match` ("event:level device:MI0123", as of GET /api/wait); those that are
+  /// there already count. A match that cannot be meant is not waited for: then the text says what is wrong with it.
   controlhost::Waited waitFor(const std::string& match, std::int64_t count = 1,
                               std::chrono::milliseconds timeout = std::chrono::seconds(10)) const;
 

@@ -1,6 +1,7 @@
 #include "tools/controlhost/EventStream.h"
 
 #include <string_view>
+#include <utility>
 
 #include "platform/json/RapidJSONSerialization.h"
 
@@ -21,9 +22,10 @@ std::string event(std::string_view name, const Value& data, std::int64_t id = 0)
 
 }  // namespace
 
-EventStream::EventStream(Reception& reception, std::int64_t since)
+EventStream::EventStream(Reception& reception, std::int64_t since, Match match)
     : reception_(reception),
       since_(since),
+      match_(std::move(match)),
       notice_(reception.lastNotice()),
       deviceChange_(since == reception.log().last() ? reception.devices().change() : 0) {}
 
@@ -76,7 +78,7 @@ std::string EventStream::told(const std::vector<RequestPointer>& requests) {
     text += event("missed", Value{{"from", since_ + 1}, {"to", requests.front()->id - 1}});
   }
   for (const RequestPointer& request : requests) {
-    text += event("request", newsOf(*request), request->id);
+    if (match_.holds(*request)) text += event("request", newsOf(*request), request->id);
     since_ = request->id;
   }
   if (requests.size() == mostAtOnce) change_ = 0;  // there is more at once

@@ -5,6 +5,7 @@
 #include <optional>
 #include <string>
 
+#include "tools/controlhost/Match.h"
 #include "tools/controlhost/Reception.h"
 
 namespace fliprugair::controlhost {
@@ -13,8 +14,8 @@ namespace fliprugair::controlhost {
 /// longer holds, and is told so. Used by one thread.
 class EventStream {
  public:
-  /// Tells of the requests behind `since`.
-  EventStream(Reception& reception, std::int64_t since);
+  /// Tells of the requests behind `since` that match.
+  EventStream(Reception& reception, std::int64_t since, Match match = Match(""));
 
   /// The next events; "" when a moment went by without one. Nothing when there will be none any more.
   std::optional<std::string> next();
@@ -27,6 +28,7 @@ class EventStream {
 
   Reception& reception_;
   std::int64_t since_;
+  const Match match_;
   std::int64_t change_ = 0;
   std::int64_t notice_;
   std::int64_t deviceChange_;

@@ -2,6 +2,9 @@
 
 #include <httplib.h>
 
+#include <cctype>
+#include <string_view>
+
 namespace fliprugair::controlhost {
 
 std::optional<std::string> httpGet(const std::string& address, const std::string& path) {
@@ -33,6 +36,19 @@ bool httpFollow(const std::string& address, const std::string& path,
         return true;
       });
   return good;
+}
+
+std::string inQuery(const std::string& text) {
+  constexpr std::string_view digits = "0123456789ABCDEF";
+  std::string result;
+  for (const unsigned char byte : text) {
+    if (std::isalnum(byte) != 0) {
+      result += static_cast<char>(byte);
+    } else {
+      result += {'%', digits[byte / 16], digits[byte % 16]};
+    }
+  }
+  return result;
 }
 
 }  // namespace fliprugair::controlhost

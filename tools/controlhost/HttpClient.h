@@ -13,4 +13,7 @@ std::optional<std::string> httpGet(const std::string& address, const std::string
 bool httpFollow(const std::string& address, const std::string& path,
                 const std::function<void(const std::string&)>& line);
 
+/// A text as it stands in the query of a path.
+std::string inQuery(const std::string& text);
+
 }  // namespace fliprugair::controlhost

@@ -71,8 +71,15 @@ class Numbers {
 struct Page {
   std::vector<RequestPointer> requests;
   Value next;
-  std::string complaint;
+  std::optional<HttpReply> refused = std::nullopt;
 };
+
+HttpReply badQuery(const std::string& complaint) { return errorReply(400, complaint + '.', "Change that parameter."); }
+
+std::optional<HttpReply> refusalOf(const Match& match) {
+  if (match.problem().empty()) return std::nullopt;
+  return errorReply(400, match.problem(), Match::termsInWords());
+}
 
 Page pageOf(const RequestLog& log, const HttpRequest& request) {
   Numbers numbers(request);
@@ -82,7 +89,8 @@ Page pageOf(const RequestLog& log, const HttpRequest& request) {
   const bool newestFirst = parameter(request, "order") == "desc";
   const Match match(parameter(request, "q"));
   Page page;
-  page.complaint = numbers.complaint;
+  page.refused = numbers.complaint.empty() ? refusalOf(match) : badQuery(numbers.complaint);
+  if (page.refused) return page;
   const auto found = newestFirst ? log.requestsBefore(before, SIZE_MAX) : log.requests(since);
   for (const RequestPointer& one : found) {
     if (one->id <= since || one->id >= before || !match.holds(*one)) continue;
@@ -102,8 +110,6 @@ HttpReply listReply(const RequestLog& log, const char* name, std::vector<Value> 
                          {"last", log.last()},
                          {"total", log.last()}});
 }
-
-HttpReply badQuery(const std::string& complaint) { return errorReply(400, complaint + '.', "Change that parameter."); }
 
 HttpReply notKept(const std::string& what) {
   return errorReply(404, "There is no " + what + '.', "GET /api/requests lists what is kept; the oldest go first.");
@@ -240,7 +246,7 @@ HttpReply Interface::health(const HttpRequest&, const std::string&) {
 
 HttpReply Interface::requests(const HttpRequest& request, const std::string&) {
   const Page page = pageOf(reception_.log(), request);
-  if (!page.complaint.empty()) return badQuery(page.complaint);
+  if (page.refused) return *page.refused;
   std::vector<Value> list;
   for (const RequestPointer& one : page.requests) list.push_back(summaryOf(*one));
   return listReply(reception_.log(), "requests", std::move(list), page.next);
@@ -256,7 +262,7 @@ HttpReply Interface::oneRequest(const HttpRequest&, const std::string& rest) {
 
 HttpReply Interface::records(const HttpRequest& request, const std::string&) {
   const Page page = pageOf(reception_.log(), request);
-  if (!page.complaint.empty()) return badQuery(page.complaint);
+  if (page.refused) return *page.refused;
   const Match match(parameter(request, "q"));
   std::vector<Value> list;
   for (const RequestPointer& one : page.requests) {
@@ -301,8 +307,9 @@ HttpReply Interface::wait(const HttpRequest& request, const std::string&) {
   const std::int64_t timeout = numbers.read("timeout", 10, 0, 600);
   const std::int64_t since = numbers.read("since", 0, 0, INT64_MAX);
   if (!numbers.complaint.empty()) return badQuery(numbers.complaint);
-  Waited waited =
-      waitForRecords(reception_.log(), parameter(request, "match"), count, std::chrono::seconds(timeout), since);
+  const std::string match = parameter(request, "match");
+  if (auto refused = refusalOf(Match(match))) return *refused;
+  Waited waited = waitForRecords(reception_.log(), match, count, std::chrono::seconds(timeout), since);
   if (waited.matched) {
     return jsonReply(Value{{"matched", true}, {"count", waited.count}, {"records", Array(std::move(waited.records))}});
   }
@@ -321,7 +328,9 @@ HttpReply Interface::events(const HttpRequest& request, const std::string&) {
   const std::string asked = resumed.empty() ? parameter(request, "since") : resumed;
   const auto since = asked.empty() ? reception_.log().last() : numberOf(asked, 0, INT64_MAX);
   if (!since) return badQuery("since is \"" + asked + "\", and should be the number of a request");
-  auto stream = std::make_shared<EventStream>(reception_, *since);
+  Match match(parameter(request, "q"));
+  if (auto refused = refusalOf(match)) return *refused;
+  auto stream = std::make_shared<EventStream>(reception_, *since, std::move(match));
   HttpReply reply{200, "text/event-stream; charset=utf-8"};
   reply.next = [stream] { return stream->next(); };
   return reply;
@@ -397,15 +406,15 @@ HttpReply Interface::reset(const HttpRequest&, const std::string&) {
 
 namespace {
 
-std::vector<RequestPointer> exported(const RequestLog& log, const HttpRequest& request) {
+/// Those that match, as `form` writes them.
+template <typename Form>
+HttpReply exported(const RequestLog& log, const HttpRequest& request, const std::string& type, const std::string& name,
+                   Form form) {
   const Match match(parameter(request, "q"));
+  if (auto refused = refusalOf(match)) return *refused;
   std::vector<RequestPointer> requests = log.requests();
   std::erase_if(requests, [&](const RequestPointer& one) { return !match.holds(*one); });
-  return requests;
-}
-
-HttpReply download(std::string text, const std::string& type, const std::string& name) {
-  HttpReply reply{200, type, std::move(text)};
+  HttpReply reply{200, type, form(requests)};
   reply.headers.emplace_back("Content-Disposition", "attachment; filename=\"" + name + '"');
   return reply;
 }
@@ -413,11 +422,12 @@ HttpReply download(std::string text, const std::string& type, const std::string&
 }  // namespace
 
 HttpReply Interface::exportLines(const HttpRequest& request, const std::string&) {
-  return download(exportedLines(exported(reception_.log(), request)), "application/x-ndjson", "requests.ndjson");
+  return exported(reception_.log(), request, "application/x-ndjson", "requests.ndjson", exportedLines);
 }
 
 HttpReply Interface::exportArchive(const HttpRequest& request, const std::string&) {
-  return download(exportedArchive(exported(reception_.log(), request), url()), std::string(jsonType), "requests.har");
+  return exported(reception_.log(), request, std::string(jsonType), "requests.har",
+                  [this](const auto& requests) { return exportedArchive(requests, url()); });
 }
 
 }  // namespace fliprugair::controlhost

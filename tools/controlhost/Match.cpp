@@ -3,8 +3,10 @@
 #include <algorithm>
 #include <array>
 #include <cctype>
+#include <utility>
 
 #include "platform/json/RapidJSONSerialization.h"
+#include "tools/controlhost/EmbeddedFiles.h"
 
 namespace fliprugair::controlhost {
 
@@ -54,29 +56,81 @@ std::string propertyOf(const ReceivedRequest& request, const Value& record, cons
   return "";
 }
 
+/// Of the requests of the wire protocol: a schema each, the envelope apart.
+std::vector<std::string> actions() {
+  std::vector<std::string> names;
+  for (const EmbeddedFile& file : wireSchemaFiles()) {
+    if (file.name != "envelope.schema.json") names.emplace_back(file.name.substr(0, file.name.find('.')));
+  }
+  std::sort(names.begin(), names.end());
+  return names;
+}
+
+template <typename Texts>
+std::string listed(const Texts& texts) {
+  std::string all;
+  for (const auto& text : texts) all += (all.empty() ? "" : ", ") + std::string(text);
+  return all;
+}
+
+bool isNumber(std::string_view text) {
+  return std::all_of(text.begin(), text.end(), [](unsigned char digit) { return std::isdigit(digit) != 0; });
+}
+
 }  // namespace
 
 Match::Match(const std::string& text) {
   std::string term;
+  std::size_t quote = std::string::npos;  // where the first quotation mark stood in the term
   bool quoted = false;
-  for (const char character : text + ' ') {
+  for (const char character : text) {
     if (character == '"') {
       quoted = !quoted;
+      quote = std::min(quote, term.size());
     } else if (character == ' ' && !quoted) {
-      if (!term.empty()) terms_.push_back(termOf(term));
+      take(std::move(term), std::exchange(quote, std::string::npos));
       term.clear();
     } else {
       term += character;
     }
   }
-  if (!term.empty()) terms_.push_back(termOf(term));
+  if (quoted) problem_ = '"' + term + "\": its quotation mark is not closed.";
+  take(std::move(term), quote);
 }
 
-Match::Term Match::termOf(const std::string& text) {
+void Match::take(std::string text, std::size_t quote) {
+  const bool isQuoted = quote != std::string::npos;
+  if (text.empty()) return;
   const std::size_t colon = text.find(':');
-  const std::string key = colon == std::string::npos ? "" : text.substr(0, colon);
-  const bool known = !key.empty() && (key[0] == '/' || std::find(keys.begin(), keys.end(), key) != keys.end());
-  return known ? Term{text, key, text.substr(colon + 1)} : Term{text, "", text};
+  const bool isText = colon == std::string::npos || quote <= colon;
+  Term term{text, isText ? "" : text.substr(0, colon), isText ? text : text.substr(colon + 1)};
+  if (problem_.empty() && !isText && !(term.value.empty() && isQuoted)) problem_ = problemOf(term);
+  terms_.push_back(std::move(term));
+}
+
+std::string Match::problemOf(const Term& term) {
+  const std::string place = '"' + term.text + "\": ";
+  const std::string& value = term.value;
+  if (!term.key.starts_with('/') && std::find(keys.begin(), keys.end(), term.key) == keys.end()) {
+    return place + "there is no term \"" + term.key + "\"; a text that holds a colon stands in quotation marks.";
+  }
+  if (value.empty()) return place + "it has no value.";
+  if (term.key == "status" && !isNumber(value)) return place + "a status is a whole number.";
+  if (term.key == "id" && !isNumber(value)) return place + "an id is a whole number.";
+  if (term.key == "severity" && nameOf(severityNamed(value)) != value) {
+    return place + "a severity is note, warning or error.";
+  }
+  const std::vector<std::string> known = actions();
+  if (term.key == "action" && std::find(known.begin(), known.end(), value) == known.end()) {
+    return place + "no request has the action \"" + value + "\"; there are " + listed(known) + '.';
+  }
+  return "";
+}
+
+std::string Match::termsInWords() {
+  return "Terms: " + listed(keys) +
+         ", each with a colon and its value, as event:level; a JSON pointer, as /data/currency:EUR; any text, which "
+         "stands in quotation marks when it holds blanks or a colon.";
 }
 
 bool Match::holds(const ReceivedRequest& request) const {
@@ -119,19 +173,23 @@ bool Match::holdsForRequest(const Term& term, const ReceivedRequest& request) {
   return false;
 }
 
-std::vector<std::string> Match::missed(const ReceivedRequest& request, const Value& record, std::int64_t index) const {
-  std::vector<std::string> result;
+std::vector<Match::Missed> Match::missed(const ReceivedRequest& request, const Value& record,
+                                         std::int64_t index) const {
+  std::vector<Missed> result;
   for (const Term& term : terms_) {
-    if (!holds(term, request, record, index)) result.push_back(term.text);
+    if (!holds(term, request, record, index)) result.push_back(missed(term, request, record));
   }
   return result;
 }
 
-std::string Match::instead(const ReceivedRequest& request, const Value& record, const std::string& text) const {
-  const Term term = termOf(text);
-  if (term.key.empty()) return "it does not hold \"" + term.value + '"';
-  if (term.key == "severity") return "it has no finding of that severity (wanted " + term.value + ')';
-  return term.key + " is \"" + propertyOf(request, record, term.key) + "\" (wanted \"" + term.value + "\")";
+Match::Missed Match::missed(const Term& term, const ReceivedRequest& request, const Value& record) {
+  if (term.key.empty()) return {term.text, "it holds no such text", true};
+  if (term.key == "severity") return {term.text, "it has no such finding", true};
+  const std::string has = propertyOf(request, record, term.key);
+  const bool isPointer = term.key[0] == '/';
+  const bool hasNone = isPointer ? memberAt(record, term.key).isNull() : has.empty();
+  if (hasNone) return {term.text, isPointer ? "it has nothing there" : "it has no " + term.key, true};
+  return {term.text, isPointer ? "it has \"" + has + "\" there" : "its " + term.key + " is \"" + has + '"', false};
 }
 
 }  // namespace fliprugair::controlhost

@@ -17,7 +17,11 @@ namespace {
 constexpr std::size_t mostFindings = 100;
 
 Finding repeated(const std::string& path, std::optional<std::int64_t> record) {
-  Finding finding{Severity::error, "repeated-member", path, "one member of that name", "more than one",
+  Finding finding{Severity::error,
+                  "repeated-member",
+                  path,
+                  "one member of that name",
+                  "more than one",
                   "Send it once: some readers take the first value, others the last."};
   finding.text = path + " stands more than once in its object. " + finding.hint;
   finding.record = record;

@@ -15,12 +15,13 @@ struct Waited {
   bool matched = false;
   std::int64_t count = 0;           ///< of the records that match
   std::vector<Value> records;       ///< these, as the host shows records
-  Value nearest;                    ///< when there are too few: what misses the fewest conditions; else null
-  std::vector<std::string> missed;  ///< the conditions that it misses
+  Value nearest;                    ///< when there are too few: what is most alike, the newest of those; else null
+  std::vector<std::string> missed;  ///< the terms that it does not meet
   std::string text;                 ///< when there are too few: so for a person
 };
 
 /// Waits until `count` records behind the request `since` satisfy `match`, or `timeout` is over, or the log has ended.
+/// When the terms of `match` cannot be meant, it does not wait, and the text says what is wrong with them.
 Waited waitForRecords(const RequestLog& log, const std::string& match, std::int64_t count,
                       std::chrono::milliseconds timeout, std::int64_t since);
 

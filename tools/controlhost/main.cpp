@@ -17,6 +17,7 @@
 #include "tools/controlhost/ChildProgram.h"
 #include "tools/controlhost/ControlHost.h"
 #include "tools/controlhost/HttpClient.h"
+#include "tools/controlhost/Match.h"
 #include "tools/controlhost/RequestTable.h"
 #include "tools/controlhost/SettingsFile.h"
 #include "tools/controlhost/VisibleText.h"
@@ -46,7 +47,10 @@ EXAMPLES
 
   fliprugair-controlhost tail --at 127.0.0.1:8080
   fliprugair-controlhost requests --at 127.0.0.1:8080
-      Follows a running host; a table of what it has received.
+  fliprugair-controlhost tail event:level severity:warning
+      Follows a running host; a table of what it has received; only what meets
+      some terms: action, name, device, app, status, severity, id, state, event,
+      a JSON pointer (/data/currency:EUR), or any text.
 
   curl -s '127.0.0.1:8080/api/wait?match=event:level&timeout=5'
       Waits for an event, in a test. The interface: docs/controlhost.md.
@@ -184,11 +188,22 @@ std::runtime_error noHostAt(const std::string& address) {
   return std::runtime_error("No control host answers at " + address + "; its first line of output says where it is.");
 }
 
-int showRequests(const std::string& address) {
+/// What the interface is asked for with the terms of the command line. Throws std::runtime_error when they cannot be
+/// meant.
+std::string queryOf(const std::vector<std::string>& terms) {
+  std::string text;
+  for (const std::string& term : terms) text += (text.empty() ? "" : " ") + term;
+  const std::string problem = Match(text).problem();
+  if (!problem.empty()) throw std::runtime_error(problem + '\n' + Match::termsInWords());
+  return "q=" + inQuery(text);
+}
+
+int showRequests(const std::string& address, const std::string& query) {
   std::vector<Value> requests;
   Value next = 0;
   while (!next.isNull()) {
-    const auto body = httpGet(address, "/api/requests?limit=1000&since=" + std::to_string(next.integerValue()));
+    const std::string since = std::to_string(next.integerValue());
+    const auto body = httpGet(address, "/api/requests?limit=1000&" + query + "&since=" + since);
     const auto page = body ? RapidJSONSerialization().value(*body) : std::nullopt;
     if (!page || !page->dictionary()["requests"].isArray()) throw noHostAt(address);
     for (const Value& request : page->dictionary()["requests"].array()) requests.push_back(request);
@@ -205,9 +220,9 @@ int showRequests(const std::string& address) {
   return 0;
 }
 
-int follow(const std::string& address) {
+int follow(const std::string& address, const std::string& query) {
   std::string event;
-  const bool answered = httpFollow(address, "/api/events", [&](const std::string& line) {
+  const bool answered = httpFollow(address, "/api/events?" + query, [&](const std::string& line) {
     if (line.starts_with("event: ")) event = line.substr(7);
     if (!line.starts_with("data: ") || event != "request") return;
     const auto data = RapidJSONSerialization().value(line.substr(6));
@@ -248,13 +263,17 @@ int main(int argc, char** argv) {
   list->add_option("--at", address, "Where it listens")->capture_default_str();
   CLI::App* tail = app.add_subcommand("tail", "Follow what a running control host receives");
   tail->add_option("--at", address, "Where it listens")->capture_default_str();
+  std::vector<std::string> terms;
+  for (CLI::App* one : {list, tail}) {
+    one->add_option("match", terms, "Only what meets these terms, as event:level device:MI0123; none: everything");
+  }
   std::vector<std::string> command;
   CLI::App* run = app.add_subcommand("run", "Start an app with a host of its own, and show what it sent");
   run->add_option("command", command, "The app and its arguments, behind --")->required();
   CLI11_PARSE(app, argc, argv);
   try {
-    if (list->parsed()) return showRequests(address);
-    if (tail->parsed()) return follow(address);
+    if (list->parsed()) return showRequests(address, queryOf(terms));
+    if (tail->parsed()) return follow(address, queryOf(terms));
     if (run->parsed()) {
       if (port->count() == 0) wishes.options.port = 0;
       return runApp(std::move(wishes), command);
