@@ -1,5 +1,6 @@
 // A host app on a visit: launched, active, a dozen events of every kind, the attribution result, resigned, terminated.
-// It talks to a control host that is already running, as `fliprugair-controlhost` is.
+// It talks to a control host that is already running, as `fliprugair-controlhost` is, or to the one that starts it, as
+// `fliprugair-controlhost run -- fliprugair-visit --folder FOLDER` does.
 
 #include <CLI/CLI.hpp>
 #include <Fliprugair/Fliprugair>
@@ -47,7 +48,7 @@ class LevelCompleted final : public fliprugair::EventStandardParameters {
 };
 
 struct Settings {
-  std::string host;
+  std::string host = "127.0.0.1:8080";
   std::filesystem::path folder;
   std::string gpsdPort;
   bool first = true;
@@ -84,6 +85,8 @@ int visit(const Settings& settings) {
   options.facts.locationServicesEnabled = !settings.gpsdPort.empty();
   options.facts.locationAuthorizationStatus = 3;
   if (!settings.gpsdPort.empty()) options.gpsdPort = settings.gpsdPort;
+  // Who starts this app names its control host anyway, so that it may as well stand in the environment.
+  options.allowControlHostFromEnvironment = true;
   auto opened = LinuxEnvironment::open(std::move(options));
   if (!opened.environment) {
     std::cerr << "fliprugair-visit: " << opened.error << '\n';
@@ -134,7 +137,8 @@ int main(int argc, char** argv) {
   Settings settings;
   bool again = false;
   CLI::App app("A host app on a visit to a control host.");
-  app.add_option("--host", settings.host, "the control host, as 127.0.0.1:8080")->required();
+  app.add_option("--host", settings.host, "the control host; \"fliprugair-controlhost run\" puts its own in its place")
+      ->capture_default_str();
   app.add_option("--folder", settings.folder, "where the app keeps its store and documents")->required();
   app.add_option("--gpsd-port", settings.gpsdPort, "the port of a gpsd on this machine; without it, no positions");
   app.add_flag("--again", again, "not the first visit: expect the attribution result to be known already");

@@ -93,7 +93,10 @@ TEST_F(InterfaceTest, ShowsOneRequestWhole) {
 TEST_F(InterfaceTest, ARecordCanBeSentAgainAndBeProvoked) {
   post(host_.port(), Array{event("it's")});
   const Dictionary record = json("/api/records/1.0");
-  EXPECT_EQ(record["sim"], Value(R"({"do":"call","method":"trackEvent::","args":["it's","7"]})"));
+  EXPECT_EQ(record["sim"], Value(R"({"do":"store","remove":["com.marlune.MarluneTracker.currency"]})"
+                                 "\n"
+                                 R"({"do":"call","method":"trackEvent::","args":["it's","7"]})"));
+  EXPECT_EQ(record["sim_reason"], Value(""));
   EXPECT_EQ(
       record["curl"],
       Value("curl -sS '" + host_.url() +

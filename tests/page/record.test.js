@@ -110,16 +110,37 @@ test('a request is copied as a curl command, which sends it again', async () => 
   assert.equal(await lines(page, 'update').count(), 2);
 });
 
+/** What a tracker sends when `script` is run on a virtual device. */
+async function sentBy(script) {
+  const {status, output, errors} = await run('fliprugair-sim', [], script);
+  assert.equal(status, 0, errors);
+  return output.trim().split('\n').map((line) => JSON.parse(line)).filter((one) => one.event === 'send').flatMap((one) => one.payload);
+}
+
 test('an event is copied as a line for fliprugair-sim, which makes the tracker send the same', async () => {
   const page = await stage.open();
-  await stage.host.send([event('Simulated', 'once more')]);
+  await stage.host.send([event('Simulated', 'once more', {currency: 'usd'})]);
   await lines(page, 'event "Simulated"').click();
   const line = await copied(page, page.getByRole('button', {name: 'line for fliprugair-sim'}), 'line for fliprugair-sim');
-  const script = ['{"do":"installed"}', '{"do":"construct","options":{"marluneAppId":"demo"}}', line, '{"do":"advance","seconds":60}'];
-  const {status, output, errors} = await run('fliprugair-sim', [], script.join('\n'));
-  assert.equal(status, 0, errors);
-  const sent = output.trim().split('\n').map((line) => JSON.parse(line)).filter((one) => one.event === 'send').flatMap((one) => one.payload);
-  assert.ok(sent.some((one) => one.action === 'event' && one.data.event_name === 'Simulated' && one.data.event_data === 'once more'), output);
+  const sent = await sentBy(['{"do":"installed"}', '{"do":"construct","options":{"marluneAppId":"demo"}}', line, '{"do":"advance","seconds":60}'].join('\n'));
+  assert.deepEqual(sent.map(({action, data}) => [action, data.event_name, data.event_data]), [['event', 'Simulated', 'once more']]);
+});
+
+test('a request is copied as lines for fliprugair-sim, which make a tracker send the same', async () => {
+  const page = await stage.open();
+  const asked = record('get_attribution');
+  await stage.host.send(asked);
+  await (await latest(page, stage.host)).click();
+  const script = await copied(page, page.getByRole('button', {name: 'lines for fliprugair-sim'}), 'lines for fliprugair-sim');
+  assert.deepEqual(await sentBy(script), [JSON.parse(JSON.stringify(asked))]);
+});
+
+test('a record that no tracker sends has no line for fliprugair-sim, and the page says why', async () => {
+  const page = await stage.open();
+  await stage.host.send([event(5)]);
+  await (await latest(page, stage.host)).click();
+  await page.getByText('No line for fliprugair-sim. A tracker does not send this: /data/event_name is the number 5').waitFor();
+  assert.equal(await page.getByRole('button', {name: /fliprugair-sim/}).count(), 0);
 });
 
 test('on a phone the record lies over the list, which comes back with it closed', async () => {

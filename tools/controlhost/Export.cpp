@@ -2,7 +2,6 @@
 
 #include <array>
 #include <cmath>
-#include <cstdlib>
 #include <ctime>
 
 #include "platform/json/RapidJSONSerialization.h"
@@ -18,28 +17,6 @@ std::string quotedForShell(const std::string& text) {
   std::string result = "'";
   for (const char character : text) result += character == '\'' ? "'\\''" : std::string(1, character);
   return result + '\'';
-}
-
-std::string call(const char* method, Array arguments) {
-  return jsonText(Value{{"do", "call"}, {"method", method}, {"args", std::move(arguments)}});
-}
-
-/// A missing value ends the list of what an event says, so what is not there was null.
-std::string eventLine(const Dictionary& data) {
-  if (data.holds("receipt")) {
-    return call("trackEvent:withValue:andReceipt:", Array{data["event_name"], data["event_data"], data["receipt"]});
-  }
-  if (!data.holds("event_standard")) return call("trackEvent::", Array{data["event_name"], data["event_data"]});
-  const auto details = RapidJSONSerialization().value(data["event_data"].text());
-  const Value standard{{"name", data["event_name"]}, {"data", details ? *details : Value()}};
-  return call("trackEventWithEventStandardParameters:", Array{Value{{"$standard", standard}}});
-}
-
-std::string updateLine(const Dictionary& data) {
-  const Dictionary place = data["location"].dictionary();
-  if (place.empty()) return "";
-  const Value fix{{"latitude", place["lat"]}, {"longitude", place["lon"]}, {"accuracy", place["acc"]}};
-  return jsonText(Value{{"do", "location"}, {"fix", fix}});
 }
 
 std::string isoTime(double seconds) {
@@ -112,29 +89,6 @@ std::string curlCommand(const std::string& url, const std::string& body) {
       "curl -sS '" + url + "/marlune/v4' -H 'Content-Type: application/json; charset=utf-8' --data-binary ";
   if (isText) return head + quotedForShell(body);
   return "echo " + base64(body) + " | base64 -d | " + head + "@-";
-}
-
-std::string simulatorLine(const Value& record) {
-  const Dictionary members = record.dictionary();
-  const std::string& action = members["action"].text();
-  const Dictionary data = members["data"].dictionary();
-  if (action == "event") return eventLine(data);
-  if (action == "identityLink") return call("identityLinkEvent:", Array{members["data"]});
-  if (action == "spatial") {
-    const auto number = [&](const char* key) { return Value(std::strtod(data[key].text().c_str(), nullptr)); };
-    return call("spatialEvent::::", Array{data["event_name"], number("x"), number("y"), number("z")});
-  }
-  if (action == "deeplink") {
-    return call("sendDeepLink::", Array{Value{{"$url", data["uri"]}}, data["source_app"]});
-  }
-  if (action == "session") {
-    const bool begins = data["state"].text() == "resume";
-    return jsonText(Value{{"do", "notify"}, {"name", begins ? "did-become-active" : "will-resign-active"}});
-  }
-  if (action == "update") return updateLine(data);
-  if (action != "init") return "";
-  const Value options{{"marluneAppId", members["marlune_app_id"]}, {"currency", data["currency"]}};
-  return jsonText(Value{{"do", "construct"}, {"options", options}});
 }
 
 std::string exportedLines(const std::vector<RequestPointer>& requests) {

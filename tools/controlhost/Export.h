@@ -11,9 +11,6 @@ namespace fliprugair::controlhost {
 /// The shell command that sends `body` to the host at `url` once more.
 std::string curlCommand(const std::string& url, const std::string& body);
 
-/// The line for fliprugair-sim that brings a tracker to send this record; "" when no single line does.
-std::string simulatorLine(const Value& record);
-
 /// A line of JSON for each request, whole.
 std::string exportedLines(const std::vector<RequestPointer>& requests);
 

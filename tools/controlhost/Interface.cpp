@@ -12,6 +12,7 @@
 #include "tools/controlhost/InitSettings.h"
 #include "tools/controlhost/JSONProblem.h"
 #include "tools/controlhost/Match.h"
+#include "tools/controlhost/SimulatorLines.h"
 #include "tools/controlhost/Waiting.h"
 
 namespace fliprugair::controlhost {
@@ -285,11 +286,12 @@ HttpReply Interface::oneRecord(const HttpRequest&, const std::string& rest) {
   const Value& record = records[static_cast<std::size_t>(*index)];
   const bool isBatch = found->action == "batch";
   const std::string body = isBatch ? RapidJSONSerialization().textOfAny(Array{record}) : found->bytes;
-  const std::string line = simulatorLine(record);
+  const SimulatorLines lines = simulatorLines(record, reception_.check());
   return jsonReply(recordOf(*found, record, *index)
                        .dictionary()
                        .setting("curl", curlCommand(url(), body))
-                       .setting("sim", line.empty() ? Value() : Value(line)));
+                       .setting("sim", lines.text.empty() ? Value() : Value(lines.text))
+                       .setting("sim_reason", lines.reason));
 }
 
 HttpReply Interface::devices(const HttpRequest&, const std::string&) {

@@ -44,6 +44,7 @@ class Reception {
   Answers& answers() { return answers_; }
   Faults& faults() { return faults_; }
   Devices& devices() { return devices_; }
+  const WireCheck& check() const { return check_; }
 
   /// What changed beside the requests, for those who follow: the name of the event and what it says.
   struct Notice {

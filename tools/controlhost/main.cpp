@@ -43,7 +43,8 @@ EXAMPLES
   fliprugair-controlhost run -- ./my-app
       Starts an app with the host's address in FLIPRUGAIR_CONTROL_HOST, and shows
       what it sent when it has ended. The app must have allowed that
-      (LinuxOptions::allowControlHostFromEnvironment).
+      (LinuxOptions::allowControlHostFromEnvironment), as the example does:
+      fliprugair-controlhost run -- fliprugair-visit --folder visit
 
   fliprugair-controlhost tail --at 127.0.0.1:8080
   fliprugair-controlhost requests --at 127.0.0.1:8080

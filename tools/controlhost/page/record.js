@@ -108,11 +108,12 @@ export class RecordPane {
         id && this.simButton(button, id)));
   }
 
-  /** Not every record is something that a call of the tracker brings about. */
+  /** What no tracker sends has no line, and the page says why. */
   simButton(button, id) {
     const place = el('span', {class: 'sim-copy'});
-    api.record(id).then(({sim}) => {
-      if (sim) place.replaceChildren(button('line for fliprugair-sim', 'line for fliprugair-sim', () => sim));
+    api.record(id).then(({sim, sim_reason}) => {
+      const what = sim?.includes('\n') ? 'lines for fliprugair-sim' : 'line for fliprugair-sim';
+      place.replaceChildren(sim ? button(what, what, () => sim) : el('span', {class: 'facts', text: `No line for fliprugair-sim. ${sim_reason}`}));
     }).catch(() => {});
     return place;
   }
