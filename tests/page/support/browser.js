@@ -1,5 +1,6 @@
 // A browser of a test's own, with a profile that is gone afterwards.
 
+import './leavings.js';
 import {chromium} from 'playwright-core';
 
 const flags = ['--disable-gpu', '--disable-quic', '--no-first-run', '--disable-background-networking', '--disable-component-update', '--disable-sync'];
