@@ -1,6 +1,6 @@
-#include "tools/controlhost/Match.h"
-
 #include <gtest/gtest.h>
+
+#include "tools/controlhost/Match.h"
 
 namespace fliprugair::controlhost {
 

@@ -1,13 +1,12 @@
 // Each line is run in the simulator, and what its tracker then sends is compared with what the line was made from.
 
-#include "tools/controlhost/SimulatorLines.h"
-
 #include <gtest/gtest.h>
 
 #include <filesystem>
 #include <fstream>
 
 #include "platform/json/RapidJSONSerialization.h"
+#include "tools/controlhost/SimulatorLines.h"
 #include "tools/sim/Simulator.h"
 
 namespace fliprugair::controlhost {
@@ -18,9 +17,7 @@ std::string textOf(const Value& value) { return RapidJSONSerialization().textOfA
 /// A simulator that keeps the records which its trackers send.
 class Sender {
  public:
-  void run(const std::string& command) {
-    note_ += simulator_.run(command, ++number_);
-  }
+  void run(const std::string& command) { note_ += simulator_.run(command, ++number_); }
 
   void runAll(const std::string& commands) {
     std::istringstream lines(commands);
@@ -77,15 +74,19 @@ void expectMadeAgain(const Value& record) {
   ASSERT_EQ(lines.reason, "") << textOf(record);
   Sender sender;
   const bool beginsAnew = lines.text.find(R"("do":"construct")") != std::string::npos;
-  if (!beginsAnew) sender.runAll("{\"do\":\"installed\"}\n" R"({"do":"construct","options":{"marluneAppId":"demo"}})");
+  if (!beginsAnew)
+    sender.runAll(
+        "{\"do\":\"installed\"}\n"
+        R"({"do":"construct","options":{"marluneAppId":"demo"}})");
   sender.runAll(lines.text);
   sender.run(R"({"do":"advance","seconds":60})");
   EXPECT_EQ(sender.note(), "") << lines.text;
   std::vector<std::string> sent;
   for (const Value& one : sender.sent()) sent.push_back(essence(one, beginsAnew));
   const std::string wanted = essence(record, beginsAnew);
-  EXPECT_GT(std::ranges::count(sent, wanted), 0)
-      << wanted << "\nis not among\n" << testing::PrintToString(sent) << "\nafter\n" << lines.text;
+  EXPECT_GT(std::ranges::count(sent, wanted), 0) << wanted << "\nis not among\n"
+                                                 << testing::PrintToString(sent) << "\nafter\n"
+                                                 << lines.text;
 }
 
 /// A record as a tracker of version "ios-20160921" sends it.
@@ -185,11 +186,11 @@ Value initOf(const Value& more, const Value& first = {}) {
   for (const Dictionary::Entry& entry : more.dictionary().entries()) {
     data = entry.value.isNull() ? data.removing(entry.key()) : data.setting(entry.key(), entry.value);
   }
-  Dictionary before = Value{{"marlune_device_id", "MI0"},
-                            {"marlune_app_id", "demo"},
-                            {"session_tracking", "full"},
-                            {"currency", "usd"}}
-                          .dictionary();
+  Dictionary before = Value{
+      {"marlune_device_id", "MI0"},
+      {"marlune_app_id", "demo"},
+      {"session_tracking", "full"},
+      {"currency", "usd"}}.dictionary();
   for (const Dictionary::Entry& entry : first.dictionary().entries()) {
     before = before.setting(entry.key(), entry.value);
   }
@@ -259,7 +260,8 @@ std::string reasonFor(const Value& record) {
 
 TEST(SimulatorLines, SayWhyThereAreNoneForWhatNoTrackerSends) {
   EXPECT_EQ(reasonFor(7), "It is no object, and a tracker sends nothing else.");
-  EXPECT_EQ(reasonFor(eventOf({}, 5)), "/data/event_name is the number 5, and should be a text. Send it as text, in quotes.");
+  EXPECT_EQ(reasonFor(eventOf({}, 5)),
+            "/data/event_name is the number 5, and should be a text. Send it as text, in quotes.");
   EXPECT_EQ(reasonFor(eventOf({{"event_standard", 1}, {"receipt", "AAAA"}})),
             "A tracker sends no receipt with a standard event.");
   EXPECT_EQ(reasonFor(recordOf("update", {{"is_genuine", "0"}})), "it takes every system for genuine.");

@@ -1,6 +1,6 @@
-#include "tools/controlhost/Waiting.h"
-
 #include <gtest/gtest.h>
+
+#include "tools/controlhost/Waiting.h"
 
 namespace fliprugair::controlhost {
 

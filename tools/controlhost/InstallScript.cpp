@@ -14,9 +14,9 @@ constexpr std::int64_t reachableByCell = 0x40002;
 
 /// What the search-ad service says, and as what it is reported.
 constexpr std::array<std::array<const char*, 2>, 4> searchAdDetails{{{"attributionDetails", "iad_attribution_details"},
-                                                                      {"iAdAttribution", "iad_attribution"},
-                                                                      {"appPurchaseDate", "app_purchase_date"},
-                                                                      {"iAdImpressionDate", "iad_impression_date"}}};
+                                                                     {"iAdAttribution", "iad_attribution"},
+                                                                     {"appPurchaseDate", "app_purchase_date"},
+                                                                     {"iAdImpressionDate", "iad_impression_date"}}};
 
 SimulatorLines impossible(const std::string& because) { return {"", "A tracker does not send this: " + because}; }
 
@@ -85,7 +85,8 @@ Dictionary deviceOf(const Dictionary& data) {
                      {"brightness", Value(data["screen_brightness"].realValue())}};
   // Without the pasteboard the text is empty; with one that holds no text there is none.
   const bool noPasteboard = data["fb_attribution_id"] == Value("");
-  const Value pasteboards = noPasteboard ? Value(Dictionary()) : Value{{"fb_app_attribution", data["fb_attribution_id"]}};
+  const Value pasteboards =
+      noPasteboard ? Value(Dictionary()) : Value{{"fb_app_attribution", data["fb_attribution_id"]}};
   const std::int64_t flags = connection == "cellular" ? reachableByCell : reachable;
   return with(with(systemFields(data["os_version"].text()), identifiersOf(data)),
               {{"hardware", data["device"]},
@@ -129,13 +130,13 @@ SimulatorLines initScript(const Dictionary& record) {
   const std::string& system = data["os_version"].text();
   if (system.empty() || first["currency"].text().empty()) return impossible("it has a currency from its start on.");
   const bool isNamed = !data["partner_id"].text().empty() && !data["partner_name"].text().empty();
-  if (first["marlune_app_id"].text().empty() && !isNamed) return impossible("it starts with an application or a partner.");
+  if (first["marlune_app_id"].text().empty() && !isNamed)
+    return impossible("it starts with an application or a partner.");
   if (systemVersion(system) < 6 && (data.holds("idfv") || data.holds("idfa"))) {
     return impossible("it reads identifiers from version 6 of a system on.");
   }
-  const Value bundle{{"CFBundleIdentifier", data["package_name"]},
-                     {"CFBundleShortVersionString", "1.0"},
-                     {"CFBundleVersion", "100"}};
+  const Value bundle{
+      {"CFBundleIdentifier", data["package_name"]}, {"CFBundleShortVersionString", "1.0"}, {"CFBundleVersion", "100"}};
   const Value stored{{"origDeviceId", first["marlune_device_id"]},
                      {"currency", data["currency"]},
                      {"sessionTracking", sessionMode(data["session_tracking"].text())},

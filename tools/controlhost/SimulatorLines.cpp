@@ -15,7 +15,8 @@ namespace {
 
 SimulatorLines none(std::string reason) { return {"", std::move(reason)}; }
 
-/// The record with the times and the envelope that a tracker would have given it, so that what is wrong is what it says.
+/// The record with the times and the envelope that a tracker would have given it, so that what is wrong is what it
+/// says.
 Value asMadeAgain(const Dictionary& record) {
   const std::string& action = record["action"].text();
   Dictionary made =
@@ -42,8 +43,10 @@ void storeForEvent(SimulatorScript& script, const Dictionary& data) {
   if (!data.holds("event_data")) return;  // behind a missing value nothing is sent
   Dictionary set;
   std::vector<std::string> removed;
-  if (!data.holds("currency")) removed.emplace_back("currency");
-  else if (data["currency"] != Value("usd")) set = set.setting("currency", data["currency"]);
+  if (!data.holds("currency"))
+    removed.emplace_back("currency");
+  else if (data["currency"] != Value("usd"))
+    set = set.setting("currency", data["currency"]);
   if (data.holds("geo_lat")) set = set.setting("deviceLatitude", data["geo_lat"]);
   if (data.holds("geo_long")) set = set.setting("deviceLongitude", data["geo_long"]);
   script.store(set, removed);

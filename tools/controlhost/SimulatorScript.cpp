@@ -68,8 +68,6 @@ Dictionary systemFields(const std::string& system) {
   return Value{{"system_name", system.substr(0, blank)}, {"system_version", system.substr(blank + 1)}}.dictionary();
 }
 
-double systemVersion(const std::string& system) {
-  return std::strtof(system.c_str() + blankIn(system) + 1, nullptr);
-}
+double systemVersion(const std::string& system) { return std::strtof(system.c_str() + blankIn(system) + 1, nullptr); }
 
 }  // namespace fliprugair::controlhost

@@ -66,8 +66,11 @@ Dictionary reportedBefore(const Dictionary& data) {
   for (const char* flag : {"app_limit_tracking", "device_limit_tracking"}) {
     reported = reported.setting(flag, data[flag] == Value("0") ? "1" : "0");
   }
-  const Value rest{{"app_short_string", "1.0"}, {"app_version", "100"},    {"is_genuine", "1"},
-                   {"language", "en"},          {"os_version", "iOS 9.3"}};
+  const Value rest{{"app_short_string", "1.0"},
+                   {"app_version", "100"},
+                   {"is_genuine", "1"},
+                   {"language", "en"},
+                   {"os_version", "iOS 9.3"}};
   for (const Dictionary::Entry& entry : rest.dictionary().entries()) {
     if (!data.holds(entry.key())) reported = reported.setting(entry.key(), entry.value);
   }
