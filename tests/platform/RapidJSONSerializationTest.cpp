@@ -260,6 +260,7 @@ Value readByTheLibrary(const std::string& number) {
 TEST(JSONText, ReadsRealsOfAnySizeAsTheNearestThereIs) {
   const std::string digits(59, '4');
   const std::string zeros(400, '0');
+  const std::string manyZeros(10000, '0');
   const std::vector<std::string> numbers = {digits + "1e308",
                                             digits + "1e249",
                                             digits + "1e248",
@@ -276,6 +277,11 @@ TEST(JSONText, ReadsRealsOfAnySizeAsTheNearestThereIs) {
                                             "2e-324",
                                             "1e-324",
                                             "1e-400",
+                                            "1E-400",
+                                            "1E400",
+                                            "99e308",
+                                            "0." + manyZeros + "1e9600",
+                                            "1" + manyZeros + "e-9600",
                                             "123456789012345678901234567890e-340",
                                             "1e999999999999999999999",
                                             "1e-999999999999999999999",

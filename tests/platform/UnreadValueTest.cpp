@@ -68,6 +68,7 @@ TEST(AnUnreadValue, IsNotMadeOfWhatIsEmptyTooDeepOrNoContainer) {
 TEST(AnUnreadValue, TravelsAsItsTextAndIsLaidOutForAReaderLikeAnyOther) {
   const RapidJSONSerialization json;
   const Value batch = Array{unread(record), unread("[1]"), 2};
+  EXPECT_EQ(json.text(batch), "[" + record + ",[1],2]");
   EXPECT_EQ(json.textOfAny(batch), "[" + record + ",[1],2]");
   EXPECT_EQ(json.textOfAny(Value{{"first", unread("[1]")}, {"then", true}}), R"({"first":[1],"then":true})");
   EXPECT_EQ(json.text(batch, JSONSerialization::Layout::pretty),

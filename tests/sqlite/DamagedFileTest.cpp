@@ -419,6 +419,25 @@ TEST(DamagedFiles, AreSetAsideOnceThatIsPossible) {
   EXPECT_EQ(AfterSuddenDeath(file)->objectForKey("key"), Value("value"));
 }
 
+TEST(DamagedFiles, AreReadOnceWhenTheyCannotBeSetAsideAtOnce) {
+  const TemporaryFolder folder(memory());
+  const auto file = folder / "store";
+  fill(file);
+  overwrite(file, 0, std::string(100, '?'));
+  std::unique_ptr<SQLiteUserDefaults> store;
+  {
+    const FaultyMedium medium(FaultyMedium::Operation::rename, 0, FaultyMedium::Span::lasting);
+    store = openStore(file);
+    EXPECT_EQ(store->objectForKey("queue").array().size(), 100U);
+    store->setObject(Array({record(7)}), "queue");
+    store->synchronize();
+  }
+  store->synchronize();
+  EXPECT_EQ(filesSetAside(folder).size(), 1U);
+  EXPECT_EQ(store->objectForKey("queue"), Value(Array({record(7)})));
+  EXPECT_EQ(AfterSuddenDeath(file)->objectForKey("queue"), Value(Array({record(7)})));
+}
+
 TEST(DamagedFiles, TakeTheirLogWithThem) {
   const TemporaryFolder folder;
   std::ofstream(folder / "store") << "damage";

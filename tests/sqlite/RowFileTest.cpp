@@ -42,5 +42,18 @@ TEST(ARowFile, OfTheFirstFormatGivesUnusedRoomBackToo) {
   expectRoomGivenBack(file, path);
 }
 
+TEST(ARowFile, MakesAllOfTheChangesOrNoneAndGoesOn) {
+  const TemporaryFolder folder(memory());
+  const auto path = folder / "store";
+  { const RowFile first(path, StoreDurability::process); }
+  execute(path,
+          "CREATE TRIGGER refusal BEFORE INSERT ON rows WHEN new.name = 'refused' BEGIN SELECT RAISE(FAIL, 'no'); END");
+  RowFile file(path, StoreDurability::process);
+  EXPECT_THROW(file.write({Row{1, 0, 1, "first", 1}, Row{2, 0, 2, "refused", 2}}), StoreError);
+  EXPECT_TRUE(file.rows().empty());
+  file.write({Row{3, 0, 3, "third", 3}, Row{4, 0, 4, "fourth", 4}});
+  EXPECT_EQ(file.rows().size(), 2U);
+}
+
 }  // namespace
 }  // namespace fliprugair

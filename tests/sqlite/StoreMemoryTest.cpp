@@ -25,6 +25,17 @@ TEST(StoreMemory, GivesOutEachWriteOnce) {
   EXPECT_EQ(taken(memory), std::set<std::string>());
 }
 
+TEST(StoreMemory, KeepsWhatWasPostponedUntilTheOutermostGroupHasEnded) {
+  StoreMemory memory;
+  for (int depth = 0; depth < 3; ++depth) memory.beginGroup();
+  EXPECT_TRUE(memory.postponeSynchronization());
+  EXPECT_FALSE(memory.endGroup().synchronizes);
+  EXPECT_FALSE(memory.endGroup().synchronizes);
+  EXPECT_TRUE(memory.postponeSynchronization());
+  EXPECT_TRUE(memory.endGroup().synchronizes);
+  EXPECT_FALSE(memory.postponeSynchronization());
+}
+
 TEST(StoreMemory, GivesOutAnotherThreadsGroupWhole) {
   StoreMemory memory;
   std::promise<void> begun;

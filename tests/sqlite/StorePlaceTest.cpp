@@ -1,4 +1,6 @@
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include <filesystem>
 #include <fstream>
@@ -7,6 +9,18 @@
 #include "platform/sqlite/StorePlace.h"
 #include "tests/support/Eventually.h"
 #include "tests/support/TemporaryFolder.h"
+
+namespace {
+
+thread_local int lookups = 0;
+
+}  // namespace
+
+/// Stands in for the C library's, and counts.
+extern "C" int stat(const char* path, struct stat* state) noexcept {
+  ++lookups;
+  return fstatat(AT_FDCWD, path, state, 0);
+}
 
 namespace fliprugair {
 namespace {
@@ -39,6 +53,13 @@ TEST_F(AStorePlace, HoldsWhileNothingIsTakenAway) {
   std::ofstream(file_, std::ios::app) << "more";
   make(file_.parent_path() / "neighbour");
   settle();
+}
+
+TEST_F(AStorePlace, LooksNoNameUpWhileItsFolderIsTheSame) {
+  EXPECT_TRUE(eventually([this] {
+    const int before = lookups;
+    return place_->isInPlace() && lookups == before;
+  }));
 }
 
 TEST_F(AStorePlace, NoticesAtOnceThatTheFileIsGone) {
