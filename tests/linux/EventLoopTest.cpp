@@ -1,4 +1,5 @@
 #include <poll.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -9,6 +10,18 @@
 
 #include "linux/Support.h"
 #include "platform/linux/EventLoop.h"
+
+namespace {
+
+thread_local int writes = 0;  ///< such as wake a loop
+
+}  // namespace
+
+/// Stands in for the C library's, and counts.
+extern "C" ssize_t write(int descriptor, const void* bytes, size_t size) {
+  ++writes;
+  return syscall(SYS_write, descriptor, bytes, size);
+}
 
 namespace fliprugair {
 namespace {
@@ -73,6 +86,28 @@ TEST(EventLoop, TasksInABurstAllRunAlthoughTheFirstAloneWakesIt) {
   main.join();
   EXPECT_EQ(run, count);
   EXPECT_LE(sleeps, length + 20);
+}
+
+TEST(EventLoop, IsNotWokenForATaskOfAnotherThreadWhileItLooksAgainByItself) {
+  EventLoop loop({});
+  int wakeUps = -1;
+  loop.async([&] {
+    std::thread([&] {
+      writes = 0;
+      loop.async([&] { loop.stop(); });
+      wakeUps = writes;
+    }).join();
+  });
+  loop.run();
+  EXPECT_EQ(wakeUps, 0);
+}
+
+TEST(EventLoop, WakesItselfForAStopAlone) {
+  EventLoop loop({});
+  loop.scheduleTimer(0, "stop", [&] { loop.stop(); });
+  writes = 0;
+  loop.run();
+  EXPECT_EQ(writes, 1);
 }
 
 TEST(EventLoop, ATaskThatATaskPostsDoesNotWait) {

@@ -1,6 +1,36 @@
+#include <dlfcn.h>
+#include <ifaddrs.h>
+
 #include "linux/Support.h"
 #include "platform/linux/LinuxSurroundings.h"
 #include "platform/linux/NetworkRoute.h"
+
+namespace {
+
+/// An interface without an address, as a tunnel may be; null while the machine has none.
+ifaddrs* addressless = nullptr;
+
+template <class Function>
+Function* inTheCLibrary(const char* name) {
+  return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
+}
+
+}  // namespace
+
+/// Puts that interface in front of the machine's own.
+extern "C" int getifaddrs(ifaddrs** list) noexcept {
+  const int result = inTheCLibrary<int(ifaddrs**)>("getifaddrs")(list);
+  if (addressless != nullptr) {
+    addressless->ifa_next = *list;
+    *list = addressless;
+  }
+  return result;
+}
+
+extern "C" void freeifaddrs(ifaddrs* list) noexcept {
+  const bool isFirst = addressless != nullptr && list == addressless;
+  inTheCLibrary<void(ifaddrs*)>("freeifaddrs")(isFirst ? list->ifa_next : list);
+}
 
 namespace fliprugair {
 namespace {
@@ -8,6 +38,16 @@ namespace {
 TEST(NetworkRoute, TheRouteToThisMachineIsTheLoopbackInterface) {
   const Route route = routeTo("127.0.0.1");
   EXPECT_TRUE(route.asked);
+  EXPECT_EQ(route.interface, "lo");
+}
+
+TEST(NetworkRoute, AnInterfaceWithoutAnAddressIsPassedOver) {
+  std::string name = "tun0";
+  ifaddrs tunnel{};
+  tunnel.ifa_name = name.data();
+  addressless = &tunnel;
+  const Route route = routeTo("127.0.0.1");
+  addressless = nullptr;
   EXPECT_EQ(route.interface, "lo");
 }
 

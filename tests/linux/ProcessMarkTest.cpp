@@ -1,11 +1,11 @@
-#include "platform/posix/ProcessMark.h"
-
 #include <gtest/gtest.h>
 #include <sys/resource.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
 
 #include <fstream>
+
+#include "platform/posix/ProcessMark.h"
 
 namespace {
 

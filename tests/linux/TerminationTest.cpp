@@ -30,6 +30,17 @@ TEST(LinuxTermination, TheDestructorTerminates) {
   }
 }
 
+TEST(LinuxTermination, IsNotToldOfWhenItStopsForGood) {
+  for (const MainThread mainThread : {MainThread::own, MainThread::host}) {
+    auto environment = opened(isolatedOptions(mainThread));
+    std::atomic<int> told = 0;
+    environment->notificationCenter().addObserver(&told, ApplicationNotification::willTerminate, [&] { ++told; });
+    environment->applicationDidBecomeActive();
+    LinuxEnvironment::stopForGood(std::move(environment));
+    EXPECT_EQ(told, 0);
+  }
+}
+
 TEST(LinuxTermination, WaitsForBackgroundTasksWhileEverythingGoesOn) {
   for (const MainThread mainThread : {MainThread::own, MainThread::host}) {
     LinuxOptions options = isolatedOptions(mainThread);

@@ -1,5 +1,6 @@
 #include <pthread.h>
 
+#include <array>
 #include <csignal>
 
 #include "linux/Support.h"
@@ -13,6 +14,12 @@ TEST(Threads, TheHostAppsSignalsAreNotDeliveredToThem) {
   startThread("tested", [&] { pthread_sigmask(SIG_SETMASK, nullptr, &inside); }).join();
   for (const int signal : {SIGTERM, SIGINT, SIGHUP, SIGCHLD, SIGUSR1}) EXPECT_TRUE(sigismember(&inside, signal));
   for (const int fault : {SIGSEGV, SIGBUS, SIGABRT}) EXPECT_FALSE(sigismember(&inside, fault));
+}
+
+TEST(Threads, BearTheirName) {
+  std::array<char, 16> name{};
+  startThread("tested", [&] { pthread_getname_np(pthread_self(), name.data(), name.size()); }).join();
+  EXPECT_STREQ(name.data(), "tested");
 }
 
 TEST(Threads, StartingOneLeavesTheCallersSignalsAsTheyWere) {

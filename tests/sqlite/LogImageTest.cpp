@@ -1,5 +1,4 @@
 #include "platform/sqlite/LogImage.h"
-
 #include "platform/sqlite/RowFile.h"
 #include "sqlite/StoreFiles.h"
 

@@ -1,6 +1,5 @@
-#include "platform/sqlite/RowImage.h"
-
 #include "platform/sqlite/RowFile.h"
+#include "platform/sqlite/RowImage.h"
 #include "sqlite/StoreFiles.h"
 
 namespace fliprugair {

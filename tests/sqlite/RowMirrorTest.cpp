@@ -1,5 +1,4 @@
 #include "platform/sqlite/RowMirror.h"
-
 #include "sqlite/StoreTest.h"
 
 namespace fliprugair {
