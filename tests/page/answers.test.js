@@ -22,6 +22,7 @@ async function apply(page) {
 
 test('an edited setting reaches the init reply that a sample app gets next', async () => {
   const page = await stage.open({view: '#answers'});
+  await page.getByText('A tracker asks for it at a start of its app: when its last reply is older than its mlinit_wait').waitFor();
   await set(page, 'getattribution_wait', '1');
   await set(page, 'mltracker_wait', '777');
   await apply(page);

@@ -1,7 +1,8 @@
 import assert from 'node:assert/strict';
+import {readFile} from 'node:fs/promises';
 import {test} from 'node:test';
 import {copied, holdChanges, latest, lines} from './support/browser.js';
-import {Host, event, usertime, record} from './support/host.js';
+import {Host, device, event, record, usertime} from './support/host.js';
 import {quickAnswers, setStage} from './support/stage.js';
 
 const stage = setStage();
@@ -14,12 +15,12 @@ test('before anything came, the page tells how to connect an app, with the addre
   assert.equal(await copied(page, page.getByRole('button', {name: 'Copy the option'}), 'option'), `{"trackerHostname", "${stage.host.address}"}`);
 });
 
-test("a sample app's requests appear without a reload, with its session on the time line", async () => {
+test('a sample app is started as the page tells, and its requests appear without a reload, with its session on the time line', async () => {
   await stage.host.put('api/answers', quickAnswers);
   const page = await stage.open({viewport: {width: 1360, height: 3000}});  // all that it sends is in sight
   let loads = 0;
   page.on('load', () => loads++);
-  const visit = await stage.app.visit();
+  const visit = await stage.app.startedBy(await copied(page, page.getByRole('button', {name: 'Copy the command'}), 'command'));
   assert.equal(visit.status, 0, visit.errors);
   for (const name of ['init', 'initial', 'get_attribution', 'event "Tutorial"', 'deeplink', 'session "pause"']) {
     await lines(page, name).first().waitFor();
@@ -55,6 +56,39 @@ test('search and filters show what fits, a batch with those of its records that 
   await lines(page, 'event "Purchase"').waitFor();
 });
 
+test('a search takes the terms of the interface, and what is none is text', async () => {
+  await stage.host.send([...tutorial, event('Level Complete', 'shop://cart')]);
+  await stage.host.send(record('session', {state: 'resume', usertime: usertime(), uptime: '1'}));
+  const page = await stage.open();
+  for (const [search, counts] of [['event:Purchase', '2 of 5'], ['event:"Level Complete" action:event', '2 of 5'], ['/data/receipt:cmVjZWlwdA==', '2 of 5'],
+    ['state:resume', '1 of 5'], ['status:200 name:SESSION', '1 of 5'], ['status:503', '0 of 5'], ['severity:warning', '1 of 5'], ['shop://cart', '2 of 5'], ['LEVEL', '2 of 5']]) {
+    await page.getByRole('searchbox').fill(search);
+    assert.equal(await page.locator('#count').innerText(), `${counts} lines`, search);
+  }
+});
+
+test('an export holds the requests that the filters show', async () => {
+  await stage.host.send(tutorial);
+  await stage.host.send([event('Level Complete', 'a: b & c')]);
+  await stage.host.send(record('something', {}));
+  const page = await stage.open();
+  const exported = async () => {
+    const link = page.getByRole('link', {name: 'NDJSON'});
+    if (!await link.isVisible()) await page.getByText('Export', {exact: true}).click();
+    const [download] = await Promise.all([page.waitForEvent('download'), link.click()]);
+    return (await readFile(await download.path(), 'utf8')).split('\n').filter((line) => line).map((line) => JSON.parse(line).names[0]);
+  };
+  assert.equal((await exported()).length, 3);
+  await page.getByRole('searchbox').fill('event:"Level Complete" "a: b & c"');
+  assert.deepEqual(await exported(), ['event "Level Complete"']);
+  await page.getByRole('searchbox').fill('purchase');
+  await page.getByLabel('Device', {exact: true}).selectOption(device);
+  assert.deepEqual(await exported(), ['event "Tutorial"']);
+  await page.getByRole('searchbox').fill('');
+  await page.getByLabel('Action', {exact: true}).selectOption('something');
+  assert.deepEqual(await exported(), ['something']);
+});
+
 test('a device can be chosen on the time line, and forgotten', async () => {
   const other = 'MIFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFF';
   await stage.host.send(tutorial);
@@ -73,6 +107,7 @@ test('while paused nothing new is shown, and one sees that it is paused', async 
   const page = await stage.open();
   await page.getByRole('button', {name: 'Pause'}).click();
   await page.getByText('Paused', {exact: true}).waitFor();
+  await page.getByRole('alert').getByText('The host is paused: it answers what comes, and keeps nothing of it.').waitFor();
   await stage.host.send(event('Unseen'));
   await page.getByRole('button', {name: 'Pause'}).click();
   await page.getByText('Live', {exact: true}).waitFor();

@@ -110,6 +110,12 @@ export class SampleApp {
     return run('fliprugair-visit', ['--host', this.host.address, '--folder', this.folder, ...args]);
   }
 
+  /** By a shell command for an app of one's own, "./my-app". */
+  async startedBy(command) {
+    this.folder ??= await mkdtemp(path.join(tmpdir(), 'fliprugair-page-'));
+    return run('/bin/sh', ['-c', command.replace('./my-app', `"$0" --folder "$1"`), path.resolve(programs, 'fliprugair-visit'), this.folder]);
+  }
+
   async uninstall() {
     if (this.folder) await rm(this.folder, {recursive: true});
   }

@@ -55,7 +55,8 @@ function showConnection() {
   button.querySelector('[data-icon]').replaceChildren(icon(paused ? 'play' : 'pause'));
   const banner = byId('banner');
   const text = state === 'lost' ? 'The host does not answer. Is it still running? The page tries again by itself.'
-    : faults.offline ? 'The host plays offline: every connection of a tracker is cut. Switch it on again under Faults.' : '';
+    : faults.offline ? 'The host plays offline: every connection of a tracker is cut. Switch it on again under Faults.'
+      : shown === 'paused' ? 'The host is paused: it answers what comes, and keeps nothing of it. Press Pause again to go on.' : '';
   banner.hidden = !text;
   if (banner.textContent !== text) banner.textContent = text;
 }

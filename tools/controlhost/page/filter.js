@@ -1,19 +1,29 @@
 // Which rows are shown.
 
+import {termForHost, termsOf} from './terms.js';
+
 const rank = {'': 0, note: 1, warning: 2, error: 3};
 
 export const noFilter = {text: '', action: '', device: null, severity: ''};
 
-/** A predicate on rows. Every word of the text must occur in what came, or in the row's own name, device or application. */
+/** A predicate on rows: every term of the text must hold. */
 export function predicate({text, action, device, severity}) {
-  const words = text.toLowerCase().split(/\s+/).filter((word) => word);
+  const terms = termsOf(text);
   return (row) => {
     if (device !== null && row.device !== device) return false;
     if (action && row.action !== action) return false;
     if (rank[row.severity] < rank[severity]) return false;
-    return words.every((word) => row.text.includes(word) || row.name.toLowerCase().includes(word)
-      || row.device.toLowerCase().includes(word) || row.app.toLowerCase().includes(word) || row.id === word);
+    return terms.every((term) => term.holds(row));
   };
+}
+
+/** The same for the host, which knows requests and not rows; '' is everything. */
+export function query({text, action, device, severity}) {
+  const terms = termsOf(text);
+  if (device !== null) terms.push({key: 'device', value: device});
+  if (action) terms.push({key: 'action', value: action});
+  if (severity) terms.push({key: 'severity', value: severity});
+  return terms.map(termForHost).join(' ');
 }
 
 /** The rows of one request that are shown: a batch is shown whenever one of its records is. `rows`: as Traffic keeps them. */

@@ -25,6 +25,7 @@ export class InitForm {
     this.verdict = el('ul', {class: 'effects'});
     this.element = el('section', {class: 'card init-card', 'aria-labelledby': 'init-title'},
       el('header', {class: 'card-head'}, el('h2', {id: 'init-title', text: 'Init reply'}), this.modes()),
+      el('p', {class: 'hint', text: 'A tracker asks for it at a start of its app: when its last reply is older than its mlinit_wait, 60 seconds or more, or when the app’s version has changed.'}),
       el('div', {class: 'init'}, el('div', {class: 'init-edit'}, this.form, this.text, this.cascade()),
         el('div', {class: 'init-out'}, el('h3', {text: 'What goes out'}), this.preview, el('h3', {text: 'What a tracker makes of it'}), el('div', {role: 'status'}, this.verdict))));
     this.text.addEventListener('input', () => { (this.settings.raw ??= {}).init = this.text.value; this.changed(); });

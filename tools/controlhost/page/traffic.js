@@ -24,7 +24,7 @@ function rowOfRequest(request, records) {
     id: String(request.id), request, index: null, device: request.device, app: request.app, action: request.action,
     name: request.action === 'batch' ? `batch of ${request.records}` : single?.name || request.names[0] || request.action || 'not a request',
     detail: detailOf(single?.json), severity: worst(request.findings), findings: request.findings, usertime: null,
-    text: `${request.path} ${single ? JSON.stringify(single.json) : ''}`.toLowerCase(),
+    text: single ? JSON.stringify(single.json) : '',
   };
 }
 
@@ -33,7 +33,7 @@ function rowOfRecord(request, record) {
   return {
     id: record.id, request, index: record.index, device: record.device, app: record.app, action: record.action,
     name: record.name, detail: detailOf(record.json), severity: worst(findings), findings, usertime: record.usertime,
-    text: JSON.stringify(record.json).toLowerCase(),
+    text: JSON.stringify(record.json),
   };
 }
 

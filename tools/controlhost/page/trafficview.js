@@ -2,7 +2,7 @@
 
 import {copy} from './copy.js';
 import {byId, el, icon, offer} from './dom.js';
-import {noFilter, predicate, shownAmong, shownOf} from './filter.js';
+import {noFilter, predicate, query, shownAmong, shownOf} from './filter.js';
 import {counted, shortDevice} from './format.js';
 import {List} from './list.js';
 import {RecordPane} from './record.js';
@@ -137,7 +137,15 @@ export class TrafficView {
     byId('filter-device').value = filter.device ?? '*';
     byId('filter-findings').value = filter.severity;
     this.timeline.setFilter(filter.device);
+    this.suitExport(query(filter));
     this.refilter();
+  }
+
+  suitExport(terms) {
+    for (const link of byId('export').querySelectorAll('a')) {
+      link.search = terms && new URLSearchParams({q: terms});
+    }
+    byId('export-what').hidden = !terms;
   }
 
   toggleDevice(device) {
@@ -198,7 +206,7 @@ export class TrafficView {
       el('p', {text: 'Give your app’s tracker this host, and start the app. What it sends appears here by itself.'}),
       snippet(`{"trackerHostname", "${host}"}`, 'option'),
       el('p', {text: 'An app that allows it takes the host from its environment; nothing is built anew:'}),
-      snippet('fliprugair-controlhost run -- ./my-app', 'command'),
+      snippet(`FLIPRUGAIR_CONTROL_HOST=${host} ./my-app`, 'command'),
       el('p', {text: 'No app at hand? Send a request, a wrong one, and see what is said about it:'}),
       snippet(`curl -H 'Content-Type: application/json' -d '{"action":"init"}' http://${host}/marlune/v4`, 'curl command'));
   }
