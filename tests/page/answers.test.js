@@ -109,6 +109,17 @@ test('a status and a delay of replies are edited, for everyone or by a rule, and
   assert.equal((await stage.host.send(pause)).status, 200);
 });
 
+test('a new rule is for the device that sent last', async () => {
+  const newer = 'MI99999999999999999999999999999999';
+  await stage.host.send(init());
+  const page = await stage.open();
+  await stage.host.send({...init(), marlune_device_id: newer});
+  await page.locator('.lane').nth(1).waitFor();
+  await page.getByRole('link', {name: 'Answers'}).click();
+  await page.getByRole('button', {name: 'Add a rule'}).click();
+  assert.equal(await page.getByLabel('Device identifier').inputValue(), newer);
+});
+
 test('a rule answers its device alone', async () => {
   const page = await stage.open({view: '#answers'});
   await page.getByRole('button', {name: 'Add a rule'}).click();

@@ -103,6 +103,20 @@ test('a device can be chosen on the time line, and forgotten', async () => {
   assert.equal((await stage.host.get('api/devices')).devices.filter((one) => one.device === other).length, 0);
 });
 
+test('of more devices than there is room for the newest is in sight', async () => {
+  const from = (number) => stage.host.send({...record('session', {state: 'resume', usertime: usertime(), uptime: '1'}), marlune_device_id: `MI${String(number).padStart(32, '0')}`});
+  for (let number = 1; number <= 9; number++) await from(number);
+  const page = await stage.open();
+  const inSight = (name) => page.waitForFunction((text) => {
+    const lane = [...document.querySelectorAll('.lane')].find((one) => one.textContent.includes(text));
+    return lane && lane.getBoundingClientRect().bottom <= document.getElementById('lanes').getBoundingClientRect().bottom + 1;
+  }, name);
+  await inSight('0009');
+  await from(10);
+  await inSight('0010');
+  assert.equal(await page.locator('#device-count').innerText(), '10');
+});
+
 test('while paused nothing new is shown, and one sees that it is paused', async () => {
   const page = await stage.open();
   await page.getByRole('button', {name: 'Pause'}).click();

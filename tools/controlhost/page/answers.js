@@ -126,7 +126,7 @@ export class AnswersView {
   }
 
   addRule() {
-    const newest = this.devices()[0]?.device ?? '';
+    const newest = this.devices().sort((one, other) => other.last - one.last)[0]?.device ?? '';
     this.draft.rules.push({name: `Rule ${this.draft.rules.length + 1}`, device: newest, app: '', settings: structuredClone(this.draft.default)});
     this.chosen = this.draft.rules.length - 1;
     this.showRules();

@@ -96,17 +96,26 @@ export class Timeline {
     const end = Math.max(Date.now() / 1000, this.latest);
     const start = this.seconds ? end - this.seconds : Math.min(this.earliest, end - 10);
     this.scale = {start, end: end + (end - start) * 0.01};
+    this.addLanes();
     for (const [id, device] of this.devices) {
-      if (!this.lanes.has(id)) {
-        if (this.still()) continue;
-        this.lanes.set(id, new Lane(this, id));
-        this.box.append(this.lanes.get(id).element);
-      }
       const lane = this.lanes.get(id);
+      if (!lane) continue;
       lane.describe(device, this.filtered === id);
       this.drawLane(lane.drawing, device, ticks.get(id) ?? []);
     }
     this.drawAxis();
+  }
+
+  /** Of more lanes than there is room for, the newest is in sight, unless somebody is about to do something in another. */
+  addLanes() {
+    byId('device-count').textContent = this.devices.size > 1 ? this.devices.size.toLocaleString('en') : '';
+    if (this.still()) return;
+    const added = [...this.devices.keys()].filter((id) => !this.lanes.has(id));
+    for (const id of added) {
+      this.lanes.set(id, new Lane(this, id));
+      this.box.append(this.lanes.get(id).element);
+    }
+    if (added.length && !this.box.matches(':hover, :focus-within')) this.box.scrollTop = this.box.scrollHeight;
   }
 
   ticksByDevice() {
