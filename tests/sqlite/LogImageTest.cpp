@@ -51,6 +51,7 @@ TEST(ALogImage, TakesAFrameInPartBeforeAnOlderLogsForTheEndOfAProcess) {
   const LogImage image(log);
   EXPECT_EQ(image.pages().size(), expected);
   EXPECT_FALSE(image.isDamaged());
+  EXPECT_TRUE(image.endsUnfinished());
 }
 
 TEST(ALogImage, IsDamagedWhereTheLastFrameIsNotWhole) {
