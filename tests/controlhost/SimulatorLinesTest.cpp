@@ -124,6 +124,7 @@ TEST(SimulatorLines, SendAnEventOfEachShapeAgain) {
   expectMadeAgain(eventOf({{"event_standard", 1}, {"event_data", nullptr}, {"currency", nullptr}}));
   expectMadeAgain(eventOf({{"currency", "EUR"}}));
   expectMadeAgain(eventOf({{"currency", nullptr}}));
+  expectMadeAgain(eventOf({{"currency", 5}}));
   // The place stands in front of what comes behind it.
   expectMadeAgain(eventOf({{"geo_lat", ""}}));
   expectMadeAgain(eventOf({{"geo_lat", "52.5"}, {"geo_long", "13.4"}, {"updelta", "9"}}));
@@ -247,6 +248,7 @@ TEST(SimulatorLines, ReportAnInstallationAgain) {
   for (const char* key : {"network_conn_type", "fb_attribution_id", "idfa"}) bare = bare.removing(key);
   expectMadeAgain(recordOf("initial", bare.setting("os_version", "iOS 7.0.6")));
   expectMadeAgain(recordOf("initial", bare.setting("os_version", "Linux 6.1.0-33-amd64")));
+  expectMadeAgain(recordOf("initial", bare.removing("device_limit_tracking").setting("os_version", "System nan")));
   expectMadeAgain(recordOf("initial", bare.removing("device_limit_tracking").setting("os_version", "iOS 5.1")));
 }
 

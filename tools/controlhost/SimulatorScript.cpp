@@ -68,6 +68,9 @@ Dictionary systemFields(const std::string& system) {
   return Value{{"system_name", system.substr(0, blank)}, {"system_version", system.substr(blank + 1)}}.dictionary();
 }
 
-double systemVersion(const std::string& system) { return std::strtof(system.c_str() + blankIn(system) + 1, nullptr); }
+double systemVersion(const std::string& system) {
+  const char* version = system.c_str() + blankIn(system) + 1;
+  return *version >= '0' && *version <= '9' ? std::strtof(version, nullptr) : 0;  // "nan" and "inf" are none
+}
 
 }  // namespace fliprugair::controlhost
