@@ -1,8 +1,7 @@
-#include "platform/linux/SentWatch.h"
-
 #include <gtest/gtest.h>
 
 #include "Fliprugair/collaborators/MarluneNetworkAccess.h"
+#include "platform/linux/SentWatch.h"
 #include "support/MemoryUserDefaults.h"
 
 namespace fliprugair {
