@@ -8,6 +8,7 @@
 
 #include "platform/json/RapidJSONSerialization.h"
 #include "random/RandomScripts.h"
+#include "support/Times.h"
 #include "support/WireFormat.h"
 #include "tools/sim/Simulator.h"
 
@@ -61,12 +62,12 @@ class CheckedSimulator {
 
 TEST(WireFormat, OfRandomScriptsIsInOrder) {
   std::size_t requests = 0;
-  for (std::uint64_t seed = 1; seed <= 300; ++seed) {
+  for (int seed = 1; seed <= times(300); ++seed) {
     CheckedSimulator simulator(seed);
     runRandomScript(seed, 200, [&](const std::string& command) { simulator.run(command); });
     requests += simulator.requests();
   }
-  EXPECT_GT(requests, 100u);
+  EXPECT_GT(requests, static_cast<std::size_t>(times(100)));
 }
 
 TEST(WireFormat, OfScenariosIsInOrder) {
