@@ -81,6 +81,34 @@ TEST(Faults, GarbageIsNoJSON) {
   EXPECT_TRUE(answer.json().isNull());
 }
 
+TEST(Faults, AStatusThatHasNoBodyIsSentWithoutOne) {
+  for (const int status : {204, 304}) {
+    ControlHost host;
+    host.setFaults({{.kind = Fault::Kind::status, .status = status}});
+    httplib::Client client("127.0.0.1", host.port());
+    const auto answer = client.Post("/marlune/v4", {{"Connection", "close"}}, R"({"action":"init"})",
+                                    "application/json; charset=utf-8");
+    ASSERT_TRUE(answer) << status;
+    EXPECT_EQ(answer->status, status);
+    EXPECT_EQ(answer->body, "");
+    EXPECT_FALSE(answer->has_header("Content-Length"));
+    EXPECT_FALSE(answer->has_header("Content-Type"));
+    EXPECT_EQ(host.requests()[0].reply, "");
+    EXPECT_EQ(host.requests()[0].status, status);
+  }
+}
+
+TEST(Faults, AReplyWithoutABodyBreaksOffInItsHead) {
+  for (const Fault::Kind kind : {Fault::Kind::resetDuring, Fault::Kind::truncate}) {
+    HostSettings settings;
+    settings.status["init"] = 204;
+    ControlHost host({.settings = [settings] { return settings; }});
+    host.setFaults({{.kind = kind, .times = 1}});
+    EXPECT_EQ(post(host.port(), Value{{"action", "init"}}).status, 0);
+    EXPECT_EQ(post(host.port(), Value{{"action", "init"}}).status, 204);
+  }
+}
+
 TEST(Faults, OfflineNothingIsAnswered) {
   ControlHost host;
   host.setOffline(true);
@@ -107,7 +135,11 @@ TEST(Faults, FaultyOnesChangeNothingAndSayWhatIsWrong) {
           "offline is the number 1, and should be true or false",
           "faults[0].kind is the text \"burn\", and should be one of status, delay, hang, reset_before, reset_during, "
           "truncate, garbage",
-          "faults[1].percent is the number 101, and should be a whole number from 0 to 100"}));
+          "faults[1].percent is the number 101, and should be a whole number from 1 to 100"}));
+  EXPECT_EQ(faults.addJSON(Value{{"kind", "status"}, {"percent", 0}}).size(), 1u);
+  EXPECT_EQ(
+      faults.addJSON(Value{{"kind", "status"}, {"status", 103}}),
+      std::vector<std::string>{"the fault.status is the number 103, and should be a whole number from 200 to 599"});
   EXPECT_EQ(faults.json(), Value({{"offline", false}, {"faults", Array()}}));
 }
 

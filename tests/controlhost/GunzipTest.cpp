@@ -29,6 +29,12 @@ std::string gzipped(const std::string& text) {
 
 TEST(Gunzip, GivesWhatWasCompressed) { EXPECT_EQ(gunzipped(gzipped(batch + batch), 1000), batch + batch); }
 
+TEST(Gunzip, GivesWhatStandsInSeveralMembers) {
+  EXPECT_EQ(gunzipped(gzipped("one ") + gzipped("") + gzipped("two"), 1000), "one two");
+  EXPECT_EQ(gunzipped(gzipped("one ") + gzipped("two"), 5)->size(), 6U);
+  EXPECT_FALSE(gunzipped(gzipped("one ") + gzipped("two").substr(0, 10), 1000));
+}
+
 TEST(Gunzip, GivesNothingOfWhatIsCutOffOrFollowedOrNoGzip) {
   const std::string bytes = gzipped(batch + batch);
   EXPECT_FALSE(gunzipped(bytes.substr(0, bytes.size() - 1), 1000));
@@ -54,11 +60,13 @@ class CompressedRequests : public testing::Test {
   httplib::Client client_{"127.0.0.1", host_.port()};
 };
 
-TEST_F(CompressedRequests, AreReadAndKeptAsWhatWasCompressed) {
-  ASSERT_EQ(send(gzipped(batch + std::string(100, ' ')), "gzip")->status, 200);
+TEST_F(CompressedRequests, AreReadAndKeptAsWhatWasCompressedAndAsTheyCame) {
+  const std::string came = gzipped(batch + std::string(100, ' '));
+  ASSERT_EQ(send(came, "gzip")->status, 200);
   const std::vector<ReceivedRequest> requests = host_.requests();
   ASSERT_EQ(requests.size(), 1U);
   EXPECT_EQ(requests[0].bytes, batch + std::string(100, ' '));
+  EXPECT_EQ(requests[0].compressed, came);
   EXPECT_EQ(requests[0].names, (std::vector<std::string>{"event \"one\"", "event \"two\""}));
   EXPECT_EQ(headerOf(requests[0].headers, "Content-Encoding"), "gzip");
 }
@@ -78,10 +86,46 @@ TEST_F(CompressedRequests, InAnotherFormatAreRefusedWithWhatIsTaken) {
   }
 }
 
-TEST_F(CompressedRequests, ThatAreBrokenOrTooLargeAreRefused) {
+TEST_F(CompressedRequests, UnderTheOlderNameAreRead) {
+  EXPECT_EQ(send(gzipped(batch), "x-gzip")->status, 200);
+  EXPECT_EQ(send(gzipped(batch), "GZip")->status, 200);
+}
+
+TEST_F(CompressedRequests, AreExportedInBothForms) {
+  const std::string came = gzipped(batch);
+  send(came, "gzip");
+  const auto json = [&](const char* path) { return test::httpGet(host_.port(), path).json().dictionary(); };
+  const Dictionary body = json("/api/export.ndjson")["body"].dictionary();
+  EXPECT_EQ(body["text"], Value(batch));
+  EXPECT_EQ(body["compressed"], Value({{"bytes", std::int64_t(came.size())}, {"base64", base64(came)}}));
+  const Dictionary entry = json("/api/export.har")["log"].dictionary()["entries"].array()[0].dictionary();
+  const Dictionary request = entry["request"].dictionary();
+  EXPECT_EQ(request["bodySize"], Value(std::int64_t(came.size())));
+  EXPECT_EQ(request["postData"].dictionary()["text"], Value(batch));
+  EXPECT_EQ(request["postData"].dictionary()["_compressed"], Value(base64(came)));
+}
+
+TEST_F(CompressedRequests, ThatAreBrokenOrTooLargeAreRefusedAndKeptAsTheyCame) {
+  const std::string bomb = gzipped(std::string(17 * 1024 * 1024, ' '));
   EXPECT_EQ(send(batch, "gzip")->status, 400);
-  EXPECT_EQ(send(gzipped(std::string(17 * 1024 * 1024, ' ')), "gzip")->status, 413);
-  EXPECT_TRUE(host_.requests().empty());
+  EXPECT_EQ(send(bomb, "gzip")->status, 413);
+  EXPECT_EQ(send(batch, "br")->status, 415);
+  const std::vector<ReceivedRequest> requests = host_.requests();
+  ASSERT_EQ(requests.size(), 3U);
+  EXPECT_EQ(requests[0].bytes, batch);
+  EXPECT_EQ(requests[1].bytes, bomb);
+  EXPECT_EQ(requests[2].bytes, batch);
+  const std::string texts[] = {
+      "The body is not what its Content-Encoding says: it cannot be read as gzip. Send it compressed to its end, or "
+      "without the header.",
+      "The body is too large once it is decompressed. Send at most 16 MiB.",
+      "The body is compressed in a way that this host cannot read. Use gzip, or nothing."};
+  for (std::size_t index = 0; index < 3; ++index) {
+    EXPECT_TRUE(requests[index].names.empty());
+    ASSERT_EQ(requests[index].findings.size(), 1U);
+    EXPECT_EQ(requests[index].findings[0].text, texts[index]);
+    EXPECT_EQ(requests[index].findings[0].severity, Severity::error);
+  }
 }
 
 }  // namespace

@@ -16,7 +16,7 @@ TEST(HttpConnection, ARequestThatDripsIsRefusedWhenItsTimeIsOver) {
   ASSERT_EQ(send(ends[1], "P", 1, 0), 1);
   connection.waitForRequest(std::chrono::seconds(60));
   for (char byte = 0; connection.read(&byte, 1) == 1;) ASSERT_EQ(send(ends[1], "P", 1, 0), 1);
-  EXPECT_EQ(connection.refusedWith(), 408);
+  EXPECT_EQ(connection.problem().status, 408);
 }
 
 }  // namespace

@@ -140,6 +140,25 @@ TEST_F(InterfaceTest, TakesNoRequestOfAnotherSiteAndNoForeignHost) {
   EXPECT_EQ(send("GET", "/api/requests", "", {{"Host", "localhost:" + std::to_string(host_.port())}}).status, 200);
 }
 
+TEST_F(InterfaceTest, APageOfAnotherSiteWritesNothingIntoTheList) {
+  const std::string port = ':' + std::to_string(host_.port());
+  const std::string body = R"({"action":"init"})";
+  const std::vector<httplib::Headers> foreign{{{"Origin", "http://evil.example"}},
+                                              {{"Origin", "null"}},
+                                              {{"Origin", "https://127.0.0.1" + port}},
+                                              {{"Origin", "http://127.0.0.1:1"}},
+                                              {{"Origin", "http://evil" + port}, {"Host", "evil" + port}},
+                                              {{"Sec-Fetch-Site", "cross-site"}}};
+  for (const httplib::Headers& headers : foreign) {
+    EXPECT_EQ(send("POST", "/marlune/v4", body, headers).status, 403);
+    EXPECT_EQ(send("PUT", "/elsewhere", body, headers).status, 403);
+  }
+  EXPECT_TRUE(host_.requests().empty());
+  EXPECT_EQ(json("/health")["refused"].array()[0].dictionary()["count"], Value(12));
+  EXPECT_EQ(send("POST", "/marlune/v4", body, {{"Origin", "http://localhost" + port}}).status, 200);
+  EXPECT_EQ(send("POST", "/marlune/v4", body, {{"Host", "tracker.example"}}).status, 200);
+}
+
 TEST(Interface, IsThereForOtherMachinesAtTheAddressThatTheyReachWhenItListensOnAll) {
   const ControlHost host({.address = "0.0.0.0"});
   httplib::Client client("127.0.0.2", host.port());
@@ -250,6 +269,25 @@ TEST_F(InterfaceTest, AnArchiveHoldsWhatCameAsItCame) {
             Value(Array{Value{{"name", "a"}, {"value", "1"}}, Value{{"name", "b"}, {"value", ""}}}));
   EXPECT_EQ(request["postData"], Value({{"mimeType", "text/plain"}, {"text", "/w=="}, {"_encoding", "base64"}}));
   EXPECT_EQ(entry["response"].dictionary()["status"], Value(400));
+}
+
+TEST_F(InterfaceTest, AnArchiveSaysWhatIsKnownOfTimesAndOfTheReply) {
+  HostSettings slow;
+  slow.delay = std::chrono::milliseconds(3);
+  host_.setSettings(slow);
+  post(host_.port(), Value{{"action", "init"}});
+  const Dictionary entry = json("/api/export.har")["log"].dictionary()["entries"].array()[0].dictionary();
+  const Dictionary times = entry["timings"].dictionary();
+  EXPECT_GT(times["send"].realValue(), 0);
+  EXPECT_GT(times["wait"].realValue(), 3);
+  EXPECT_DOUBLE_EQ(entry["time"].realValue(), times["send"].realValue() + times["wait"].realValue());
+  const Dictionary response = entry["response"].dictionary();
+  const std::string length = std::to_string(host_.requests()[0].reply.size());
+  EXPECT_EQ(response["headers"],
+            Value(Array{Value{{"name", "Accept-Encoding"}, {"value", "gzip"}},
+                        Value{{"name", "Content-Type"}, {"value", "application/json; charset=utf-8"}},
+                        Value{{"name", "Content-Length"}, {"value", length}}}));
+  EXPECT_EQ(response["statusText"], Value("OK"));
 }
 
 TEST_F(InterfaceTest, EventsTellOfEachRequestAndOfChanges) {

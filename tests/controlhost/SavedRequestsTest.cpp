@@ -1,4 +1,10 @@
 #include <gtest/gtest.h>
+#include <httplib.h>
+#include <sqlite3.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <fstream>
 
 #include "controlhost/HttpClient.h"
 #include "controlhost/TemporaryFile.h"
@@ -52,17 +58,99 @@ TEST_F(SavedRequestsTest, AreGoneWhenTheyAreCleared) {
   EXPECT_TRUE(ControlHost(options()).requests().empty());
 }
 
-TEST_F(SavedRequestsTest, AFileThatIsNoneIsRefused) {
-  file_.write(std::string(4096, 'x'));
-  try {
-    ControlHost host({.savePath = file_.path()});
-    FAIL();
-  } catch (const std::runtime_error& error) {
-    EXPECT_EQ(std::string(error.what()),
-              file_.path() +
-                  ": requests cannot be saved there (file is not a database). Give --save a file "
-                  "that can be written.");
+TEST_F(SavedRequestsTest, AreThereAgainWithWhatCouldNotBeRead) {
+  Value before;
+  {
+    ControlHost host(options());
+    httplib::Client("127.0.0.1", host.port()).Post("/marlune/v4", {{"Content-Encoding", "gzip"}}, "nonsense", "x/y");
+    before = wholeOf(host.requests().at(0));
   }
+  EXPECT_EQ(wholeOf(ControlHost(options()).requests().at(0)), before);
+}
+
+/// What stands in a file.
+std::string bytesOf(const std::string& path) {
+  std::ifstream stream(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(stream), {}};
+}
+
+/// Why a host does not save in `path`.
+std::string refusalOf(const std::string& path) {
+  try {
+    const ControlHost host({.savePath = path});
+  } catch (const std::runtime_error& error) {
+    return error.what();
+  }
+  return "";
+}
+
+void execute(const std::string& path, const std::string& sql) {
+  sqlite3* opened = nullptr;
+  ASSERT_EQ(sqlite3_open(path.c_str(), &opened), SQLITE_OK);
+  EXPECT_EQ(sqlite3_exec(opened, sql.c_str(), nullptr, nullptr, nullptr), SQLITE_OK) << sqlite3_errmsg(opened);
+  sqlite3_close(opened);
+}
+
+TEST_F(SavedRequestsTest, AreOfOneHostAtATime) {
+  {
+    const ControlHost first(options());
+    EXPECT_EQ(refusalOf(path_), path_ + ": another control host (process " + std::to_string(::getpid()) +
+                                    ") saves its requests there. End that one, or give --save another file.");
+    std::filesystem::create_symlink(path_, path_ + ".link");
+    EXPECT_NE(refusalOf(path_ + ".link"), "");
+  }
+  EXPECT_EQ(refusalOf(path_), "");
+}
+
+TEST_F(SavedRequestsTest, AFileOfAnotherProgramStaysAsItIs) {
+  const std::string tables[] = {"CREATE TABLE other (a)",
+                                "CREATE TABLE requests (id INTEGER PRIMARY KEY, a); PRAGMA user_version=1",
+                                "CREATE TABLE requests (id INTEGER PRIMARY KEY, a); PRAGMA journal_mode=WAL",
+                                "PRAGMA application_id=77", "PRAGMA user_version=9"};
+  for (const std::string& sql : tables) {
+    const test::TemporaryFile folder("");
+    const std::string path = folder.path() + "?a=%20#.sqlite";
+    execute(path, sql);
+    const std::string before = bytesOf(path);
+    EXPECT_EQ(refusalOf(path), path + ": no file of this program's; it stays as it is. Give --save a file of its own.")
+        << sql;
+    EXPECT_EQ(bytesOf(path), before) << sql;
+    EXPECT_FALSE(std::filesystem::exists(path + "-wal"));
+  }
+  file_.write(std::string(4096, 'x'));
+  EXPECT_EQ(refusalOf(file_.path()),
+            file_.path() + ": no file of this program's; it stays as it is. Give --save a file of its own.");
+  EXPECT_EQ(bytesOf(file_.path()), std::string(4096, 'x'));
+}
+
+TEST_F(SavedRequestsTest, AFileOfALaterVersionStaysAsItIs) {
+  EXPECT_EQ(refusalOf(path_), "");
+  execute(path_, "PRAGMA user_version=3");
+  EXPECT_EQ(refusalOf(path_),
+            path_ + ": saved by a later version of this program. Use that one, or give --save another file.");
+}
+
+TEST_F(SavedRequestsTest, OfTheFirstVersionAreShownAndGoOn) {
+  execute(
+      path_,
+      "PRAGMA journal_mode=WAL; CREATE TABLE requests (id INTEGER PRIMARY KEY, received REAL, method TEXT, path TEXT, "
+      "remote TEXT, headers TEXT, body BLOB, status INTEGER, reply BLOB, rule INTEGER, delay_ms INTEGER, whole "
+      "INTEGER, fault TEXT, device TEXT); PRAGMA user_version=1; INSERT INTO requests VALUES (7, 1.5, 'POST', "
+      "'/marlune/v4', '127.0.0.1:1', '[[\"A\",\"b\"]]', '{\"action\":\"init\"}', 200, '{}', -1, 0, 1, '', '')");
+  {
+    ControlHost host(options());
+    ASSERT_EQ(host.requests().size(), 1u);
+    EXPECT_EQ(host.requests()[0].action, "init");
+    test::post(host.port(), Value{{"action", "init"}});
+    EXPECT_EQ(host.requests().back().id, 8);
+  }
+  EXPECT_EQ(ControlHost(options()).requests().size(), 2u);
+}
+
+TEST_F(SavedRequestsTest, AFileThatCannotBeMadeIsRefused) {
+  EXPECT_EQ(refusalOf("/no/such/folder/file"),
+            "/no/such/folder/file: requests cannot be saved there (No such file or directory). Give --save a file that "
+            "can be written.");
 }
 
 }  // namespace

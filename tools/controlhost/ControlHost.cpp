@@ -35,7 +35,10 @@ struct ControlHost::Implementation {
                    std::move(options.complain), options.savePath}),
         server(
             address, options.port, [this](const HttpRequest& request) { return reply(request); },
-            [](int status) { return refusalReply(status).body; }) {
+            [this](const HttpProblem& problem) {
+              reception.noteRefusal(problem);
+              return refusalReply(problem).body;
+            }) {
     const std::lock_guard lock(mutex);
     interface = std::make_unique<Interface>(reception, namesOf(address, server.port()));
   }
@@ -46,7 +49,8 @@ struct ControlHost::Implementation {
       const std::lock_guard lock(mutex);
       ready = interface.get();
     }
-    if (ready == nullptr) return refusalReply(503);  // the port is open for a moment before its number is known
+    if (ready == nullptr)
+      return refusalReply(httpProblem(503));  // the port is open for a moment before its number is known
     if (auto answer = ready->reply(request)) return std::move(*answer);
     return reception.receive(request);
   }

@@ -50,35 +50,54 @@ Array queryOf(const std::string& target) {
   return Array(std::move(parameters));
 }
 
+Array archived(const HttpHeaders& headers) {
+  std::vector<Value> list;
+  for (const auto& [name, value] : headers) list.push_back(Value{{"name", name}, {"value", value}});
+  return Array(std::move(list));
+}
+
+Value archivedRequest(const ReceivedRequest& request, const std::string& url) {
+  const std::string type = headerOf(request.headers, "Content-Type");
+  // The format has no names of its own for these two.
+  Dictionary body = archived(request.bytes, type, "_encoding");
+  if (!request.compressed.empty()) body = body.setting("_compressed", base64(request.compressed));
+  const std::string& sent = request.compressed.empty() ? request.bytes : request.compressed;
+  return Value{{"method", request.method},
+               {"url", url + request.path},
+               {"httpVersion", "HTTP/1.1"},
+               {"cookies", Array()},
+               {"headers", archived(request.headers)},
+               {"queryString", queryOf(request.path)},
+               {"postData", body},
+               {"headersSize", -1},
+               {"bodySize", static_cast<std::int64_t>(sent.size())}};
+}
+
+Value archivedReply(const ReceivedRequest& request) {
+  const auto size = static_cast<std::int64_t>(request.reply.size());
+  const std::string type = headerOf(request.replyHeaders, "Content-Type");
+  return Value{{"status", request.status},
+               {"statusText", reasonPhrase(request.status)},
+               {"httpVersion", "HTTP/1.1"},
+               {"cookies", Array()},
+               {"headers", archived(request.replyHeaders)},
+               {"content", archived(request.reply, type, "encoding").setting("size", size)},
+               {"redirectURL", ""},
+               {"headersSize", -1},
+               {"bodySize", size},
+               {"comment", request.fault}};
+}
+
 Value archiveEntry(const ReceivedRequest& request, const std::string& url) {
-  std::vector<Value> headers;
-  for (const auto& [name, value] : request.headers) headers.push_back(Value{{"name", name}, {"value", value}});
-  const std::string ours = "application/json; charset=utf-8";
-  const auto replySize = static_cast<std::int64_t>(request.reply.size());
-  const auto delay = static_cast<std::int64_t>(request.delay.count());
-  return Value{{"startedDateTime", isoTime(request.received)},
-               {"time", delay},
-               {"request", Value{{"method", request.method},
-                                 {"url", url + request.path},
-                                 {"httpVersion", "HTTP/1.1"},
-                                 {"cookies", Array()},
-                                 {"headers", Array(std::move(headers))},
-                                 {"queryString", queryOf(request.path)},
-                                 {"postData", archived(request.bytes, headerOf(request.headers, "Content-Type"),
-                                                       "_encoding")},  // the format has none of its own for it
-                                 {"headersSize", -1},
-                                 {"bodySize", static_cast<std::int64_t>(request.bytes.size())}}},
-               {"response", Value{{"status", request.status},
-                                  {"statusText", ""},
-                                  {"httpVersion", "HTTP/1.1"},
-                                  {"cookies", Array()},
-                                  {"headers", Array()},
-                                  {"content", archived(request.reply, ours, "encoding").setting("size", replySize)},
-                                  {"redirectURL", ""},
-                                  {"headersSize", -1},
-                                  {"bodySize", replySize}}},
+  const auto milliseconds = [](std::chrono::microseconds time) { return static_cast<double>(time.count()) / 1000; };
+  const double send = milliseconds(request.arrival);
+  const double wait = milliseconds(request.answering + request.delay);
+  return Value{{"startedDateTime", isoTime(request.received - send / 1000)},
+               {"time", send + wait},
+               {"request", archivedRequest(request, url)},
+               {"response", archivedReply(request)},
                {"cache", Dictionary()},
-               {"timings", Value{{"send", 0}, {"wait", delay}, {"receive", 0}}}};
+               {"timings", Value{{"send", send}, {"wait", wait}, {"receive", 0}}}};
 }
 
 }  // namespace

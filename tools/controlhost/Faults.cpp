@@ -100,7 +100,7 @@ Fault faultOf(const Value& json, const std::string& place, std::vector<std::stri
   fault.status = static_cast<int>(reader.number("status", fault.status, 200, 599));
   fault.delay = std::chrono::milliseconds(reader.number("delay_ms", 0, 0, longestDelay));
   fault.times = reader.number("times", 0, 0, INT32_MAX);
-  fault.percent = static_cast<int>(reader.number("percent", 100, 0, 100));
+  fault.percent = static_cast<int>(reader.number("percent", 100, 1, 100));
   fault.hits = reader.number("hits", 0, 0, INT64_MAX);
   return fault;
 }

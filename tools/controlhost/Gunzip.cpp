@@ -31,9 +31,9 @@ std::optional<std::string> gunzipped(std::string_view bytes, std::size_t longest
     stream.avail_out = static_cast<uInt>(piece.size());
     code = inflate(&stream, Z_NO_FLUSH);
     text.append(piece.data(), std::min(piece.size() - stream.avail_out, longest + 1 - text.size()));
+    if (code == Z_STREAM_END && stream.avail_in > 0) code = inflateReset(&stream);  // another member follows
   }
-  const bool isWhole = code == Z_STREAM_END && stream.avail_in == 0;
-  return isWhole || text.size() > longest ? std::optional(std::move(text)) : std::nullopt;
+  return code == Z_STREAM_END || text.size() > longest ? std::optional(std::move(text)) : std::nullopt;
 }
 
 }  // namespace fliprugair::controlhost

@@ -7,8 +7,8 @@
 
 namespace fliprugair::controlhost {
 
-/// What stands in `bytes` in the gzip format. Nothing when that is not what they are, or are not to their end. Of more
-/// than `longest` bytes it gives one more than that.
+/// What stands in `bytes` in the gzip format, in one member or several. Nothing when that is not what they are, or are
+/// not to their end. Of more than `longest` bytes it gives one more than that.
 std::optional<std::string> gunzipped(std::string_view bytes, std::size_t longest);
 
 }  // namespace fliprugair::controlhost

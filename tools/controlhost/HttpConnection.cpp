@@ -8,13 +8,16 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 
 namespace fliprugair::controlhost {
 
 namespace {
 
 constexpr std::size_t longestHead = std::size_t{64} * 1024;
+constexpr std::size_t longestChunks = HttpConnection::longestBody + HttpConnection::longestBody / 8;
 constexpr std::chrono::seconds writeTime{20};
+constexpr std::chrono::milliseconds moment{100};
 
 bool ready(socket_t socket, short what, std::chrono::milliseconds time) {
   pollfd entry{socket, what, 0};
@@ -55,31 +58,40 @@ HttpConnection::~HttpConnection() {
 }
 
 bool HttpConnection::waitForRequest(std::chrono::milliseconds time) {
-  head_.clear();
+  headBytes_.clear();
+  head_.reset();
   headComplete_ = false;
-  refusedWith_ = 0;
+  bodySize_ = 0;
+  problem_ = {};
   sending_ = Sending::whole;
-  writes_ = 0;
+  hasReplied_ = false;
   const bool begun = !stopped_ && (used_ < buffer_.size() || ready(socket_, POLLIN, time)) && !stopped_;
-  deadline_ = std::chrono::steady_clock::now() + requestTime_;
+  begin_ = std::chrono::steady_clock::now();
   return begun && (used_ < buffer_.size() || fill());
 }
 
-std::vector<std::pair<std::string, std::string>> HttpConnection::headers() const {
-  std::vector<std::pair<std::string, std::string>> result;
-  std::size_t begin = head_.find('\n');  // behind the request line
-  while (begin != std::string::npos && ++begin < head_.size()) {
-    const std::size_t end = head_.find('\n', begin);
-    std::string line = head_.substr(begin, end == std::string::npos ? end : end - begin);
-    if (!line.empty() && line.back() == '\r') line.pop_back();
-    const std::size_t colon = line.find(':');
-    if (colon != std::string::npos) {
-      const std::size_t value = line.find_first_not_of(" \t", colon + 1);
-      result.emplace_back(line.substr(0, colon), value == std::string::npos ? "" : line.substr(value));
-    }
-    begin = end;
+std::chrono::microseconds HttpConnection::age() const {
+  return std::chrono::duration_cast<std::chrono::microseconds>(std::chrono::steady_clock::now() - begin_);
+}
+
+std::chrono::milliseconds HttpConnection::timeLeft() const {
+  return std::chrono::ceil<std::chrono::milliseconds>(requestTime_ - age());
+}
+
+void HttpConnection::finishHead() {
+  for (char byte = 0; !headComplete_ && read(&byte, 1) == 1;) {
   }
-  return result;
+}
+
+std::string HttpConnection::beginOfBody(std::size_t most) {
+  std::string text;
+  while (text.size() < most) {
+    if (used_ == buffer_.size() && !(ready(socket_, POLLIN, moment) && fill())) break;
+    const std::size_t count = std::min(most - text.size(), buffer_.size() - used_);
+    text.append(buffer_, used_, count);
+    used_ += count;
+  }
+  return text;
 }
 
 std::string HttpConnection::remote() const {
@@ -97,8 +109,8 @@ std::string HttpConnection::local() const {
 }
 
 void HttpConnection::refuse(int status, const std::string& body) {
-  const std::string text = "HTTP/1.1 " + std::to_string(status) +
-                           " Refused\r\nConnection: close\r\nContent-Type: application/json; charset=utf-8\r\n" +
+  const std::string text = "HTTP/1.1 " + std::to_string(status) + ' ' + std::string(reasonPhrase(status)) +
+                           "\r\nConnection: close\r\nContent-Type: application/json; charset=utf-8\r\n" +
                            "Content-Length: " + std::to_string(body.size()) + "\r\n\r\n" + body;
   writeAll(text.data(), text.size());
   ::shutdown(socket_, SHUT_WR);
@@ -107,7 +119,7 @@ void HttpConnection::refuse(int status, const std::string& body) {
 void HttpConnection::drain() {
   ::shutdown(socket_, SHUT_WR);
   std::array<char, 4096> rest{};
-  for (int round = 0; round < 256 && ready(socket_, POLLIN, std::chrono::milliseconds(100)); ++round) {
+  while (timeLeft().count() > 0 && ready(socket_, POLLIN, moment)) {
     if (recv(socket_, rest.data(), rest.size(), 0) <= 0) break;
   }
 }
@@ -129,42 +141,58 @@ bool HttpConnection::is_readable() const { return used_ < buffer_.size() || read
 bool HttpConnection::is_writable() const { return !stopped_ && ready(socket_, POLLOUT, writeTime); }
 
 ssize_t HttpConnection::read(char* bytes, size_t size) {
-  if (refusedWith_ != 0 || (used_ == buffer_.size() && !fill())) return -1;
+  if (problem_.status != 0 || (used_ == buffer_.size() && !fill())) return -1;
   const std::size_t count = headComplete_ ? std::min(size, buffer_.size() - used_) : std::size_t{1};
   std::copy_n(buffer_.data() + used_, count, bytes);
   used_ += count;
-  return headComplete_ || keep(*bytes) ? static_cast<ssize_t>(count) : -1;
+  if (!headComplete_) {
+    keep(*bytes);
+  } else if ((bodySize_ += count) > longestChunks) {
+    problem_ = httpProblem(413);
+  }
+  return problem_.status == 0 ? static_cast<ssize_t>(count) : -1;
 }
 
-/// Whether the head of the request is not too long with this byte of it.
-bool HttpConnection::keep(char byte) {
-  head_ += byte;
-  headComplete_ = byte == '\n' && (head_.ends_with("\r\n\r\n") || head_.ends_with("\n\n"));
-  if (head_.size() > longestHead) refusedWith_ = 431;
-  return refusedWith_ == 0;
+/// One more byte of the head.
+void HttpConnection::keep(char byte) {
+  headBytes_ += byte;
+  headComplete_ = byte == '\n' && (headBytes_.ends_with("\r\n\r\n") || headBytes_.ends_with("\n\n"));
+  if (headBytes_.size() > longestHead) problem_ = httpProblem(431);
+  if (!headComplete_) return;
+  head_ = requestHeadOf(headBytes_);
+  problem_ = head_ ? framingProblem(*head_, longestBody) : httpProblem(400);
 }
 
 bool HttpConnection::fill() {
   buffer_.resize(std::size_t{16} * 1024);
   used_ = 0;
-  const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline_ - std::chrono::steady_clock::now());
+  const auto left = timeLeft();
   const bool came = left.count() > 0 && ready(socket_, POLLIN, left);
   const ssize_t count = came ? recv(socket_, buffer_.data(), buffer_.size(), 0) : 0;
   buffer_.resize(static_cast<std::size_t>(std::max<ssize_t>(count, 0)));
-  if (!came) refusedWith_ = 408;
-  return count > 0;
+  if (count > 0 || stopped_ || headBytes_.empty() || problem_.status != 0) return count > 0;
+  problem_ = httpProblem(came ? 400 : 408);
+  if (came)
+    problem_.text =
+        headComplete_ ? "The connection ended before the body did." : "The connection ended before the head did.";
+  return false;
 }
 
 ssize_t HttpConnection::write(const char* bytes, size_t size) {
-  // The first piece that the library writes is the head of the reply, the second one its body.
-  const bool broken = sending_ == Sending::resetBefore || (sending_ != Sending::whole && ++writes_ > 1);
+  hasReplied_ = true;
   if (ended_) return -1;
-  if (refusedWith_ != 0) return static_cast<ssize_t>(size);  // refuse() says more than the library would
-  if (!broken) return writeAll(bytes, size) ? static_cast<ssize_t>(size) : -1;
+  const bool breaks = sending_ != Sending::whole && piecesLeft_-- == 0;
+  if (!breaks) return writeAll(bytes, size) ? static_cast<ssize_t>(size) : -1;
   if (sending_ != Sending::resetBefore) writeAll(bytes, size / 2);
   if (sending_ != Sending::endsTooEarly) reset();
   ended_ = true;
   return -1;
+}
+
+/// The first piece that the library writes is the head of the reply, the second one its body.
+void HttpConnection::setSending(Sending sending, bool hasBody) {
+  sending_ = sending;
+  piecesLeft_ = sending == Sending::resetBefore || !hasBody ? 0 : 1;
 }
 
 bool HttpConnection::writeAll(const char* bytes, size_t size) {

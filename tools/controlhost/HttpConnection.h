@@ -4,11 +4,11 @@
 
 #include <atomic>
 #include <chrono>
+#include <optional>
 #include <string>
-#include <utility>
-#include <vector>
 
 #include "tools/controlhost/HttpServer.h"
+#include "tools/controlhost/RequestHead.h"
 
 namespace fliprugair::controlhost {
 
@@ -25,22 +25,33 @@ class HttpConnection final : public httplib::Stream {
   /// Whether the next request begins within `time`. From here on its own time runs.
   bool waitForRequest(std::chrono::milliseconds time);
 
-  /// The status that says why the request cannot be read; 0 while nothing is wrong.
-  int refusedWith() const { return refusedWith_; }
+  /// Longest body that is read, as it comes.
+  static constexpr std::size_t longestBody = std::size_t{16} * 1024 * 1024;
 
-  std::vector<std::pair<std::string, std::string>> headers() const;
+  /// Why the request cannot be read, as far as is known by now.
+  const HttpProblem& problem() const { return problem_; }
+  /// Reads the rest of the head, of which nobody else will.
+  void finishHead();
+  /// Nothing until it has come whole, or when it is none.
+  const std::optional<RequestHead>& head() const { return head_; }
+  /// How long the request has been coming.
+  std::chrono::microseconds age() const;
+  /// What comes of a body that nobody reads, up to `most` bytes; waits for no more than a moment.
+  std::string beginOfBody(std::size_t most);
   /// Address and port of the client, and those of this host that it reached.
   std::string remote() const;
   std::string local() const;
 
-  void setSending(Sending sending) { sending_ = sending; }
+  void setSending(Sending sending, bool hasBody);
+  /// Whether anything was given to write as a reply.
+  bool hasReplied() const { return hasReplied_; }
   /// After the reply that is being written there will be no other request: what follows cannot be told apart.
   void endWithThisReply() { endsWithThisReply_ = true; }
   bool endsWithThisReply() const { return endsWithThisReply_; }
   /// A reply of its own, when the library gives none.
   void refuse(int status, const std::string& body);
-  /// Says that nothing follows, and takes what still comes for a moment: closing a socket with something unread resets
-  /// the connection, which can overtake the reply.
+  /// Says that nothing follows, and takes what still comes until the client is silent for a moment or the request's
+  /// time is over: closing a socket with something unread resets the connection, which can overtake the reply.
   void drain();
   /// Whether the client has gone. Takes up to `time` to find out that it has not.
   bool clientHasGone(std::chrono::milliseconds time) const;
@@ -58,7 +69,8 @@ class HttpConnection final : public httplib::Stream {
 
  private:
   bool fill();
-  bool keep(char byte);
+  void keep(char byte);
+  std::chrono::milliseconds timeLeft() const;
   bool writeAll(const char* bytes, size_t size);
   void reset();
 
@@ -66,12 +78,15 @@ class HttpConnection final : public httplib::Stream {
   const std::chrono::milliseconds requestTime_;
   std::string buffer_;
   std::size_t used_ = 0;  ///< of the buffer
-  std::string head_;
+  std::string headBytes_;
+  std::optional<RequestHead> head_;
   bool headComplete_ = false;
-  std::chrono::steady_clock::time_point deadline_{};
-  int refusedWith_ = 0;
+  std::size_t bodySize_ = 0;  ///< as far as it was read
+  std::chrono::steady_clock::time_point begin_{};
+  HttpProblem problem_;
   Sending sending_ = Sending::whole;
-  int writes_ = 0;  ///< of the reply
+  int piecesLeft_ = 0;  ///< that the library writes before the one that is to break off
+  bool hasReplied_ = false;
   bool endsWithThisReply_ = false;
   bool ended_ = false;    ///< nothing more is written
   bool isReset_ = false;  ///< closing resets

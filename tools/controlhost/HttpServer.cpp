@@ -11,7 +11,6 @@
 #include <stdexcept>
 #include <thread>
 #include <utility>
-#include <variant>
 
 #include "tools/controlhost/ConnectionThreads.h"
 #include "tools/controlhost/Gunzip.h"
@@ -23,28 +22,39 @@ namespace {
 
 constexpr std::size_t mostConnections = 512;
 constexpr std::size_t mostTurnedAway = 64;
-constexpr std::size_t longestBody = std::size_t{16} * 1024 * 1024;
+constexpr std::size_t mostOfUnread = std::size_t{64} * 1024;
 constexpr std::chrono::seconds idleTime{5};
 
-bool sameName(std::string_view left, std::string_view right) {
-  return std::equal(left.begin(), left.end(), right.begin(), right.end(),
-                    [](unsigned char one, unsigned char other) { return std::tolower(one) == std::tolower(other); });
+struct Body {
+  std::string text;
+  std::string compressed = {};
+  HttpProblem problem = {};
+};
+
+/// A body of `bytes`, without its compression.
+Body bodyOf(std::string bytes, const HttpHeaders& headers) {
+  const std::string coding = listed(headersOf(headers, "Content-Encoding"));
+  if (coding.empty() || sameName(coding, "identity")) return {std::move(bytes)};
+  if (!sameName(coding, "gzip") && !sameName(coding, "x-gzip")) return {std::move(bytes), {}, httpProblem(415)};
+  auto text = gunzipped(bytes, HttpConnection::longestBody);
+  if (!text) {
+    const std::string what = "The body is not what its Content-Encoding says: it cannot be read as " + coding + '.';
+    return {std::move(bytes), {}, {400, what, "Send it compressed to its end, or without the header."}};
+  }
+  if (text->size() <= HttpConnection::longestBody) return {*std::move(text), std::move(bytes)};
+  HttpProblem tooLarge = httpProblem(413);
+  tooLarge.text = "The body is too large once it is decompressed.";
+  return {std::move(bytes), {}, std::move(tooLarge)};
 }
 
 }  // namespace
-
-std::string headerOf(const HttpHeaders& headers, std::string_view name) {
-  const auto found =
-      std::find_if(headers.begin(), headers.end(), [&](const auto& header) { return sameName(header.first, name); });
-  return found == headers.end() ? "" : found->second;
-}
 
 struct HttpServer::Implementation final : httplib::Server {
   Implementation(HttpServer::Handler givenHandler, Refusal givenRefusal)
       : handler(std::move(givenHandler)), refusal(std::move(givenRefusal)) {
     new_task_queue = [] { return std::make_unique<ConnectionThreads>(mostConnections).release(); };
     set_tcp_nodelay(true);
-    set_payload_max_length(longestBody);
+    set_payload_max_length(HttpConnection::longestBody);
     // Without the library's SO_REUSEPORT, by which two hosts would share one port and each get some of the requests.
     set_socket_options([](socket_t socket) {
       const int yes = 1;
@@ -52,11 +62,15 @@ struct HttpServer::Implementation final : httplib::Server {
     });
     const auto any = [this](const httplib::Request& from, httplib::Response& to) { serve(from, to); };
     Get(".*", any).Post(".*", any).Put(".*", any).Delete(".*", any).Patch(".*", any).Options(".*", any);
-    set_error_handler([this](const httplib::Request&, httplib::Response& to) {
-      if (to.body.empty() && !to.has_header("Content-Type")) {
-        to.set_content(refusal(to.status), "application/json; charset=utf-8");
-        connectionOfThisThread().endWithThisReply();
-      }
+    set_error_handler([this](const httplib::Request& from, httplib::Response& to) {
+      if (to.body.empty() && !to.has_header("Content-Type")) refuse(from, to);
+    });
+    set_post_routing_handler([this](const httplib::Request&, httplib::Response& to) {
+      if (!canHaveBody(to.status)) to.headers.erase("Content-Length");
+      if (!connectionOfThisThread().endsWithThisReply()) return;
+      to.headers.erase("Keep-Alive");
+      to.headers.erase("Connection");
+      to.set_header("Connection", "close");
     });
   }
 
@@ -68,43 +82,71 @@ struct HttpServer::Implementation final : httplib::Server {
     return bound;
   }
 
-  /// The body without its compression. Of one that cannot be read, the status that says why.
-  static std::variant<std::string, int> bodyOf(const httplib::Request& from, const HttpHeaders& headers) {
-    const std::string coding = headerOf(headers, "Content-Encoding");
-    if (coding.empty() || sameName(coding, "identity")) return from.body;
-    if (!sameName(coding, "gzip")) return 415;
-    auto text = gunzipped(from.body, longestBody);
-    if (!text) return 400;
-    if (text->size() > longestBody) return 413;
-    return *std::move(text);
-  }
-
   void serve(const httplib::Request& from, httplib::Response& to) {
     HttpConnection& connection = connectionOfThisThread();
-    HttpHeaders headers = connection.headers();
-    auto body = bodyOf(from, headers);
-    if (const int* status = std::get_if<int>(&body)) {
-      to.status = *status;  // what stands in the reply comes with all errors
-      if (*status == 415) to.set_header("Accept-Encoding", "gzip");
+    HttpRequest request = requestOf(connection);
+    request.path = from.path;
+    for (const auto& [key, value] : from.params) request.query.emplace(key, value);
+    Body body = bodyOf(from.body, request.headers);
+    if (from.body.size() > HttpConnection::longestBody)
+      body = {from.body.substr(0, mostOfUnread), {}, httpProblem(413)};
+    request.body = std::move(body.text);
+    request.compressed = std::move(body.compressed);
+    request.problem = std::move(body.problem);
+    give(handler(request), connection, to);
+  }
+
+  /// What the library answers by itself: it could not read the request.
+  void refuse(const httplib::Request& from, httplib::Response& to) {
+    HttpConnection& connection = connectionOfThisThread();
+    connection.endWithThisReply();
+    if (to.status == 400) connection.finishHead();  // after a line that it cannot read, the library stops
+    const HttpProblem problem =
+        connection.problem().status != 0 ? connection.problem() : problemOf(connection, to.status);
+    if (!connection.head()) {
+      give({problem.status, "application/json; charset=utf-8", refusal(problem)}, connection, to);
       return;
     }
-    HttpRequest request{from.method,         from.target,
-                        from.path,           {},
-                        std::move(headers),  std::get<std::string>(std::move(body)),
-                        connection.remote(), connection.local()};
-    for (const auto& [key, value] : from.params) request.query.emplace(key, value);
-    HttpReply reply = handler(request);
+    HttpRequest request = requestOf(connection);
+    request.path = request.target.substr(0, request.target.find('?'));
+    const bool isUnread = from.body.empty() && connection.head()->hasBody();
+    request.body = isUnread ? connection.beginOfBody(mostOfUnread) : from.body.substr(0, mostOfUnread);
+    request.problem = problem;
+    give(handler(request), connection, to);
+  }
+
+  /// Why the library gives this status, where the connection saw nothing wrong.
+  static HttpProblem problemOf(const HttpConnection& connection, int status) {
+    if (status != 400 || !connection.head()) return httpProblem(status);
+    const RequestHead& head = *connection.head();
+    const bool isLong = std::any_of(head.headers.begin(), head.headers.end(), [](const auto& header) {
+      return header.first.size() + header.second.size() + 4 > CPPHTTPLIB_HEADER_MAX_LENGTH;
+    });
+    if (isLong) return {431, "A header is too large.", "Send at most 8 KiB in each."};
+    if (head.hasBody())
+      return {400, "The chunks of the body cannot be read.", "Send the length of each, and one of 0 last."};
+    return {400, "The method " + head.method + " is not known.", "Use POST."};
+  }
+
+  static HttpRequest requestOf(const HttpConnection& connection) {
+    const RequestHead& head = *connection.head();
+    HttpRequest request{head.method, head.target, {}, {}, head.headers, {}, connection.remote(), connection.local()};
+    request.arrival = connection.age();
+    return request;
+  }
+
+  void give(HttpReply reply, HttpConnection& connection, httplib::Response& to) {
     if (reply.delay.count() > 0) waitFor(reply.delay);
     if (reply.sending == Sending::never) {
       while (!isStopping() && !connection.clientHasGone(std::chrono::milliseconds(200))) {
       }
       reply.sending = Sending::resetBefore;
     }
-    connection.setSending(reply.sending);
+    connection.setSending(reply.sending, !reply.body.empty());
     to.status = reply.status;
     for (const auto& [key, value] : reply.headers) to.set_header(key, value);
     if (!reply.next) {
-      to.set_content(reply.body, reply.contentType);
+      if (canHaveBody(reply.status)) to.set_content(reply.body, reply.contentType);
       return;
     }
     to.set_chunked_content_provider(reply.contentType, [this, next = reply.next](size_t, httplib::DataSink& sink) {
@@ -135,7 +177,7 @@ struct HttpServer::Implementation final : httplib::Server {
 
   /// On the accepting thread, which waits for nobody: a connection that it turns away is closed once others are.
   void turnAway(socket_t socket) {
-    turnedAway.emplace_back(socket).refuse(503, refusal(503));
+    turnedAway.emplace_back(socket).refuse(503, refusal(httpProblem(503)));
     if (turnedAway.size() > mostTurnedAway) turnedAway.pop_front();
   }
 
@@ -159,16 +201,21 @@ struct HttpServer::Implementation final : httplib::Server {
   void serveRequests(HttpConnection& connection) {
     while (connection.waitForRequest(idleTime)) {
       bool closed = false;
-      const bool served = process_request(connection, false, closed, [](httplib::Request& request) {
+      const bool served = process_request(connection, false, closed, [&connection](httplib::Request& request) {
+        request.ranges.clear();                     // else it would cut the reply
         request.headers.erase("Content-Type");      // else the library takes forms apart, and their bytes would be lost
         request.headers.erase("Accept-Encoding");   // else it compresses, which keeps events back until there are many
         request.headers.erase("Content-Encoding");  // else it knows no bounds to what it makes of a body
         // Else it takes what has no length for a body until the end of the connection.
         const bool hasBody = request.has_header("Content-Length") || request.has_header("Transfer-Encoding");
         if (!hasBody) request.set_header("Content-Length", "0");
+        // It reads no body of these, and would take it for the next request.
+        const bool isRead = request.method == "POST" || request.method == "PUT" || request.method == "PATCH" ||
+                            request.method == "DELETE";
+        if (!isRead && connection.head()->hasBody()) connection.endWithThisReply();
       });
-      if (connection.refusedWith() != 0) {
-        connection.refuse(connection.refusedWith(), refusal(connection.refusedWith()));
+      if (const HttpProblem& problem = connection.problem(); problem.status != 0 && !connection.hasReplied()) {
+        connection.refuse(problem.status, refusal(problem));
         connection.endWithThisReply();
       }
       if (connection.endsWithThisReply()) return connection.drain();

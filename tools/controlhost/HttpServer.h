@@ -6,26 +6,24 @@
 #include <memory>
 #include <optional>
 #include <string>
-#include <string_view>
-#include <utility>
-#include <vector>
+
+#include "tools/controlhost/HttpHeaders.h"
+#include "tools/controlhost/HttpProblem.h"
 
 namespace fliprugair::controlhost {
-
-using HttpHeaders = std::vector<std::pair<std::string, std::string>>;
-
-/// The first header of that name, in any case of letters; "" when there is none.
-std::string headerOf(const HttpHeaders& headers, std::string_view name);
 
 struct HttpRequest {
   std::string method;
   std::string target;  ///< as it came: path and query
   std::string path;
   std::map<std::string, std::string> query;
-  HttpHeaders headers;     ///< as they came, in their order
-  std::string body;        ///< without its compression
-  std::string remote;      ///< address and port of the client
-  std::string local = {};  ///< address and port at which it reached this host
+  HttpHeaders headers;                   ///< as they came, in their order
+  std::string body;                      ///< without its compression; with a problem: what came of it, as it came
+  std::string remote;                    ///< address and port of the client
+  std::string local = {};                ///< address and port at which it reached this host
+  std::string compressed = {};           ///< the body as it came, when it was compressed
+  HttpProblem problem = {};              ///< why it cannot be read; its reply has this status
+  std::chrono::microseconds arrival{0};  ///< from its first byte to its last
 };
 
 /// How a reply leaves.
@@ -52,12 +50,13 @@ struct HttpReply {
 };
 
 /// HTTP/1.1 on one port. Listens from construction to stop; the handler runs on several threads at once, one for each
-/// connection. What is too slow, too large or no HTTP is answered here; so are connections beyond what it can serve.
+/// connection. What is too slow, too large or broken is given to it with its problem, when at least its head can be
+/// read; what has not even that is refused here, and so are connections beyond what it can serve.
 class HttpServer {
  public:
   using Handler = std::function<HttpReply(const HttpRequest&)>;
-  /// The body of a reply to what never reaches the handler, in JSON.
-  using Refusal = std::function<std::string(int status)>;
+  /// The body of a reply to what never reaches the handler, in JSON. Any thread.
+  using Refusal = std::function<std::string(const HttpProblem&)>;
 
   /// Port 0 is any free one. Throws std::runtime_error when it cannot listen there.
   HttpServer(const std::string& address, int port, Handler handler, Refusal refusal);

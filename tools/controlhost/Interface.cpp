@@ -139,27 +139,7 @@ HttpReply errorReply(int status, const std::string& error, const std::string& hi
   return jsonReply(Value{{"error", error}, {"hint", hint}}, status);
 }
 
-HttpReply refusalReply(int status) {
-  switch (status) {
-    case 408:
-      return errorReply(status, "The request did not come to its end in time.", "Send it whole within 20 seconds.");
-    case 413:
-      return errorReply(status, "The body is too large.", "Send at most 16 MiB.");
-    case 414:
-      return errorReply(status, "The address is too long.", "Send at most 8 KiB of it.");
-    case 400:
-      return errorReply(status, "The request cannot be read.",
-                        "Send HTTP/1.1, and under Content-Encoding what it says.");
-    case 415:
-      return errorReply(status, "The body is compressed in a way that this host cannot read.", "Use gzip, or nothing.");
-    case 431:
-      return errorReply(status, "The headers are too large.", "Send at most 64 KiB of them.");
-    case 503:
-      return errorReply(status, "There are too many connections.", "Close some, and try again.");
-    default:
-      return errorReply(status, "This is no HTTP request that this host understands.", "Send HTTP/1.1.");
-  }
-}
+HttpReply refusalReply(const HttpProblem& problem) { return errorReply(problem.status, problem.text, problem.hint); }
 
 Interface::Interface(Reception& reception, std::vector<std::string> hosts)
     : reception_(reception), hosts_(std::move(hosts)) {}
@@ -167,7 +147,15 @@ Interface::Interface(Reception& reception, std::vector<std::string> hosts)
 std::optional<HttpReply> Interface::reply(const HttpRequest& request) {
   const bool isOurs = request.path == "/health" || request.path == "/api" || request.path.starts_with("/api/") ||
                       request.method == "GET" || request.method == "HEAD";
-  if (!isOurs || request.path == "/marlune/v4") return std::nullopt;
+  if (!isOurs || request.path == "/marlune/v4") {
+    if (!isOfForeignPage(request)) return std::nullopt;
+    reception_.noteRefusal(httpProblem(403));
+    return refusalReply(httpProblem(403));
+  }
+  if (request.problem.status != 0) {
+    reception_.noteRefusal(request.problem);
+    return refusalReply(request.problem);
+  }
   if (auto refused = refusal(request)) return refused;
   HttpReply result = route(request);
   result.headers.emplace_back("Cache-Control", "no-store");
@@ -191,6 +179,15 @@ std::optional<HttpReply> Interface::refusal(const HttpRequest& request) const {
     return errorReply(403, "This request comes from the page of another site.", "Open " + url() + " itself.");
   }
   return std::nullopt;
+}
+
+/// A tracker names no origin, a browser does with everything that a page posts. Who has this host open must not find
+/// there what a page of somebody else's made up. The name in "Host" does not count: the page chooses it.
+bool Interface::isOfForeignPage(const HttpRequest& request) const {
+  const std::string origin = headerOf(request.headers, "Origin");
+  if (origin.empty()) return headerOf(request.headers, "Sec-Fetch-Site") == "cross-site";
+  const auto isOwn = [&](const std::string& host) { return origin == "http://" + host; };
+  return !isOwn(request.local) && std::none_of(hosts_.begin(), hosts_.end(), isOwn);
 }
 
 const std::vector<Interface::Entry>& Interface::entries() {
@@ -242,7 +239,10 @@ HttpReply Interface::route(const HttpRequest& request) {
 }
 
 HttpReply Interface::health(const HttpRequest&, const std::string&) {
-  return jsonReply(Value{{"status", "ok"}, {"version", FLIPRUGAIR_VERSION}, {"requests", reception_.log().last()}});
+  return jsonReply(Value{{"status", "ok"},
+                         {"version", FLIPRUGAIR_VERSION},
+                         {"requests", reception_.log().last()},
+                         {"refused", reception_.refusals()}});
 }
 
 HttpReply Interface::requests(const HttpRequest& request, const std::string&) {

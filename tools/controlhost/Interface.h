@@ -28,6 +28,7 @@ class Interface {
   static const std::vector<Entry>& entries();
 
   std::optional<HttpReply> refusal(const HttpRequest& request) const;
+  bool isOfForeignPage(const HttpRequest& request) const;
   HttpReply route(const HttpRequest& request);
   std::string url() const { return "http://" + hosts_.front(); }
 
@@ -62,7 +63,7 @@ class Interface {
 /// {"error": ..., "hint": ...} with that status.
 HttpReply errorReply(int status, const std::string& error, const std::string& hint);
 
-/// The words for a status that the server gives by itself.
-HttpReply refusalReply(int status);
+/// For what cannot be read.
+HttpReply refusalReply(const HttpProblem& problem);
 
 }  // namespace fliprugair::controlhost

@@ -10,11 +10,13 @@ namespace {
 
 std::optional<Value> parsed(const std::string& text) { return RapidJSONSerialization().value(text); }
 
-Value headersOf(const ReceivedRequest& request) {
-  std::vector<Value> headers;
-  for (const auto& [name, value] : request.headers) headers.push_back(Array{name, value});
-  return Array(std::move(headers));
+Value jsonOf(const HttpHeaders& headers) {
+  std::vector<Value> list;
+  for (const auto& [name, value] : headers) list.push_back(Array{name, value});
+  return Array(std::move(list));
 }
+
+double milliseconds(std::chrono::microseconds time) { return static_cast<double>(time.count()) / 1000; }
 
 Value listOf(const std::vector<Finding>& findings) {
   std::vector<Value> list;
@@ -40,6 +42,7 @@ Value ReceivedRequest::body() const {
 }
 
 Array ReceivedRequest::items() const {
+  if (problem.status != 0) return {};
   const Value value = body();
   if (value.isArray()) return value.array();
   return isRecord(value) ? Array{value} : Array();
@@ -123,6 +126,11 @@ Value findingsAbout(const ReceivedRequest& request, std::optional<std::int64_t> 
   return listOf(findings);
 }
 
+/// The body before it was read: how many bytes came, and which.
+Value compressedOf(const ReceivedRequest& request) {
+  return Value{{"bytes", static_cast<std::int64_t>(request.compressed.size())}, {"base64", base64(request.compressed)}};
+}
+
 }  // namespace
 
 Value newsOf(const ReceivedRequest& request) {
@@ -132,13 +140,17 @@ Value newsOf(const ReceivedRequest& request) {
 }
 
 Value wholeOf(const ReceivedRequest& request) {
+  Dictionary body = bytesOf(request.bytes).dictionary();
+  if (!request.compressed.empty()) body = body.setting("compressed", compressedOf(request));
   const Value reply = joined(
-      Value{{"status", request.status}}.dictionary(),
-      joined(
-          bytesOf(request.reply).dictionary(),
-          Value{{"delay_ms", static_cast<std::int64_t>(request.delay.count())}, {"rule", request.rule}}.dictionary()));
-  return joined(summaryOf(request).dictionary(), Value{{"headers", headersOf(request)},
-                                                       {"body", bytesOf(request.bytes)},
+      Value{{"status", request.status}, {"headers", jsonOf(request.replyHeaders)}}.dictionary(),
+      joined(bytesOf(request.reply).dictionary(), Value{{"after_ms", milliseconds(request.answering)},
+                                                        {"delay_ms", static_cast<std::int64_t>(request.delay.count())},
+                                                        {"rule", request.rule}}
+                                                      .dictionary()));
+  return joined(summaryOf(request).dictionary(), Value{{"arrival_ms", milliseconds(request.arrival)},
+                                                       {"headers", jsonOf(request.headers)},
+                                                       {"body", body},
                                                        {"reply", reply},
                                                        {"problems", listOf(request.findings)},
                                                        {"items", recordsOf(request)}}

@@ -3,11 +3,12 @@
 #include <chrono>
 #include <cstdint>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "Fliprugair/platform/Value.h"
 #include "tools/controlhost/Finding.h"
+#include "tools/controlhost/HttpHeaders.h"
+#include "tools/controlhost/HttpProblem.h"
 
 namespace fliprugair::controlhost {
 
@@ -18,8 +19,11 @@ struct ReceivedRequest {
   std::string method;
   std::string path;    ///< with its query
   std::string remote;  ///< address and port of the sender
-  std::vector<std::pair<std::string, std::string>> headers;
-  std::string bytes;  ///< the body as it came
+  HttpHeaders headers;
+  std::string bytes;                     ///< the body, without its compression
+  std::string compressed;                ///< the body as it came, when it was compressed
+  HttpProblem problem;                   ///< why it could not be read as HTTP; then `bytes` is what came, as it came
+  std::chrono::microseconds arrival{0};  ///< from its first byte to its last
 
   // What is read from it.
   std::string action;  ///< or "batch"; "" when it is no request
@@ -30,8 +34,10 @@ struct ReceivedRequest {
 
   // The reply.
   int status = 0;  ///< 0: there was none
+  HttpHeaders replyHeaders;
   std::string reply;
-  std::int64_t rule = -1;  ///< the number of the rule that answered; -1: none did
+  std::chrono::microseconds answering{0};  ///< from the last byte of the request until the reply stood
+  std::int64_t rule = -1;                  ///< the number of the rule that answered; -1: none did
   std::chrono::milliseconds delay{0};
   bool isWhole = true;  ///< whether the reply went out to its end
   std::string fault;    ///< what was done to it on purpose, in words; "": nothing
@@ -40,7 +46,7 @@ struct ReceivedRequest {
 
   /// What came, as JSON; the text when it is not JSON.
   Value body() const;
-  /// Of a batch its records, of another request that one; none when it is no request.
+  /// Of a batch its records, of another request that one; none when it is no request, or could not be read.
   Array items() const;
   /// Whether the sender can take it for accepted.
   bool isConfirmed() const { return isWhole && status >= 200 && status < 300; }

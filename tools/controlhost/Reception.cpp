@@ -27,43 +27,45 @@ std::string anyRun() {
   return std::to_string(random()) + '-' + std::to_string(random());
 }
 
+/// What is not a request of a tracker, and why.
 struct Problem {
-  int status = 0;  ///< 0: there is none
-  std::string code = {};
-  std::string text = {};
-  std::string hint = {};
+  HttpProblem reply = {};  ///< its status is 0 when there is none
+  std::string code = {};   ///< of the finding
 };
 
-/// Why this cannot be answered as a request of a tracker.
 Problem problemOf(const ReceivedRequest& request, const std::optional<Value>& body) {
+  if (request.problem.status != 0) return {request.problem, "http"};
   const std::string path = request.path.substr(0, request.path.find('?'));
   if (path != requestPath) {
-    return {404, "http", "The request came to " + path + ", and should come to /marlune/v4.", "Post to /marlune/v4."};
+    return {{404, "The request came to " + path + ", and should come to /marlune/v4.", "Post to /marlune/v4."}, "http"};
   }
   if (request.method != "POST") {
-    return {405, "http", "The request came by " + request.method + ", and should come by POST.", "Post it."};
+    return {{405, "The request came by " + request.method + ", and should come by POST.", "Post it."}, "http"};
   }
-  if (!body) return {400, "not-json", "The body is not JSON: " + jsonProblem(request.bytes), "Send one JSON text."};
+  if (!body) {
+    return {{400, "The body is not JSON: " + jsonProblem(request.bytes), "Send one JSON text."}, "not-json"};
+  }
+  const auto notARequest = [](const std::string& text, const std::string& hint) {
+    return Problem{{400, text, hint}, "not-a-request"};
+  };
   if (body->isArray()) {
     std::int64_t number = 0;
     for (const Value& record : body->array()) {
       if (!record.isDictionary()) {
-        return {
-            400, "not-a-request",
+        return notARequest(
             "Record " + std::to_string(number) + " of the batch is " + inWords(record) + ", and should be an object.",
-            "Send whole requests in a batch."};
+            "Send whole requests in a batch.");
       }
       ++number;
     }
     return {};
   }
   if (!body->isDictionary()) {
-    return {400, "not-a-request",
-            "The body is " + inWords(*body) + ", and should be an object (a request) or a list (a batch).",
-            "Send one request or one batch."};
+    return notARequest("The body is " + inWords(*body) + ", and should be an object (a request) or a list (a batch).",
+                       "Send one request or one batch.");
   }
   if (body->dictionary()["action"].isText()) return {};
-  return {400, "not-a-request", "The request has no text under \"action\".", "Say what the request is."};
+  return notARequest("The request has no text under \"action\".", "Say what the request is.");
 }
 
 std::optional<Finding> aboutContentType(const ReceivedRequest& request) {
@@ -78,6 +80,21 @@ std::optional<Finding> aboutContentType(const ReceivedRequest& request) {
   return finding;
 }
 
+/// Nothing when it is no JSON, or could not be read.
+std::optional<Value> bodyOf(const ReceivedRequest& request) {
+  if (request.problem.status != 0) return std::nullopt;
+  return RapidJSONSerialization().value(request.bytes);
+}
+
+/// What is said of the reply itself; what is about its connection the server adds.
+HttpHeaders headersOf(const HttpReply& reply) {
+  HttpHeaders headers = reply.headers;
+  if (!canHaveBody(reply.status)) return headers;
+  headers.emplace_back("Content-Type", reply.contentType);
+  headers.emplace_back("Content-Length", std::to_string(reply.body.size()));
+  return headers;
+}
+
 }  // namespace
 
 Reception::Reception(Options options)
@@ -88,6 +105,7 @@ Reception::Reception(Options options)
 }
 
 HttpReply Reception::receive(const HttpRequest& http) {
+  const auto begin = std::chrono::steady_clock::now();
   ReceivedRequest request;
   request.received = secondsSince1970();
   request.method = http.method;
@@ -95,12 +113,36 @@ HttpReply Reception::receive(const HttpRequest& http) {
   request.remote = http.remote;
   request.headers = http.headers;
   request.bytes = http.body;
-  const std::optional<Value> body = RapidJSONSerialization().value(http.body);
+  request.compressed = http.compressed;
+  request.problem = http.problem;
+  request.arrival = http.arrival;
+  if (http.problem.status != 0) noteRefusal(http.problem);
+  const std::optional<Value> body = bodyOf(request);
   if (body) describe(request, *body);
-  const Problem problem = problemOf(request, body);
+  HttpReply reply = replyTo(request, body);
+  judge(request, body);
+  request.fault = faults_.apply(request, reply);
+  if (!canHaveBody(reply.status)) {
+    reply.body.clear();
+    reply.contentType.clear();
+  }
+  request.isWhole = reply.sending == Sending::whole;
+  request.status = reply.sending == Sending::never || reply.sending == Sending::resetBefore ? 0 : reply.status;
+  if (request.status != 0) {
+    request.reply = reply.body;
+    request.replyHeaders = headersOf(reply);
+  }
+  request.delay = reply.delay;
+  request.answering = std::chrono::duration_cast<std::chrono::microseconds>(std::chrono::steady_clock::now() - begin);
+  keep(std::move(request), body ? *body : Value());
+  return reply;
+}
+
+HttpReply Reception::replyTo(ReceivedRequest& request, const std::optional<Value>& body) {
   HttpReply reply;
   reply.contentType = "application/json; charset=utf-8";
   reply.headers.emplace_back("Accept-Encoding", "gzip");
+  const HttpProblem problem = problemOf(request, body).reply;
   if (problem.status == 0) {
     HostAnswer answer = answers_.answer(request);
     reply.status = answer.status;
@@ -111,31 +153,25 @@ HttpReply Reception::receive(const HttpRequest& http) {
     reply.status = problem.status;
     reply.body = RapidJSONSerialization().textOfAny(Value{{"error", problem.text}, {"hint", problem.hint}});
   }
-  judge(request, body);
-  request.fault = faults_.apply(request, reply);
-  request.isWhole = reply.sending == Sending::whole;
-  request.status = reply.sending == Sending::never || reply.sending == Sending::resetBefore ? 0 : reply.status;
-  request.reply = request.status == 0 ? "" : reply.body;
-  request.delay = reply.delay;
-  keep(std::move(request), body ? *body : Value());
   return reply;
 }
 
 /// Finds what one request shows by itself.
 void Reception::judge(ReceivedRequest& request, const std::optional<Value>& body) const {
   const Problem problem = problemOf(request, body);
-  if (problem.status == 0) {
+  if (problem.reply.status == 0) {
     request.findings = check_.findings(*body);
     for (Finding& finding : repeatedMembers(request.bytes, body->isArray())) {
       request.findings.push_back(std::move(finding));
     }
   } else {
     Finding finding{Severity::error, problem.code};
-    finding.hint = problem.hint;
-    finding.text = problem.text + ' ' + problem.hint;
+    finding.hint = problem.reply.hint;
+    finding.text = problem.reply.text + ' ' + problem.reply.hint;
     request.findings.push_back(std::move(finding));
     request.action.clear();
   }
+  if (request.problem.status != 0) return;
   if (auto finding = aboutContentType(request)) request.findings.push_back(std::move(*finding));
 }
 
@@ -161,7 +197,7 @@ void Reception::keep(ReceivedRequest request, const Value& body) {
 
 void Reception::restore() {
   for (ReceivedRequest& request : saved_->latest(options_.capacity)) {
-    const std::optional<Value> body = RapidJSONSerialization().value(request.bytes);
+    const std::optional<Value> body = bodyOf(request);
     if (body) describe(request, *body);
     judge(request, body);
     if (!request.action.empty()) {
@@ -216,6 +252,20 @@ std::int64_t Reception::erasures() const {
   return erasures_;
 }
 
+void Reception::noteRefusal(const HttpProblem& problem) {
+  const std::lock_guard lock(mutex_);
+  ++refusals_[problem.status];
+}
+
+Array Reception::refusals() const {
+  const std::lock_guard lock(mutex_);
+  std::vector<Value> list;
+  for (const auto& [status, count] : refusals_) {
+    list.push_back(Value{{"status", status}, {"reason", httpProblem(status).text}, {"count", count}});
+  }
+  return Array(std::move(list));
+}
+
 void Reception::setPaused(bool paused) {
   {
     const std::lock_guard lock(mutex_);
@@ -245,6 +295,10 @@ void Reception::clear() {
 void Reception::reset() {
   answers_.reset();
   faults_.reset();
+  {
+    const std::lock_guard lock(mutex_);
+    refusals_.clear();
+  }
   clear();
   setPaused(false);
   announceAnswers();

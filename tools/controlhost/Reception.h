@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <deque>
 #include <functional>
+#include <map>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -36,6 +37,11 @@ class Reception {
   explicit Reception(Options options);
 
   HttpReply receive(const HttpRequest& request);
+
+  /// Counts what was refused before it was looked at, whether it is kept or not.
+  void noteRefusal(const HttpProblem& problem);
+  /// By status: {"status": 431, "reason": "...", "count": 2}.
+  Array refusals() const;
 
   /// Differs from one start of a host to the next, which counts its requests from 1 again.
   const std::string& run() const { return run_; }
@@ -74,6 +80,7 @@ class Reception {
   bool forget(const std::string& device);
 
  private:
+  HttpReply replyTo(ReceivedRequest& request, const std::optional<Value>& body);
   void judge(ReceivedRequest& request, const std::optional<Value>& body) const;
   void keep(ReceivedRequest request, const Value& body);
   void restore();
@@ -93,7 +100,8 @@ class Reception {
   std::deque<Notice> notices_;
   std::int64_t lastNotice_ = 0;
   std::int64_t erasures_ = 0;
-  std::unique_ptr<SavingThread> saved_;  ///< null: nowhere; given to with the lock held, so that the order is theirs
+  std::map<int, std::int64_t> refusals_;  ///< by status
+  std::unique_ptr<SavingThread> saved_;   ///< null: nowhere; given to with the lock held, so that the order is theirs
 };
 
 }  // namespace fliprugair::controlhost

@@ -7,7 +7,18 @@ namespace fliprugair::controlhost {
 
 namespace {
 
-std::size_t sizeOf(const ReceivedRequest& request) { return request.bytes.size() + request.reply.size() + 1024; }
+/// About what it takes of the memory.
+std::size_t sizeOf(const ReceivedRequest& request) {
+  constexpr std::size_t allocation = 64;
+  std::size_t size =
+      1024 + request.bytes.size() + request.compressed.size() + request.reply.size() + request.path.size();
+  for (const auto& [name, value] : request.headers) size += name.size() + value.size() + allocation;
+  for (const std::string& name : request.names) size += name.size() + allocation;
+  for (const Finding& finding : request.findings) {
+    size += sizeof finding + finding.expected.size() + finding.got.size() + finding.hint.size() + finding.text.size();
+  }
+  return size;
+}
 
 }  // namespace
 
@@ -29,7 +40,7 @@ void RequestLog::keep(RequestPointer request) {
   last_ = request->id;
   bytes_ += sizeOf(*request);
   requests_.push_back(std::move(request));
-  while (requests_.size() > capacity_ || (bytes_ > mostBytes && requests_.size() > 1)) {
+  while (requests_.size() > capacity_ || (bytes_ > room_ && requests_.size() > 1)) {
     bytes_ -= sizeOf(*requests_.front());
     requests_.pop_front();
   }

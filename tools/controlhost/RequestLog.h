@@ -17,12 +17,12 @@ namespace fliprugair::controlhost {
 
 using RequestPointer = std::shared_ptr<const ReceivedRequest>;
 
-/// The latest requests, up to a number of them and to 256 MiB. Any thread.
+/// The latest requests, up to a number of them and to so many bytes. Any thread.
 class RequestLog {
  public:
-  static constexpr std::size_t mostBytes = std::size_t{256} * 1024 * 1024;
+  static constexpr std::size_t usualRoom = std::size_t{256} * 1024 * 1024;
 
-  explicit RequestLog(std::size_t capacity) : capacity_(capacity) {}
+  explicit RequestLog(std::size_t capacity, std::size_t room = usualRoom) : capacity_(capacity), room_(room) {}
 
   /// Numbers the request, and drops the oldest ones while there is no room.
   RequestPointer add(ReceivedRequest request);
@@ -57,6 +57,7 @@ class RequestLog {
   void keep(RequestPointer request);
 
   const std::size_t capacity_;
+  const std::size_t room_;    ///< in bytes
   mutable std::mutex mutex_;  ///< around the rest
   mutable std::condition_variable changed_;
   std::deque<RequestPointer> requests_;

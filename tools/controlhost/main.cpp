@@ -39,6 +39,7 @@ EXAMPLES
   fliprugair-controlhost --settings settings.json --save requests.sqlite
       Answers as the file says, which can be edited while the host runs, and
       keeps everything that came; the next start with this file shows it again.
+      One host at a time saves in a file.
 
   fliprugair-controlhost run -- ./my-app
       Starts an app with the host's address in FLIPRUGAIR_CONTROL_HOST, and shows

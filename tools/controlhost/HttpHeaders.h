@@ -1,0 +1,24 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+namespace fliprugair::controlhost {
+
+using HttpHeaders = std::vector<std::pair<std::string, std::string>>;
+
+/// Whether they are the same in any case of letters, as names of headers are.
+bool sameName(std::string_view left, std::string_view right);
+
+/// The first header of that name; "" when there is none.
+std::string headerOf(const HttpHeaders& headers, std::string_view name);
+
+/// All headers of that name.
+std::vector<std::string> headersOf(const HttpHeaders& headers, std::string_view name);
+
+/// Texts as one header would list them: "gzip, br".
+std::string listed(const std::vector<std::string>& values);
+
+}  // namespace fliprugair::controlhost
