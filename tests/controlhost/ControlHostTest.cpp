@@ -144,9 +144,29 @@ TEST(ControlHost, TellsOfARequestBeforeTheReplyGoesOut) {
   client.join();
 }
 
-TEST(ControlHost, SaysWhenItCannotListen) {
-  const ControlHost first;
-  EXPECT_THROW(ControlHost({.address = "192.0.2.1", .port = first.port()}), std::runtime_error);
+TEST(ControlHost, SaysWhyItCannotListenAndWhatToDo) {
+  const std::string hint =
+      " Give an address of this machine, as 127.0.0.1, or 0.0.0.0 for all that it has; without one it is 127.0.0.1.";
+  const std::pair<const char*, std::string> rows[] = {
+      {"nonsense", "Cannot listen on nonsense: this is no IP address." + hint},
+      {"127.0.0", "Cannot listen on 127.0.0: this is no IP address." + hint},
+      {"", "Cannot listen on : this is no IP address." + hint},
+      {"192.0.2.1", "Cannot listen on 192.0.2.1: this machine does not have that address." + hint},
+  };
+  for (const auto& [address, text] : rows) {
+    try {
+      const ControlHost host({.address = address});
+      ADD_FAILURE() << address;
+    } catch (const std::runtime_error& error) {
+      EXPECT_EQ(std::string(error.what()), text);
+    }
+  }
+}
+
+TEST(ControlHost, OnAllAddressesIsReachedAtTheOneOfThisMachine) {
+  const ControlHost host({.address = "0.0.0.0"});
+  EXPECT_EQ(host.hostname(), "127.0.0.1:" + std::to_string(host.port()));
+  EXPECT_EQ(httpGet(host.port(), "/health").status, 200);
 }
 
 TEST(ControlHost, APortIsForOneHost) {

@@ -34,7 +34,7 @@ std::vector<std::int64_t> keptBy(Reception& reception) {
 
 TEST(EventStream, WhoFollowsIsLeftWithWhatIsKeptHoweverOftenItIsCleared) {
   Reception reception(
-      {100000, [] { return HostSettings(); }, [](const ReceivedRequest&) {}, [](const std::string&) {}, ""});
+      {100000, [] { return HostSettings(); }, [](const ReceivedRequest&) {}, [](const std::string&) {}, [] {}, ""});
   const HttpRequest request{"POST", "/marlune/v4", "/marlune/v4", {}, {}, R"({"action":"init"})", ""};
   Follower follower(reception);
   std::atomic<bool> sending = true;

@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <httplib.h>
 #include <spawn.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -120,7 +121,18 @@ TEST(ControlHostProgram, SaysItsVersion) {
 TEST(ControlHostProgram, WarnsWhenOthersCanReachIt) {
   Program program({"--port", "0", "--address", "0.0.0.0"});
   EXPECT_EQ(program.line(),
-            "Listening on 0.0.0.0: whoever reaches this machine there can read and change everything here.");
+            "Listening on 0.0.0.0, all addresses of this machine: whoever reaches one can read and change everything "
+            "here.");
+  EXPECT_EQ(program.line(),
+            "A tracker elsewhere takes this machine's own address with the port. Without --address only this machine "
+            "reaches it.");
+  EXPECT_EQ(program.line().rfind(R"({"url":"http://127.0.0.1:)", 0), 0u);
+}
+
+TEST(ControlHostProgram, SaysWhatIsNoAddress) {
+  Program program({"--address", "nonsense"});
+  EXPECT_EQ(program.line().rfind("Cannot listen on nonsense: this is no IP address.", 0), 0u);
+  EXPECT_EQ(program.exitStatus(), 2);
 }
 
 TEST(ControlHostProgram, RunsAnAppWithItsAddressAndHandsOnItsExitStatus) {
@@ -230,6 +242,16 @@ TEST(ControlHostProgram, AnswersAsItsSettingsFileSays) {
   Program program({"--port", "0", "--settings", file.path()});
   const int port = portOf(program.line());
   EXPECT_EQ(post(port, Value{{"action", "initial"}}).json(), Value({{"success", 0}}));
+}
+
+TEST(ControlHostProgram, SaysThatItsSettingsFileIsNotReadOnceOtherAnswersAreSet) {
+  const TemporaryFile file(R"({"initial": {"success": 0}})");
+  Program program({"--port", "0", "--settings", file.path()});
+  httplib::Client client("127.0.0.1", portOf(program.line()));
+  ASSERT_EQ(client.Put("/api/answers", R"({"rules":[]})", "application/json")->status, 200);
+  ASSERT_EQ(client.Put("/api/answers", R"({"default":{}})", "application/json")->status, 200);
+  EXPECT_EQ(program.line(), "The answers have been set on the page or by PUT /api/answers: changes of " + file.path() +
+                                " count again after POST /api/reset.");
 }
 
 TEST(ControlHostProgram, RefusesFaultySettings) {

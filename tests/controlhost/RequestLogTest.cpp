@@ -1,6 +1,6 @@
-#include "tools/controlhost/RequestLog.h"
-
 #include <gtest/gtest.h>
+
+#include "tools/controlhost/RequestLog.h"
 
 namespace fliprugair::controlhost {
 

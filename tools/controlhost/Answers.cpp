@@ -101,6 +101,11 @@ void Answers::setRules(std::vector<AnswerRule> rules) {
   rules_ = std::move(rules);
 }
 
+bool Answers::asksUsual() const {
+  const std::lock_guard lock(mutex_);
+  return !set_;
+}
+
 void Answers::reset() {
   const std::lock_guard lock(mutex_);
   set_.reset();

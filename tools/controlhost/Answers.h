@@ -45,6 +45,8 @@ class Answers {
   void setUsual(HostSettings settings);
   void setInitReply(Value reply);
   void setRules(std::vector<AnswerRule> rules);
+  /// False once others have been set.
+  bool asksUsual() const;
   /// No rules, no settings but those given at the start, no device known.
   void reset();
   void forget(const std::string& device);

@@ -13,9 +13,12 @@ using namespace controlhost;
 
 namespace {
 
+/// Who listens on all addresses is not reached at one that says so.
 std::string hostnameOf(const std::string& address, int port) {
-  const bool bracketed = address.find(':') != std::string::npos;
-  return (bracketed ? '[' + address + ']' : address) + ':' + std::to_string(port);
+  const std::string end = ':' + std::to_string(port);
+  if (address == "0.0.0.0") return "127.0.0.1" + end;
+  if (address == "::") return "[::1]" + end;
+  return (address.find(':') != std::string::npos ? '[' + address + ']' : address) + end;
 }
 
 /// What a browser on this machine may call the host.
@@ -32,7 +35,7 @@ struct ControlHost::Implementation {
   explicit Implementation(ControlHostOptions options)
       : address(options.address),
         reception({options.capacity, std::move(options.settings), std::move(options.arrived),
-                   std::move(options.complain), options.savePath}),
+                   std::move(options.complain), std::move(options.answersSet), options.savePath}),
         server(
             address, options.port, [this](const HttpRequest& request) { return reply(request); },
             [this](const HttpProblem& problem) {

@@ -19,14 +19,16 @@
 namespace fliprugair {
 
 struct ControlHostOptions {
-  std::string address = "127.0.0.1";
-  int port = 0;                  ///< 0: any free one
-  std::size_t capacity = 10000;  ///< requests that are kept in memory
-  std::string savePath = {};     ///< SQLite file in which all are kept; "": none
+  std::string address = "127.0.0.1";  ///< an IP address of this machine; "0.0.0.0": all that it has
+  int port = 0;                       ///< 0: any free one
+  std::size_t capacity = 10000;       ///< requests that are kept in memory
+  std::string savePath = {};          ///< SQLite file in which all are kept; "": none
   /// What is answered, asked at every request until other answers are set.
   std::function<controlhost::HostSettings()> settings = [] { return controlhost::HostSettings(); };
   /// Told of each request before its reply goes out.
   std::function<void(const controlhost::ReceivedRequest&)> arrived = [](const controlhost::ReceivedRequest&) {};
+  /// Told when other answers are set on the page or over the interface: `settings` is not asked until a reset.
+  std::function<void()> answersSet = [] {};
   /// Told when requests can no longer be saved.
   std::function<void(const std::string&)> complain = [](const std::string&) {};
 };
@@ -49,7 +51,7 @@ class ControlHost {
   ControlHost& operator=(const ControlHost&) = delete;
 
   int port() const;
-  /// With the port, as a tracker's "trackerHostname".
+  /// With the port, as a tracker's "trackerHostname" on this machine.
   std::string hostname() const;
   /// Of the page.
   std::string url() const { return "http://" + hostname(); }

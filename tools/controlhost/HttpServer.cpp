@@ -1,9 +1,11 @@
 #include "tools/controlhost/HttpServer.h"
 
+#include <arpa/inet.h>
 #include <httplib.h>
 #include <sys/socket.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <condition_variable>
 #include <deque>
 #include <map>
@@ -24,6 +26,26 @@ constexpr std::size_t mostConnections = 512;
 constexpr std::size_t mostTurnedAway = 64;
 constexpr std::size_t mostOfUnread = std::size_t{64} * 1024;
 constexpr std::chrono::seconds idleTime{5};
+
+/// Why nobody can listen there, and what to do.
+std::string reasonNotToListen(const std::string& address, int port, int error) {
+  const std::string place = "Cannot listen on " + address;
+  const std::string hint =
+      " Give an address of this machine, as 127.0.0.1, or 0.0.0.0 for all that it has; without one it is 127.0.0.1.";
+  if (error == EINVAL) return place + ": this is no IP address." + hint;
+  if (error == EADDRNOTAVAIL) return place + ": this machine does not have that address." + hint;
+  const std::string there = place + ", port " + std::to_string(port);
+  if (error == EACCES)
+    return there + ": only the system's own programs may. Take a port from 1024 on; 0 is any free one.";
+  return there + ". Another program may listen there already; --port 0 takes any free port.";
+}
+
+bool isAddress(const std::string& text) {
+  in6_addr six{};
+  in_addr four{};
+  return text == "localhost" || inet_pton(AF_INET, text.c_str(), &four) == 1 ||
+         inet_pton(AF_INET6, text.c_str(), &six) == 1;
+}
 
 struct Body {
   std::string text;
@@ -74,8 +96,10 @@ struct HttpServer::Implementation final : httplib::Server {
     });
   }
 
-  /// The port, or 0 when it cannot listen there.
+  /// The port, or 0 when it cannot listen there; then errno says why.
   int listenOn(const std::string& address, int wanted) {
+    errno = EINVAL;
+    if (!isAddress(address)) return 0;  // a name would be looked up, who knows where
     const int bound = wanted == 0 ? bind_to_any_port(address) : bind_to_port(address, wanted) ? wanted : 0;
     if (bound <= 0) return 0;
     ::listen(svr_sock_, SOMAXCONN);  // a client opens more connections at once than the library's backlog holds
@@ -250,11 +274,7 @@ HttpServer::HttpServer(const std::string& address, int port, Handler handler, Re
     : implementation_(std::make_unique<Implementation>(std::move(handler), std::move(refusal))) {
   Implementation& self = *implementation_;
   self.port = self.listenOn(address, port);
-  if (self.port == 0) {
-    const std::string place = address + ", port " + std::to_string(port);
-    throw std::runtime_error("Cannot listen on " + place +
-                             ". Another program may listen there already; --port 0 takes any free port.");
-  }
+  if (self.port == 0) throw std::runtime_error(reasonNotToListen(address, port, errno));
   self.thread = std::thread([&self] {
     {
       const std::lock_guard lock(self.mutex);

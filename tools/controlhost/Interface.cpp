@@ -344,7 +344,7 @@ HttpReply Interface::setAnswers(const HttpRequest& request, const std::string&) 
   Answers& answers = reception_.answers();
   auto complaint = complaintAbout(request.body, [&](const Value& value) { return answers.setJSON(value); });
   if (complaint) return *complaint;
-  reception_.announceAnswers();
+  reception_.announceAnswersFromOutside();
   return jsonReply(answers.json());
 }
 

@@ -229,6 +229,11 @@ void Reception::announceAnswers() {
   announce("answers", [this] { return answers_.json(); });
 }
 
+void Reception::announceAnswersFromOutside() {
+  announceAnswers();
+  if (!answers_.asksUsual()) options_.answersSet();
+}
+
 void Reception::announceFaults() {
   announce("faults", [this] { return faults_.json(); });
 }

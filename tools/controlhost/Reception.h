@@ -30,6 +30,7 @@ class Reception {
     std::function<HostSettings()> settings;
     std::function<void(const ReceivedRequest&)> arrived;
     std::function<void(const std::string&)> complain;
+    std::function<void()> answersSet;
     std::string savePath;  ///< "": nowhere
   };
 
@@ -59,6 +60,8 @@ class Reception {
     std::function<Value()> data;  ///< as it is when it is told: what is told last is what holds
   };
   void announceAnswers();
+  /// The same of answers that somebody from outside has set.
+  void announceAnswersFromOutside();
   void announceFaults();
   std::int64_t lastNotice() const;
   /// How often something was cleared or forgotten: who was away meanwhile may show what is gone.

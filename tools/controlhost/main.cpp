@@ -37,9 +37,10 @@ EXAMPLES
       Any free port; the first line says which, as JSON. Shows bodies whole.
 
   fliprugair-controlhost --settings settings.json --save requests.sqlite
-      Answers as the file says, which can be edited while the host runs, and
-      keeps everything that came; the next start with this file shows it again.
-      One host at a time saves in a file.
+      Answers as the file says, which can be edited while the host runs (until
+      answers are set on the page: these hold until a reset), and keeps all that
+      came; the next start with this file shows it again. One host at a time
+      saves in a file.
 
   fliprugair-controlhost run -- ./my-app
       Starts an app with the host's address in FLIPRUGAIR_CONTROL_HOST, and shows
@@ -127,6 +128,10 @@ class RunningHost {
       file_ = std::make_unique<SettingsFile>(wishes.settingsPath, json_,
                                              [this](const std::string& fault) { printer_.complain(fault); });
       wishes.options.settings = [this] { return file_->current(); };
+      wishes.options.answersSet = [this, path = wishes.settingsPath] {
+        printer_.complain("The answers have been set on the page or by PUT /api/answers: changes of " + path +
+                          " count again after POST /api/reset.");
+      };
     }
     wishes.options.arrived = [this](const ReceivedRequest& request) { printer_.print(request); };
     wishes.options.complain = [this](const std::string& fault) { printer_.complain(fault); };
@@ -148,6 +153,14 @@ bool isLoopback(const std::string& address) {
 
 void warnAbout(const std::string& address) {
   if (isLoopback(address)) return;
+  if (address == "0.0.0.0" || address == "::") {
+    std::cerr << "Listening on " << address
+              << ", all addresses of this machine: whoever reaches one can read and change everything here.\n"
+              << "A tracker elsewhere takes this machine's own address with the port. "
+                 "Without --address only this machine reaches it."
+              << std::endl;
+    return;
+  }
   std::cerr << "Listening on " << address
             << ": whoever reaches this machine there can read and change everything here.\n"
             << "Without --address only this machine can." << std::endl;
@@ -156,8 +169,9 @@ void warnAbout(const std::string& address) {
 int serve(Wishes wishes) {
   const bool anyPort = wishes.options.port == 0;
   const sigset_t endSignals = blockedEndSignals();
-  warnAbout(wishes.options.address);
+  const std::string address = wishes.options.address;
   RunningHost running(std::move(wishes), std::cout);
+  warnAbout(address);
   ControlHost& host = running.host();
   const Value where{{"url", host.url()}, {"hostname", host.hostname()}, {"port", host.port()}};
   std::cout << (anyPort ? RapidJSONSerialization().textOfAny(where) : host.url()) + '\n' << std::flush;
@@ -170,8 +184,9 @@ int serve(Wishes wishes) {
 /// Requests on standard error, so that the app's own output stays as it is.
 int runApp(Wishes wishes, const std::vector<std::string>& command) {
   blockedEndSignals();
-  warnAbout(wishes.options.address);
+  const std::string address = wishes.options.address;
   RunningHost running(std::move(wishes), std::cerr);
+  warnAbout(address);
   ControlHost& host = running.host();
   std::cerr << host.url() << std::endl;
   const int status = runProgram(command, "FLIPRUGAIR_CONTROL_HOST", host.hostname());
@@ -250,7 +265,8 @@ int main(int argc, char** argv) {
   app.set_version_flag("--version", std::string("fliprugair-controlhost ") + FLIPRUGAIR_VERSION);
   Wishes wishes;
   wishes.options.port = 8080;
-  app.add_option("--address", wishes.options.address, "Address to listen on")->capture_default_str();
+  app.add_option("--address", wishes.options.address, "IP address to listen on; 0.0.0.0: all of this machine")
+      ->capture_default_str();
   CLI::Option* port = app.add_option("--port", wishes.options.port, "Port to listen on; 0: any free one, told in JSON")
                           ->check(CLI::Range(0, 65535))
                           ->capture_default_str();
