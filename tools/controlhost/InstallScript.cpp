@@ -2,6 +2,7 @@
 
 #include <array>
 #include <cstdlib>
+#include <initializer_list>
 
 #include "tools/controlhost/SimulatorScript.h"
 

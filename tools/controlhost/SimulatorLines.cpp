@@ -2,7 +2,6 @@
 
 #include <cmath>
 #include <cstdlib>
-#include <initializer_list>
 #include <limits>
 
 #include "tools/controlhost/InstallScript.h"
@@ -15,8 +14,17 @@ namespace {
 
 SimulatorLines none(std::string reason) { return {"", std::move(reason)}; }
 
-/// The record with the times and the envelope that a tracker would have given it, so that what is wrong is what it
-/// says.
+/// With times as a tracker gives them.
+Dictionary timed(const std::string& action, Dictionary data) {
+  for (const char* key : {"usertime", "uptime", "updelta", "last_post_time"}) {
+    if (data.holds(key)) data = data.setting(key, "1");
+  }
+  if (action == "spatial") return data.setting("usertime", "1");
+  if (action != "event" && action != "session" && action != "deeplink") return data;
+  return data.setting("usertime", "1").setting("uptime", "1");
+}
+
+/// With the times and the envelope that it has when it is made again: what is still wrong then is what it says.
 Value asMadeAgain(const Dictionary& record) {
   const std::string& action = record["action"].text();
   Dictionary made =
@@ -24,18 +32,10 @@ Value asMadeAgain(const Dictionary& record) {
   if (action != "identityLink" && action != "spatial" && action != "deeplink") {
     made = made.setting("sdk_version", "ios-20160921").setting("sdk_protocol", "4");
   }
-  const bool hasUptime = action == "event" || action == "session" || action == "deeplink";
   if (record.holds("data_orig")) made = made.setting("data_orig", record["data_orig"]);
-  if (!record.holds("data")) return made;
-  Dictionary data = record["data"].dictionary();
-  if (!record["data"].isDictionary()) return made.setting("data", record["data"]);
-  for (const char* key : {"usertime", "uptime", "updelta", "last_post_time"}) {
-    const bool isNeeded = (hasUptime && key == std::string("uptime")) ||
-                          ((hasUptime || action == "spatial") && key == std::string("usertime"));
-    const bool isTimed = hasUptime || action == "spatial" || action == "initial";
-    if (isNeeded || (isTimed && data.holds(key))) data = data.setting(key, "1");
-  }
-  return made.setting("data", data);
+  const Value data = record["data"];
+  if (data.isDictionary()) return made.setting("data", timed(action, data.dictionary()));
+  return record.holds("data") ? made.setting("data", data) : made;
 }
 
 /// What an event takes from the store, where a tracker begins with something else.
@@ -58,8 +58,8 @@ SimulatorLines eventLines(const Dictionary& data) {
   }
   SimulatorScript script;
   storeForEvent(script, data);
-  const Value& name = data["event_name"];
-  const Value& value = data["event_data"];
+  const Value name = data["event_name"];
+  const Value value = data["event_data"];
   if (data.holds("receipt")) {
     script.call("trackEvent:withValue:andReceipt:", Array{name, value, data["receipt"]});
   } else if (data.holds("event_standard")) {
