@@ -46,8 +46,9 @@ TEST(AcceptEncoding, NamesGzipAmongOthersInAnyCaseWithAnyWeightAboveZero) {
 }
 
 TEST(AcceptEncoding, WithoutGzipOrWithItsWeightAtZeroRefusesIt) {
-  for (const char* line : {"Accept-Encoding: identity", "Accept-Encoding:", "Accept-Encoding: gzip;q=0",
-                           "Accept-Encoding: br, gzip; Q=0.000", "Accept-Encoding: gzipped"}) {
+  for (const char* line :
+       {"Accept-Encoding: identity", "Accept-Encoding:", "Accept-Encoding: gzip;q=0",
+        "Accept-Encoding: br, gzip; Q=0.000", "Accept-Encoding: gzip; q=0 ; level=9", "Accept-Encoding: gzipped"}) {
     EXPECT_EQ(takesGzip(line), std::optional(false)) << line;
   }
 }
@@ -129,6 +130,17 @@ TEST_F(Gzip, EndsWhenTheHostNoLongerTakesIt) {
   std::vector<std::string> codings;
   for (int count = 0; count < 5; ++count) codings.push_back(codingOf(sendBatch(server)));
   EXPECT_EQ(codings, (std::vector<std::string>{"", "gzip", "gzip", "", "gzip"}));
+}
+
+TEST_F(Gzip, IsNotToBlameWhenAHostCannotReadJSONEither) {
+  TestServer server([](const TestServer::Request&) {
+    TestServer::Reply reply;
+    reply.status = 415;
+    return reply;
+  });
+  const Running running = start();
+  EXPECT_EQ(codingOf(sendBatch(server)), "");
+  expectLogged("failed, HTTP status 415");
 }
 
 TEST_F(Gzip, ThatAHostCannotReadAfterAllIsSentAgainAtOnceAsJSONAndNeverTried) {

@@ -120,6 +120,16 @@ TEST_F(Request, WithoutATimestampTouchesNoStore) {
   EXPECT_EQ(store_.synchronizations, 0);
 }
 
+TEST_F(Request, IsLoggedOnlyWhereThatIsAskedFor) {
+  TestServer server;
+  const Running running = start();
+  const auto access = network_->makeAccess();
+  access->setBackgroundTask(application_.beginBackgroundTask("", [] {}));
+  EXPECT_TRUE(access->sendHTTPRequestWithHostname(server.hostname(), Value{{"action", "init"}}));
+  application_.ended.wait(1);
+  EXPECT_TRUE(log_.items().empty());
+}
+
 TEST_F(Request, WithoutABackgroundTaskEndsNone) {
   TestServer server;
   const Running running = start();

@@ -104,7 +104,8 @@ TEST(EventLoop, IsNotWokenForATaskOfAnotherThreadWhileItLooksAgainByItself) {
 
 TEST(EventLoop, WakesItselfForAStopAlone) {
   EventLoop loop({});
-  loop.scheduleTimer(0, "stop", [&] { loop.stop(); });
+  // A turn later, so that no wake-up is left that would hide another.
+  loop.scheduleTimer(0, "turn", [&] { loop.scheduleTimer(0.001, "stop", [&] { loop.stop(); }); });
   writes = 0;
   loop.run();
   EXPECT_EQ(writes, 1);

@@ -1,9 +1,11 @@
 #include <gtest/gtest.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <sys/un.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstring>
 #include <fstream>
 
@@ -12,6 +14,22 @@
 #include "platform/posix/FileDescriptor.h"
 #include "plist/Archives.h"
 #include "support/TemporaryFolder.h"
+
+namespace {
+
+thread_local int interruptions = 0;  ///< of the next reads
+
+}  // namespace
+
+/// Stands in for the C library's.
+extern "C" ssize_t read(int descriptor, void* bytes, size_t size) {
+  if (interruptions > 0) {
+    --interruptions;
+    errno = EINTR;
+    return -1;
+  }
+  return syscall(SYS_read, descriptor, bytes, size);
+}
 
 namespace fliprugair {
 namespace {
@@ -53,6 +71,13 @@ TEST_F(PlistDocumentsTest, AnArchiveInTheFolderIsReadable) {
   write("Documents/xml", test::personArchive().xml());
   EXPECT_TRUE(isReadable("binary.plist"));
   EXPECT_TRUE(isReadable("xml"));
+}
+
+TEST_F(PlistDocumentsTest, AReadingThatASignalInterruptsGoesOn) {
+  write("Documents/a.plist", archive);
+  interruptions = 2;
+  EXPECT_TRUE(isReadable("a.plist"));
+  EXPECT_EQ(interruptions, 0);
 }
 
 TEST_F(PlistDocumentsTest, TheFolderMayBeReachedByALink) {

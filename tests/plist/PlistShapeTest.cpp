@@ -334,6 +334,7 @@ TEST(XMLPlistShape, ADictionaryMayHaveManyKeys) {
 TEST(XMLPlistShape, EntitiesThatWouldKeepTheProcessorBusyAreRefused) {
   EXPECT_TRUE(isBoundedXML(inPlist("<string>" + repeated("&amp;", 1000) + "</string>")));
   EXPECT_FALSE(isBoundedXML(inPlist("<string>" + repeated("&amp;", 1000000) + "</string>")));
+  EXPECT_TRUE(isBoundedXML(inPlist("<array>" + repeated("<string>&amp;</string>", 10000) + "</array>")));
 }
 
 }  // namespace

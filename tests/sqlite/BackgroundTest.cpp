@@ -189,20 +189,6 @@ TEST_F(AWrittenStore, GivesBackTheRoomOfAnOlderLogAtItsStart) {
   EXPECT_EQ(store->objectForKey("key"), Value(last_));
 }
 
-TEST_F(AWrittenStore, HasALogAtItsLimitCopiedBeforeItIsAtItsBoundThoughWritesFollowEachOther) {
-  isTheTest = true;
-  diskIsStuck = true;
-  while (logSize(file_) < logAtItsLimit) write(400000);
-  const bool isCopied = eventually([&] {
-    write(10);
-    return waitingThreads > 0;
-  });
-  const auto size = logSize(file_);
-  diskIsStuck = false;
-  EXPECT_TRUE(isCopied);
-  EXPECT_LT(size, logAtItsBound);
-}
-
 TEST_F(AWrittenStore, KeepsNoCallerWaitingWhenItsLogIsAtItsLimitAndTheDiskIsStuck) {
   isTheTest = true;
   diskIsStuck = true;
