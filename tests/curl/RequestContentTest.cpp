@@ -1,7 +1,7 @@
-#include "platform/curl/RequestContent.h"
-
 #include <dlfcn.h>
 #include <gtest/gtest.h>
+
+#include "platform/curl/RequestContent.h"
 
 namespace {
 

@@ -1,5 +1,3 @@
-#include "platform/sqlite/ProcessLock.h"
-
 #include <fcntl.h>
 #include <sys/syscall.h>
 #include <unistd.h>
@@ -8,6 +6,7 @@
 #include <cstdarg>
 #include <optional>
 
+#include "platform/sqlite/ProcessLock.h"
 #include "sqlite/StoreTest.h"
 
 namespace {
@@ -40,8 +39,8 @@ namespace {
 TEST(AProcessLock, NamesTheProcessThatHasItAsFarAsTheSystemDoes) {
   const TemporaryFolder folder(memory());
   for (const auto& [process, name] :
-       {std::pair(pid_t{1}, "process 1"), std::pair(pid_t{4711}, "process 4711"), std::pair(pid_t{0}, "another process"),
-        std::pair(pid_t{-1}, "another process")}) {
+       {std::pair(pid_t{1}, "process 1"), std::pair(pid_t{4711}, "process 4711"),
+        std::pair(pid_t{0}, "another process"), std::pair(pid_t{-1}, "another process")}) {
     ProcessLock lock;
     owner = process;
     EXPECT_EQ(lock.take(folder / "store.lock"), ProcessLock::Outcome::inUse);
