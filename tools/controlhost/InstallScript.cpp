@@ -2,13 +2,17 @@
 
 #include <array>
 #include <cstdlib>
-#include <initializer_list>
 
 #include "tools/controlhost/SimulatorScript.h"
 
 namespace fliprugair::controlhost {
 
 namespace {
+
+// From which version of a system on a tracker reads or asks for something; 7.1 as a float lies just below itself.
+constexpr double identifiersSince = 6;
+constexpr double searchAdsSince = 7.0999;
+constexpr double screenSizeSince = 8;
 
 constexpr std::int64_t reachable = 2;
 constexpr std::int64_t reachableByCell = 0x40002;
@@ -18,6 +22,8 @@ constexpr std::array<std::array<const char*, 2>, 4> searchAdDetails{{{"attributi
                                                                      {"iAdAttribution", "iad_attribution"},
                                                                      {"appPurchaseDate", "app_purchase_date"},
                                                                      {"iAdImpressionDate", "iad_impression_date"}}};
+
+constexpr const char* noIdentifiers = "it reads identifiers from version 6 of a system on.";
 
 SimulatorLines impossible(const std::string& because) { return {"", "A tracker does not send this: " + because}; }
 
@@ -57,18 +63,16 @@ Dictionary optionsForInit(const Dictionary& record, const Dictionary& first) {
 
 /// Why no system of this version reports an installation so; "" when one may.
 std::string contradiction(const Dictionary& data, double version) {
-  const auto holdsOne = [&](std::initializer_list<const char*> keys) {
-    for (const char* key : keys) {
-      if (data.holds(key)) return true;
-    }
-    return false;
-  };
   const bool hasLimit = data.holds("device_limit_tracking");
-  if (hasLimit != (version >= 6)) return "it reads device_limit_tracking from version 6 of a system on.";
-  if (version < 6 && holdsOne({"idfv", "idfa"})) return "it reads identifiers from version 6 of a system on.";
-  if (version < 8 && holdsOne({"disp_w"})) return "it reads the screen's size from version 8 of a system on.";
+  if (hasLimit != (version >= identifiersSince)) {
+    return "it reads device_limit_tracking from version 6 of a system on.";
+  }
+  if (version < identifiersSince && (data.holds("idfv") || data.holds("idfa"))) return noIdentifiers;
+  if (version < screenSizeSince && data.holds("disp_w")) {
+    return "it reads the screen's size from version 8 of a system on.";
+  }
   for (const auto& [detail, key] : searchAdDetails) {
-    if (version < 7.0999 && data.holds(key)) return "it asks for search ads from version 7.1 of a system on.";
+    if (version < searchAdsSince && data.holds(key)) return "it asks for search ads from version 7.1 of a system on.";
   }
   if (data.holds("identity_link") && !data["identity_link"].isDictionary()) return "an identity link is an object.";
   return "";
@@ -107,9 +111,9 @@ Array blacklistOf(const Dictionary& data, double version) {
   const auto missing = [&](const char* key, const char* name, double since) {
     if (version >= since && !data.holds(key)) list = list.appending(name);
   };
-  missing("idfv", "idfv", 6);
-  missing("idfa", "idfa", 6);
-  missing("disp_w", "screen_size", 8);
+  missing("idfv", "idfv", identifiersSince);
+  missing("idfa", "idfa", identifiersSince);
+  missing("disp_w", "screen_size", screenSizeSince);
   missing("screen_brightness", "screen_brightness", 0);
   missing("device_orientation", "device_orientation", 0);
   return list;
@@ -133,8 +137,8 @@ SimulatorLines initScript(const Dictionary& record) {
   const bool isNamed = !data["partner_id"].text().empty() && !data["partner_name"].text().empty();
   if (first["marlune_app_id"].text().empty() && !isNamed)
     return impossible("it starts with an application or a partner.");
-  if (systemVersion(system) < 6 && (data.holds("idfv") || data.holds("idfa"))) {
-    return impossible("it reads identifiers from version 6 of a system on.");
+  if (systemVersion(system) < identifiersSince && (data.holds("idfv") || data.holds("idfa"))) {
+    return impossible(noIdentifiers);
   }
   const Value bundle{
       {"CFBundleIdentifier", data["package_name"]}, {"CFBundleShortVersionString", "1.0"}, {"CFBundleVersion", "100"}};
@@ -162,7 +166,7 @@ SimulatorLines installScript(const Dictionary& record) {
   script.add("construct", {{"options", optionsForInstall(record)}});
   if (!data.holds("currency")) script.store({}, {"currency"});
   script.add("reply", {{"request", 1}, {"body", Value{{"success", 1}, {"blacklist", blacklistOf(data, version)}}}});
-  if (version < 7.0999) return {script.text(), ""};
+  if (version < searchAdsSince) return {script.text(), ""};
   Dictionary details;
   for (const auto& [detail, key] : searchAdDetails) {
     if (data.holds(key)) details = details.setting(detail, data[key]);
