@@ -52,6 +52,15 @@ long residentKibibytes() {
   return pages * (sysconf(_SC_PAGESIZE) / 1024);
 }
 
+long anonymousKibibytes() {
+  std::ifstream status("/proc/self/status");
+  for (std::string word; status >> word;) {
+    long kibibytes = 0;
+    if (word == "RssAnon:" && status >> kibibytes) return kibibytes;
+  }
+  return 0;
+}
+
 Floor::Floor(const std::string& file, std::string text) : text_(std::move(text)) {
   require(sqlite3_open_v2(file.c_str(), &database_, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOMUTEX,
                           nullptr) == SQLITE_OK,

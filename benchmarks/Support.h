@@ -34,6 +34,9 @@ std::string textOf(const Value& value);
 /// Kibibytes of this process that are in memory now.
 long residentKibibytes();
 
+/// Of these, what is in no file: heap, stacks and tables. The rest is mostly code, which processes share.
+long anonymousKibibytes();
+
 /// Ends the run with `what` on standard error unless `good`.
 void require(bool good, const char* what);
 

@@ -54,14 +54,14 @@ void memoryIdle(const std::string& file) {
   const Sink sink(Sink::Manner::answers);
   const App app = install(file, sink.hostname());
   rest();
-  std::printf("idle %ld\n", residentKibibytes());
+  std::printf("idle %ld\nidle_anonymous %ld\n", residentKibibytes(), anonymousKibibytes());
   app.environment->terminate();
 }
 
 void memoryOfProgram() {
   const Sink sink(Sink::Manner::answers);
   rest();
-  std::printf("program %ld\n", residentKibibytes());
+  std::printf("program %ld\nprogram_anonymous %ld\n", residentKibibytes(), anonymousKibibytes());
 }
 
 }  // namespace fliprugair::bench
