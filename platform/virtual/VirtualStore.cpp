@@ -1,8 +1,16 @@
 #include "platform/virtual/VirtualStore.h"
 
-#include <utility>
+#include <algorithm>
+#include <vector>
 
 namespace fliprugair {
+
+Value VirtualStore::objectForKey(std::string_view key) const {
+  const std::lock_guard lock(mutex_);
+  unpack();
+  const auto found = values_.find(key);
+  return found == values_.end() ? Value() : found->second.value;
+}
 
 void VirtualStore::setObject(Value value, std::string_view key) {
   update(key, [&](const Value&) { return value; });
@@ -10,39 +18,61 @@ void VirtualStore::setObject(Value value, std::string_view key) {
 
 void VirtualStore::update(std::string_view key, const std::function<Value(const Value&)>& change) {
   const std::lock_guard writing(writing_);
-  const Dictionary values = unpacked();
-  const Value before = values[key];
+  const Value before = objectForKey(key);
   const Value after = change(before);
-  Dictionary changed = after.isNull() ? values.removing(key) : values.setting(key, after);
-  {
-    const std::lock_guard lock(mutex_);
-    std::swap(values_, changed);  // what was is destroyed after the lock
-  }
+  const Value replaced = put(key, after);  // and destroyed after the lock
   if (observer_) observer_(key, before, after);
+}
+
+/// Answers what stood there.
+Value VirtualStore::put(std::string_view key, const Value& value) {
+  const std::lock_guard lock(mutex_);
+  const auto found = values_.find(key);
+  if (found == values_.end()) {
+    if (!value.isNull()) values_.emplace(key, Stored{++lastNumber_, value});
+    return {};
+  }
+  if (!value.isNull()) return std::exchange(found->second.value, value);
+  Value before = std::move(found->second.value);
+  values_.erase(found);
+  return before;
 }
 
 Dictionary VirtualStore::all() const {
   const std::lock_guard lock(mutex_);
-  return packed_.empty() ? values_ : json_->value(packed_).value_or(Value()).dictionary();
+  return packed_.empty() ? inOrder(values_) : json_->value(packed_).value_or(Value()).dictionary();
 }
 
-Dictionary VirtualStore::unpacked() const {
-  const std::lock_guard lock(mutex_);
-  if (!packed_.empty()) {
-    values_ = json_->value(packed_).value_or(Value()).dictionary();
-    packed_ = std::string();
+Dictionary VirtualStore::inOrder(const Values& values) {
+  std::vector<const Values::value_type*> keys;
+  keys.reserve(values.size());
+  for (const auto& key : values) keys.push_back(&key);
+  std::ranges::sort(keys, {}, [](const auto* key) { return key->second.number; });
+  std::vector<std::pair<std::string, Value>> pairs;
+  pairs.reserve(keys.size());
+  for (const auto* key : keys) pairs.emplace_back(key->first, key->second.value);
+  return Dictionary(std::move(pairs));
+}
+
+/// Only with the lock.
+void VirtualStore::unpack() const {
+  if (packed_.empty()) return;
+  const Dictionary values = json_->value(packed_).value_or(Value()).dictionary();
+  for (const auto& entry : values.entries()) {
+    values_.insert_or_assign(std::string(entry.key()), Stored{++lastNumber_, entry.value});
   }
-  return values_;
+  packed_ = std::string();
 }
 
 void VirtualStore::pack(const JSONSerialization& json) {
   const std::lock_guard writing(writing_);
-  std::string text = json.textOfAny(unpacked());
+  std::string text = json.textOfAny(all());
   text.shrink_to_fit();
+  Values values;
   const std::lock_guard lock(mutex_);
   json_ = &json;
   packed_ = std::move(text);
-  values_ = Dictionary();
+  values.swap(values_);
 }
 
 }  // namespace fliprugair

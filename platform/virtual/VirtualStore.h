@@ -1,7 +1,12 @@
 #pragma once
 
+#include <cstdint>
+#include <functional>
+#include <map>
 #include <mutex>
 #include <string>
+#include <string_view>
+#include <utility>
 
 #include "Fliprugair/platform/JSONSerialization.h"
 #include "Fliprugair/platform/UserDefaults.h"
@@ -18,7 +23,7 @@ class VirtualStore final : public UserDefaults {
   VirtualStore() = default;
   explicit VirtualStore(Observer observer) : observer_(std::move(observer)) {}
 
-  Value objectForKey(std::string_view key) const override { return unpacked()[key]; }
+  Value objectForKey(std::string_view key) const override;
   void setObject(Value value, std::string_view key) override;
   void update(std::string_view key, const std::function<Value(const Value&)>& change) override;
   void synchronize() override {}
@@ -34,12 +39,21 @@ class VirtualStore final : public UserDefaults {
   void pack(const JSONSerialization& json);
 
  private:
-  Dictionary unpacked() const;
+  struct Stored {
+    std::uint64_t number;  ///< of the write that was the key's first
+    Value value;
+  };
+  using Values = std::map<std::string, Stored, std::less<>>;
+
+  static Dictionary inOrder(const Values& values);
+  void unpack() const;
+  Value put(std::string_view key, const Value& value);
 
   const Observer observer_;
   std::mutex writing_;
   mutable std::mutex mutex_;  ///< around the rest
-  mutable Dictionary values_;
+  mutable Values values_;
+  mutable std::uint64_t lastNumber_ = 0;
   mutable std::string packed_;  ///< "" while values_ hold
   const JSONSerialization* json_ = nullptr;
 };
