@@ -30,6 +30,25 @@ TEST(VirtualStore, AnswersAfterPackingAsBefore) {
   EXPECT_EQ(store.all(), before);
 }
 
+std::string keysOf(const VirtualStore& store) {
+  std::string keys;
+  for (const auto& entry : store.all().entries()) keys += entry.key();
+  return keys;
+}
+
+TEST(VirtualStore, HasItsKeysInTheOrderInWhichTheyWereFirstWritten) {
+  const RapidJSONSerialization json;
+  VirtualStore store;
+  for (const char* key : {"c", "a", "b", "a"}) store.setObject(1, key);
+  EXPECT_EQ(keysOf(store), "cab");
+  store.removeObject("c");
+  store.setObject(1, "c");
+  EXPECT_EQ(keysOf(store), "abc");
+  store.pack(json);
+  store.setObject(1, "0");
+  EXPECT_EQ(keysOf(store), "abc0");
+}
+
 TEST(VirtualStore, TakesWritesWhilePacked) {
   const RapidJSONSerialization json;
   VirtualStore store;
