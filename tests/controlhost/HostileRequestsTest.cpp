@@ -229,8 +229,28 @@ TEST_F(HostileRequests, WhatIsNoHTTPIsRefused) {
 }
 
 TEST_F(HostileRequests, DeepJSONIsRefused) {
-  const std::string deep = R"({"action":"event","data":)" + std::string(100000, '[') + std::string(100000, ']') + '}';
+  const std::string deep = R"({"action":"event","data":)" + std::string(10000, '[') + std::string(10000, ']') + '}';
   EXPECT_EQ(test::httpPost(host_.port(), "/marlune/v4", deep).status, 400);
+}
+
+TEST_F(HostileRequests, MoreValuesThanAnyTrackerSendsAreRefusedAndKept) {
+  std::string body = "[{}";
+  for (int number = 0; number < 30000; ++number) body += ",{}";
+  EXPECT_EQ(test::httpPost(host_.port(), "/marlune/v4", body + ']').status, 413);
+  ASSERT_EQ(host_.requests().size(), 1u);
+  EXPECT_EQ(host_.requests()[0].bytes, body + ']');
+  EXPECT_TRUE(host_.requests()[0].names.empty());
+  EXPECT_EQ(host_.findings()[0].text,
+            "The body holds more than 20,000 values. Send fewer records at once: a batch has up to 25.");
+}
+
+TEST_F(HostileRequests, TheFindingsOfOneRequestHaveAnEnd) {
+  std::string body = R"({"action":"event","data":{"first":1)";
+  for (int number = 0; number < 3000; ++number) body += ",\"k" + std::to_string(number) + "\":1";
+  EXPECT_EQ(test::httpPost(host_.port(), "/marlune/v4", body + "}}").status, 200);
+  const std::vector<Finding> findings = host_.findings();
+  ASSERT_EQ(findings.size(), 501u);
+  EXPECT_EQ(findings.back().text, "More is wrong than these 500 findings say. Mend them first.");
 }
 
 TEST_F(HostileRequests, AThousandConnectionsLeaveOthersTheirReply) {

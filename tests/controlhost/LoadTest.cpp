@@ -1,5 +1,5 @@
 // Some thousand requests, as fast as they go. With FLIPRUGAIR_LOAD_SECONDS=60 it is 1,000 a second for a minute, at the
-// usual cap, and the figures are printed.
+// usual cap, and the figures are printed: so soak/run calls it.
 
 #include <gtest/gtest.h>
 #include <httplib.h>
@@ -65,8 +65,8 @@ TEST(Load, NoRequestIsLostAndMemoryStaysFlatAtTheCap) {
   EXPECT_EQ(kept.front().id, requests - capacity + 1);
   EXPECT_LT(grown, 16 * 1024) << "KiB behind the cap, after " << took << " s";
   if (seconds > 0) {
-    std::cout << confirmed << " of " << requests << " confirmed in " << took << " s; " << capacity << " kept in "
-              << atTheCap - before << " KiB, and " << grown << " KiB more at the end\n";
+    std::cout << "soak: " << confirmed << " of " << requests << " confirmed in " << took << " s; " << capacity
+              << " kept in " << atTheCap - before << " KiB, and " << grown << " KiB more at the end\n";
   }
 }
 

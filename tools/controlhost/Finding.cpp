@@ -1,6 +1,7 @@
 #include "tools/controlhost/Finding.h"
 
 #include <array>
+#include <utility>
 
 #include "platform/json/RapidJSONSerialization.h"
 
@@ -33,6 +34,18 @@ Value Finding::json() const {
                {"got", got},
                {"hint", hint},
                {"text", text}};
+}
+
+void addFindings(std::vector<Finding>& findings, std::vector<Finding> more) {
+  for (Finding& finding : more) {
+    if (findings.size() > mostFindings) return;
+    if (findings.size() == mostFindings) {
+      finding = {Severity::note, "too-many"};
+      finding.hint = "Mend them first.";
+      finding.text = "More is wrong than these " + std::to_string(mostFindings) + " findings say. " + finding.hint;
+    }
+    findings.push_back(std::move(finding));
+  }
 }
 
 Value countsOf(const std::vector<Finding>& findings) {

@@ -28,6 +28,11 @@ struct Finding {
   Value json() const;
 };
 
+/// More than these of one request help nobody; `addFindings` says then that there are others.
+constexpr std::size_t mostFindings = 500;
+
+void addFindings(std::vector<Finding>& findings, std::vector<Finding> more);
+
 /// How many there are of each severity, as {"error": 0, "warning": 0, "note": 0}.
 Value countsOf(const std::vector<Finding>& findings);
 

@@ -89,11 +89,12 @@ std::string base64(std::string_view bytes) {
   return text;
 }
 
-Value bytesOf(const std::string& bytes) {
+Value bytesOf(const std::string& bytes, bool isRead) {
   Dictionary members =
       Value{{"bytes", static_cast<std::int64_t>(bytes.size())}, {"base64", base64(bytes)}}.dictionary();
   if (const Value text(bytes); text.text() == bytes) members = joined(members, Value{{"text", text}}.dictionary());
-  if (const auto json = parsed(bytes)) members = joined(members, Value{{"json", *json}}.dictionary());
+  if (const auto json = isRead ? parsed(bytes) : std::nullopt)
+    members = joined(members, Value{{"json", *json}}.dictionary());
   return members;
 }
 
@@ -140,7 +141,7 @@ Value newsOf(const ReceivedRequest& request) {
 }
 
 Value wholeOf(const ReceivedRequest& request) {
-  Dictionary body = bytesOf(request.bytes).dictionary();
+  Dictionary body = bytesOf(request.bytes, request.problem.status == 0).dictionary();
   if (!request.compressed.empty()) body = body.setting("compressed", compressedOf(request));
   const Value reply = joined(
       Value{{"status", request.status}, {"headers", jsonOf(request.replyHeaders)}}.dictionary(),

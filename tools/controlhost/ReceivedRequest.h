@@ -66,8 +66,8 @@ Value newsOf(const ReceivedRequest& request);
 Value recordOf(const ReceivedRequest& request, const Value& record, std::int64_t index);
 Array recordsOf(const ReceivedRequest& request);
 
-/// Of bytes: their number, base64, text and JSON as far as they are such.
-Value bytesOf(const std::string& bytes);
+/// Of bytes: their number, base64, text and JSON as far as they are such; without `isRead` no JSON.
+Value bytesOf(const std::string& bytes, bool isRead = true);
 std::string base64(std::string_view bytes);
 
 }  // namespace fliprugair::controlhost

@@ -9,6 +9,7 @@
 #include "platform/json/RapidJSONSerialization.h"
 #include "tools/controlhost/JSONProblem.h"
 #include "tools/controlhost/RepeatedMembers.h"
+#include "tools/controlhost/ValueCount.h"
 
 namespace fliprugair::controlhost {
 
@@ -16,6 +17,7 @@ namespace {
 
 constexpr std::string_view requestPath = "/marlune/v4";
 constexpr std::size_t mostNotices = 100;
+constexpr std::size_t mostValues = 20000;
 
 double secondsSince1970() {
   return std::chrono::duration<double>(std::chrono::system_clock::now().time_since_epoch()).count();
@@ -116,7 +118,11 @@ HttpReply Reception::receive(const HttpRequest& http) {
   request.compressed = http.compressed;
   request.problem = http.problem;
   request.arrival = http.arrival;
-  if (http.problem.status != 0) noteRefusal(http.problem);
+  if (request.problem.status == 0 && holdsMoreValuesThan(mostValues, request.bytes)) {
+    request.problem = {413, "The body holds more than 20,000 values.",
+                       "Send fewer records at once: a batch has up to 25."};
+  }
+  if (request.problem.status != 0) noteRefusal(request.problem);
   const std::optional<Value> body = bodyOf(request);
   if (body) describe(request, *body);
   HttpReply reply = replyTo(request, body);
@@ -160,10 +166,8 @@ HttpReply Reception::replyTo(ReceivedRequest& request, const std::optional<Value
 void Reception::judge(ReceivedRequest& request, const std::optional<Value>& body) const {
   const Problem problem = problemOf(request, body);
   if (problem.reply.status == 0) {
-    request.findings = check_.findings(*body);
-    for (Finding& finding : repeatedMembers(request.bytes, body->isArray())) {
-      request.findings.push_back(std::move(finding));
-    }
+    addFindings(request.findings, check_.findings(*body));
+    addFindings(request.findings, repeatedMembers(request.bytes, body->isArray()));
   } else {
     Finding finding{Severity::error, problem.code};
     finding.hint = problem.reply.hint;
@@ -183,9 +187,7 @@ void Reception::keep(ReceivedRequest request, const Value& body) {
     if (paused_) return;
     if (!request.action.empty()) {
       request.id = log_.last() + 1;
-      for (Finding& finding : history_.findings(request, body, initReply)) {
-        request.findings.push_back(std::move(finding));
-      }
+      addFindings(request.findings, history_.findings(request, body, initReply));
     }
     kept = log_.add(std::move(request));
     if (!kept->action.empty()) devices_.note(*kept, body);
@@ -202,9 +204,7 @@ void Reception::restore() {
     judge(request, body);
     if (!request.action.empty()) {
       const Value initReply = answers_.settingsFor(request.device, request.app).init;
-      for (Finding& finding : history_.findings(request, *body, initReply)) {
-        request.findings.push_back(std::move(finding));
-      }
+      addFindings(request.findings, history_.findings(request, *body, initReply));
       devices_.note(request, *body);
     }
     log_.restore(std::make_shared<const ReceivedRequest>(std::move(request)));

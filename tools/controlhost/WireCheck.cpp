@@ -136,7 +136,7 @@ std::vector<Finding> WireCheck::findings(const Value& request) const {
         "The batch has " + (size == 0 ? "no" : finding.got) + " records, and should have 1 to 25. " + finding.hint;
     findings.push_back(finding);
   }
-  for (std::int64_t index = 0; index < size; ++index) {
+  for (std::int64_t index = 0; index < size && findings.size() <= mostFindings; ++index) {
     for (Finding& finding : findingsOfRecord(records[static_cast<std::size_t>(index)], true)) {
       finding.record = index;
       findings.push_back(std::move(finding));
@@ -152,6 +152,7 @@ std::vector<Finding> WireCheck::findingsOfRecord(const Value& record, bool inBat
   std::vector<Finding> findings;
   std::set<std::string> texts;
   for (const auto& place : schemas_->faults(name, record)) {
+    if (findings.size() > mostFindings) break;
     for (Finding& finding : schemas_->tree.findingsAt(name, place, at(record, place))) {
       finding.record = 0;
       if (texts.insert(finding.text).second) findings.push_back(std::move(finding));
