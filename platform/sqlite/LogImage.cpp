@@ -58,9 +58,6 @@ LogImage::LogImage(std::string_view bytes) {
       // A frame of the older log that this one is written over has neither half of the salt.
       const bool isOurs = frame.substr(8, 4) == salt.substr(0, 4) || frame.substr(12, 4) == salt.substr(4);
       if (isOurs) ++brokenAtTheEnd;
-      // A process that ends writes a frame in part or not at all; the last one of the file was written whole.
-      const bool isLast = place + frameSize == bytes.size();
-      if (isOurs && isLast) isDamaged_ = true;
       continue;
     }
     brokenAtTheEnd = 0;

@@ -20,8 +20,8 @@ class LogImage {
   /// Whether committed pages stand where SQLite would not look.
   bool isDamaged() const { return isDamaged_; }
 
-  /// Whether the newest page is not what was to be written, over a page of an older log: the process ended between the
-  /// two halves of writing it, before its call returned, or it was damaged afterwards. Nothing tells which.
+  /// Whether the newest page is not what was to be written: over the page of an older log the process ended between
+  /// the two halves of writing it, before its call returned, or it was damaged afterwards. Nothing tells which.
   bool endsUnfinished() const { return endsUnfinished_; }
 
  private:

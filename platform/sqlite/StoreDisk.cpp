@@ -302,7 +302,7 @@ bool StoreDisk::checkpoint() noexcept {
     if (!file_->emptyLog(pauses ? RowFile::LogRoom::givenBack : RowFile::LogRoom::kept)) return false;
     // A writer that waits for the lock has waited enough: it begins the new log itself, which is shorter than both.
     if (pauses) file_->touch();
-    return !file_->hasMuchRoom();
+    return !file_->hasMuchRoom() && !file_->logIsLong();
   } catch (...) {
     return true;  // the next write that the medium refuses says so
   }

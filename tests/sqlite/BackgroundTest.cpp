@@ -174,6 +174,12 @@ TEST_F(AWrittenStore, HasALogAtItsLimitBegunAnewWithoutAPauseAndItsRoomGivenBack
   EXPECT_EQ(AfterSuddenDeath(file_)->objectForKey("key"), Value(last_));
 }
 
+TEST_F(AWrittenStore, WhoseWritesEndWhenItsLogIsAtItsLimitGivesItsRoomBackToo) {
+  while (logSize(file_) < logAtItsLimit) write(4000);
+  EXPECT_TRUE(eventually([&] { return isCut(file_); }));
+  EXPECT_EQ(AfterSuddenDeath(file_)->objectForKey("key"), Value(last_));
+}
+
 TEST_F(AWrittenStore, GivesBackTheRoomOfAnOlderLogAtItsStart) {
   while (logSize(file_) < logAtItsLimit) write(4000);
   ASSERT_TRUE(eventually([&, before = beginningOfTheLog()] {

@@ -54,10 +54,21 @@ TEST(ALogImage, TakesAFrameInPartBeforeAnOlderLogsForTheEndOfAProcess) {
   EXPECT_TRUE(image.endsUnfinished());
 }
 
-TEST(ALogImage, IsDamagedWhereTheLastFrameIsNotWhole) {
+TEST(ALogImage, EndsUnfinishedWhereTheLastFrameAloneIsNotWhole) {
   std::string log = logOfAStore();
   alter(log, log.size() - 1);
-  EXPECT_TRUE(LogImage(log).isDamaged());
+  const LogImage image(log);
+  EXPECT_TRUE(image.endsUnfinished());
+  EXPECT_FALSE(image.isDamaged());
+}
+
+TEST(ALogImage, IsDamagedWhereTheLastTwoFramesAreNotWhole) {
+  std::string log = logOfAStore();
+  alter(log, log.size() - 1);
+  alter(log, log.size() - 1 - frameSize);
+  const LogImage image(log);
+  EXPECT_FALSE(image.endsUnfinished());
+  EXPECT_TRUE(image.isDamaged());
 }
 
 }  // namespace
