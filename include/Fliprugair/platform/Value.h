@@ -68,10 +68,10 @@ class FLIPRUGAIR_EXPORT Dictionary {
   std::size_t size() const;
   bool empty() const { return size() == 0; }
 
-  /// What is held under `key`; nothing when the key is absent.
+  /// What is held under `key`; null when the key is absent.
   Value operator[](std::string_view key) const;
 
-  /// Whether `key` is present, be it with nothing (a JSON null) as its value.
+  /// Whether `key` is present, be it with null as its value.
   bool holds(std::string_view key) const;
 
   /// This dictionary with `value` under `key`: in the key's place when it is present, else at the end.
@@ -100,7 +100,7 @@ class FLIPRUGAIR_EXPORT Dictionary {
   std::shared_ptr<const Node> node_;
 };
 
-/// The platform's object: nothing, boolean, integer, real, text, array or dictionary. Immutable once made and cheap
+/// The platform's object: null, boolean, integer, real, text, array or dictionary. Immutable once made and cheap
 /// to copy. Text is valid UTF-8 always: what is not is replaced by U+FFFD on the way in. Arrays and dictionaries nest
 /// no deeper than `deepest`, so that nothing that goes through them exhausts a stack: null stands for what would.
 class FLIPRUGAIR_EXPORT Value {
@@ -133,7 +133,7 @@ class FLIPRUGAIR_EXPORT Value {
   Value(double number) : content_(number) {}
   Value(std::string text);
   Value(std::string_view text);
-  /// A null pointer is nothing.
+  /// A null pointer gives null.
   Value(const char* text);
   Value(Array array);
   Value(Dictionary dictionary);
