@@ -31,10 +31,10 @@ class StoreMemory;
 /// Threads: as UserDefaults. Reads never wait for the disk. A `synchronize` waits for those of other threads, and with
 /// StoreDurability::powerCut for the disk. Otherwise the waiting for the disk is the background thread's: it copies
 /// SQLite's log into the file, beside the writes, when nothing was written for a second or two and the log is longer
-/// than two megabytes, and from four megabytes on without that pause. What a `synchronize` may meet without a pause, once in
-/// some four megabytes of writes, is the end of such a copy, where the little that was written meanwhile is brought to
-/// the disk, and the beginning of the next log, which waits for the disk too; and, where much is written faster than
-/// the disk takes it, from seven megabytes on the whole of the copy.
+/// than two megabytes, and from four megabytes on without that pause. What a `synchronize` may meet without a pause,
+/// once in some four megabytes of writes, is the end of such a copy, where the little that was written meanwhile is
+/// brought to the disk, and the beginning of the next log, which waits for the disk too; and, where much is written
+/// faster than the disk takes it, from seven megabytes on the whole of the copy.
 class SQLiteUserDefaults final : public UserDefaults {
  public:
   /// Receives diagnostic lines, with no lock held; what it throws is dropped.

@@ -1,6 +1,6 @@
-#include "tools/controlhost/ValueCount.h"
-
 #include <gtest/gtest.h>
+
+#include "tools/controlhost/ValueCount.h"
 
 namespace fliprugair::controlhost {
 
