@@ -122,11 +122,13 @@ TEST_F(Request, WithoutATimestampTouchesNoStore) {
 
 TEST_F(Request, IsLoggedOnlyWhereThatIsAskedFor) {
   TestServer server;
-  const Running running = start();
-  const auto access = network_->makeAccess();
-  access->setBackgroundTask(application_.beginBackgroundTask("", [] {}));
-  EXPECT_TRUE(access->sendHTTPRequestWithHostname(server.hostname(), Value{{"action", "init"}}));
-  application_.ended.wait(1);
+  {
+    const Running running = start();
+    const auto access = network_->makeAccess();
+    access->setBackgroundTask(application_.beginBackgroundTask("", [] {}));
+    EXPECT_TRUE(access->sendHTTPRequestWithHostname(server.hostname(), Value{{"action", "init"}}));
+    application_.ended.wait(1);
+  }
   EXPECT_TRUE(log_.items().empty());
 }
 
