@@ -129,6 +129,14 @@ TEST_F(AnswersTest, FaultyJSONChangesNothingAndSaysWhere) {
   EXPECT_EQ(answers_.json(), before);
 }
 
+TEST_F(AnswersTest, AMisspeltMemberIsRefusedWithThoseThatThereAre) {
+  EXPECT_EQ(answers_.setJSON(Value{{"defualt", Dictionary()}}),
+            std::vector<std::string>{"defualt is not known; what can stand there: rules, default"});
+  EXPECT_EQ(
+      answers_.setJSON(Value{{"rules", Array{Value{{"devcie", "MI1"}}}}}),
+      std::vector<std::string>{"rules[0].devcie is not known; what can stand there: name, device, app, settings"});
+}
+
 TEST_F(AnswersTest, ResettingGoesBackToTheSettingsOfTheStart) {
   answers_.setInitReply(Value{{"success", 0}});
   EXPECT_EQ(reply(request("init")), Value({{"success", 0}}));

@@ -138,6 +138,17 @@ TEST(Faults, FaultyOnesChangeNothingAndSayWhatIsWrong) {
           "faults[1].percent is the number 101, and should be a whole number from 1 to 100"}));
   EXPECT_EQ(faults.addJSON(Value{{"kind", "status"}, {"percent", 0}}).size(), 1u);
   EXPECT_EQ(
+      faults.addJSON(Value{{"kind", "status"}, {"percnt", 5}}),
+      std::vector<std::string>{"the fault.percnt is not known; what can stand there: id, kind, action, device, app, "
+                               "status, delay_ms, times, percent, hits"});
+  EXPECT_EQ(
+      faults.addJSON(Value{{"kind", "hang"}, {"action", "bach"}}),
+      std::vector<std::string>{"the fault.action is the text \"bach\", and should be one of init, initial, update, "
+                               "get_attribution, batch, or \"\" for all"});
+  EXPECT_EQ(faults.addJSON(Value{{"kind", "delay"}}),
+            std::vector<std::string>{"the fault.delay_ms is null, and should be a whole number from 1 to 600000"});
+  EXPECT_EQ(faults.addJSON(Value{{"kind", "delay"}, {"delay_ms", 0}}).size(), 1u);
+  EXPECT_EQ(
       faults.addJSON(Value{{"kind", "status"}, {"status", 103}}),
       std::vector<std::string>{"the fault.status is the number 103, and should be a whole number from 200 to 599"});
   EXPECT_EQ(faults.json(), Value({{"offline", false}, {"faults", Array()}}));

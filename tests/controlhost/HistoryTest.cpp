@@ -140,8 +140,16 @@ TEST_F(HistoryTest, ARecordThatIsOldIsNoted) {
 
 TEST_F(HistoryTest, AForgottenDeviceBeginsAnew) {
   after(install("MI1", "A1", "1"));
+  after(Array{event("one")});
   history_.forget("MI1");
   EXPECT_EQ(after(install("MI1", "A1", "2")), "");
+  EXPECT_EQ(after(Array{event("one")}), "");
+}
+
+TEST_F(HistoryTest, WhatOneDeviceSentIsKnownWhenAnotherIsForgotten) {
+  after(Array{event("one")});
+  history_.forget("MI2");
+  EXPECT_NE(after(Array{event("one")}), "");
 }
 
 }  // namespace

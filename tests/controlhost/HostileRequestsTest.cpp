@@ -253,7 +253,7 @@ TEST_F(HostileRequests, TheFindingsOfOneRequestHaveAnEnd) {
   EXPECT_EQ(findings.back().text, "More is wrong than these 500 findings say. Mend them first.");
 }
 
-TEST_F(HostileRequests, AThousandConnectionsLeaveOthersTheirReply) {
+TEST_F(HostileRequests, StallingConnectionsLeaveOthersTheirReplyUntilThereAreTooMany) {
   rlimit files{};
   getrlimit(RLIMIT_NOFILE, &files);
   files.rlim_cur = files.rlim_max;

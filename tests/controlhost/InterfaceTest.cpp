@@ -175,6 +175,16 @@ TEST_F(InterfaceTest, WaitingAnswersWithWhatCame) {
   EXPECT_EQ(get("/api/wait?match=event:level&timeout=0&since=1").status, 408);
 }
 
+TEST_F(InterfaceTest, AMistypedParameterIsRefusedWithThoseThatThereAre) {
+  const HttpAnswer mistyped = get("/api/wait?mtach=event:level&timeout=0");
+  EXPECT_EQ(mistyped.status, 400);
+  EXPECT_EQ(mistyped.json(), Value({{"error", "/api/wait has no parameter \"mtach\"."},
+                                    {"hint", "It takes match, count, timeout, since."}}));
+  EXPECT_EQ(get("/health?x=1").json().dictionary()["hint"], Value("It takes none."));
+  EXPECT_EQ(get("/api/requests?order=up").status, 400);
+  EXPECT_EQ(get("/api/requests?order=asc").status, 200);
+}
+
 TEST_F(InterfaceTest, AMistypedMatchIsRefusedWithTheTermsThatThereAre) {
   for (const char* path : {"/api/wait?timeout=600&match=", "/api/requests?q=", "/api/records?q=", "/api/events?q=",
                            "/api/export.ndjson?q=", "/api/export.har?q="}) {

@@ -203,6 +203,23 @@ TEST(ControlHostProgram, AMistypedMatchIsAnErrorThatNamesTheTerms) {
   }
 }
 
+TEST(ControlHostProgram, WhatAHostBeginsWithIsRefusedByThoseWhoAskARunningOne) {
+  for (const char* command : {"tail", "requests"}) {
+    Program program({"--port", "8081", command});
+    EXPECT_EQ(program.line(), "--port is for a host that begins. One that runs is asked by --at HOST:PORT.");
+    EXPECT_EQ(program.exitStatus(), 2);
+  }
+}
+
+TEST(ControlHostProgram, ARunningOneIsAskedByTheAddressOfItsPageToo) {
+  Program host({"--port", "0"});
+  Program program({"requests", "--at", "http://127.0.0.1:" + std::to_string(portOf(host.line())) + '/'});
+  std::string said;
+  for (int number = 0; number < 20; ++number) said += program.line();
+  EXPECT_NE(said.find("Findings: 0 errors"), std::string::npos) << said;
+  EXPECT_EQ(program.exitStatus(), 0);
+}
+
 TEST(ControlHostProgram, ShowsWhatAnEarlierOneSaved) {
   const TemporaryFile file("");
   const std::string saved = file.path() + ".sqlite";

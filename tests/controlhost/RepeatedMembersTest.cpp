@@ -17,6 +17,11 @@ std::string placesIn(const std::string& text) {
   return places;
 }
 
+TEST(RepeatedMembers, OfALongNameAreNamedByItsBeginning) {
+  const std::string name(100000, 'n');
+  EXPECT_EQ(placesIn("{\"" + name + "\":{\"x\":1,\"x\":2}}"), "0/" + name.substr(0, 200) + ".../x ");
+}
+
 TEST(RepeatedMembers, AreFoundWhereTheyStandOnceForEachName) {
   EXPECT_EQ(placesIn(R"({"action":"init","action":"init","action":1})"), "0/action ");
   EXPECT_EQ(placesIn(R"({"data":{"a/b":1,"c":[1,{"x":1,"x":2}],"a/b":2}})"), "0/data/c/1/x 0/data/a~1b ");

@@ -53,6 +53,12 @@ TEST_F(WaitingTest, SaysInWordsWhatTheNearestDoesNotMeet) {
   EXPECT_EQ(result.missed, (std::vector<std::string>{"event:level", "Purchase"}));
 }
 
+TEST_F(WaitingTest, EndsWhenNobodyWantsToKnowAnyMore) {
+  const auto isAbandoned = [asked = 0]() mutable { return ++asked > 1; };
+  const Waited waited = waitForRecords(log_, "event:level", 1, std::chrono::hours(1), 0, isAbandoned);
+  EXPECT_FALSE(waited.matched);
+}
+
 TEST_F(WaitingTest, SaysWhenNothingElseCame) {
   EXPECT_EQ(waited("event:level").text, "0 of 1 came within 0 ms; no record came at all.");
   cameEvent("level");

@@ -1,8 +1,11 @@
 #include "tools/controlhost/Answers.h"
 
+#include <algorithm>
+#include <initializer_list>
 #include <utility>
 
 #include "platform/json/RapidJSONSerialization.h"
+#include "tools/controlhost/Finding.h"
 
 namespace fliprugair::controlhost {
 
@@ -12,6 +15,17 @@ bool matches(const AnswerRule& rule, const std::string& device, const std::strin
   return (rule.device.empty() || rule.device == device) && (rule.app.empty() || rule.app == app);
 }
 
+/// Complains of what stands beside the members there are: a misspelt one would change what holds without a word.
+void refuseOthers(const Dictionary& members, std::initializer_list<std::string_view> known, const std::string& place,
+                  std::vector<std::string>& problems) {
+  for (const Dictionary::Entry& entry : members.entries()) {
+    if (std::find(known.begin(), known.end(), entry.key()) != known.end()) continue;
+    std::string names;
+    for (const std::string_view name : known) names += (names.empty() ? "" : ", ") + std::string(name);
+    problems.push_back(place + shortened(std::string(entry.key())) + " is not known; what can stand there: " + names);
+  }
+}
+
 std::optional<AnswerRule> ruleOf(const Value& json, const std::string& place, std::vector<std::string>& problems) {
   const Dictionary members = json.dictionary();
   if (!json.isDictionary()) {
@@ -19,6 +33,7 @@ std::optional<AnswerRule> ruleOf(const Value& json, const std::string& place, st
                        ", and should be an object, as {\"device\": \"\", \"settings\": {}}");
     return std::nullopt;
   }
+  refuseOthers(members, {"name", "device", "app", "settings"}, place + '.', problems);
   for (const std::string_view key : {"name", "device", "app"}) {
     if (members.holds(key) && !members[key].isText()) {
       problems.push_back(place + '.' + std::string(key) + " is " + inWords(members[key]) + ", and should be a text");
@@ -53,15 +68,22 @@ HostAnswer Answers::answer(const ReceivedRequest& request) {
   return {code, std::move(text), settings.delay, chosen.rule};
 }
 
+/// With the lock held. Who has more devices than that at once counts nobody's questions.
+Answers::Device& Answers::known(const std::string& device) {
+  constexpr std::size_t mostDevices = 10000;
+  if (devices_.size() >= mostDevices && !devices_.contains(device)) devices_.erase(devices_.begin());
+  return devices_[device];
+}
+
 Value Answers::initReply(const std::string& device, const HostSettings& settings) {
   const std::lock_guard lock(mutex_);
-  if (devices_[device].inits++ >= settings.resonanceCascade) return settings.init;
+  if (known(device).inits++ >= settings.resonanceCascade) return settings.init;
   return Value{{"success", 0}, {"msg", Array{"resonance_cascade"}}};
 }
 
 Value Answers::attributionReply(const std::string& device, const HostSettings::Attribution& settings) {
   const std::lock_guard lock(mutex_);
-  const bool early = devices_[device].polls++ < settings.polls;
+  const bool early = known(device).polls++ < settings.polls;
   if (early || settings.answer.isNull()) {
     return Value{{"success", 1}, {"data", Value{{"retry", settings.retry}}}};
   }
@@ -133,6 +155,7 @@ std::vector<std::string> Answers::setJSON(const Value& json) {
   std::vector<std::string> problems;
   const Dictionary members = json.dictionary();
   if (!json.isDictionary()) problems.push_back("the answers are " + inWords(json) + ", and should be an object");
+  refuseOthers(members, {"rules", "default"}, "", problems);
   std::vector<AnswerRule> rules;
   if (members.holds("rules") && !members["rules"].isArray()) {
     problems.push_back("rules is " + inWords(members["rules"]) + ", and should be a list");

@@ -65,6 +65,7 @@ class Answers {
     std::int64_t rule;
   };
 
+  Device& known(const std::string& device);
   Choice choice(const std::string& device, const std::string& app) const;
   Value initReply(const std::string& device, const HostSettings& settings);
   Value attributionReply(const std::string& device, const HostSettings::Attribution& settings);

@@ -1,5 +1,6 @@
 #include "tools/controlhost/ConnectionThreads.h"
 
+#include <system_error>
 #include <utility>
 
 namespace fliprugair::controlhost {
@@ -7,15 +8,24 @@ namespace fliprugair::controlhost {
 void ConnectionThreads::enqueue(std::function<void()> serve) {
   {
     const std::lock_guard lock(mutex_);
-    const bool taken = waiting_.size() < idle_ || threads_.size() < most_;
-    if (taken) {
+    if (waiting_.size() < idle_ || addThread()) {
       waiting_.push_back(std::move(serve));
-      if (waiting_.size() > idle_) threads_.emplace_back([this] { work(); });
       changed_.notify_one();
       return;
     }
   }
   serve();
+}
+
+/// With the lock held. False when there are enough, or the system refuses another one.
+bool ConnectionThreads::addThread() {
+  if (threads_.size() >= most_) return false;
+  try {
+    threads_.emplace_back([this] { work(); });
+    return true;
+  } catch (const std::system_error&) {
+    return false;
+  }
 }
 
 void ConnectionThreads::work() {

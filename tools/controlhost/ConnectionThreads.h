@@ -21,6 +21,7 @@ class ConnectionThreads final : public httplib::TaskQueue {
   void shutdown() override;
 
  private:
+  bool addThread();
   void work();
 
   const std::size_t most_;

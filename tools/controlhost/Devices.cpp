@@ -13,7 +13,8 @@ constexpr std::size_t mostSessions = 200;
 
 /// Takes over a text that says something.
 void adopt(std::string& member, const Value& value) {
-  if (!value.text().empty()) member = value.text();
+  constexpr std::size_t longestText = 256;
+  if (!value.text().empty()) member = shortened(value.text(), longestText);
 }
 
 }  // namespace

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <initializer_list>
 #include <optional>
 #include <utility>
 
@@ -13,6 +14,9 @@ namespace {
 
 constexpr std::array<std::string_view, 7> kindNames{"status",       "delay",    "hang",   "reset_before",
                                                     "reset_during", "truncate", "garbage"};
+
+/// Of requests. "" stands for all.
+constexpr std::array<std::string_view, 6> actions{"", "init", "initial", "update", "get_attribution", "batch"};
 
 std::string_view nameOf(Fault::Kind kind) { return kindNames[static_cast<std::size_t>(kind)]; }
 
@@ -72,6 +76,16 @@ class Reader {
     return good ? value.integerValue() : usual;
   }
 
+  void refuseOthers(std::initializer_list<std::string_view> known) const {
+    for (const Dictionary::Entry& entry : members_.entries()) {
+      if (std::find(known.begin(), known.end(), entry.key()) != known.end()) continue;
+      std::string names;
+      for (const std::string_view name : known) names += (names.empty() ? "" : ", ") + std::string(name);
+      problems_.push_back(place_ + '.' + shortened(std::string(entry.key())) +
+                          " is not known; what can stand there: " + names);
+    }
+  }
+
   void complain(std::string_view key, const Value& value, const std::string& right) const {
     problems_.push_back(place_ + '.' + std::string(key) + " is " + inWords(value) + ", and should be " + right);
   }
@@ -85,6 +99,7 @@ class Reader {
 Fault faultOf(const Value& json, const std::string& place, std::vector<std::string>& problems) {
   constexpr std::int64_t longestDelay = 600000;
   const Reader reader(json.dictionary(), place, problems);
+  reader.refuseOthers({"id", "kind", "action", "device", "app", "status", "delay_ms", "times", "percent", "hits"});
   Fault fault;
   const std::string kind = reader.text("kind");
   const auto* const found = std::find(kindNames.begin(), kindNames.end(), kind);
@@ -95,10 +110,18 @@ Fault faultOf(const Value& json, const std::string& place, std::vector<std::stri
     fault.kind = static_cast<Fault::Kind>(found - kindNames.begin());
   }
   fault.action = reader.text("action");
+  if (std::find(actions.begin(), actions.end(), fault.action) == actions.end()) {
+    reader.complain("action", json.dictionary()["action"],
+                    "one of init, initial, update, get_attribution, batch, or \"\" for all");
+  }
   fault.device = reader.text("device");
   fault.app = reader.text("app");
   fault.status = static_cast<int>(reader.number("status", fault.status, 200, 599));
-  fault.delay = std::chrono::milliseconds(reader.number("delay_ms", 0, 0, longestDelay));
+  const bool delays = kind == nameOf(Fault::Kind::delay);
+  if (delays && !json.dictionary().holds("delay_ms")) {
+    reader.complain("delay_ms", Value(), "a whole number from 1 to " + std::to_string(longestDelay));
+  }
+  fault.delay = std::chrono::milliseconds(reader.number("delay_ms", 0, delays ? 1 : 0, longestDelay));
   fault.times = reader.number("times", 0, 0, INT32_MAX);
   fault.percent = static_cast<int>(reader.number("percent", 100, 1, 100));
   fault.hits = reader.number("hits", 0, 0, INT64_MAX);

@@ -7,18 +7,12 @@
 
 namespace fliprugair::controlhost {
 
-namespace {
-
-constexpr std::size_t longestText = 60;
-
-std::string shortened(const std::string& text) {
-  if (text.size() <= longestText) return text;
-  std::size_t end = longestText;
+std::string shortened(const std::string& text, std::size_t most) {
+  if (text.size() <= most) return text;
+  std::size_t end = most;
   while (end > 0 && (static_cast<unsigned char>(text[end]) & 0xC0U) == 0x80U) --end;  // not within a character
   return text.substr(0, end) + "...";
 }
-
-}  // namespace
 
 std::string_view nameOf(Severity severity) {
   constexpr std::array<std::string_view, 3> names{"note", "warning", "error"};

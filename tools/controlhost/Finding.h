@@ -36,6 +36,9 @@ void addFindings(std::vector<Finding>& findings, std::vector<Finding> more);
 /// How many there are of each severity, as {"error": 0, "warning": 0, "note": 0}.
 Value countsOf(const std::vector<Finding>& findings);
 
+/// The beginning of a text that is longer than `most` bytes, and "..."; never a part of a character.
+std::string shortened(const std::string& text, std::size_t most = 60);
+
 /// A value in words, for "is ..., and should be ...": "the text \"5\"", "the number 5", "an object".
 std::string inWords(const Value& value);
 

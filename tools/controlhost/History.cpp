@@ -11,6 +11,7 @@ namespace fliprugair::controlhost {
 namespace {
 
 constexpr std::size_t mostSightings = 100000;
+constexpr std::size_t mostNames = 10000;
 constexpr std::int64_t clockTolerance = 60;
 constexpr std::int64_t oldRecord = 86400;
 
@@ -24,6 +25,12 @@ Finding finding(Severity severity, std::string code, const std::string& sentence
 Value dataOf(const Value& record) { return record.dictionary()["data"]; }
 
 bool hasTime(const Value& record) { return dataOf(record).dictionary()["usertime"].isText(); }
+
+/// Who has more devices than that at once tries something other than findings out; any one is as good to go as another.
+template <typename Map>
+void keepWithinBounds(Map& map) {
+  if (map.size() > mostNames) map.erase(map.begin());
+}
 
 std::size_t digestOf(const std::string& text) { return std::hash<std::string>()(text); }
 
@@ -88,12 +95,16 @@ bool History::checkRequest(const ReceivedRequest& request, const Value& body, st
                                "The same as " + before->place + ", which was confirmed.",
                                before->late ? "The confirmation came late; the tracker may have given up waiting."
                                             : "A confirmed request is not sent again."));
+    findings.back().expected = "a request that has not been confirmed";
+    findings.back().got = before->place + " again";
   } else if (seen) {
     findings.push_back(finding(Severity::note, "resent", "The same as " + before->place + ", which was not confirmed.",
                                "A tracker sends it again until it is: this is right."));
+    findings.back().expected = "the same request until it is confirmed";
+    findings.back().got = before->place + " again";
   }
   const bool confirmed = request.isConfirmed() || (seen && before->confirmed);
-  notice(digest, {place, confirmed, request.delay.count() > 0});
+  notice(digest, {place, request.device, confirmed, request.delay.count() > 0});
   return seen;
 }
 
@@ -106,10 +117,12 @@ void History::checkRecords(const ReceivedRequest& request, const Array& records,
       if (const Sighting* before = sightingOf(digest)) {
         Finding result = finding(Severity::warning, "duplicate", "The same as " + before->place + '.',
                                  "Either it was reported twice within one second, or one call became two records.");
+        result.expected = "a record that has not come before";
+        result.got = before->place + " again";
         result.record = index;
         findings.push_back(std::move(result));
       }
-      notice(digest, {place, request.isConfirmed(), false});
+      notice(digest, {place, request.device, request.isConfirmed(), false});
     }
     ++index;
   }
@@ -125,10 +138,14 @@ void History::checkInstall(const ReceivedRequest& request, const Value& initRepl
         finding(Severity::warning, "install-twice",
                 "This device's installation was reported before, in request " + std::to_string(before->second) + '.',
                 "A tracker reports it once, unless the init reply asks for it again.");
+    result.path = "/action";
+    result.expected = "one report of an installation";
+    result.got = "another one";
     result.record = 0;
     findings.push_back(std::move(result));
   }
   if (request.isConfirmed()) installs_.emplace(request.device, request.id);
+  keepWithinBounds(installs_);
 }
 
 void History::checkDevice(const ReceivedRequest& request, const Array& records, const Value& initReply,
@@ -149,16 +166,18 @@ void History::checkDevice(const ReceivedRequest& request, const Array& records, 
   for (const Value& record : records) {
     const Dictionary members = record.dictionary();
     const std::string& device = members["marlune_device_id"].text();
-    if (index > 0 && device != request.device) changed(index, request.device, device, "in the records before");
+    if (index > 0 && shortened(device, 256) != request.device)
+      changed(index, request.device, device, "in the records before");
     for (const std::string_view key : {"idfa", "idfv"}) {
       const std::string& identifier = dataOf(record).dictionary()[key].text();
       if (!identifies(identifier) || device.empty()) continue;
-      const std::string identity = request.app + ' ' + std::string(key) + ' ' + identifier;
+      const std::string identity = request.app + ' ' + std::string(key) + ' ' + shortened(identifier, 256);
       const auto known = identities_.find(identity);
-      if (known != identities_.end() && known->second != device) {
+      if (known != identities_.end() && known->second != shortened(device, 256)) {
         changed(index, known->second, device, "with the same " + std::string(key));
       }
-      identities_[identity] = device;
+      identities_[identity] = shortened(device, 256);
+      keepWithinBounds(identities_);
     }
     const std::string& first = members["data_orig"].dictionary()["marlune_device_id"].text();
     if (!first.empty() && first != device) changed(index, first, device, "at its first start");
@@ -191,6 +210,8 @@ void History::clear() {
 void History::forget(const std::string& device) {
   const std::lock_guard lock(mutex_);
   installs_.erase(device);
+  std::erase_if(sightings_, [&](const auto& entry) { return entry.second.device == device; });
+  std::erase_if(order_, [&](std::size_t digest) { return !sightings_.contains(digest); });
   std::erase_if(identities_, [&](const auto& entry) { return entry.second == device; });
 }
 

@@ -27,6 +27,7 @@ class History {
  private:
   struct Sighting {
     std::string place;  ///< "request 3" or "record 3.1"
+    std::string device;
     bool confirmed;
     bool late;  ///< its confirmation was held back
   };

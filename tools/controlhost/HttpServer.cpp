@@ -117,6 +117,7 @@ struct HttpServer::Implementation final : httplib::Server {
     request.body = std::move(body.text);
     request.compressed = std::move(body.compressed);
     request.problem = std::move(body.problem);
+    request.isAbandoned = [&connection] { return connection.clientHasGone(std::chrono::milliseconds(0)); };
     give(handler(request), connection, to);
   }
 
@@ -160,7 +161,7 @@ struct HttpServer::Implementation final : httplib::Server {
   }
 
   void give(HttpReply reply, HttpConnection& connection, httplib::Response& to) {
-    if (reply.delay.count() > 0) waitFor(reply.delay);
+    delay(reply.delay, connection);
     if (reply.sending == Sending::never) {
       while (!isStopping() && !connection.clientHasGone(std::chrono::milliseconds(200))) {
       }
@@ -184,9 +185,15 @@ struct HttpServer::Implementation final : httplib::Server {
     });
   }
 
-  void waitFor(std::chrono::milliseconds delay) {
-    std::unique_lock lock(mutex);
-    stopped.wait_for(lock, delay, [this] { return stopping; });
+  /// In short pieces: an abandoned connection must not hold its thread.
+  void delay(std::chrono::milliseconds time, const HttpConnection& connection) {
+    constexpr std::chrono::milliseconds piece{200};
+    const auto end = std::chrono::steady_clock::now() + time;
+    for (auto left = time; left.count() > 0 && !connection.clientHasGone(std::chrono::milliseconds(0));) {
+      std::unique_lock lock(mutex);
+      if (stopped.wait_for(lock, std::min(left, piece), [this] { return stopping; })) return;
+      left = std::chrono::ceil<std::chrono::milliseconds>(end - std::chrono::steady_clock::now());
+    }
   }
 
   bool isStopping() {

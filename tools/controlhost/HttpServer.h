@@ -24,6 +24,8 @@ struct HttpRequest {
   std::string compressed = {};           ///< the body as it came, when it was compressed
   HttpProblem problem = {};              ///< why it cannot be read; its reply has this status
   std::chrono::microseconds arrival{0};  ///< from its first byte to its last
+  /// Whether the client has gone, who then gets no reply; may be asked until there is one. Empty: it has not.
+  std::function<bool()> isAbandoned = {};
 };
 
 /// How a reply leaves.

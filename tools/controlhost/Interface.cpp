@@ -9,6 +9,7 @@
 #include "tools/controlhost/EmbeddedFiles.h"
 #include "tools/controlhost/EventStream.h"
 #include "tools/controlhost/Export.h"
+#include "tools/controlhost/Finding.h"
 #include "tools/controlhost/InitSettings.h"
 #include "tools/controlhost/JSONProblem.h"
 #include "tools/controlhost/Match.h"
@@ -77,6 +78,18 @@ struct Page {
 
 HttpReply badQuery(const std::string& complaint) { return errorReply(400, complaint + '.', "Change that parameter."); }
 
+/// A misspelt one would ask for something else without a word.
+std::optional<HttpReply> unknownParameter(const HttpRequest& request, const std::vector<std::string_view>& known) {
+  for (const auto& [name, value] : request.query) {
+    if (std::find(known.begin(), known.end(), name) != known.end()) continue;
+    std::string names;
+    for (const std::string_view each : known) names += (names.empty() ? "" : ", ") + std::string(each);
+    return errorReply(400, request.path + " has no parameter \"" + shortened(name) + "\".",
+                      names.empty() ? "It takes none." : "It takes " + names + '.');
+  }
+  return std::nullopt;
+}
+
 std::optional<HttpReply> refusalOf(const Match& match) {
   if (match.problem().empty()) return std::nullopt;
   return errorReply(400, match.problem(), Match::termsInWords());
@@ -87,10 +100,14 @@ Page pageOf(const RequestLog& log, const HttpRequest& request) {
   const std::int64_t since = numbers.read("since", 0, 0, INT64_MAX);
   const std::int64_t before = numbers.read("before", INT64_MAX, 0, INT64_MAX);
   const auto limit = static_cast<std::size_t>(numbers.read("limit", 100, 1, 1000));
-  const bool newestFirst = parameter(request, "order") == "desc";
+  const std::string order = parameter(request, "order");
+  const bool newestFirst = order == "desc";
   const Match match(parameter(request, "q"));
   Page page;
   page.refused = numbers.complaint.empty() ? refusalOf(match) : badQuery(numbers.complaint);
+  if (!newestFirst && !order.empty() && order != "asc") {
+    page.refused = badQuery("order is \"" + shortened(order) + "\", and should be asc or desc");
+  }
   if (page.refused) return page;
   const auto found = newestFirst ? log.requestsBefore(before, SIZE_MAX) : log.requests(since);
   for (const RequestPointer& one : found) {
@@ -193,14 +210,14 @@ bool Interface::isOfForeignPage(const HttpRequest& request) const {
 const std::vector<Interface::Entry>& Interface::entries() {
   static const std::vector<Entry> all = {
       {"GET", "/health", &Interface::health},
-      {"GET", "/api/requests", &Interface::requests},
+      {"GET", "/api/requests", &Interface::requests, {"since", "before", "limit", "order", "q"}},
       {"GET", "/api/requests/", &Interface::oneRequest},
-      {"GET", "/api/records", &Interface::records},
+      {"GET", "/api/records", &Interface::records, {"since", "before", "limit", "order", "q"}},
       {"GET", "/api/records/", &Interface::oneRecord},
       {"GET", "/api/devices", &Interface::devices},
       {"DELETE", "/api/devices/", &Interface::forget},
-      {"GET", "/api/wait", &Interface::wait},
-      {"GET", "/api/events", &Interface::events},
+      {"GET", "/api/wait", &Interface::wait, {"match", "count", "timeout", "since"}},
+      {"GET", "/api/events", &Interface::events, {"since", "q"}},
       {"GET", "/api/answers", &Interface::answers},
       {"PUT", "/api/answers", &Interface::setAnswers},
       {"GET", "/api/faults", &Interface::faults},
@@ -213,8 +230,8 @@ const std::vector<Interface::Entry>& Interface::entries() {
       {"POST", "/api/pause", &Interface::pause},
       {"POST", "/api/clear", &Interface::clear},
       {"POST", "/api/reset", &Interface::reset},
-      {"GET", "/api/export.ndjson", &Interface::exportLines},
-      {"GET", "/api/export.har", &Interface::exportArchive},
+      {"GET", "/api/export.ndjson", &Interface::exportLines, {"q"}},
+      {"GET", "/api/export.har", &Interface::exportArchive, {"q"}},
   };
   return all;
 }
@@ -227,7 +244,10 @@ HttpReply Interface::route(const HttpRequest& request) {
     const bool fits = open ? request.path.starts_with(entry.path) && request.path.size() > entry.path.size()
                            : request.path == entry.path;
     if (!fits) continue;
-    if (entry.method == method) return (this->*entry.serve)(request, request.path.substr(open ? entry.path.size() : 0));
+    if (entry.method == method) {
+      if (auto refused = unknownParameter(request, entry.parameters)) return *refused;
+      return (this->*entry.serve)(request, request.path.substr(open ? entry.path.size() : 0));
+    }
     others += (others.empty() ? "" : " or ") + std::string(entry.method);
   }
   if (!others.empty()) return errorReply(405, request.path + " does not take " + method + '.', "Use " + others + '.');
@@ -311,7 +331,8 @@ HttpReply Interface::wait(const HttpRequest& request, const std::string&) {
   if (!numbers.complaint.empty()) return badQuery(numbers.complaint);
   const std::string match = parameter(request, "match");
   if (auto refused = refusalOf(Match(match))) return *refused;
-  Waited waited = waitForRecords(reception_.log(), match, count, std::chrono::seconds(timeout), since);
+  Waited waited =
+      waitForRecords(reception_.log(), match, count, std::chrono::seconds(timeout), since, request.isAbandoned);
   if (waited.matched) {
     return jsonReply(Value{{"matched", true}, {"count", waited.count}, {"records", Array(std::move(waited.records))}});
   }

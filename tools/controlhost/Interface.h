@@ -24,6 +24,7 @@ class Interface {
     std::string_view method;
     std::string_view path;  ///< with a "/" at its end: what stands behind it is `rest`
     HttpReply (Interface::*serve)(const HttpRequest& request, const std::string& rest);
+    std::vector<std::string_view> parameters = {};  ///< that its query may have
   };
   static const std::vector<Entry>& entries();
 

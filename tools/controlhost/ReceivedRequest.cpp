@@ -61,15 +61,25 @@ std::string recordName(const Value& record) {
   return action + changed;
 }
 
+namespace {
+
+/// As much of a name as is kept beside the request: what a hostile one has too much of is in its body alone.
+std::string nameOf(const Value& value) {
+  constexpr std::size_t longestName = 256;
+  return shortened(value.text(), longestName);
+}
+
+}  // namespace
+
 void describe(ReceivedRequest& request, const Value& body) {
   const Value first = body.isArray() ? (body.array().empty() ? Value() : body.array()[0]) : body;
   const Dictionary members = first.dictionary();
-  request.action = body.isArray() ? "batch" : members["action"].text();
-  request.device = members["marlune_device_id"].text();
-  request.app = members["marlune_app_id"].text();
+  request.action = body.isArray() ? "batch" : nameOf(members["action"]);
+  request.device = nameOf(members["marlune_device_id"]);
+  request.app = nameOf(members["marlune_app_id"]);
   request.records = body.isArray() ? static_cast<std::int64_t>(body.array().size()) : isRecord(body) ? 1 : 0;
-  for (const Value& record : body.array()) request.names.push_back(recordName(record));
-  if (isRecord(body)) request.names.push_back(recordName(body));
+  for (const Value& record : body.array()) request.names.push_back(nameOf(recordName(record)));
+  if (isRecord(body)) request.names.push_back(nameOf(recordName(body)));
 }
 
 std::string base64(std::string_view bytes) {

@@ -10,12 +10,13 @@ namespace {
 /// About what it takes of the memory.
 std::size_t sizeOf(const ReceivedRequest& request) {
   constexpr std::size_t allocation = 64;
-  std::size_t size =
-      1024 + request.bytes.size() + request.compressed.size() + request.reply.size() + request.path.size();
+  std::size_t size = 1024 + request.bytes.size() + request.compressed.size() + request.reply.size() +
+                     request.path.size() + request.action.size() + request.device.size() + request.app.size();
   for (const auto& [name, value] : request.headers) size += name.size() + value.size() + allocation;
   for (const std::string& name : request.names) size += name.size() + allocation;
   for (const Finding& finding : request.findings) {
-    size += sizeof finding + finding.expected.size() + finding.got.size() + finding.hint.size() + finding.text.size();
+    size += sizeof finding + finding.path.size() + finding.expected.size() + finding.got.size() + finding.hint.size() +
+            finding.text.size();
   }
   return size;
 }

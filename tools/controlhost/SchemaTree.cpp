@@ -46,10 +46,11 @@ Finding finding(Severity severity, std::string code, std::string path, std::stri
 }  // namespace
 
 std::string jsonPointer(const std::vector<std::string>& path) {
+  constexpr std::size_t longestName = 200;  // hundreds of findings may name it
   std::string text;
   for (const std::string& step : path) {
     text += '/';
-    for (const char character : step)
+    for (const char character : shortened(step, longestName))
       text += character == '~' ? "~0" : character == '/' ? "~1" : std::string(1, character);
   }
   return text;

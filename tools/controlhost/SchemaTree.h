@@ -31,7 +31,7 @@ class SchemaTree {
   std::map<std::string, Value> schemas_;
 };
 
-/// "/data/uptime" for {"data", "uptime"}.
+/// "/data/uptime" for {"data", "uptime"}. Names of more than 200 bytes are shortened.
 std::string jsonPointer(const std::vector<std::string>& path);
 
 }  // namespace fliprugair::controlhost

@@ -67,7 +67,8 @@ std::string detailOf(const Waited& waited) {
 }  // namespace
 
 Waited waitForRecords(const RequestLog& log, const std::string& match, std::int64_t count,
-                      std::chrono::milliseconds timeout, std::int64_t since) {
+                      std::chrono::milliseconds timeout, std::int64_t since, const std::function<bool()>& isAbandoned) {
+  constexpr std::chrono::milliseconds longestWait{500};
   Match conditions(match);
   if (!conditions.problem().empty()) {
     Waited refused;
@@ -81,7 +82,8 @@ Waited waitForRecords(const RequestLog& log, const std::string& match, std::int6
     search.look(log);
     const auto left = std::chrono::ceil<std::chrono::milliseconds>(end - std::chrono::steady_clock::now());
     if (search.result.count >= count || left.count() <= 0 || log.hasEnded()) break;
-    log.waitForChange(change, left);
+    if (isAbandoned && isAbandoned()) break;
+    log.waitForChange(change, std::min(left, longestWait));
   }
   Waited& result = search.result;
   result.matched = result.count >= count;

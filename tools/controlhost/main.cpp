@@ -201,6 +201,14 @@ int runApp(Wishes wishes, const std::vector<std::string>& command) {
   return status;
 }
 
+/// HOST:PORT of what may be given as the address of a page.
+std::string hostnameOf(std::string address) {
+  constexpr std::string_view scheme = "http://";
+  if (address.starts_with(scheme)) address.erase(0, scheme.size());
+  while (address.ends_with('/')) address.pop_back();
+  return address;
+}
+
 std::runtime_error noHostAt(const std::string& address) {
   return std::runtime_error("No control host answers at " + address + "; its first line of output says where it is.");
 }
@@ -255,6 +263,15 @@ int follow(const std::string& address, const std::string& query) {
   return 0;
 }
 
+/// They are about a host that begins, and would be ignored by who asks a running one.
+void refuseHostOptions(const CLI::App& app) {
+  for (const char* name : {"--address", "--port", "--settings", "--save", "--keep", "--verbose"}) {
+    if (app.count(name) == 0) continue;
+    throw std::runtime_error(std::string(name) +
+                             " is for a host that begins. One that runs is asked by --at HOST:PORT.");
+  }
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -290,8 +307,9 @@ int main(int argc, char** argv) {
   run->add_option("command", command, "The app and its arguments, behind --")->required();
   CLI11_PARSE(app, argc, argv);
   try {
-    if (list->parsed()) return showRequests(address, queryOf(terms));
-    if (tail->parsed()) return follow(address, queryOf(terms));
+    if (list->parsed() || tail->parsed()) refuseHostOptions(app);
+    if (list->parsed()) return showRequests(hostnameOf(address), queryOf(terms));
+    if (tail->parsed()) return follow(hostnameOf(address), queryOf(terms));
     if (run->parsed()) {
       if (port->count() == 0) wishes.options.port = 0;
       return runApp(std::move(wishes), command);
