@@ -47,7 +47,8 @@ Dictionary VirtualStore::inOrder(const Values& values) {
   std::vector<const Values::value_type*> keys;
   keys.reserve(values.size());
   for (const auto& key : values) keys.push_back(&key);
-  std::ranges::sort(keys, {}, [](const auto* key) { return key->second.number; });
+  std::sort(keys.begin(), keys.end(),
+            [](const auto* left, const auto* right) { return left->second.number < right->second.number; });
   std::vector<std::pair<std::string, Value>> pairs;
   pairs.reserve(keys.size());
   for (const auto* key : keys) pairs.emplace_back(key->first, key->second.value);
