@@ -2,6 +2,7 @@
 
 #include <gps.h>
 
+#include <algorithm>
 #include <cmath>
 #include <utility>
 
@@ -20,14 +21,30 @@ std::optional<double> horizontalAccuracy(const gps_fix_t& fix) {
   return std::nullopt;
 }
 
-/// A report of a position as gpsd writes it: one object without others in it. From what is no JSON libgps may never
-/// return, and it reads some of the other classes by way of static buffers, which two searches would share. None when
-/// `line` is anything else.
+/// Short, and of characters that need no escaping.
+bool isPlain(const std::string& text) {
+  constexpr std::size_t longest = 100;
+  const auto isPrintable = [](char each) { return each >= ' ' && each <= '~' && each != '"' && each != '\\'; };
+  return text.size() <= longest && std::all_of(text.begin(), text.end(), isPrintable);
+}
+
+/// What counts of a report of a position: of names or values that it does not know libgps may never return, and it
+/// reads some of the other classes by way of static buffers, which two searches would share. None when `line` is
+/// anything else.
 std::optional<std::string> positionReport(std::string_view line) {
   const RapidJSONSerialization json;
-  const std::optional<Value> report = json.value(line, 1);
-  if (!report || !report->isDictionary() || report->dictionary()["class"] != Value("TPV")) return std::nullopt;
-  return json.text(*report);
+  const Dictionary report = json.value(line, 1).value_or(Value()).dictionary();
+  if (report["class"] != Value("TPV")) return std::nullopt;
+  Dictionary plain;
+  for (const std::string_view name : {"class", "device", "time"}) {
+    if (!report.holds(name)) continue;
+    if (!report[name].isText() || !isPlain(report[name].text())) return std::nullopt;
+    plain = plain.setting(name, report[name]);
+  }
+  for (const std::string_view name : {"mode", "lat", "lon", "eph", "epx", "epy"}) {
+    if (report[name].isNumber()) plain = plain.setting(name, report[name]);
+  }
+  return json.text(plain);
 }
 
 bool isPosition(const gps_fix_t& fix) {

@@ -61,6 +61,13 @@ TEST(GpsReports, WhatIsNotASufficientFixIsPassedOver) {
   for (const auto& members : insufficient) EXPECT_FALSE(fixOf(members, 50)) << members;
 }
 
+TEST(GpsReports, WhatElseAReportHoldsIsNotLookedAt) {
+  const std::string fix = R"("mode":3,"lat":48.5,"lon":11.25,"eph":15.0)";
+  EXPECT_TRUE(fixOf(fix + R"(,"alt":"high","climb":1e308,"tag":"x\"{[")", 50));
+  EXPECT_TRUE(fixOf(fix + ",\"" + std::string(1000, 'n') + "\":1", 50));
+  EXPECT_FALSE(GpsReports(50).sufficientFix(report(fix, std::string(101, 'd'))));
+}
+
 TEST(GpsReports, APositionAtTheEdgeOfTheEarthIsOne) {
   EXPECT_TRUE(fixOf(R"("mode":3,"lat":90.0,"lon":180.0,"eph":15.0)", 50));
   EXPECT_TRUE(fixOf(R"("mode":3,"lat":-90.0,"lon":-180.0,"eph":15.0)", 50));
