@@ -18,8 +18,7 @@ TEST(FileDescriptor, IsClosedWithItsOwnerAlone) {
     ASSERT_TRUE(first);
     number = first.get();
     const FileDescriptor second = std::move(first);
-    // What a moved one holds is what this test is about.
-    EXPECT_FALSE(first);  // NOLINT(bugprone-use-after-move)
+    EXPECT_FALSE(first);  // NOLINT(bugprone-use-after-move): what a moved one holds is what this test is about
     EXPECT_EQ(second.get(), number);
     EXPECT_TRUE(isOpen(number));
   }

@@ -1,7 +1,5 @@
 #include "tools/controlhost/Answers.h"
 
-#include <algorithm>
-#include <initializer_list>
 #include <utility>
 
 #include "platform/json/RapidJSONSerialization.h"
@@ -15,17 +13,6 @@ bool matches(const AnswerRule& rule, const std::string& device, const std::strin
   return (rule.device.empty() || rule.device == device) && (rule.app.empty() || rule.app == app);
 }
 
-/// Complains of what stands beside the members there are: a misspelt one would change what holds without a word.
-void refuseOthers(const Dictionary& members, std::initializer_list<std::string_view> known, const std::string& place,
-                  std::vector<std::string>& problems) {
-  for (const Dictionary::Entry& entry : members.entries()) {
-    if (std::find(known.begin(), known.end(), entry.key()) != known.end()) continue;
-    std::string names;
-    for (const std::string_view name : known) names += (names.empty() ? "" : ", ") + std::string(name);
-    problems.push_back(place + shortened(std::string(entry.key())) + " is not known; what can stand there: " + names);
-  }
-}
-
 std::optional<AnswerRule> ruleOf(const Value& json, const std::string& place, std::vector<std::string>& problems) {
   const Dictionary members = json.dictionary();
   if (!json.isDictionary()) {
@@ -33,7 +20,9 @@ std::optional<AnswerRule> ruleOf(const Value& json, const std::string& place, st
                        ", and should be an object, as {\"device\": \"\", \"settings\": {}}");
     return std::nullopt;
   }
-  refuseOthers(members, {"name", "device", "app", "settings"}, place + '.', problems);
+  for (std::string& problem : unknownMembers(members, {"name", "device", "app", "settings"}, place + '.')) {
+    problems.push_back(std::move(problem));
+  }
   for (const std::string_view key : {"name", "device", "app"}) {
     if (members.holds(key) && !members[key].isText()) {
       problems.push_back(place + '.' + std::string(key) + " is " + inWords(members[key]) + ", and should be a text");
@@ -152,10 +141,9 @@ Value Answers::json() const {
 }
 
 std::vector<std::string> Answers::setJSON(const Value& json) {
-  std::vector<std::string> problems;
   const Dictionary members = json.dictionary();
+  std::vector<std::string> problems = unknownMembers(members, {"rules", "default"}, "");
   if (!json.isDictionary()) problems.push_back("the answers are " + inWords(json) + ", and should be an object");
-  refuseOthers(members, {"rules", "default"}, "", problems);
   std::vector<AnswerRule> rules;
   if (members.holds("rules") && !members["rules"].isArray()) {
     problems.push_back("rules is " + inWords(members["rules"]) + ", and should be a list");

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <array>
-#include <initializer_list>
 #include <optional>
 #include <utility>
 
@@ -76,14 +75,8 @@ class Reader {
     return good ? value.integerValue() : usual;
   }
 
-  void refuseOthers(std::initializer_list<std::string_view> known) const {
-    for (const Dictionary::Entry& entry : members_.entries()) {
-      if (std::find(known.begin(), known.end(), entry.key()) != known.end()) continue;
-      std::string names;
-      for (const std::string_view name : known) names += (names.empty() ? "" : ", ") + std::string(name);
-      problems_.push_back(place_ + '.' + shortened(std::string(entry.key())) +
-                          " is not known; what can stand there: " + names);
-    }
+  void refuseOthers(const std::vector<std::string_view>& known) const {
+    for (std::string& problem : unknownMembers(members_, known, place_ + '.')) problems_.push_back(std::move(problem));
   }
 
   void complain(std::string_view key, const Value& value, const std::string& right) const {

@@ -1,5 +1,6 @@
 #include "tools/controlhost/Finding.h"
 
+#include <algorithm>
 #include <array>
 #include <utility>
 
@@ -65,6 +66,22 @@ std::string inWords(const Value& value) {
       return value.dictionary().empty() ? "an empty object" : "an object";
   }
   return "";
+}
+
+std::string notKnown(const std::string& path, const std::vector<std::string_view>& known) {
+  std::string names;
+  for (const std::string_view name : known) names += (names.empty() ? "" : ", ") + std::string(name);
+  return path + " is not known; what can stand there: " + names;
+}
+
+std::vector<std::string> unknownMembers(const Dictionary& members, const std::vector<std::string_view>& known,
+                                        const std::string& place) {
+  std::vector<std::string> problems;
+  for (const Dictionary::Entry& entry : members.entries()) {
+    if (std::find(known.begin(), known.end(), entry.key()) != known.end()) continue;
+    problems.push_back(notKnown(place + shortened(std::string(entry.key())), known));
+  }
+  return problems;
 }
 
 }  // namespace fliprugair::controlhost

@@ -42,4 +42,12 @@ std::string shortened(const std::string& text, std::size_t most = 60);
 /// A value in words, for "is ..., and should be ...": "the text \"5\"", "the number 5", "an object".
 std::string inWords(const Value& value);
 
+/// Says of the member at `path` that it is none of `known`.
+std::string notKnown(const std::string& path, const std::vector<std::string_view>& known);
+
+/// The same of each member that is not, a line each, `place` before its name: a misspelt one would change what holds
+/// without a word.
+std::vector<std::string> unknownMembers(const Dictionary& members, const std::vector<std::string_view>& known,
+                                        const std::string& place);
+
 }  // namespace fliprugair::controlhost

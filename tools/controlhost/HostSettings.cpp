@@ -127,9 +127,9 @@ void check(const Dictionary& object, const std::vector<Rule>& rules, const std::
     const std::string path = place + entry.key();
     const auto rule = std::find_if(rules.begin(), rules.end(), [&](const Rule& one) { return one.key == entry.key(); });
     if (rule == rules.end()) {
-      std::string known;
-      for (const Rule& one : rules) known += (known.empty() ? "" : ", ") + one.key;
-      problems.push_back(path + " is not known; what can stand there: " + known);
+      std::vector<std::string_view> known;
+      for (const Rule& one : rules) known.emplace_back(one.key);
+      problems.push_back(notKnown(path, known));
       continue;
     }
     const std::string right = rule->check(entry.value);
