@@ -128,6 +128,7 @@ void check(const Dictionary& object, const std::vector<Rule>& rules, const std::
     const auto rule = std::find_if(rules.begin(), rules.end(), [&](const Rule& one) { return one.key == entry.key(); });
     if (rule == rules.end()) {
       std::vector<std::string_view> known;
+      known.reserve(rules.size());
       for (const Rule& one : rules) known.emplace_back(one.key);
       problems.push_back(notKnown(path, known));
       continue;
