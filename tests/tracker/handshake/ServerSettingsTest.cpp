@@ -2,6 +2,9 @@
 
 #include <algorithm>
 
+#ifdef FLIPRUGAIR_WIRE_CHECKED
+#include "tools/controlhost/InitSettings.h"
+#endif
 #include "tracker/InitReplies.h"
 
 namespace fliprugair {
@@ -169,6 +172,57 @@ TEST(ServerSettings, LocationSettingsOfAnotherKindKeepTheirDefault) {
     }
   }
 }
+
+#ifdef FLIPRUGAIR_WIRE_CHECKED
+
+/// Where what a tracker has adopted of a numeric setting is seen.
+const std::map<std::string, std::string>& placesOfNumbers() {
+  static const std::map<std::string, std::string> places = {
+      {"mlinit_wait", storePath("mlinitWait")},
+      {"mltracker_wait", storePath("mltrackerWait")},
+      {"iad_attribution_attempts", storePath("iAdAttributionAttempts")},
+      {"iad_attribution_wait", storePath("iAdAttributionWait")},
+      {"iad_retry_wait", storePath("iAdRetryWait")},
+      {"getattribution_wait", storePath("attributionWait")},
+      {"location_accuracy", "state/location_accuracy"},
+      {"location_timeout", "state/location_timeout"},
+      {"location_staleness", "state/location_staleness"},
+  };
+  return places;
+}
+
+TEST(ServerSettings, EachNumberBecomesWhatTheControlHostSays) {
+  Setting wanting = reported();
+  wanting.options = with(wanting.options, "retrieveAttribution", true);
+  const Value locating = with(neutral, "whitelist", Array({"location"}));
+  const Snapshot without = afterReply(wanting, locating);
+  std::size_t found = 0;
+  for (const Value& setting : controlhost::initSettings()) {
+    const Dictionary described = setting.dictionary();
+    if (described["kind"].text() != "integer") continue;
+    const std::string name = described["key"].text();
+    SCOPED_TRACE(name);
+    const std::string& place = placesOfNumbers().at(name);
+    EXPECT_EQ(without.at(place), std::to_string(described["default"].integerValue()));
+    std::vector<Value> given = {described["min"].integerValue() - 1, described["max"].integerValue() + 1};
+    for (const NumericCase& one : numbers()) given.push_back(one.given);
+    for (const Value& value : given) {
+      if (value.isNull()) continue;
+      SCOPED_TRACE(traceOf(name, value));
+      const Value reply = withFlag(name, value, locating);
+      std::string said;
+      for (const Value& effect : controlhost::effectsOf(reply)) {
+        if (effect.dictionary()["path"] == described["path"])
+          said = std::to_string(effect.dictionary()["becomes"].integerValue());
+      }
+      EXPECT_EQ(afterReply(wanting, reply).at(place), said);
+    }
+    ++found;
+  }
+  EXPECT_EQ(found, placesOfNumbers().size());
+}
+
+#endif
 
 TEST(ServerSettings, CurrencyIsStoredWhateverItIs) {
   for (const Value& value : wrongValues()) {
