@@ -1,7 +1,7 @@
 // How a host app tests what it sends over HTTP, with a control host in the process of the test.
+#include <Fliprugair/ControlHost.h>
 #include <Fliprugair/platform/linux/LinuxEnvironment.h>
 #include <gtest/gtest.h>
-#include <tools/controlhost/ControlHost.h>
 
 #include <Fliprugair/Fliprugair>
 #include <filesystem>

@@ -2,6 +2,7 @@
 
 #include "platform/json/RapidJSONSerialization.h"
 #include "tools/controlhost/Answers.h"
+#include "tools/controlhost/ReceivedRequest.h"
 
 namespace fliprugair::controlhost {
 

@@ -7,8 +7,9 @@
 #include <mutex>
 #include <thread>
 
+#include "Fliprugair/ControlHost.h"
 #include "controlhost/HttpClient.h"
-#include "tools/controlhost/ControlHost.h"
+#include "tools/controlhost/HttpHeaders.h"
 
 namespace fliprugair::controlhost {
 

@@ -3,8 +3,9 @@
 #include <gtest/gtest.h>
 #include <httplib.h>
 
+#include "Fliprugair/ControlHost.h"
 #include "controlhost/HttpClient.h"
-#include "tools/controlhost/ControlHost.h"
+#include "tools/controlhost/Faults.h"
 
 namespace fliprugair::controlhost {
 

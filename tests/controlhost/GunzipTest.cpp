@@ -5,10 +5,12 @@
 #include <fstream>
 #include <iterator>
 
+#include "Fliprugair/ControlHost.h"
 #include "controlhost/HttpClient.h"
 #include "support/TemporaryFolder.h"
-#include "tools/controlhost/ControlHost.h"
 #include "tools/controlhost/Gunzip.h"
+#include "tools/controlhost/HttpHeaders.h"
+#include "tools/controlhost/ReceivedRequest.h"
 
 namespace fliprugair::controlhost {
 

@@ -7,8 +7,9 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include "Fliprugair/ControlHost.h"
 #include "controlhost/HttpClient.h"
-#include "tools/controlhost/ControlHost.h"
+#include "tools/controlhost/HttpHeaders.h"
 
 namespace fliprugair::controlhost {
 

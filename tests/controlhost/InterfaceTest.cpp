@@ -1,9 +1,9 @@
 #include <gtest/gtest.h>
 #include <httplib.h>
 
+#include "Fliprugair/ControlHost.h"
 #include "controlhost/HttpClient.h"
 #include "platform/json/RapidJSONSerialization.h"
-#include "tools/controlhost/ControlHost.h"
 
 namespace fliprugair::controlhost {
 

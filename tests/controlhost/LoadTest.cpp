@@ -10,7 +10,7 @@
 #include <iostream>
 #include <thread>
 
-#include "tools/controlhost/ControlHost.h"
+#include "Fliprugair/ControlHost.h"
 
 extern "C" const char* __asan_default_options();
 

@@ -12,10 +12,10 @@
 #include <string>
 #include <vector>
 
+#include "Fliprugair/ControlHost.h"
 #include "controlhost/HttpClient.h"
 #include "controlhost/TemporaryFile.h"
 #include "platform/json/RapidJSONSerialization.h"
-#include "tools/controlhost/ControlHost.h"
 
 namespace fliprugair::test {
 

@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 
+#include "Fliprugair/ControlHost.h"
 #include "controlhost/HttpClient.h"
-#include "tools/controlhost/ControlHost.h"
 #include "tools/controlhost/RepeatedMembers.h"
 
 namespace fliprugair::controlhost {

@@ -6,9 +6,10 @@
 #include <filesystem>
 #include <fstream>
 
+#include "Fliprugair/ControlHost.h"
 #include "controlhost/HttpClient.h"
 #include "controlhost/TemporaryFile.h"
-#include "tools/controlhost/ControlHost.h"
+#include "tools/controlhost/ReceivedRequest.h"
 
 namespace fliprugair::controlhost {
 

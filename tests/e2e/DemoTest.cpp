@@ -2,9 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include "Fliprugair/ControlHost.h"
 #include "support/TemporaryFolder.h"
 #include "tools/controlhost/ChildProgram.h"
-#include "tools/controlhost/ControlHost.h"
 
 namespace fliprugair::e2e {
 

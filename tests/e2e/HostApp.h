@@ -11,10 +11,10 @@
 #include <mutex>
 #include <thread>
 
+#include "Fliprugair/ControlHost.h"
 #include "Fliprugair/platform/linux/LinuxEnvironment.h"
 #include "support/Eventually.h"
 #include "support/TemporaryFolder.h"
-#include "tools/controlhost/ControlHost.h"
 
 namespace fliprugair::e2e {
 

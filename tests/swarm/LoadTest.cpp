@@ -7,7 +7,7 @@
 #include <map>
 #include <thread>
 
-#include "tools/controlhost/ControlHost.h"
+#include "Fliprugair/ControlHost.h"
 #include "tools/swarm/Load.h"
 
 namespace fliprugair::swarm {

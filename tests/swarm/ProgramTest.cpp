@@ -6,8 +6,8 @@
 #include <cstdio>
 #include <fstream>
 
+#include "Fliprugair/ControlHost.h"
 #include "support/TemporaryFolder.h"
-#include "tools/controlhost/ControlHost.h"
 
 namespace fliprugair::swarm {
 namespace {

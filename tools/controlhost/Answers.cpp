@@ -4,6 +4,7 @@
 
 #include "platform/json/RapidJSONSerialization.h"
 #include "tools/controlhost/Finding.h"
+#include "tools/controlhost/HostSettings.h"
 
 namespace fliprugair::controlhost {
 

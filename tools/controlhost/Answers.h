@@ -9,19 +9,11 @@
 #include <string>
 #include <vector>
 
+#include "Fliprugair/controlhost/HostSettings.h"
+#include "Fliprugair/controlhost/ReceivedRequest.h"
 #include "Fliprugair/platform/Value.h"
-#include "tools/controlhost/HostSettings.h"
-#include "tools/controlhost/ReceivedRequest.h"
 
 namespace fliprugair::controlhost {
-
-/// Other settings for one device or one application; "" stands for all of them.
-struct AnswerRule {
-  std::string name;
-  std::string device;
-  std::string app;
-  HostSettings settings;
-};
 
 struct HostAnswer {
   int status;

@@ -1,4 +1,4 @@
-#include "tools/controlhost/ControlHost.h"
+#include "Fliprugair/ControlHost.h"
 
 #include <optional>
 #include <utility>
@@ -6,6 +6,7 @@
 #include "tools/controlhost/HttpServer.h"
 #include "tools/controlhost/Interface.h"
 #include "tools/controlhost/Reception.h"
+#include "tools/controlhost/Waiting.h"
 
 namespace fliprugair {
 

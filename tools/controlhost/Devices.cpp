@@ -4,6 +4,8 @@
 #include <cmath>
 #include <utility>
 
+#include "tools/controlhost/Finding.h"
+
 namespace fliprugair::controlhost {
 
 namespace {

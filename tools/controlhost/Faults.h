@@ -1,32 +1,17 @@
 #pragma once
 
-#include <chrono>
 #include <cstdint>
 #include <mutex>
 #include <random>
 #include <string>
 #include <vector>
 
+#include "Fliprugair/controlhost/Fault.h"
+#include "Fliprugair/controlhost/ReceivedRequest.h"
 #include "Fliprugair/platform/Value.h"
 #include "tools/controlhost/HttpServer.h"
-#include "tools/controlhost/ReceivedRequest.h"
 
 namespace fliprugair::controlhost {
-
-/// What goes wrong on purpose.
-struct Fault {
-  enum class Kind { status, delay, hang, resetBefore, resetDuring, truncate, garbage };
-  Kind kind = Kind::status;
-  std::string action = {};  ///< "" in these three: any
-  std::string device = {};
-  std::string app = {};
-  int status = 503;
-  std::chrono::milliseconds delay{0};
-  std::int64_t times = 0;  ///< 0: without end
-  int percent = 100;       ///< of the requests that match
-  std::int64_t hits = 0;   ///< so far
-  std::int64_t id = 0;     ///< given by the host; never used again
-};
 
 /// Decides which requests meet which fault. Any thread.
 class Faults {

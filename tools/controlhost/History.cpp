@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "platform/json/RapidJSONSerialization.h"
+#include "tools/controlhost/Finding.h"
 
 namespace fliprugair::controlhost {
 

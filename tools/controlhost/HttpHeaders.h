@@ -2,12 +2,11 @@
 
 #include <string>
 #include <string_view>
-#include <utility>
 #include <vector>
 
-namespace fliprugair::controlhost {
+#include "Fliprugair/controlhost/Http.h"
 
-using HttpHeaders = std::vector<std::pair<std::string, std::string>>;
+namespace fliprugair::controlhost {
 
 /// Whether they are the same in any case of letters, as names of headers are.
 bool sameName(std::string_view left, std::string_view right);

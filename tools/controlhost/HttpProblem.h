@@ -1,16 +1,10 @@
 #pragma once
 
-#include <string>
 #include <string_view>
 
-namespace fliprugair::controlhost {
+#include "Fliprugair/controlhost/Http.h"
 
-/// Why something cannot be read as an HTTP request, and the status that says so.
-struct HttpProblem {
-  int status = 0;  ///< 0: there is no problem
-  std::string text = {};
-  std::string hint = {};  ///< what to do
-};
+namespace fliprugair::controlhost {
 
 /// The usual words for a status.
 HttpProblem httpProblem(int status);

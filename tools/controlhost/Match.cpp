@@ -7,6 +7,7 @@
 
 #include "platform/json/RapidJSONSerialization.h"
 #include "tools/controlhost/EmbeddedFiles.h"
+#include "tools/controlhost/Finding.h"
 
 namespace fliprugair::controlhost {
 

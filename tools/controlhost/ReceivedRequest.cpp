@@ -3,6 +3,7 @@
 #include <optional>
 
 #include "platform/json/RapidJSONSerialization.h"
+#include "tools/controlhost/Finding.h"
 
 namespace fliprugair::controlhost {
 

@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "platform/json/RapidJSONSerialization.h"
+#include "tools/controlhost/Finding.h"
 #include "tools/controlhost/JSONProblem.h"
 #include "tools/controlhost/RepeatedMembers.h"
 #include "tools/controlhost/ValueCount.h"

@@ -4,22 +4,11 @@
 #include <cstdint>
 #include <functional>
 #include <string>
-#include <vector>
 
-#include "Fliprugair/platform/Value.h"
+#include "Fliprugair/controlhost/Waited.h"
 #include "tools/controlhost/RequestLog.h"
 
 namespace fliprugair::controlhost {
-
-/// What waiting for records came to.
-struct Waited {
-  bool matched = false;
-  std::int64_t count = 0;           ///< of the records that match
-  std::vector<Value> records;       ///< these, as the host shows records
-  Value nearest;                    ///< when there are too few: what is most alike, the newest of those; else null
-  std::vector<std::string> missed;  ///< the terms that it does not meet
-  std::string text;                 ///< when there are too few: so for a person
-};
 
 /// Waits until `count` records behind the request `since` satisfy `match`, or `timeout` is over, or the log has ended.
 /// Also until `isAbandoned` says that nobody wants to know any more; it is asked once in half a second.

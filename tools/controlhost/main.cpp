@@ -12,10 +12,10 @@
 #include <string>
 #include <vector>
 
+#include "Fliprugair/ControlHost.h"
 #include "platform/json/RapidJSONSerialization.h"
 #include "tools/EndSignals.h"
 #include "tools/controlhost/ChildProgram.h"
-#include "tools/controlhost/ControlHost.h"
 #include "tools/controlhost/HttpClient.h"
 #include "tools/controlhost/Match.h"
 #include "tools/controlhost/RequestTable.h"

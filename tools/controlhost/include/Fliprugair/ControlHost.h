@@ -8,13 +8,12 @@
 #include <string>
 #include <vector>
 
+#include "Fliprugair/controlhost/Fault.h"
+#include "Fliprugair/controlhost/Finding.h"
+#include "Fliprugair/controlhost/HostSettings.h"
+#include "Fliprugair/controlhost/ReceivedRequest.h"
+#include "Fliprugair/controlhost/Waited.h"
 #include "Fliprugair/platform/Value.h"
-#include "tools/controlhost/Answers.h"
-#include "tools/controlhost/Faults.h"
-#include "tools/controlhost/Finding.h"
-#include "tools/controlhost/HostSettings.h"
-#include "tools/controlhost/ReceivedRequest.h"
-#include "tools/controlhost/Waiting.h"
 
 namespace fliprugair {
 
@@ -67,15 +66,24 @@ class ControlHost {
                               std::chrono::milliseconds timeout = std::chrono::seconds(10)) const;
 
   // What is answered from here on.
+
+  /// The reply to "init" alone; the rest stays as `options.settings` says now, which is not asked again until a reset.
   void setInitReply(Value reply);
+  /// In place of what `options.settings` says, which is not asked again until a reset.
   void setSettings(controlhost::HostSettings settings);
+  /// In place of those that hold. For what no rule matches the settings hold.
   void setRules(std::vector<controlhost::AnswerRule> rules);
+
+  // What goes wrong from here on.
+
+  /// In place of those that hold. Of those that match a request the first one strikes.
   void setFaults(std::vector<controlhost::Fault> faults);
+  /// Every connection is reset before a reply.
   void setOffline(bool offline);
 
-  /// Forgets what came.
+  /// Forgets what came, in the file that it saves in, too.
   void clear();
-  /// As at the start.
+  /// As at the start: nothing came, and what was set above is gone.
   void reset();
 
   /// Returns when the last handler has. Replies that are being delayed go out at once.
