@@ -1,10 +1,14 @@
 #include "bindings/c/Options.h"
 
 #include <array>
+#include <chrono>
+#include <cstdint>
+#include <limits>
 #include <stdexcept>
 #include <string>
 #include <string_view>
-#include <type_traits>
+#include <utility>
+#include <vector>
 
 namespace fliprugair {
 
@@ -29,119 +33,200 @@ bool truthOf(const std::string& key, const Value& value) {
   return value.boolValue();
 }
 
-using Taker = void (*)(LinuxOptions& options, const std::string& key, const Value& value);
+Dictionary objectOf(const std::string& key, const Value& value) {
+  if (!value.isDictionary()) refuse(key, "is an object");
+  return value.dictionary();
+}
 
-struct Option {
+/// A whole number that the type can hold, from `least` on.
+template <class Integer>
+Integer wholeOf(const std::string& key, const Value& value, Integer least = std::numeric_limits<Integer>::min(),
+                Integer most = std::numeric_limits<Integer>::max()) {
+  if (value.kind() != Value::Kind::integer || !std::in_range<Integer>(value.integerValue()) ||
+      std::cmp_less(value.integerValue(), least) || std::cmp_greater(value.integerValue(), most)) {
+    const bool isOpen = most == std::numeric_limits<Integer>::max();
+    refuse(key, "is a whole number from " + std::to_string(least) + (isOpen ? " on" : " to " + std::to_string(most)));
+  }
+  return static_cast<Integer>(value.integerValue());
+}
+
+std::chrono::milliseconds secondsOf(const std::string& key, const Value& value) {
+  const double seconds = numberOf(key, value);
+  if (!(seconds >= 0 && seconds <= 3600)) refuse(key, "is from 0 to 3600 seconds");
+  return std::chrono::milliseconds(static_cast<std::int64_t>(seconds * 1000));
+}
+
+/// What the text stands for, one of two words.
+template <class Choice>
+Choice choiceOf(const std::string& key, const Value& value, const std::pair<std::string, Choice>& first,
+                const std::pair<std::string, Choice>& second) {
+  const std::string word = textOf(key, value);
+  if (word == first.first) return first.second;
+  if (word != second.first) refuse(key, "is \"" + first.first + "\" or \"" + second.first + '"');
+  return second.second;
+}
+
+/// A key, and how its value goes into what is filled in.
+template <class Target>
+struct Entry {
   std::string_view key;
-  Taker take;
+  void (*take)(Target& target, const std::string& key, const Value& value);
 };
 
-/// Takes a text into a member of the options, of whatever type a text converts to.
-template <auto member>
-void text(LinuxOptions& options, const std::string& key, const Value& value) {
-  options.*member = textOf(key, value);
+template <class Target, std::size_t count>
+Target filled(Target target, const Dictionary& dictionary, const std::array<Entry<Target>, count>& table) {
+  for (const auto& given : dictionary.entries()) {
+    const Entry<Target>* found = nullptr;
+    std::string keys;
+    for (const Entry<Target>& entry : table) {
+      if (entry.key == given.key()) found = &entry;
+      keys += (keys.empty() ? "" : ", ") + std::string(entry.key);
+    }
+    if (found == nullptr) refuse(given.key(), "is not known; there are " + keys);
+    found->take(target, given.key(), given.value);
+  }
+  return target;
 }
 
-template <auto member>
-void networkText(LinuxOptions& options, const std::string& key, const Value& value) {
-  options.network.*member = textOf(key, value);
+/// Takes a text into a member, of whatever type a text converts to.
+template <auto member, class Target>
+void text(Target& target, const std::string& key, const Value& value) {
+  target.*member = textOf(key, value);
 }
 
-template <auto member>
-void fact(LinuxOptions& options, const std::string& key, const Value& value) {
-  auto& target = options.facts.*member;
-  using Type = std::remove_reference_t<decltype(target)>;
-  if constexpr (std::is_same_v<Type, bool>) {
-    target = truthOf(key, value);
-  } else if constexpr (std::is_same_v<Type, int>) {
-    target = static_cast<int>(numberOf(key, value));
-  } else {
-    target = textOf(key, value);
+template <auto member, class Target>
+void number(Target& target, const std::string& key, const Value& value) {
+  target.*member = numberOf(key, value);
+}
+
+template <auto member, class Target>
+void truth(Target& target, const std::string& key, const Value& value) {
+  target.*member = truthOf(key, value);
+}
+
+/// Takes a value into a member of the network's options.
+template <auto member, auto take>
+void network(LinuxOptions& options, const std::string& key, const Value& value) {
+  options.network.*member = take(key, value);
+}
+
+constexpr std::array screenTable{
+    Entry<Screen>{"width", &number<&Screen::width>},
+    Entry<Screen>{"height", &number<&Screen::height>},
+    Entry<Screen>{"brightness", &number<&Screen::brightness>},
+};
+
+void preferredLanguages(HostFacts& facts, const std::string& key, const Value& value) {
+  if (!value.isArray()) refuse(key, "is a list of texts");
+  facts.preferredLanguages.emplace();
+  for (const Value& language : value.array()) facts.preferredLanguages->push_back(textOf(key, language));
+}
+
+void screen(HostFacts& facts, const std::string& key, const Value& value) {
+  facts.screen = filled(Screen(), objectOf(key, value), screenTable);
+}
+
+void pasteboards(HostFacts& facts, const std::string& key, const Value& value) {
+  const Dictionary boards = objectOf(key, value);
+  for (const auto& board : boards.entries()) {
+    auto& content = facts.pasteboards[board.key()];
+    if (!board.value.isNull()) content = textOf(board.key(), board.value);
   }
 }
 
-void backgroundTaskTime(LinuxOptions& options, const std::string& key, const Value& value) {
-  const double seconds = numberOf(key, value);
-  if (!(seconds >= 0 && seconds <= 3600)) refuse(key, "is from 0 to 3600 seconds");
-  options.backgroundTaskTime = std::chrono::milliseconds(static_cast<std::int64_t>(seconds * 1000));
+void statusBarOrientation(HostFacts& facts, const std::string& key, const Value& value) {
+  facts.statusBarOrientation = wholeOf<int>(key, value, 0, 4);
 }
 
-void mostWaitingRequests(LinuxOptions& options, const std::string& key, const Value& value) {
-  if (value.kind() != Value::Kind::integer || value.integerValue() < 1) refuse(key, "is a whole number from 1 on");
-  options.mostWaitingRequests = static_cast<std::size_t>(value.integerValue());
+void locationAuthorizationStatus(HostFacts& facts, const std::string& key, const Value& value) {
+  facts.locationAuthorizationStatus = wholeOf<int>(key, value, 0, 4);
 }
 
-void advises(LinuxOptions& options, const std::string& key, const Value& value) {
-  options.advises = truthOf(key, value);
-}
-
-void mainThread(LinuxOptions& options, const std::string& key, const Value& value) {
-  const std::string thread = textOf(key, value);
-  if (thread != "own" && thread != "host") refuse(key, "is \"own\" or \"host\"");
-  options.mainThread = thread == "own" ? MainThread::own : MainThread::host;
+void reachabilityFlags(HostFacts& facts, const std::string& key, const Value& value) {
+  facts.reachabilityFlags = wholeOf<std::uint32_t>(key, value);
 }
 
 constexpr std::array factTable{
-    Option{"systemName", &fact<&HostFacts::systemName>},
-    Option{"systemVersion", &fact<&HostFacts::systemVersion>},
-    Option{"hardware", &fact<&HostFacts::hardware>},
-    Option{"vendorIdentifier", &fact<&HostFacts::vendorIdentifier>},
-    Option{"advertisingIdentifier", &fact<&HostFacts::advertisingIdentifier>},
-    Option{"userAgent", &fact<&HostFacts::userAgent>},
-    Option{"advertisingTrackingEnabled", &fact<&HostFacts::advertisingTrackingEnabled>},
-    Option{"locationServicesEnabled", &fact<&HostFacts::locationServicesEnabled>},
-    Option{"locationAuthorizationStatus", &fact<&HostFacts::locationAuthorizationStatus>},
-    Option{"statusBarOrientation", &fact<&HostFacts::statusBarOrientation>},
+    Entry<HostFacts>{"systemName", &text<&HostFacts::systemName>},
+    Entry<HostFacts>{"systemVersion", &text<&HostFacts::systemVersion>},
+    Entry<HostFacts>{"hardware", &text<&HostFacts::hardware>},
+    Entry<HostFacts>{"foundationVersionNumber", &number<&HostFacts::foundationVersionNumber>},
+    Entry<HostFacts>{"vendorIdentifier", &text<&HostFacts::vendorIdentifier>},
+    Entry<HostFacts>{"advertisingIdentifier", &text<&HostFacts::advertisingIdentifier>},
+    Entry<HostFacts>{"advertisingTrackingEnabled", &truth<&HostFacts::advertisingTrackingEnabled>},
+    Entry<HostFacts>{"preferredLanguages", &preferredLanguages},
+    Entry<HostFacts>{"screen", &screen},
+    Entry<HostFacts>{"statusBarOrientation", &statusBarOrientation},
+    Entry<HostFacts>{"reachabilityFlags", &reachabilityFlags},
+    Entry<HostFacts>{"locationServicesEnabled", &truth<&HostFacts::locationServicesEnabled>},
+    Entry<HostFacts>{"locationAuthorizationStatus", &locationAuthorizationStatus},
+    Entry<HostFacts>{"userAgent", &text<&HostFacts::userAgent>},
+    Entry<HostFacts>{"pasteboards", &pasteboards},
 };
 
-template <class Table>
-std::string keysOf(const Table& table) {
-  std::string keys;
-  for (const Option& option : table) keys += (keys.empty() ? "" : ", ") + std::string(option.key);
-  return keys;
+void mainThread(LinuxOptions& options, const std::string& key, const Value& value) {
+  options.mainThread = choiceOf<MainThread>(key, value, {"own", MainThread::own}, {"host", MainThread::host});
 }
 
-template <class Table>
-void takeAll(LinuxOptions& options, const Dictionary& dictionary, const Table& table) {
-  for (const auto& entry : dictionary.entries()) {
-    const Option* found = nullptr;
-    for (const Option& option : table) {
-      if (option.key == entry.key()) found = &option;
-    }
-    if (found == nullptr) refuse(entry.key(), "is not known; there are " + keysOf(table));
-    found->take(options, entry.key(), entry.value);
-  }
+void backgroundTaskTime(LinuxOptions& options, const std::string& key, const Value& value) {
+  options.backgroundTaskTime = secondsOf(key, value);
 }
 
 void facts(LinuxOptions& options, const std::string& key, const Value& value) {
-  if (!value.isDictionary()) refuse(key, "is an object");
-  takeAll(options, value.dictionary(), factTable);
+  options.facts = factsOf(objectOf(key, value));
+}
+
+void durability(LinuxOptions& options, const std::string& key, const Value& value) {
+  options.store.durability = choiceOf<StoreDurability>(key, value, {"process", StoreDurability::process},
+                                                       {"powerCut", StoreDurability::powerCut});
+}
+
+void unreadableStore(LinuxOptions& options, const std::string& key, const Value& value) {
+  options.store.unreadable = choiceOf<UnreadableStore>(key, value, {"isRefused", UnreadableStore::isRefused},
+                                                       {"isJoined", UnreadableStore::isJoined});
+}
+
+void mostWaitingRequests(LinuxOptions& options, const std::string& key, const Value& value) {
+  options.mostWaitingRequests = wholeOf<std::size_t>(key, value, 1);
+}
+
+LoopbackScheme loopbackScheme(const std::string& key, const Value& value) {
+  return choiceOf<LoopbackScheme>(key, value, {"http", LoopbackScheme::http}, {"https", LoopbackScheme::https});
+}
+
+std::size_t requestsAtATime(const std::string& key, const Value& value) {
+  return wholeOf<std::size_t>(key, value, 1, 8);
 }
 
 constexpr std::array optionTable{
-    Option{"bundleIdentifier", &text<&LinuxOptions::bundleIdentifier>},
-    Option{"shortVersion", &text<&LinuxOptions::shortVersion>},
-    Option{"version", &text<&LinuxOptions::version>},
-    Option{"receiptPath", &text<&LinuxOptions::receiptPath>},
-    Option{"storePath", &text<&LinuxOptions::storePath>},
-    Option{"documentsFolder", &text<&LinuxOptions::documentsFolder>},
-    Option{"caFile", &networkText<&CurlNetworkOptions::caFile>},
-    Option{"proxy", &networkText<&CurlNetworkOptions::proxy>},
-    Option{"gpsdHost", &text<&LinuxOptions::gpsdHost>},
-    Option{"gpsdPort", &text<&LinuxOptions::gpsdPort>},
-    Option{"backgroundTaskTime", &backgroundTaskTime},
-    Option{"advises", &advises},
-    Option{"mainThread", &mainThread},
-    Option{"mostWaitingRequests", &mostWaitingRequests},
-    Option{"facts", &facts},
+    Entry<LinuxOptions>{"bundleIdentifier", &text<&LinuxOptions::bundleIdentifier>},
+    Entry<LinuxOptions>{"shortVersion", &text<&LinuxOptions::shortVersion>},
+    Entry<LinuxOptions>{"version", &text<&LinuxOptions::version>},
+    Entry<LinuxOptions>{"receiptPath", &text<&LinuxOptions::receiptPath>},
+    Entry<LinuxOptions>{"mainThread", &mainThread},
+    Entry<LinuxOptions>{"backgroundTaskTime", &backgroundTaskTime},
+    Entry<LinuxOptions>{"advises", &truth<&LinuxOptions::advises>},
+    Entry<LinuxOptions>{"facts", &facts},
+    Entry<LinuxOptions>{"storePath", &text<&LinuxOptions::storePath>},
+    Entry<LinuxOptions>{"durability", &durability},
+    Entry<LinuxOptions>{"unreadableStore", &unreadableStore},
+    Entry<LinuxOptions>{"mostWaitingRequests", &mostWaitingRequests},
+    Entry<LinuxOptions>{"documentsFolder", &text<&LinuxOptions::documentsFolder>},
+    Entry<LinuxOptions>{"caFile", &network<&CurlNetworkOptions::caFile, &textOf>},
+    Entry<LinuxOptions>{"proxy", &network<&CurlNetworkOptions::proxy, &textOf>},
+    Entry<LinuxOptions>{"loopbackScheme", &network<&CurlNetworkOptions::loopbackScheme, &loopbackScheme>},
+    Entry<LinuxOptions>{"connectTimeout", &network<&CurlNetworkOptions::connectTimeout, &secondsOf>},
+    Entry<LinuxOptions>{"requestTimeout", &network<&CurlNetworkOptions::timeout, &secondsOf>},
+    Entry<LinuxOptions>{"requestsAtATime", &network<&CurlNetworkOptions::requestsAtATime, &requestsAtATime>},
+    Entry<LinuxOptions>{"allowControlHostFromEnvironment", &truth<&LinuxOptions::allowControlHostFromEnvironment>},
+    Entry<LinuxOptions>{"gpsdHost", &text<&LinuxOptions::gpsdHost>},
+    Entry<LinuxOptions>{"gpsdPort", &text<&LinuxOptions::gpsdPort>},
 };
 
 }  // namespace
 
-LinuxOptions optionsOf(const Dictionary& dictionary) {
-  LinuxOptions options;
-  takeAll(options, dictionary, optionTable);
-  return options;
-}
+LinuxOptions optionsOf(const Dictionary& dictionary) { return filled(LinuxOptions(), dictionary, optionTable); }
+
+HostFacts factsOf(const Dictionary& dictionary) { return filled(HostFacts(), dictionary, factTable); }
 
 }  // namespace fliprugair

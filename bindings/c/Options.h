@@ -9,4 +9,7 @@ namespace fliprugair {
 /// type, with a text that names it.
 LinuxOptions optionsOf(const Dictionary& dictionary);
 
+/// The same for what the host app states about the device.
+HostFacts factsOf(const Dictionary& dictionary);
+
 }  // namespace fliprugair

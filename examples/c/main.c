@@ -39,8 +39,8 @@ int main(int count, char** arguments) {
   tracker = fliprugair_start(app, parameters, &error);
   check(tracker != NULL, "start", error);
 
-  fliprugair_did_finish_launching(app);
-  fliprugair_did_become_active(app);
+  check(fliprugair_did_finish_launching(app, &error) == FLIPRUGAIR_OK, "launch", error);
+  check(fliprugair_did_become_active(app, &error) == FLIPRUGAIR_OK, "activate", error);
   check(fliprugair_track_event(tracker, "level", "7", &error) == FLIPRUGAIR_OK, "event", error);
   check(fliprugair_identity_link(tracker, "{\"user\": \"4711\"}", &error) == FLIPRUGAIR_OK, "identity", error);
 

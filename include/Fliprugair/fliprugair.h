@@ -20,6 +20,7 @@ extern "C" {
 
 typedef struct fliprugair_app fliprugair_app;
 typedef struct fliprugair_tracker fliprugair_tracker;
+typedef struct fliprugair_search_ads_question fliprugair_search_ads_question;
 
 typedef enum fliprugair_status {
   FLIPRUGAIR_OK = 0,
@@ -44,6 +45,9 @@ typedef struct fliprugair_callbacks {
   void (*log)(void* user, const char* line);
   /* The attribution result, a JSON object. On the network thread. */
   void (*attribution)(void* user, const char* attribution);
+  /* Whether a search ad led to the installation. The question is the host app's: it answers each one, here or later, by
+   * fliprugair_answer_search_ads. On a thread of the platform's. A null pointer: nobody knows. */
+  void (*search_ads)(void* user, fliprugair_search_ads_question* question);
 } fliprugair_callbacks;
 
 /* Frees a text that a function gave. A null pointer is no text. */
@@ -54,15 +58,18 @@ FLIPRUGAIR_EXPORT void fliprugair_free(char* text);
 FLIPRUGAIR_EXPORT const char* fliprugair_version(void);
 
 /* The app: opens the store and makes the platform. A null pointer, and the reason, when that fails. `options` is a JSON
- * object; a key that is not among these is an error:
+ * object; a key that is not among these is an error. What they mean stands with the members of LinuxOptions:
  *   "bundleIdentifier" (text; this one or "storePath" is needed), "shortVersion", "version", "receiptPath",
- *   "storePath", "documentsFolder", "caFile", "proxy", "gpsdHost", "gpsdPort" (text),
- *   "backgroundTaskTime" (seconds, 5), "mainThread" ("own" or "host", "own"),
- *   "advises" (boolean, true: LinuxOptions::advises),
+ *   "storePath", "documentsFolder" (text),
+ *   "durability" ("process" or "powerCut", "process": what a synchronized write survives),
+ *   "unreadableStore" ("isRefused" or "isJoined", "isRefused"),
  *   "mostWaitingRequests" (number from 1 on; more are dropped, the oldest first),
- *   "facts": what the host app states about the device: "systemName", "systemVersion", "hardware", "vendorIdentifier",
- *   "advertisingIdentifier", "userAgent" (text), "advertisingTrackingEnabled", "locationServicesEnabled" (boolean),
- *   "locationAuthorizationStatus", "statusBarOrientation" (number).
+ *   "mainThread" ("own" or "host", "own"), "backgroundTaskTime" (seconds to 3600, 5), "advises" (boolean, true),
+ *   "caFile", "proxy" (text), "loopbackScheme" ("http" or "https", "http"), "connectTimeout" (seconds to 3600, 10),
+ *   "requestTimeout" (seconds to 3600, 30), "requestsAtATime" (1 to 8, 8),
+ *   "allowControlHostFromEnvironment" (boolean, false: whether FLIPRUGAIR_CONTROL_HOST replaces every control host),
+ *   "gpsdHost" (text, "localhost"), "gpsdPort" (text, "2947"),
+ *   "facts": what the host app states about the device, as for fliprugair_set_facts.
  * `callbacks` may be a null pointer; it is copied. */
 FLIPRUGAIR_EXPORT fliprugair_app* fliprugair_open(const char* options, const fliprugair_callbacks* callbacks,
                                                   char** error);
@@ -81,10 +88,18 @@ FLIPRUGAIR_EXPORT fliprugair_status fliprugair_stop_for_good(fliprugair_app* app
  * be erased, and why. */
 FLIPRUGAIR_EXPORT fliprugair_status fliprugair_erase(const char* options, char** error);
 
-/* The app's life. A null pointer for `app` is refused. */
-FLIPRUGAIR_EXPORT fliprugair_status fliprugair_did_finish_launching(fliprugair_app* app);
-FLIPRUGAIR_EXPORT fliprugair_status fliprugair_did_become_active(fliprugair_app* app);
-FLIPRUGAIR_EXPORT fliprugair_status fliprugair_will_resign_active(fliprugair_app* app);
+/* The app's life. */
+FLIPRUGAIR_EXPORT fliprugair_status fliprugair_did_finish_launching(fliprugair_app* app, char** error);
+FLIPRUGAIR_EXPORT fliprugair_status fliprugair_did_become_active(fliprugair_app* app, char** error);
+FLIPRUGAIR_EXPORT fliprugair_status fliprugair_will_resign_active(fliprugair_app* app, char** error);
+
+/* Replaces what the host app states about the device, a JSON object; what is not in it is not stated any more:
+ *   "systemName", "systemVersion", "hardware", "vendorIdentifier", "advertisingIdentifier", "userAgent" (text),
+ *   "advertisingTrackingEnabled", "locationServicesEnabled" (boolean), "foundationVersionNumber" (number),
+ *   "locationAuthorizationStatus", "statusBarOrientation" (0 to 4), "reachabilityFlags" (32 bits),
+ *   "preferredLanguages" (list of texts), "screen" (an object: "width", "height" in pixels, "brightness" from 0 to 1),
+ *   "pasteboards" (an object: texts by name, null for one without a text). */
+FLIPRUGAIR_EXPORT fliprugair_status fliprugair_set_facts(fliprugair_app* app, const char* facts, char** error);
 
 /* For a program that ends soon, after fliprugair_did_become_active: has the trackers send what they have, as an app
  * that resigns does, and waits until the control host has confirmed all, for `timeout` (seconds, to 86400) at the most.
@@ -93,15 +108,25 @@ FLIPRUGAIR_EXPORT fliprugair_status fliprugair_will_resign_active(fliprugair_app
 FLIPRUGAIR_EXPORT fliprugair_status fliprugair_wait_until_sent(fliprugair_app* app, double timeout,
                                                                fliprugair_waiting* waiting, char** error);
 
-/* What waits now. Both are needed. */
-FLIPRUGAIR_EXPORT fliprugair_status fliprugair_what_waits(fliprugair_app* app, fliprugair_waiting* waiting);
+/* What waits now. */
+FLIPRUGAIR_EXPORT fliprugair_status fliprugair_what_waits(fliprugair_app* app, fliprugair_waiting* waiting,
+                                                          char** error);
 
-/* With "mainThread": "host" the host app's loop calls fliprugair_poll when the file descriptor becomes readable and
- * when the wait is over: milliseconds from now, -1 when nothing is due. Asked anew before each wait. On the app's
- * thread. */
-FLIPRUGAIR_EXPORT int fliprugair_file_descriptor(fliprugair_app* app);
-FLIPRUGAIR_EXPORT int fliprugair_wait_milliseconds(fliprugair_app* app);
-FLIPRUGAIR_EXPORT fliprugair_status fliprugair_poll(fliprugair_app* app);
+/* Runs `task` on the main thread and waits for its end; FLIPRUGAIR_FAILED when it did not run, because the app
+ * terminates or there is no thread to be had. With "mainThread": "host" it waits until the host app turns the loop. */
+FLIPRUGAIR_EXPORT fliprugair_status fliprugair_on_main(fliprugair_app* app, void (*task)(void* user), void* user,
+                                                       char** error);
+
+/* With "mainThread": "host" alone. Either: turns the main queue on the calling thread until fliprugair_stop is called,
+ * from any thread. */
+FLIPRUGAIR_EXPORT fliprugair_status fliprugair_run(fliprugair_app* app, char** error);
+FLIPRUGAIR_EXPORT fliprugair_status fliprugair_stop(fliprugair_app* app, char** error);
+
+/* Or: the host app's loop calls fliprugair_poll when the file descriptor becomes readable and when the wait is over:
+ * milliseconds from now, -1 when nothing is due. Asked anew before each wait. On the app's thread. */
+FLIPRUGAIR_EXPORT int fliprugair_file_descriptor(fliprugair_app* app, char** error);
+FLIPRUGAIR_EXPORT int fliprugair_wait_milliseconds(fliprugair_app* app, char** error);
+FLIPRUGAIR_EXPORT fliprugair_status fliprugair_poll(fliprugair_app* app, char** error);
 
 /* Starts a tracker, which belongs to the app. One is enough: starting another, even in vain, begins anew what they
  * share. `parameters` is a JSON object with the keys of MarluneTracker::initMarluneWithParams: "marluneAppId",
@@ -109,9 +134,17 @@ FLIPRUGAIR_EXPORT fliprugair_status fliprugair_poll(fliprugair_app* app);
  */
 FLIPRUGAIR_EXPORT fliprugair_tracker* fliprugair_start(fliprugair_app* app, const char* parameters, char** error);
 
-/* What MarluneTracker's methods of these names do. Every argument but `error` is needed. */
+/* What MarluneTracker's methods of these names do. Every argument but `error` is needed, where nothing else is said. */
+
+/* A null pointer for `value`: an event without one. */
 FLIPRUGAIR_EXPORT fliprugair_status fliprugair_track_event(fliprugair_tracker* tracker, const char* title,
                                                            const char* value, char** error);
+/* The same, marked as a standard event or, with 0, not: trackEventWithEventTitleString. */
+FLIPRUGAIR_EXPORT fliprugair_status fliprugair_track_marked_event(fliprugair_tracker* tracker, const char* title,
+                                                                  const char* value, int standard, char** error);
+/* A standard event by its name, with a JSON object or a null pointer: trackEventWithEventStandardParameters. */
+FLIPRUGAIR_EXPORT fliprugair_status fliprugair_track_standard_event(fliprugair_tracker* tracker, const char* name,
+                                                                    const char* data, char** error);
 FLIPRUGAIR_EXPORT fliprugair_status fliprugair_track_purchase(fliprugair_tracker* tracker, const char* title,
                                                               const char* value, const char* encoded_receipt,
                                                               char** error);
@@ -125,8 +158,27 @@ FLIPRUGAIR_EXPORT fliprugair_status fliprugair_limit_ad_tracking(fliprugair_trac
                                                                  char** error);
 FLIPRUGAIR_EXPORT fliprugair_status fliprugair_enable_logging(fliprugair_tracker* tracker, int enabled, char** error);
 
+/* The watch companion. A null pointer for `watch_link`: a watch without one. A null pointer for `value`: an event
+ * without one. */
+FLIPRUGAIR_EXPORT fliprugair_status fliprugair_handle_watch_events(fliprugair_tracker* tracker, const char* watch_link,
+                                                                   int called_by_track_event, char** error);
+FLIPRUGAIR_EXPORT fliprugair_status fliprugair_track_watch_event(fliprugair_tracker* tracker, const char* title,
+                                                                 const char* value, char** error);
+
+/* The identifier of the host app's own that is reported with the installation; a null pointer for none. What is given
+ * is to be freed. */
+FLIPRUGAIR_EXPORT fliprugair_status fliprugair_set_custom_id(fliprugair_tracker* tracker, const char* custom_id,
+                                                             char** error);
+FLIPRUGAIR_EXPORT char* fliprugair_custom_id(fliprugair_tracker* tracker, char** error);
+
 /* The stored attribution result, a JSON object to be freed; a null pointer while there is none. Asks nobody. */
-FLIPRUGAIR_EXPORT char* fliprugair_attribution(fliprugair_tracker* tracker);
+FLIPRUGAIR_EXPORT char* fliprugair_attribution(fliprugair_tracker* tracker, char** error);
+
+/* Answers a question of fliprugair_callbacks::search_ads, on any thread, also after fliprugair_close: with the details,
+ * a JSON object, or a null pointer when there are none; `unknown` when they are not known yet and may be asked for
+ * again. Frees the question, unless it refuses the answer. */
+FLIPRUGAIR_EXPORT fliprugair_status fliprugair_answer_search_ads(fliprugair_search_ads_question* question,
+                                                                 const char* details, int unknown, char** error);
 
 #ifdef __cplusplus
 } /* extern "C" */

@@ -1,8 +1,12 @@
 """The module for Python: what waits, ends and is erased, and what is refused. That events reach a host through it,
 examples/python shows. FLIPRUGAIR_LIBRARY or the system's path of libraries finds the library."""
 
+import http.server
+import json
 import pathlib
+import select
 import tempfile
+import threading
 import time
 import unittest
 
@@ -20,9 +24,16 @@ class Module(unittest.TestCase):
         self.lines = []
 
     def open(self):
-        app = fliprugair.App(log=self.lines.append, **self.options)
+        return self.started(fliprugair.App(log=self.lines.append, **self.options))
+
+    def started(self, app, host="127.0.0.1:1"):
         self.addCleanup(app.close)
-        return app, app.start("demo", host="127.0.0.1:1")
+        return app, app.start("demo", host=host)
+
+    def recorded(self):
+        """The data of the record that was reported last, from the log."""
+        line = [line for line in self.lines if "appending: " in line][-1]
+        return json.loads(line.partition("appending: ")[2])["data"]
 
     def stored(self):
         return sorted(path.name for path in self.folder.iterdir())
@@ -86,6 +97,8 @@ class Module(unittest.TestCase):
         with app:
             pass
         calls = [app.activate, app.launch, app.resign, lambda: app.waiting, lambda: app.wait_until_sent(0)]
+        calls += [app.run, app.stop, app.poll, app.fileno, lambda: app.next_wait, app.set_facts, lambda: app.on_main(print)]
+        calls += [lambda: tracker.custom_id, tracker.handle_watch, lambda: tracker.track_standard("Purchase")]
         calls += [lambda: tracker.attribution, tracker.limit_ad_tracking, lambda: tracker.link_identity(user="1")]
         for call in calls:
             with self.assertRaisesRegex(fliprugair.Error, "the app is closed"):
@@ -113,6 +126,121 @@ class Module(unittest.TestCase):
             with self.assertRaisesRegex(fliprugair.Error, "null character"):
                 call()
         self.assertEqual(app.waiting.records, 0)
+
+    def test_records_events_of_every_kind(self):
+        _, tracker = self.open()
+        tracker.enable_logging()
+        tracker.track("level", 7)
+        self.assertEqual((self.recorded()["event_name"], self.recorded()["event_data"]), ("level", "7"))
+        tracker.track("level")
+        self.assertNotIn("event_data", self.recorded())
+        tracker.track("book", "4.99", receipt="cmVjZWlwdA==")
+        self.assertEqual(self.recorded()["receipt"], "cmVjZWlwdA==")
+        tracker.track("level", 7, standard=True)
+        self.assertEqual(self.recorded()["event_standard"], 1)
+        tracker.track("level", standard=False)
+        self.assertNotIn("event_standard", self.recorded())
+        tracker.track_standard("Purchase", {"price": "4.99"})
+        self.assertEqual(self.recorded()["event_name"], "Purchase")
+        self.assertEqual(json.loads(self.recorded()["event_data"]), {"price": "4.99"})
+        self.assertEqual(self.recorded()["event_standard"], 1)
+
+    def test_keeps_what_a_watch_reports_until_the_host_has_answered(self):
+        app, tracker = self.open()
+        before = self.stored()
+        tracker.handle_watch("link")
+        tracker.handle_watch(by_event=True)
+        tracker.track_watch("lap", 3)
+        tracker.track_watch("lap")
+        self.assertEqual((app.waiting.records, self.stored()), (0, before))
+
+    def test_gives_the_custom_identifier_back(self):
+        _, tracker = self.open()
+        self.assertIsNone(tracker.custom_id)
+        tracker.custom_id = "customer 7"
+        self.assertEqual(tracker.custom_id, "customer 7")
+        tracker.custom_id = None
+        self.assertIsNone(tracker.custom_id)
+
+    def test_runs_a_task_on_the_main_thread_and_gives_what_came_of_it(self):
+        app, _ = self.open()
+        app.activate()
+        self.assertNotEqual(app.on_main(threading.get_ident), threading.get_ident())
+        with self.assertRaises(ZeroDivisionError):
+            app.on_main(lambda: 1 / 0)
+
+    def test_is_turned_by_a_loop_of_the_programs_own(self):
+        app, _ = self.started(fliprugair.App(log=self.lines.append, main_thread="host", **self.options))
+        ran = []
+        other = threading.Thread(target=lambda: app.on_main(lambda: ran.append(threading.get_ident())))
+        other.start()
+        while not ran:
+            select.select([app], [], [], app.next_wait)
+            app.poll()
+        other.join()
+        self.assertEqual(ran, [threading.get_ident()])
+
+    def test_runs_on_a_thread_of_the_programs_own(self):
+        app, _ = self.started(fliprugair.App(log=self.lines.append, main_thread="host", **self.options))
+        ran = []
+        other = threading.Thread(target=lambda: (app.on_main(lambda: ran.append(threading.get_ident())), app.stop()))
+        other.start()
+        app.run()
+        other.join()
+        self.assertEqual(ran, [threading.get_ident()])
+
+    def test_replaces_what_the_app_states_about_the_device(self):
+        app, _ = self.open()
+        app.set_facts(system_name="Example", preferred_languages=["fi"], screen={"width": 1, "height": 2, "brightness": 1})
+        with self.assertRaisesRegex(fliprugair.Error, 'option "systemName" is a text'):
+            app.set_facts(system_name=1)
+
+    def test_takes_what_the_store_survives(self):
+        options = dict(self.options, durability="power_cut", unreadable_store="is_joined")
+        fliprugair.App(**options).close()
+        with self.assertRaisesRegex(fliprugair.Error, 'option "durability" is "process" or "powerCut"'):
+            fliprugair.App(**dict(self.options, durability="luck"))
+
+    def test_asks_about_search_ads_and_takes_one_answer(self):
+        class Host(http.server.BaseHTTPRequestHandler):
+            def do_POST(self):
+                self.rfile.read(int(self.headers["Content-Length"]))
+                self.send_response(200)
+                self.end_headers()
+                self.wfile.write(b'{"success": 1}')
+
+            def log_message(self, *_):
+                pass
+
+        server = http.server.ThreadingHTTPServer(("127.0.0.1", 0), Host)
+        threading.Thread(target=server.serve_forever).start()
+        self.addCleanup(server.server_close)
+        self.addCleanup(server.shutdown)
+        asked = threading.Event()
+        said = []
+
+        def ask(answer):
+            for details in ([], {"campaign": "autumn"}, None):
+                try:
+                    said.append(answer(details))
+                except fliprugair.Error as refused:
+                    said.append(str(refused))
+            asked.set()
+
+        app, _ = self.started(
+            fliprugair.App(log=self.lines.append, search_ads=ask, facts={"system_version": "9"}, **self.options),
+            host=f"127.0.0.1:{server.server_port}",
+        )
+        app.activate()
+        self.assertTrue(asked.wait(60))
+        self.assertEqual(said[:3], ["the details are a dictionary, or None", None, "this question has been answered"])
+
+    def test_takes_a_partner_in_place_of_an_application(self):
+        app = fliprugair.App(log=self.lines.append, **self.options)
+        self.addCleanup(app.close)
+        self.assertIsInstance(app.start(partner_id="1", partner_name="Example"), fliprugair.Tracker)
+        with self.assertRaisesRegex(fliprugair.Error, "neither marluneAppId nor partnerId and partnerName"):
+            app.start()
 
     def test_bounds_what_waits(self):
         with self.assertRaisesRegex(fliprugair.Error, "is a whole number from 1 on"):

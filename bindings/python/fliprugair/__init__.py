@@ -21,10 +21,12 @@ import typing
 __all__ = ["App", "Error", "Tracker", "Waiting", "erase", "version"]
 
 _LOG = ctypes.CFUNCTYPE(None, ctypes.c_void_p, ctypes.c_char_p)
+_TASK = ctypes.CFUNCTYPE(None, ctypes.c_void_p)
+_QUESTION = ctypes.CFUNCTYPE(None, ctypes.c_void_p, ctypes.c_void_p)
 
 
 class _Callbacks(ctypes.Structure):
-    _fields_ = [("user", ctypes.c_void_p), ("log", _LOG), ("attribution", _LOG)]
+    _fields_ = [("user", ctypes.c_void_p), ("log", _LOG), ("attribution", _LOG), ("search_ads", _QUESTION)]
 
 
 class _Waiting(ctypes.Structure):
@@ -63,19 +65,33 @@ def _load():
         "stop_for_good": (status, [pointer, error]),
         "erase": (status, [text, error]),
         "wait_until_sent": (status, [pointer, ctypes.c_double, ctypes.POINTER(_Waiting), error]),
-        "what_waits": (status, [pointer, ctypes.POINTER(_Waiting)]),
-        "did_finish_launching": (status, [pointer]),
-        "did_become_active": (status, [pointer]),
-        "will_resign_active": (status, [pointer]),
+        "what_waits": (status, [pointer, ctypes.POINTER(_Waiting), error]),
+        "did_finish_launching": (status, [pointer, error]),
+        "did_become_active": (status, [pointer, error]),
+        "will_resign_active": (status, [pointer, error]),
+        "set_facts": (status, [pointer, text, error]),
+        "on_main": (status, [pointer, _TASK, pointer, error]),
+        "run": (status, [pointer, error]),
+        "stop": (status, [pointer, error]),
+        "file_descriptor": (ctypes.c_int, [pointer, error]),
+        "wait_milliseconds": (ctypes.c_int, [pointer, error]),
+        "poll": (status, [pointer, error]),
         "start": (pointer, [pointer, text, error]),
         "track_event": (status, [pointer, text, text, error]),
+        "track_marked_event": (status, [pointer, text, text, ctypes.c_int, error]),
+        "track_standard_event": (status, [pointer, text, text, error]),
         "track_purchase": (status, [pointer, text, text, text, error]),
         "track_spatial_event": (status, [pointer, text] + [ctypes.c_float] * 3 + [error]),
         "identity_link": (status, [pointer, text, error]),
         "deep_link": (status, [pointer, text, text, error]),
         "limit_ad_tracking": (status, [pointer, ctypes.c_int, error]),
         "enable_logging": (status, [pointer, ctypes.c_int, error]),
-        "attribution": (pointer, [pointer]),
+        "handle_watch_events": (status, [pointer, text, ctypes.c_int, error]),
+        "track_watch_event": (status, [pointer, text, text, error]),
+        "set_custom_id": (status, [pointer, text, error]),
+        "custom_id": (pointer, [pointer, error]),
+        "attribution": (pointer, [pointer, error]),
+        "answer_search_ads": (status, [pointer, text, ctypes.c_int, error]),
     }
     for name, (result, arguments) in functions.items():
         function = getattr(library, "fliprugair_" + name)
@@ -121,6 +137,11 @@ def _text(value):
     return value.encode()
 
 
+def _optional_text(value):
+    """None stands for a null pointer; anything else for its text."""
+    return None if value is None else _text(str(value))
+
+
 def _camel(name):
     first, *rest = name.split("_")
     return first + "".join(word.capitalize() for word in rest)
@@ -131,6 +152,9 @@ def _camel_keys(values):
 
 
 def _options(values):
+    for key in ("durability", "unreadable_store"):
+        if isinstance(values.get(key), str):
+            values = {**values, key: _camel(values[key])}
     if isinstance(values.get("facts"), dict):
         values = {**values, "facts": _camel_keys(values["facts"])}
     return json.dumps(_camel_keys(values)).encode()
@@ -146,41 +170,75 @@ def _plain(waiting):
     return Waiting(**{**values, "install_report": bool(waiting.install_report)})
 
 
+class _SearchAds:
+    """Asks a function whether a search ad led to the installation, and answers once for each question."""
+
+    def __init__(self, ask):
+        self._ask = ask
+
+    def __call__(self, _, question):
+        pending = [question]
+
+        def answer(details=None, *, unknown=False):
+            if details is not None and not isinstance(details, dict):
+                raise Error("the details are a dictionary, or None")
+            text = None if details is None else json.dumps(details).encode()
+            try:
+                _call("answer_search_ads", pending.pop(), text, int(unknown))
+            except IndexError:
+                raise Error("this question has been answered") from None
+
+        try:
+            self._ask(answer)
+        except BaseException:
+            if pending:
+                answer()
+            raise
+
+
 class App:
     """The application: its store, its network, its life. One for each store.
 
     Options are those of the C interface in Python's spelling: bundle_identifier, version, store_path,
-    facts={"system_name": ...}, ...
+    durability="power_cut", facts={"system_name": ...}, ...
     `log` takes each diagnostic line, on any thread; `on_attribution` the attribution result, a dictionary, on the
-    network thread. Both must be quick.
+    network thread. `search_ads` is asked whether a search ad led to the installation: it is called with a function that it
+    calls once, then or later, with the details, a dictionary, or None, and unknown=True when they are not known yet. All
+    must be quick.
+
+    With main_thread="host" the program's own loop drives the app: it selects on the app, which has a fileno(), for
+    `next_wait` seconds at the most, and calls poll(). Or it gives run() a thread.
     """
 
-    def __init__(self, *, log=None, on_attribution=None, **options):
+    def __init__(self, *, log=None, on_attribution=None, search_ads=None, **options):
         self._callbacks = _Callbacks(
             None,
             _LOG(lambda _, line: log(line.decode())) if log else _LOG(),
             _LOG(lambda _, text: on_attribution(json.loads(text))) if on_attribution else _LOG(),
+            _QUESTION(_SearchAds(search_ads)) if search_ads else _QUESTION(),
         )
         self._handle = _call("open", _options(options), ctypes.byref(self._callbacks))
 
-    def start(self, app_id, *, host=None, **options):
-        """Starts a tracker. Options are those of MarluneTracker: retrieve_attribution, currency, ..."""
-        options["marlune_app_id"] = app_id
+    def start(self, app_id=None, *, host=None, **options):
+        """Starts a tracker. Options are those of MarluneTracker: retrieve_attribution, currency, ... Without an app_id
+        partner_id and partner_name are needed."""
+        if app_id is not None:
+            options["marlune_app_id"] = app_id
         if host is not None:
             options["tracker_hostname"] = host
         return Tracker(self, _call("start", self._open(), _options(options)))
 
     def activate(self):
         """The app has come to the foreground, for the first time or again."""
-        _library.fliprugair_did_become_active(self._open())
+        _call("did_become_active", self._open())
 
     def launch(self):
         """The app has finished launching."""
-        _library.fliprugair_did_finish_launching(self._open())
+        _call("did_finish_launching", self._open())
 
     def resign(self):
         """The app goes to the background: what waits is sent."""
-        _library.fliprugair_will_resign_active(self._open())
+        _call("will_resign_active", self._open())
 
     def wait_until_sent(self, timeout):
         """For a program that ends soon: has everything sent, waits for the host's answers for `timeout` seconds at the
@@ -193,8 +251,50 @@ class App:
     def waiting(self):
         """What waits now."""
         waiting = _Waiting()
-        _library.fliprugair_what_waits(self._open(), ctypes.byref(waiting))
+        _call("what_waits", self._open(), ctypes.byref(waiting))
         return _plain(waiting)
+
+    def set_facts(self, **facts):
+        """Replaces what the app states about the device: system_name, user_agent, ..."""
+        _call("set_facts", self._open(), json.dumps(_camel_keys(facts)).encode())
+
+    def on_main(self, task):
+        """Runs a function on the main thread, waits for its end, and gives what it returns or raises."""
+        outcome = []
+
+        def run(_):
+            try:
+                outcome.append((task(), None))
+            except BaseException as raised:
+                outcome.append((None, raised))
+
+        _call("on_main", self._open(), _TASK(run), None)
+        result, raised = outcome[0]
+        if raised is not None:
+            raise raised
+        return result
+
+    def run(self):
+        """Turns the main queue on this thread until stop() is called, on any. main_thread="host" alone, as what follows."""
+        _call("run", self._open())
+
+    def stop(self):
+        """Ends run()."""
+        _call("stop", self._open())
+
+    def fileno(self):
+        """Becomes readable when there is something for poll() to do."""
+        return _call("file_descriptor", self._open())
+
+    @property
+    def next_wait(self):
+        """For how many seconds to select at the most, asked anew each time; None when nothing is due."""
+        wait = _call("wait_milliseconds", self._open())
+        return None if wait < 0 else wait / 1000
+
+    def poll(self):
+        """Does what is due, and returns."""
+        _call("poll", self._open())
 
     def stop_for_good(self):
         """For a user who takes their consent back: ends the app and its trackers at once, sends nothing more, and erases
@@ -231,13 +331,20 @@ class Tracker:
         self._app._open()
         return self._handle
 
-    def track(self, title, value="", *, receipt=None):
-        """An event; with a receipt, a purchase. The value may be anything that has a text."""
-        arguments = [_text(title), _text(str(value))]
-        if receipt is None:
-            _call("track_event", self._tracker(), *arguments)
+    def track(self, title, value=None, *, receipt=None, standard=None):
+        """An event; with a receipt, a purchase; with `standard`, marked as a standard event or not. The value may be
+        anything that has a text."""
+        if receipt is not None:
+            text = _text("" if value is None else str(value))
+            _call("track_purchase", self._tracker(), _text(title), text, _text(receipt))
+        elif standard is not None:
+            _call("track_marked_event", self._tracker(), _text(title), _optional_text(value), int(standard))
         else:
-            _call("track_purchase", self._tracker(), *arguments, _text(receipt))
+            _call("track_event", self._tracker(), _text(title), _optional_text(value))
+
+    def track_standard(self, name, data=None):
+        """A standard event by its name, with a dictionary."""
+        _call("track_standard_event", self._tracker(), _text(name), None if data is None else json.dumps(data).encode())
 
     def track_at(self, title, x, y, z):
         """An event at a place."""
@@ -259,8 +366,25 @@ class Tracker:
         """Diagnostic lines, for every tracker of the app."""
         _call("enable_logging", self._tracker(), int(enabled))
 
+    def handle_watch(self, link=None, *, by_event=False):
+        """A paired watch was seen; each link is reported once. `by_event`: an event of the watch has shown it."""
+        _call("handle_watch_events", self._tracker(), _optional_text(link), int(by_event))
+
+    def track_watch(self, title, value=None):
+        """An event that happened on the watch; the first one also reports a pairing."""
+        _call("track_watch_event", self._tracker(), _text(title), _optional_text(value))
+
+    @property
+    def custom_id(self):
+        """The app's own identifier, reported with the installation; None for none."""
+        return _take(_call("custom_id", self._tracker()))
+
+    @custom_id.setter
+    def custom_id(self, value):
+        _call("set_custom_id", self._tracker(), _optional_text(value))
+
     @property
     def attribution(self):
         """The stored attribution result, a dictionary; None while there is none."""
-        text = _take(_library.fliprugair_attribution(self._tracker()))
+        text = _take(_call("attribution", self._tracker()))
         return None if text is None else json.loads(text)

@@ -7,10 +7,10 @@
 
 static void* library;
 static fliprugair_app* (*open_app)(const char*, const fliprugair_callbacks*, char**);
-static fliprugair_status (*become_active)(fliprugair_app*);
+static fliprugair_status (*become_active)(fliprugair_app*, char**);
 static fliprugair_tracker* (*start)(fliprugair_app*, const char*, char**);
 static fliprugair_status (*track_event)(fliprugair_tracker*, const char*, const char*, char**);
-static fliprugair_status (*what_waits)(fliprugair_app*, fliprugair_waiting*);
+static fliprugair_status (*what_waits)(fliprugair_app*, fliprugair_waiting*, char**);
 static void (*close_app)(fliprugair_app*);
 static fliprugair_tracker* tracker;
 
@@ -47,7 +47,7 @@ static fliprugair_app* opened(const char* folder) {
   check(app != NULL, error);
   tracker = start(app, "{\"marluneAppId\": \"demo\", \"trackerHostname\": \"127.0.0.1:1\"}", &error);
   check(tracker != NULL, error);
-  become_active(app);
+  check(become_active(app, &error) == FLIPRUGAIR_OK, error);
   check(track_event(tracker, "level", "7", &error) == FLIPRUGAIR_OK, error);
   return app;
 }
@@ -83,10 +83,10 @@ int main(int count, char** arguments) {
   load(arguments[1]);
   app = opened(arguments[2]);
   check(dlclose(library) == 0, "dlclose fails");
-  check(what_waits(app, &waiting) == FLIPRUGAIR_OK, "what waits is not said");
+  check(what_waits(app, &waiting, NULL) == FLIPRUGAIR_OK, "what waits is not said");
   before = waiting.records;
   check(track_event(tracker, "level", "8", NULL) == FLIPRUGAIR_OK, "an event is refused");
-  check(what_waits(app, &waiting) == FLIPRUGAIR_OK && waiting.records == before + 1, "an event is lost");
+  check(what_waits(app, &waiting, NULL) == FLIPRUGAIR_OK && waiting.records == before + 1, "an event is lost");
   close_app(app);
 
   load(arguments[1]);
