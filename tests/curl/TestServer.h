@@ -14,7 +14,8 @@ struct Certificate {
 };
 
 /// A control host on a free port of 127.0.0.1, over TLS when it has a certificate. Its handler runs on a thread of its
-/// own for every connection.
+/// own for every connection. Tests of the network send what no tracker would, as small as it may be; what trackers
+/// send to it is to be checked by the handler.
 class TestServer {
  public:
   struct Request {

@@ -36,7 +36,7 @@ struct Visit {
 
 TEST(StoppingForGood, SendsNothingOfWhatWaitsAndLeavesNothing) {
   for (const MainThread mainThread : {MainThread::own, MainThread::host}) {
-    ControlHost host;
+    CheckedHost host;
     const TemporaryFolder folder;
     LinuxOptions options = optionsOf(folder);
     options.mainThread = mainThread;
@@ -59,7 +59,7 @@ TEST(StoppingForGood, DoesNotWaitForWhatIsBeingSent) {
     settings.delay = std::chrono::milliseconds(delay);
     return settings;
   };
-  ControlHost host(hostOptions);
+  CheckedHost host(hostOptions);
   const TemporaryFolder folder;
   LinuxOptions options = optionsOf(folder);
   options.backgroundTaskTime = std::chrono::minutes(10);
@@ -73,7 +73,7 @@ TEST(StoppingForGood, DoesNotWaitForWhatIsBeingSent) {
 }
 
 TEST(StoppingForGood, MakesTheNextConsentThatOfANewInstallation) {
-  ControlHost host;
+  CheckedHost host({}, {"device-changed"});
   const TemporaryFolder folder;
   const LinuxOptions options = optionsOf(folder);
   Visit first(options, host);

@@ -15,8 +15,8 @@ class ControlHostFromEnvironment : public testing::Test {
   ControlHostFromEnvironment() { setenv("FLIPRUGAIR_CONTROL_HOST", host_.hostname().c_str(), 1); }
   ~ControlHostFromEnvironment() override { unsetenv("FLIPRUGAIR_CONTROL_HOST"); }
 
-  ControlHost host_;
-  ControlHost other_;
+  CheckedHost host_;
+  CheckedHost other_;
   const TemporaryFolder folder_;
   const Value trackerOptions_{{"marluneAppId", "demo"}, {"trackerHostname", other_.hostname()}};
 };

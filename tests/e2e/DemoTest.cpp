@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "Fliprugair/ControlHost.h"
+#include "support/CheckedHost.h"
 #include "support/TemporaryFolder.h"
 #include "tools/controlhost/ChildProgram.h"
 
@@ -11,7 +11,7 @@ namespace fliprugair::e2e {
 namespace {
 
 TEST(Demo, ItsHostAppHasNoFinding) {
-  ControlHost host;
+  CheckedHost host;
   controlhost::HostSettings settings;
   settings.init = Value{{"success", 1}, {"flags", Value{{"getattribution_wait", 1}, {"resend_initial", false}}}};
   settings.attribution = {2, 1, Value{{"network", "Example Ads"}}};

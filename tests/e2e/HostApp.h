@@ -9,10 +9,13 @@
 #include <functional>
 #include <map>
 #include <mutex>
+#include <set>
+#include <string>
 #include <thread>
 
 #include "Fliprugair/ControlHost.h"
 #include "Fliprugair/platform/linux/LinuxEnvironment.h"
+#include "support/CheckedHost.h"
 #include "support/Eventually.h"
 #include "support/TemporaryFolder.h"
 
@@ -66,6 +69,12 @@ class HostApp {
   std::shared_ptr<Listener> listener_ = std::make_shared<Listener>();
   std::shared_ptr<MarluneTracker> tracker_;
 };
+
+/// What a host finds in the requests of lives that are shorter than a second, where two reports can be equal, and of
+/// those that end before a confirmation has reached the store.
+inline const std::set<std::string> findingsOfShortLives{"duplicate", "resent"};
+/// The same where several threads add to a batch before one of them takes it.
+inline const std::set<std::string> findingsOfThreads{"batch-size", "duplicate", "resent"};
 
 /// The requests of one kind ("init", "batch", ...) that a host has received.
 std::vector<controlhost::ReceivedRequest> requestsOf(const ControlHost& host, std::string_view kind);

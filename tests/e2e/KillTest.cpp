@@ -77,7 +77,7 @@ std::set<std::string> storedNames(const std::filesystem::path& file) {
 }
 
 TEST(Kill, RightAfterAnEventReturnedLosesNone) {
-  ControlHost host;
+  CheckedHost host({}, {"device-changed"});  // each life is a new installation on this machine
   std::mt19937 random(20260921);
   std::set<std::string> received;
   long next = 0;
@@ -119,7 +119,7 @@ TEST_P(KillWithAHost, AtAnyInstantOfManyLivesLosesNoEventRepeatsOnlyUnconfirmedR
     const std::lock_guard lock(mutex);
     received.add(request);
   };
-  ControlHost host(hostOptions);
+  CheckedHost host(hostOptions, findingsOfShortLives);
   const TemporaryFolder folder;
   std::mt19937 random(20261122);
   std::set<std::string> returned;
@@ -169,7 +169,7 @@ TEST(Kill, BeforeTheInstallReplyHasTheReportSentAgainAtTheNextActivation) {
   hostOptions.arrived = [&](const controlhost::ReceivedRequest& request) {
     if (request.action == "init") delay = 20000;  // the reply to what follows comes too late
   };
-  ControlHost host(hostOptions);
+  CheckedHost host(hostOptions, findingsOfShortLives);
   const TemporaryFolder folder;
   {
     Victim victim({"install", (folder.path() / "store.sqlite").string(), host.hostname()});

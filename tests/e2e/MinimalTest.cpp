@@ -31,11 +31,11 @@ std::string programInReadme() {
 }
 
 /// The port that the program names is the test's own, once whoever has it now lets it go.
-std::unique_ptr<ControlHost> hostOfTheProgram() {
-  std::unique_ptr<ControlHost> host;
+std::unique_ptr<CheckedHost> hostOfTheProgram() {
+  std::unique_ptr<CheckedHost> host;
   const bool listens = eventually([&host] {
     try {
-      host = std::make_unique<ControlHost>(ControlHostOptions{.port = 8080});
+      host = std::make_unique<CheckedHost>(ControlHostOptions{.port = 8080}, findingsOfShortLives);
     } catch (const std::runtime_error&) {
       return false;
     }

@@ -43,7 +43,7 @@ class SystemCalls : public testing::Test {
 
  private:
   TemporaryFolder folder_;
-  std::optional<ControlHost> host_;
+  std::optional<CheckedHost> host_;
 };
 
 TEST_F(SystemCalls, NothingIsWrittenOutsideTheFolderOfTheApp) {

@@ -24,7 +24,7 @@ ControlHostOptions slowHost(std::atomic<int>& delay) {
 
 TEST(Termination, WaitsForABatchThatLeftBecauseItWasFull) {
   std::atomic<int> delay = 0;
-  ControlHost host(slowHost(delay));
+  CheckedHost host(slowHost(delay));
   const TemporaryFolder folder;
   {
     HostApp app(optionsIn(folder.path()), optionsFor(host.hostname()));
@@ -41,7 +41,7 @@ TEST(Termination, WaitsForABatchThatLeftBecauseItWasFull) {
 
 TEST(Termination, WaitsForAnUpdateAndForTheInstallReport) {
   std::atomic<int> delay = 0;
-  ControlHost host(slowHost(delay));
+  CheckedHost host(slowHost(delay));
   const TemporaryFolder folder;
   {
     HostApp app(optionsIn(folder.path()), optionsFor(host.hostname()));
@@ -60,7 +60,7 @@ TEST(Termination, WaitsForAnUpdateAndForTheInstallReport) {
 
 TEST(Termination, WaitsNoLongerThanABackgroundTaskMayTake) {
   std::atomic<int> delay = 0;
-  ControlHost host(slowHost(delay));
+  CheckedHost host(slowHost(delay));
   const TemporaryFolder folder;
   LinuxOptions options = optionsIn(folder.path());
   options.backgroundTaskTime = std::chrono::milliseconds(200);
@@ -77,7 +77,7 @@ TEST(Termination, WaitsNoLongerThanABackgroundTaskMayTake) {
 
 TEST(WaitUntilSent, BringsTheFirstVisitOfAProgramThatEndsSoonToTheHost) {
   for (const MainThread mainThread : {MainThread::own, MainThread::host}) {
-    ControlHost host;
+    CheckedHost host;
     const TemporaryFolder folder;
     LinuxOptions options = optionsIn(folder.path());
     options.mainThread = mainThread;
@@ -112,7 +112,7 @@ TEST(WaitUntilSent, SaysWhatWaitsWhenTheHostIsDown) {
 
 TEST(WaitUntilSent, CountsTheRequestsThatTheHostHasNotConfirmed) {
   std::atomic<int> delay = 0;
-  ControlHost host(slowHost(delay));
+  CheckedHost host(slowHost(delay));
   const TemporaryFolder folder;
   HostApp app(optionsIn(folder.path()), optionsFor(host.hostname()));
   ASSERT_TRUE(app.environment().waitUntilSent(std::chrono::seconds(30)).isNothing());

@@ -104,7 +104,7 @@ class SixteenThreads : public testing::TestWithParam<HostKind> {
   const TemporaryFolder folder_;
   std::atomic<bool> isWell_ = false;
   Arrivals arrivals_;
-  ControlHost host_{options()};
+  CheckedHost host_{options(), findingsOfThreads};
 };
 
 /// Reports "0", "1", ... to a host that answers at once; a soak reports more.
@@ -141,7 +141,8 @@ class OneThread : public testing::Test {
 
   const TemporaryFolder folder_;
   Arrivals arrivals_;
-  ControlHost host_{{.arrived = [this](const controlhost::ReceivedRequest& request) { arrivals_.add(request); }}};
+  CheckedHost host_{{.arrived = [this](const controlhost::ReceivedRequest& request) { arrivals_.add(request); }},
+                    findingsOfThreads};
 };
 
 TEST_F(OneThread, HasEachEventArriveOnceWhileBatchesLeave) {

@@ -25,7 +25,7 @@ TEST(Visit, IsReportedWholeAndLeavesEmptyQueues) {
     settings.init = Value{{"success", 1}, {"flags", Value{{"resend_initial", false}, {"mltracker_wait", 90}}}};
     return settings;
   };
-  ControlHost host(hostOptions);
+  CheckedHost host(hostOptions);
   const TemporaryFolder folder;
   HostApp app(optionsIn(folder.path()), optionsFor(host.hostname()));
   ASSERT_TRUE(eventually([&] { return requestsOf(host, "initial").size() == 1; }));
@@ -67,7 +67,7 @@ TEST(Visit, ThatTheHostMissesIsReportedAtTheNextOne) {
     settings.init = Value{{"success", 1}, {"flags", Value{{"resend_initial", false}, {"mltracker_wait", 90}}}};
     return settings;
   };
-  ControlHost host(hostOptions);
+  CheckedHost host(hostOptions);
   HostApp app(optionsIn(folder.path()), optionsFor(hostname));
   ASSERT_TRUE(eventually([&] { return app.stored(key::firstInitReceived).boolValue(); }));
   app.activate();
@@ -99,7 +99,7 @@ TEST(Visit, ToAHostInTroubleBringsAHandfulOfFourThousandBatchesThatWait) {
     return settings;
   };
   hostOptions.arrived = [&](const controlhost::ReceivedRequest& request) { batches += request.action == "batch"; };
-  ControlHost host(hostOptions);
+  ControlHost host(hostOptions);  // what the test puts into the store is no tracker's
   const TemporaryFolder folder;
   HostApp app(optionsIn(folder.path()), optionsFor(host.hostname()));
   ASSERT_TRUE(eventually([&] { return app.stored(key::firstInitReceived).boolValue(); }));
@@ -123,7 +123,7 @@ TEST(Visit, ToAHostInTroubleBringsAHandfulOfFourThousandBatchesThatWait) {
 }
 
 TEST(Visit, LeavesEveryThreadOfThePlatformAsleepWhenNothingIsDue) {
-  ControlHost host;
+  CheckedHost host;
   const TemporaryFolder folder;
   HostApp app(optionsIn(folder.path()), optionsFor(host.hostname()));
   ASSERT_TRUE(eventually([&] { return requestsOf(host, "initial").size() == 1; }));
@@ -140,7 +140,7 @@ TEST(Visit, LeavesEveryThreadOfThePlatformAsleepWhenNothingIsDue) {
 }
 
 TEST(Visit, EndsWithItsLastBatchConfirmedBecauseTerminationWaitsForIt) {
-  ControlHost host;
+  CheckedHost host;
   const TemporaryFolder folder;
   {
     HostApp app(optionsIn(folder.path()), optionsFor(host.hostname()));
@@ -161,7 +161,7 @@ TEST(Visit, WithAnUnknownSearchAdAnswerReportsTheInstallationAfterTheThirdOne) {
     settings.init = Value{{"success", 1}, {"flags", Value{{"resend_initial", false}, {"iad_retry_wait", 1}}}};
     return settings;
   };
-  ControlHost host(hostOptions);
+  CheckedHost host(hostOptions);
   const TemporaryFolder folder;
   std::atomic<int> questions = 0;
   LinuxOptions options = optionsIn(folder.path());
@@ -184,7 +184,7 @@ TEST(Visit, ReportsAReceiptOfFiveMegabytesWhole) {
   std::minstd_rand random(1);
   for (char& byte : receipt) byte = static_cast<char>(random());
   std::ofstream(folder.path() / "receipt", std::ios::binary) << receipt;
-  ControlHost host(ControlHostOptions{});
+  CheckedHost host(ControlHostOptions{});
   LinuxOptions options = optionsIn(folder.path());
   options.receiptPath = folder.path() / "receipt";
   const HostApp app(options, optionsFor(host.hostname()));
@@ -201,7 +201,7 @@ TEST(Visit, PollsForTheAttributionResultAndDeliversItOnce) {
     settings.attribution = {2, 1, Value{{"network", "Example Ads"}}};
     return settings;
   };
-  ControlHost host(hostOptions);
+  CheckedHost host(hostOptions);
   const TemporaryFolder folder;
   const Value wanted{{"marluneAppId", "demo"}, {"trackerHostname", host.hostname()}, {"retrieveAttribution", true}};
   {
@@ -218,7 +218,7 @@ TEST(Visit, PollsForTheAttributionResultAndDeliversItOnce) {
 }
 
 TEST(Visit, ReplaysWatchEventsOnceTheInstallationIsConfirmed) {
-  ControlHost host;
+  CheckedHost host;
   const TemporaryFolder folder;
   {
     HostApp app(optionsIn(folder.path()), optionsFor("127.0.0.1:1"));

@@ -20,6 +20,7 @@
 #include "support/MemoryUserDefaults.h"
 #include "support/TemporaryFolder.h"
 #include "support/ThreadSleeps.h"
+#include "support/WireFormat.h"
 
 namespace fliprugair {
 
@@ -62,13 +63,29 @@ class Record {
   std::vector<std::string> lines_;
 };
 
+/// A network without a way out, which checks what a tracker would send. The schemas come with the control host, which
+/// can be left out of a build.
+class CheckedNetworkAccess final : public MarluneNetworkAccess {
+ public:
+  void setLoggingEnabled(bool /*enabled*/) override {}
+  void setNetworkAccessDelegate(std::weak_ptr<MarluneNetworkAccessDelegate> /*delegate*/) override {}
+  void setEventTimestamp(const Text& /*timestamp*/) override {}
+  void setBackgroundTask(BackgroundTaskIdentifier /*task*/) override {}
+  bool sendHTTPRequestWithHostname(const std::string& /*hostname*/, [[maybe_unused]] const Value& payload) override {
+#ifdef FLIPRUGAIR_WIRE_CHECKED
+    EXPECT_EQ(test::wireFaults(payload), "");
+#endif
+    return false;
+  }
+};
+
 /// Options of an environment that touches neither files nor the network.
 inline LinuxOptions isolatedOptions(MainThread mainThread = MainThread::own) {
   LinuxOptions options;
   options.bundleIdentifier = "com.example.app";
   options.mainThread = mainThread;
   options.userDefaults = std::make_shared<MemoryUserDefaults>();
-  options.makeNetworkAccess = [](Platform&) { return std::make_shared<NoNetworkAccess>(); };
+  options.makeNetworkAccess = [](Platform&) { return std::make_shared<CheckedNetworkAccess>(); };
   options.log = [](std::string_view) {};
   return options;
 }

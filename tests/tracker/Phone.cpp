@@ -54,7 +54,7 @@ Phone::Phone()
 void Phone::look([[maybe_unused]] const Dictionary& event) const {
 #ifdef FLIPRUGAIR_WIRE_CHECKED
   if (sendsOddities_ || event["event"] != Value("send") || event["payload"].isNull()) return;
-  EXPECT_EQ(test::wireFaults(event["payload"]), "") << shortened(jsonText(event["payload"]), 2000);
+  EXPECT_EQ(test::wireFaults(event["payload"], expected_), "") << shortened(jsonText(event["payload"]), 2000);
 #endif
 }
 

@@ -5,6 +5,7 @@
 #include <map>
 #include <memory>
 #include <mutex>
+#include <set>
 #include <string>
 #include <utility>
 #include <vector>
@@ -49,6 +50,8 @@ class Phone {
   /// From here on this test makes the tracker send what no host app would: it need not satisfy the schemas of the wire
   /// protocol, as everything else that a phone sends has to.
   void sendsOddities() { sendsOddities_ = true; }
+  /// This test brings about findings of that kind ("batch-size"). Before there are threads.
+  void mayCause(const std::string& finding) { expected_.insert(finding); }
 
   Platform& platform() { return process.platform(); }
   /// What the trackers of this process share.
@@ -58,6 +61,7 @@ class Phone {
   void look(const Dictionary& event) const;
 
   std::atomic<bool> sendsOddities_ = false;
+  std::set<std::string, std::less<>> expected_;  ///< kinds of findings
   mutable std::mutex mutex_;
   std::vector<Dictionary> events_;
 };

@@ -4,8 +4,9 @@
 
 #include "platform/Text.h"
 
-#if __has_include("tools/controlhost/Reception.h") || __has_include("Reception.h") || \
-    __has_include("platform/json/RapidJSONSerialization.h") || __has_include("Fliprugair/core/Context.h")
+#if __has_include("tools/controlhost/Reception.h") ||                                                        \
+                  __has_include("Reception.h") || __has_include("platform/json/RapidJSONSerialization.h") || \
+                                                                __has_include("Fliprugair/core/Context.h")
 #error "a header within the project is on the include path"
 #endif
 

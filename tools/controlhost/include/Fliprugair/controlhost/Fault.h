@@ -26,7 +26,7 @@ struct Fault {
   std::int64_t times = 0;              ///< so often, and then no more; 0: without end
   int percent = 100;                   ///< of the requests that match, from 1 to 100
   std::int64_t hits = 0;               ///< how often it has struck
-  std::int64_t id = 0;     ///< given by the host; never used again
+  std::int64_t id = 0;                 ///< given by the host; never used again
 };
 
 }  // namespace fliprugair::controlhost

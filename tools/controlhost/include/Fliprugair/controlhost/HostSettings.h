@@ -9,8 +9,8 @@
 
 namespace fliprugair::controlhost {
 
-/// What the control host answers. The defaults are those of a host without a settings file. Kinds of requests are "init",
-/// "initial", "update", "get_attribution" and "batch".
+/// What the control host answers. The defaults are those of a host without a settings file. Kinds of requests are
+/// "init", "initial", "update", "get_attribution" and "batch".
 struct HostSettings {
   /// The replies to these two, as they stand.
   Value init = Value{{"success", 1}, {"flags", Value{{"resend_initial", false}}}};
