@@ -1,54 +1,18 @@
 // What costs an error reply, and nothing else.
 
-#include <arpa/inet.h>
 #include <gtest/gtest.h>
-#include <netinet/in.h>
 #include <sys/resource.h>
-#include <sys/socket.h>
-#include <unistd.h>
 
 #include "Fliprugair/ControlHost.h"
 #include "controlhost/HttpClient.h"
+#include "controlhost/Socket.h"
 #include "tools/controlhost/HttpHeaders.h"
 
 namespace fliprugair::controlhost {
 
 namespace {
 
-/// A connection on which anything can be sent.
-class Socket {
- public:
-  explicit Socket(int port) : socket_(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_port = htons(static_cast<std::uint16_t>(port));
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    isConnected_ = connect(socket_, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
-    const timeval patience{60, 0};
-    setsockopt(socket_, SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
-  }
-  ~Socket() { close(socket_); }
-  Socket(const Socket&) = delete;
-  Socket& operator=(const Socket&) = delete;
-
-  bool isConnected() const { return isConnected_; }
-  void send(const std::string& bytes) const { ::send(socket_, bytes.data(), bytes.size(), MSG_NOSIGNAL); }
-  void sendNoMore() const { shutdown(socket_, SHUT_WR); }
-
-  /// All that comes until the end.
-  std::string reply() const {
-    std::string text;
-    std::array<char, 4096> piece{};
-    for (ssize_t count = 0; (count = recv(socket_, piece.data(), piece.size(), 0)) > 0;) {
-      text.append(piece.data(), static_cast<std::size_t>(count));
-    }
-    return text;
-  }
-
- private:
-  int socket_;
-  bool isConnected_ = false;
-};
+using test::Socket;
 
 class HostileRequests : public testing::Test {
  protected:

@@ -13,7 +13,6 @@
 #include <string>
 #include <thread>
 
-#include "Fliprugair/ControlHost.h"
 #include "Fliprugair/platform/linux/LinuxEnvironment.h"
 #include "support/CheckedHost.h"
 #include "support/Eventually.h"

@@ -1,12 +1,11 @@
 // A device of a swarm, with a network that answers at once.
 
-#include "tools/swarm/SwarmDevice.h"
-
 #include <gtest/gtest.h>
 
 #include <utility>
 
 #include "support/WireFormat.h"
+#include "tools/swarm/SwarmDevice.h"
 
 namespace fliprugair::swarm {
 namespace {

@@ -3,6 +3,8 @@
 #include <array>
 #include <cmath>
 #include <ctime>
+#include <utility>
+#include <vector>
 
 #include "platform/json/RapidJSONSerialization.h"
 #include "tools/controlhost/HttpServer.h"
@@ -110,19 +112,42 @@ std::string curlCommand(const std::string& url, const std::string& body) {
   return "echo " + base64(body) + " | base64 -d | " + head + "@-";
 }
 
-std::string exportedLines(const std::vector<RequestPointer>& requests) {
-  std::string text;
-  for (const RequestPointer& request : requests) text += jsonText(wholeOf(*request)) + '\n';
-  return text;
+ExportForm linesForm() {
+  return {"", [](const ReceivedRequest& request) { return jsonText(wholeOf(request)) + '\n'; }, "", ""};
 }
 
-std::string exportedArchive(const std::vector<RequestPointer>& requests, const std::string& url) {
-  std::vector<Value> entries;
-  entries.reserve(requests.size());
-  for (const RequestPointer& request : requests) entries.push_back(archiveEntry(*request, url));
+ExportForm archiveForm(const std::string& url) {
   const Value creator{{"name", "fliprugair-controlhost"}, {"version", FLIPRUGAIR_VERSION}};
-  return jsonText(
-      Value{{"log", Value{{"version", "1.2"}, {"creator", creator}, {"entries", Array(std::move(entries))}}}});
+  return {R"({"log":{"version":"1.2","creator":)" + jsonText(creator) + R"(,"entries":[)",
+          [url](const ReceivedRequest& request) { return jsonText(archiveEntry(request, url)); }, ",\n", "]}}"};
+}
+
+Export::Export(const RequestLog& log, Match match, ExportForm form)
+    : log_(log), match_(std::move(match)), form_(std::move(form)), last_(log.last()) {}
+
+std::optional<std::string> Export::next() {
+  if (part_ == Part::ended) return std::nullopt;
+  if (part_ == Part::begin) {
+    part_ = Part::first;
+    return form_.begin;
+  }
+  const RequestPointer request = nextRequest();
+  if (!request) {
+    part_ = Part::ended;
+    return form_.end;
+  }
+  const bool isFirst = std::exchange(part_, Part::others) == Part::first;
+  return (isFirst ? "" : form_.between) + form_.request(*request);
+}
+
+/// Null when there is none any more.
+RequestPointer Export::nextRequest() {
+  for (;;) {
+    const std::vector<RequestPointer> found = log_.requests(since_, 1);
+    if (found.empty() || found.front()->id > last_) return nullptr;
+    since_ = found.front()->id;
+    if (match_.holds(*found.front())) return found.front();
+  }
 }
 
 }  // namespace fliprugair::controlhost

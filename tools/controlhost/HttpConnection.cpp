@@ -125,10 +125,7 @@ void HttpConnection::drain() {
 }
 
 bool HttpConnection::clientHasGone(std::chrono::milliseconds time) const {
-  if (stopped_) return true;
-  if (!ready(socket_, POLLIN, time)) return false;
-  char byte = 0;
-  return recv(socket_, &byte, 1, MSG_PEEK | MSG_DONTWAIT) <= 0;
+  return stopped_ || ready(socket_, POLLRDHUP, time);
 }
 
 void HttpConnection::stopReading() {

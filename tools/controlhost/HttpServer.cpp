@@ -174,15 +174,16 @@ struct HttpServer::Implementation final : httplib::Server {
       if (canHaveBody(reply.status)) to.set_content(reply.body, reply.contentType);
       return;
     }
-    to.set_chunked_content_provider(reply.contentType, [this, next = reply.next](size_t, httplib::DataSink& sink) {
+    const auto provide = [this, &connection, next = std::move(reply.next)](size_t, httplib::DataSink& sink) {
       const std::optional<std::string> piece = next();
       if (!piece || isStopping()) {
         sink.done();
-      } else if (!piece->empty()) {
-        return sink.write(piece->data(), piece->size());
+        return true;
       }
-      return true;
-    });
+      if (piece->empty()) return !connection.clientHasGone(std::chrono::milliseconds(0));
+      return sink.write(piece->data(), piece->size());
+    };
+    to.set_chunked_content_provider(reply.contentType, provide);
   }
 
   /// In short pieces: an abandoned connection must not hold its thread.

@@ -45,9 +45,8 @@ struct HttpReply {
   Sending sending = Sending::whole;
   HttpHeaders headers = {};
 
-  /// A reply without an end, instead of `body`: asked for the next piece again and again. It may take a second to
-  /// answer;
-  /// "" is "nothing yet", nullopt ends the reply.
+  /// A reply in pieces, instead of `body`: asked for the next one again and again while the client is there. It may
+  /// take a second to answer; "" is "nothing yet", nullopt ends the reply.
   std::function<std::optional<std::string>()> next = {};
 };
 

@@ -430,14 +430,13 @@ HttpReply Interface::reset(const HttpRequest&, const std::string&) {
 namespace {
 
 /// Those that match, as `form` writes them.
-template <typename Form>
 HttpReply exported(const RequestLog& log, const HttpRequest& request, const std::string& type, const std::string& name,
-                   Form form) {
-  const Match match(parameter(request, "q"));
+                   ExportForm form) {
+  Match match(parameter(request, "q"));
   if (auto refused = refusalOf(match)) return *refused;
-  std::vector<RequestPointer> requests = log.requests();
-  std::erase_if(requests, [&](const RequestPointer& one) { return !match.holds(*one); });
-  HttpReply reply{200, type, form(requests)};
+  const auto pieces = std::make_shared<Export>(log, std::move(match), std::move(form));
+  HttpReply reply{200, type};
+  reply.next = [pieces] { return pieces->next(); };
   reply.headers.emplace_back("Content-Disposition", "attachment; filename=\"" + name + '"');
   return reply;
 }
@@ -445,12 +444,11 @@ HttpReply exported(const RequestLog& log, const HttpRequest& request, const std:
 }  // namespace
 
 HttpReply Interface::exportLines(const HttpRequest& request, const std::string&) {
-  return exported(reception_.log(), request, "application/x-ndjson", "requests.ndjson", exportedLines);
+  return exported(reception_.log(), request, "application/x-ndjson", "requests.ndjson", linesForm());
 }
 
 HttpReply Interface::exportArchive(const HttpRequest& request, const std::string&) {
-  return exported(reception_.log(), request, std::string(jsonType), "requests.har",
-                  [this](const auto& requests) { return exportedArchive(requests, url()); });
+  return exported(reception_.log(), request, std::string(jsonType), "requests.har", archiveForm(url()));
 }
 
 }  // namespace fliprugair::controlhost
