@@ -1,8 +1,7 @@
-#include "tools/controlhost/Export.h"
-
 #include <gtest/gtest.h>
 
 #include "platform/json/RapidJSONSerialization.h"
+#include "tools/controlhost/Export.h"
 
 namespace fliprugair::controlhost {
 

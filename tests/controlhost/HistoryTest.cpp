@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include "platform/json/RapidJSONSerialization.h"
 #include "tools/controlhost/History.h"
 
 namespace fliprugair::controlhost {
@@ -33,6 +34,7 @@ class HistoryTest : public testing::Test {
     request.received = now;
     request.status = status;
     request.delay = delay;
+    request.reply = RapidJSONSerialization().textOfAny(initReply);
     describe(request, body);
     std::string lines;
     for (const Finding& finding : history_.findings(request, body, initReply)) {
@@ -117,10 +119,44 @@ TEST_F(HistoryTest, AnIdentifierOfZerosTellsNoDevicesApart) {
   EXPECT_EQ(after(install("MI3", "")), "");
 }
 
-TEST_F(HistoryTest, AReplacedIdentifierIsNoChange) {
-  const Value replacing{{"flags", Value{{"marlune_device_id", "MI2"}, {"resend_initial", false}}}};
-  after(install("MI1", "A1"), 200, replacing);
-  EXPECT_EQ(after(install("MI2", "A1"), 200, replacing), "");
+Value init(const char* device, const char* first) {
+  return Value{{"action", "init"},
+               {"marlune_device_id", device},
+               {"marlune_app_id", "demo"},
+               {"data", Value{{"idfa", "A1"}}},
+               {"data_orig", Value{{"marlune_device_id", first}}}};
+}
+
+const Value replacing{{"flags", Value{{"marlune_device_id", "MI2"}, {"resend_initial", false}}}};
+
+TEST_F(HistoryTest, AnIdentifierThatAReplyReplacedIsNoChangeAlsoWhenThatIsTakenBack) {
+  EXPECT_EQ(after(init("MI1", "MI1"), 200, replacing), "");
+  EXPECT_EQ(after(install("MI2", "A1")), "");
+  EXPECT_EQ(after(init("MI2", "MI1")), "");
+  EXPECT_EQ(after(Array{event("one"), event("two", "1700000000", "MI2")}), "") << "the batch began before the reply";
+  history_.clear();
+  EXPECT_EQ(after(init("MI2", "MI1")), "");
+  EXPECT_EQ(after(install("MI2", "A1", "2")), "");
+}
+
+TEST_F(HistoryTest, AnIdentifierIsReplacedByAReplyThatCameAlone) {
+  after(init("MI1", "MI1"), 503, replacing);
+  EXPECT_NE(after(install("MI2", "A1")), "");
+}
+
+TEST_F(HistoryTest, AnotherIdentifierThanTheOneGivenIsAChange) {
+  after(init("MI1", "MI1"), 200, replacing);
+  after(install("MI2", "A1"));
+  EXPECT_EQ(after(install("MI3", "A1", "2")),
+            "warning: The device is MI3, and was MI2 with the same idfa. A device keeps its identifier unless the init "
+            "reply replaces it; was the store lost?");
+}
+
+TEST_F(HistoryTest, AnIdentifierThatAnotherHostReplacedIsNotedOnce) {
+  EXPECT_EQ(after(init("MI2", "MI1")),
+            "note: The device is MI2, and was MI1 at its first start. A host has replaced it; this one does not "
+            "remember that.");
+  EXPECT_EQ(after(init("MI2", "MI1")), "");
 }
 
 TEST_F(HistoryTest, AClockThatIsAheadIsFound) {

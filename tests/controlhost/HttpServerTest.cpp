@@ -1,9 +1,8 @@
-#include "tools/controlhost/HttpServer.h"
-
 #include <gtest/gtest.h>
 
 #include "controlhost/Socket.h"
 #include "support/Eventually.h"
+#include "tools/controlhost/HttpServer.h"
 
 namespace fliprugair::controlhost {
 

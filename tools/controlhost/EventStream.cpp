@@ -24,6 +24,7 @@ std::string event(std::string_view name, const Value& data, std::int64_t id = 0)
 
 EventStream::EventStream(Reception& reception, std::int64_t since, Match match)
     : reception_(reception),
+      begin_(since),
       since_(since),
       match_(std::move(match)),
       notice_(reception.lastNotice()),
@@ -40,8 +41,12 @@ std::optional<std::string> EventStream::next() {
     change_ = reception_.log().waitForChange(change_, devicesWait ? devicesInterval : patience);
   }
   const Reception::News news = reception_.news(notice_, since_, mostAtOnce);
-  text += told(news.notices);
-  text += told(news.requests);
+  if (news.isComplete) {
+    text += told(news.notices);
+    text += told(news.requests, news.dropped);
+  } else {
+    text += toldAnew();
+  }
   text += devices();
   const auto now = std::chrono::steady_clock::now();
   if (text.empty() && now - told_ >= heartbeat) text = ": still here\n\n";
@@ -61,6 +66,16 @@ std::string EventStream::greeting() const {
                               {"paused", reception_.isPaused()}});
 }
 
+/// Begins again, and says what holds.
+std::string EventStream::toldAnew() {
+  notice_ = reception_.lastNotice();
+  since_ = begin_;
+  deviceChange_ = 0;
+  change_ = 0;  // the requests follow at once
+  return event("cleared", Value{{"erasures", reception_.erasures()}}) + event("answers", reception_.answers().json()) +
+         event("faults", reception_.faults().json()) + event("paused", Value{{"paused", reception_.isPaused()}});
+}
+
 std::string EventStream::told(const std::vector<Reception::Notice>& notices) {
   std::string text;
   for (const Reception::Notice& notice : notices) {
@@ -72,10 +87,10 @@ std::string EventStream::told(const std::vector<Reception::Notice>& notices) {
   return text;
 }
 
-std::string EventStream::told(const std::vector<RequestPointer>& requests) {
+std::string EventStream::told(const std::vector<RequestPointer>& requests, std::int64_t dropped) {
   std::string text;
-  if (!requests.empty() && since_ > 0 && requests.front()->id > since_ + 1) {
-    text += event("missed", Value{{"from", since_ + 1}, {"to", requests.front()->id - 1}});
+  if (!requests.empty() && since_ > 0 && dropped > since_) {
+    text += event("missed", Value{{"from", since_ + 1}, {"to", dropped}});
   }
   for (const RequestPointer& request : requests) {
     if (match_.holds(*request)) text += event("request", newsOf(*request), request->id);

@@ -11,7 +11,7 @@
 namespace fliprugair::controlhost {
 
 /// What happens, as server-sent events for one reader. Keeps no queue: a reader who is slow misses what the log no
-/// longer holds, and is told so. Used by one thread.
+/// longer holds, and is told so; who was told too little of the rest is told all of it anew. Used by one thread.
 class EventStream {
  public:
   /// Tells of the requests behind `since` that match.
@@ -22,11 +22,13 @@ class EventStream {
 
  private:
   std::string greeting() const;
+  std::string toldAnew();
   std::string told(const std::vector<Reception::Notice>& notices);
-  std::string told(const std::vector<RequestPointer>& requests);
+  std::string told(const std::vector<RequestPointer>& requests, std::int64_t dropped);
   std::string devices();
 
   Reception& reception_;
+  const std::int64_t begin_;
   std::int64_t since_;
   const Match match_;
   std::int64_t change_ = 0;

@@ -43,6 +43,25 @@ std::string count(std::int64_t seconds) {
 /// An advertising or vendor identifier that tells devices apart.
 bool identifies(const std::string& identifier) { return identifier.find_first_not_of("0-") != std::string::npos; }
 
+std::string nameOf(const Value& identifier) { return shortened(identifier.text(), 256); }
+
+/// The identifier that the reply to an init request gives to the device; "": none.
+std::string replacementIn(const ReceivedRequest& request) {
+  if (request.action != "init" || !request.isConfirmed()) return "";
+  const Value reply = RapidJSONSerialization().value(request.reply).value_or(Value());
+  return nameOf(reply.dictionary()["flags"].dictionary()["marlune_device_id"]);
+}
+
+Finding aboutChange(Severity severity, const std::string& from, const std::string& to, const std::string& how,
+                    std::string hint) {
+  Finding result = finding(severity, "device-changed", "The device is " + to + ", and was " + from + ' ' + how + '.',
+                           std::move(hint));
+  result.path = "/marlune_device_id";
+  result.expected = from;
+  result.got = to;
+  return result;
+}
+
 void checkClock(const ReceivedRequest& request, const Array& records, std::vector<Finding>& findings) {
   std::int64_t index = 0;
   for (const Value& record : records) {
@@ -76,7 +95,7 @@ std::vector<Finding> History::findings(const ReceivedRequest& request, const Val
     checkRecords(request, records, findings);
     checkInstall(request, initReply, findings);
   }
-  checkDevice(request, records, initReply, findings);
+  checkDevice(request, records, findings);
   checkClock(request, records, findings);
   return findings;
 }
@@ -149,41 +168,54 @@ void History::checkInstall(const ReceivedRequest& request, const Value& initRepl
   keepWithinBounds(installs_);
 }
 
-void History::checkDevice(const ReceivedRequest& request, const Array& records, const Value& initReply,
-                          std::vector<Finding>& findings) {
-  const bool replaced = initReply.dictionary()["flags"].dictionary().holds("marlune_device_id");
-  const auto changed = [&](std::int64_t index, const std::string& from, const std::string& to, const std::string& how) {
-    if (replaced) return;
-    Finding result =
-        finding(Severity::warning, "device-changed", "The device is " + to + ", and was " + from + ' ' + how + '.',
-                "A device keeps its identifier unless the init reply replaces it; was the store lost?");
-    result.path = "/marlune_device_id";
-    result.expected = from;
-    result.got = to;
-    result.record = index;
-    findings.push_back(std::move(result));
-  };
+void History::checkDevice(const ReceivedRequest& request, const Array& records, std::vector<Finding>& findings) {
   std::int64_t index = 0;
+  const auto compare = [&](const std::string& from, const std::string& to, const std::string& how) {
+    if (isSameDevice(from, to)) return;
+    findings.push_back(
+        aboutChange(Severity::warning, from, to, how,
+                    "A device keeps its identifier unless the init reply replaces it; was the store lost?"));
+    findings.back().record = index;
+  };
   for (const Value& record : records) {
     const Dictionary members = record.dictionary();
-    const std::string& device = members["marlune_device_id"].text();
-    if (index > 0 && shortened(device, 256) != request.device)
-      changed(index, request.device, device, "in the records before");
+    const std::string device = nameOf(members["marlune_device_id"]);
+    const std::string first = nameOf(members["data_orig"].dictionary()["marlune_device_id"]);
+    if (!first.empty() && !device.empty() && !isSameDevice(first, device)) {
+      findings.push_back(aboutChange(Severity::note, first, device, "at its first start",
+                                     "A host has replaced it; this one does not remember that."));
+      findings.back().record = index;
+      noteReplacement(first, device);
+    }
+    if (index > 0) compare(request.device, device, "in the records before");
     for (const std::string_view key : {"idfa", "idfv"}) {
-      const std::string& identifier = dataOf(record).dictionary()[key].text();
+      const std::string identifier = nameOf(dataOf(record).dictionary()[key]);
       if (!identifies(identifier) || device.empty()) continue;
-      const std::string identity = request.app + ' ' + std::string(key) + ' ' + shortened(identifier, 256);
-      const auto known = identities_.find(identity);
-      if (known != identities_.end() && known->second != shortened(device, 256)) {
-        changed(index, known->second, device, "with the same " + std::string(key));
-      }
-      identities_[identity] = shortened(device, 256);
+      const auto known = identities_.try_emplace(request.app + ' ' + std::string(key) + ' ' + identifier, device).first;
+      compare(known->second, device, "with the same " + std::string(key));
+      known->second = device;
       keepWithinBounds(identities_);
     }
-    const std::string& first = members["data_orig"].dictionary()["marlune_device_id"].text();
-    if (!first.empty() && first != device) changed(index, first, device, "at its first start");
     ++index;
   }
+  const std::string replacement = replacementIn(request);
+  if (!replacement.empty() && !request.device.empty()) noteReplacement(request.device, replacement);
+}
+
+const std::string& History::originOf(const std::string& device) const {
+  const auto found = origins_.find(device);
+  return found == origins_.end() ? device : found->second;
+}
+
+void History::noteReplacement(const std::string& device, const std::string& replacement) {
+  const std::string origin = originOf(device);
+  const std::string other = originOf(replacement);
+  if (origin == other) return;
+  for (auto& [name, begin] : origins_) {
+    if (begin == other) begin = origin;
+  }
+  origins_[other] = origin;
+  keepWithinBounds(origins_);
 }
 
 /// With the lock held, as all above.

@@ -17,10 +17,11 @@ namespace fliprugair::controlhost {
 /// Remembers digests alone, and not without end. Any thread.
 class History {
  public:
-  /// What is to be found about `request`, whose body is `body`. Notes it for those that follow.
+  /// What is to be found about `request`, whose body is `body`. Notes it, and its reply, for those that follow.
   /// `initReply` is what the host answers this device to an init request.
   std::vector<Finding> findings(const ReceivedRequest& request, const Value& body, const Value& initReply);
 
+  /// Which devices were given another identifier stays known: they go on with it.
   void clear();
   void forget(const std::string& device);
 
@@ -37,14 +38,17 @@ class History {
   bool checkRequest(const ReceivedRequest& request, const Value& body, std::vector<Finding>& findings);
   void checkRecords(const ReceivedRequest& request, const Array& records, std::vector<Finding>& findings);
   void checkInstall(const ReceivedRequest& request, const Value& initReply, std::vector<Finding>& findings);
-  void checkDevice(const ReceivedRequest& request, const Array& records, const Value& initReply,
-                   std::vector<Finding>& findings);
+  void checkDevice(const ReceivedRequest& request, const Array& records, std::vector<Finding>& findings);
+  const std::string& originOf(const std::string& device) const;
+  bool isSameDevice(const std::string& one, const std::string& other) const { return originOf(one) == originOf(other); }
+  void noteReplacement(const std::string& device, const std::string& replacement);
 
   std::mutex mutex_;  ///< around the rest
   std::unordered_map<std::size_t, Sighting> sightings_;
   std::deque<std::size_t> order_;
   std::map<std::string, std::int64_t> installs_;   ///< by device the number of the confirmed report
   std::map<std::string, std::string> identities_;  ///< by application and advertising or vendor identifier the device
+  std::map<std::string, std::string> origins_;     ///< of a device with another identifier the one it began with
 };
 
 }  // namespace fliprugair::controlhost

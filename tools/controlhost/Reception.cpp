@@ -241,7 +241,10 @@ void Reception::announceFaults() {
 
 Reception::News Reception::news(std::int64_t notice, std::int64_t request, std::size_t mostRequests) const {
   const std::lock_guard lock(mutex_);
-  News news{{}, log_.requests(request, mostRequests)};
+  News news;
+  news.requests = log_.requests(request, mostRequests);
+  news.dropped = log_.dropped();
+  news.isComplete = notices_.empty() || notices_.front().number <= notice + 1;
   for (const Notice& one : notices_) {
     if (one.number > notice) news.notices.push_back(one);
   }

@@ -68,8 +68,10 @@ class Reception {
   std::int64_t erasures() const;
   /// What is new behind a notice and a request, as it is at one moment: the notices first, then what still is kept.
   struct News {
+    bool isComplete = true;  ///< false: so much was announced that not all of the notices are kept
     std::vector<Notice> notices;
     std::vector<RequestPointer> requests;
+    std::int64_t dropped = 0;  ///< the latest request that has gone to make room
   };
   News news(std::int64_t notice, std::int64_t request, std::size_t mostRequests) const;
 

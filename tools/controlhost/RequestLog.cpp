@@ -43,6 +43,7 @@ void RequestLog::keep(RequestPointer request) {
   requests_.push_back(std::move(request));
   while (requests_.size() > capacity_ || (bytes_ > room_ && requests_.size() > 1)) {
     bytes_ -= sizeOf(*requests_.front());
+    dropped_ = requests_.front()->id;
     requests_.pop_front();
   }
   ++change_;
@@ -87,8 +88,14 @@ std::int64_t RequestLog::last() const {
   return last_;
 }
 
+std::int64_t RequestLog::dropped() const {
+  const std::lock_guard lock(mutex_);
+  return dropped_;
+}
+
 void RequestLog::clear() {
   const std::lock_guard lock(mutex_);
+  dropped_ = 0;
   requests_.clear();
   bytes_ = 0;
 }

@@ -38,6 +38,8 @@ class RequestLog {
 
   std::int64_t first() const;  ///< the oldest that is kept; 0: none is
   std::int64_t last() const;   ///< the latest that ever came
+  /// The latest that has gone to make room, since this log was cleared; 0: none has.
+  std::int64_t dropped() const;
 
   void clear();
   void forget(const std::string& device);
@@ -63,6 +65,7 @@ class RequestLog {
   std::deque<RequestPointer> requests_;
   std::size_t bytes_ = 0;
   std::int64_t last_ = 0;
+  std::int64_t dropped_ = 0;
   std::int64_t change_ = 0;
   bool ended_ = false;
 };

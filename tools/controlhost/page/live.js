@@ -19,7 +19,7 @@ export class Live {
       this.last = data.request.id;
       this.handlers.request(data);
     });
-    for (const type of ['cleared', 'forgotten']) source.addEventListener(type, (event) => this.erased(source, type, JSON.parse(event.data)));
+    for (const type of ['cleared', 'forgotten']) source.addEventListener(type, (event) => this.erased(type, JSON.parse(event.data)));
     for (const type of ['devices', 'missed', 'answers', 'faults', 'paused']) {
       source.addEventListener(type, (event) => this.handlers[type](JSON.parse(event.data)));
     }
@@ -37,9 +37,7 @@ export class Live {
     this.handlers.hello(hello);
   }
 
-  erased(source, type, data) {
-    // So much was forgotten at once that the host did not tell of each.
-    if (type === 'forgotten' && data.erasures > this.erasures + 1) return this.anew(source);
+  erased(type, data) {
     this.erasures = data.erasures;
     this.handlers[type](data);
   }
