@@ -16,7 +16,7 @@ namespace fliprugair::controlhost {
 
 namespace {
 
-const std::string batch =
+const std::string twoEvents =
     R"([{"action":"event","data":{"event_name":"one"}},{"action":"event","data":{"event_name":"two"}}])";
 
 std::string gzipped(const std::string& text) {
@@ -29,7 +29,9 @@ std::string gzipped(const std::string& text) {
   return {std::istreambuf_iterator<char>(bytes), {}};
 }
 
-TEST(Gunzip, GivesWhatWasCompressed) { EXPECT_EQ(gunzipped(gzipped(batch + batch), 1000), batch + batch); }
+TEST(Gunzip, GivesWhatWasCompressed) {
+  EXPECT_EQ(gunzipped(gzipped(twoEvents + twoEvents), 1000), twoEvents + twoEvents);
+}
 
 TEST(Gunzip, GivesWhatStandsInSeveralMembers) {
   EXPECT_EQ(gunzipped(gzipped("one ") + gzipped("") + gzipped("two"), 1000), "one two");
@@ -38,10 +40,10 @@ TEST(Gunzip, GivesWhatStandsInSeveralMembers) {
 }
 
 TEST(Gunzip, GivesNothingOfWhatIsCutOffOrFollowedOrNoGzip) {
-  const std::string bytes = gzipped(batch + batch);
+  const std::string bytes = gzipped(twoEvents + twoEvents);
   EXPECT_FALSE(gunzipped(bytes.substr(0, bytes.size() - 1), 1000));
   EXPECT_FALSE(gunzipped(bytes + "x", 1000));
-  EXPECT_FALSE(gunzipped(batch, 1000));
+  EXPECT_FALSE(gunzipped(twoEvents, 1000));
   EXPECT_FALSE(gunzipped("", 1000));
 }
 
@@ -63,25 +65,25 @@ class CompressedRequests : public testing::Test {
 };
 
 TEST_F(CompressedRequests, AreReadAndKeptAsWhatWasCompressedAndAsTheyCame) {
-  const std::string came = gzipped(batch + std::string(100, ' '));
+  const std::string came = gzipped(twoEvents + std::string(100, ' '));
   ASSERT_EQ(send(came, "gzip")->status, 200);
   const std::vector<ReceivedRequest> requests = host_.requests();
   ASSERT_EQ(requests.size(), 1U);
-  EXPECT_EQ(requests[0].bytes, batch + std::string(100, ' '));
+  EXPECT_EQ(requests[0].bytes, twoEvents + std::string(100, ' '));
   EXPECT_EQ(requests[0].compressed, came);
   EXPECT_EQ(requests[0].names, (std::vector<std::string>{"event \"one\"", "event \"two\""}));
   EXPECT_EQ(headerOf(requests[0].headers, "Content-Encoding"), "gzip");
 }
 
 TEST_F(CompressedRequests, AreAskedForWithEveryReply) {
-  const auto reply = send(batch, "identity");
+  const auto reply = send(twoEvents, "identity");
   EXPECT_EQ(reply->status, 200);
   EXPECT_EQ(reply->get_header_value("Accept-Encoding"), "gzip");
 }
 
 TEST_F(CompressedRequests, InAnotherFormatAreRefusedWithWhatIsTaken) {
   for (const char* coding : {"br", "deflate", "gzip, gzip"}) {
-    const auto reply = send(batch, coding);
+    const auto reply = send(twoEvents, coding);
     EXPECT_EQ(reply->status, 415) << coding;
     EXPECT_EQ(reply->get_header_value("Accept-Encoding"), "gzip");
     EXPECT_NE(reply->body.find("gzip"), std::string::npos) << reply->body;
@@ -89,34 +91,34 @@ TEST_F(CompressedRequests, InAnotherFormatAreRefusedWithWhatIsTaken) {
 }
 
 TEST_F(CompressedRequests, UnderTheOlderNameAreRead) {
-  EXPECT_EQ(send(gzipped(batch), "x-gzip")->status, 200);
-  EXPECT_EQ(send(gzipped(batch), "GZip")->status, 200);
+  EXPECT_EQ(send(gzipped(twoEvents), "x-gzip")->status, 200);
+  EXPECT_EQ(send(gzipped(twoEvents), "GZip")->status, 200);
 }
 
 TEST_F(CompressedRequests, AreExportedInBothForms) {
-  const std::string came = gzipped(batch);
+  const std::string came = gzipped(twoEvents);
   send(came, "gzip");
   const auto json = [&](const char* path) { return test::httpGet(host_.port(), path).json().dictionary(); };
   const Dictionary body = json("/api/export.ndjson")["body"].dictionary();
-  EXPECT_EQ(body["text"], Value(batch));
+  EXPECT_EQ(body["text"], Value(twoEvents));
   EXPECT_EQ(body["compressed"], Value({{"bytes", std::int64_t(came.size())}, {"base64", base64(came)}}));
   const Dictionary entry = json("/api/export.har")["log"].dictionary()["entries"].array()[0].dictionary();
   const Dictionary request = entry["request"].dictionary();
   EXPECT_EQ(request["bodySize"], Value(std::int64_t(came.size())));
-  EXPECT_EQ(request["postData"].dictionary()["text"], Value(batch));
+  EXPECT_EQ(request["postData"].dictionary()["text"], Value(twoEvents));
   EXPECT_EQ(request["postData"].dictionary()["_compressed"], Value(base64(came)));
 }
 
 TEST_F(CompressedRequests, ThatAreBrokenOrTooLargeAreRefusedAndKeptAsTheyCame) {
   const std::string bomb = gzipped(std::string(17 * 1024 * 1024, ' '));
-  EXPECT_EQ(send(batch, "gzip")->status, 400);
+  EXPECT_EQ(send(twoEvents, "gzip")->status, 400);
   EXPECT_EQ(send(bomb, "gzip")->status, 413);
-  EXPECT_EQ(send(batch, "br")->status, 415);
+  EXPECT_EQ(send(twoEvents, "br")->status, 415);
   const std::vector<ReceivedRequest> requests = host_.requests();
   ASSERT_EQ(requests.size(), 3U);
-  EXPECT_EQ(requests[0].bytes, batch);
+  EXPECT_EQ(requests[0].bytes, twoEvents);
   EXPECT_EQ(requests[1].bytes, bomb);
-  EXPECT_EQ(requests[2].bytes, batch);
+  EXPECT_EQ(requests[2].bytes, twoEvents);
   const std::string texts[] = {
       "The body is not what its Content-Encoding says: it cannot be read as gzip. Send it compressed to its end, or "
       "without the header.",

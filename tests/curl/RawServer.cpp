@@ -51,11 +51,11 @@ RawServer::~RawServer() {
 
 void RawServer::serve() {
   while (true) {
-    const int accepted = accept(port_.listener(), nullptr, nullptr);
-    if (accepted < 0) return;
-    connections_.emplace_back([this, accepted] {
-      const FileDescriptor descriptor(accepted);
-      RawConnection connection(accepted);
+    const int arrived = accept(port_.listener(), nullptr, nullptr);
+    if (arrived < 0) return;
+    connections_.emplace_back([this, arrived] {
+      const FileDescriptor descriptor(arrived);
+      RawConnection connection(arrived);
       handler_(connection);
     });
   }

@@ -29,6 +29,8 @@ std::map<std::string, long> sleepsOfThreads(std::string_view prefix) {
   return result;
 }
 
+Value optionsFor(const std::string& hostname) { return {{"marluneAppId", "demo"}, {"trackerHostname", hostname}}; }
+
 LinuxOptions optionsIn(const std::filesystem::path& folder) {
   LinuxOptions options;
   options.bundleIdentifier = "com.example.e2e";

@@ -47,6 +47,9 @@ std::map<std::string, long> sleepsOfThreads(std::string_view prefix);
 /// The options of an application that keeps everything in `folder` and says nothing on standard error.
 LinuxOptions optionsIn(const std::filesystem::path& folder);
 
+/// The parameters of a tracker that reports to that host.
+Value optionsFor(const std::string& hostname);
+
 /// One process life of a host app in this process: opened, launched and active on construction.
 class HostApp {
  public:

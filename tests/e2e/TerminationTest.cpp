@@ -8,8 +8,6 @@ namespace {
 
 using controlhost::HostSettings;
 
-Value optionsFor(const std::string& hostname) { return {{"marluneAppId", "demo"}, {"trackerHostname", hostname}}; }
-
 /// Answers so late that an end that does not wait is over long before.
 ControlHostOptions slowHost(std::atomic<int>& delay) {
   ControlHostOptions options;

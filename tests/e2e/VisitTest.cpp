@@ -12,8 +12,6 @@ namespace {
 
 using controlhost::HostSettings;
 
-Value optionsFor(const std::string& hostname) { return {{"marluneAppId", "demo"}, {"trackerHostname", hostname}}; }
-
 void trackEvents(HostApp& app, const std::string& prefix, int count) {
   for (int number = 0; number < count; ++number) app.tracker().trackEvent(prefix + std::to_string(number), "value");
 }

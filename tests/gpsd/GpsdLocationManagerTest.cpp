@@ -15,6 +15,7 @@
 #include <thread>
 
 #include "GpsFake.h"
+#include "gpsd/Patience.h"
 #include "platform/gpsd/GpsdLocation.h"
 #include "platform/posix/FileDescriptor.h"
 
@@ -24,10 +25,6 @@ namespace {
 using namespace std::chrono_literals;
 using test::Epoch;
 using test::GpsFake;
-
-constexpr auto patience = 60s;
-/// Far above what a wake-up takes, far below the time-outs of the searches here.
-constexpr auto promptly = 10s;
 
 /// Keeps the fixes it is called with, and the lines of the log.
 class Recorder : public MarluneLocationManagerDelegate {

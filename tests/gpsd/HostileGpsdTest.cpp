@@ -14,6 +14,7 @@
 #include <string>
 #include <thread>
 
+#include "gpsd/Patience.h"
 #include "platform/gpsd/GpsdLocation.h"
 #include "platform/posix/FileDescriptor.h"
 
@@ -21,11 +22,6 @@ namespace fliprugair {
 namespace {
 
 using namespace std::chrono_literals;
-
-constexpr auto patience = 60s;
-
-/// Far above what a wake-up takes, far below the time-outs of the searches here.
-constexpr auto promptly = 10s;
 
 /// The far end of one connection; `number` counts them from 1.
 class Connection {
@@ -100,7 +96,7 @@ class Host {
   std::thread thread_;
 };
 
-struct Listener final : MarluneLocationManagerDelegate {
+struct FixListener final : MarluneLocationManagerDelegate {
   void currentLocationUpdate(const Value& given) override { fix.set_value(given); }
   std::promise<Value> fix;
 };
@@ -125,7 +121,7 @@ class Search {
   }
 
  private:
-  const std::shared_ptr<Listener> listener_ = std::make_shared<Listener>();
+  const std::shared_ptr<FixListener> listener_ = std::make_shared<FixListener>();
   std::future<Value> found_ = listener_->fix.get_future();
   GpsdLocation location_;
   std::shared_ptr<MarluneLocationManager> manager_;

@@ -10,8 +10,8 @@ namespace {
 using namespace std::chrono_literals;
 
 /// An application whose main queue the test turns.
-struct Fixture {
-  explicit Fixture(std::chrono::milliseconds taskTime) : application(loop, taskTime, facts, record.log()) {
+struct TurnedApplication {
+  explicit TurnedApplication(std::chrono::milliseconds taskTime) : application(loop, taskTime, facts, record.log()) {
     facts.store(std::make_shared<HostFacts>());
   }
 
@@ -28,7 +28,7 @@ struct Fixture {
 };
 
 TEST(LinuxApplication, EveryBackgroundTaskHasAnIdentifierOfItsOwn) {
-  Fixture fixture(1h);
+  TurnedApplication fixture(1h);
   const BackgroundTaskIdentifier first = fixture.application.beginBackgroundTask("first", nullptr);
   const BackgroundTaskIdentifier second = fixture.application.beginBackgroundTask("second", nullptr);
   EXPECT_NE(first, invalidBackgroundTask);
@@ -37,13 +37,13 @@ TEST(LinuxApplication, EveryBackgroundTaskHasAnIdentifierOfItsOwn) {
 }
 
 TEST(LinuxApplication, WithoutBackgroundTasksNothingIsWaitedFor) {
-  Fixture fixture(1h);
+  TurnedApplication fixture(1h);
   fixture.waitForTasks();
   EXPECT_EQ(fixture.loop.nextDeadline(), std::nullopt);
 }
 
 TEST(LinuxApplication, ATaskThatEndsInTimeDoesNotExpire) {
-  Fixture fixture(1h);
+  TurnedApplication fixture(1h);
   bool expired = false;
   const BackgroundTaskIdentifier task = fixture.application.beginBackgroundTask("flush", [&] { expired = true; });
   std::thread other([&] { fixture.application.endBackgroundTask(task); });
@@ -55,7 +55,7 @@ TEST(LinuxApplication, ATaskThatEndsInTimeDoesNotExpire) {
 }
 
 TEST(LinuxApplication, ATaskExpiresOnTheMainThreadWhenItsTimeIsOver) {
-  Fixture fixture(20ms);
+  TurnedApplication fixture(20ms);
   const auto begin = std::chrono::steady_clock::now();
   std::thread::id thread;
   std::chrono::steady_clock::time_point expired;
@@ -73,7 +73,7 @@ TEST(LinuxApplication, ATaskExpiresOnTheMainThreadWhenItsTimeIsOver) {
 }
 
 TEST(LinuxApplication, AnExpirationHandlerRunsOnceAndMayEndItsTask) {
-  Fixture fixture(1ms);
+  TurnedApplication fixture(1ms);
   int expired = 0;
   BackgroundTaskIdentifier task = invalidBackgroundTask;
   task = fixture.application.beginBackgroundTask("flush", [&] {
@@ -85,14 +85,14 @@ TEST(LinuxApplication, AnExpirationHandlerRunsOnceAndMayEndItsTask) {
 }
 
 TEST(LinuxApplication, WhatAnExpirationHandlerThrowsDoesNotEndTheWaiting) {
-  Fixture fixture(1ms);
+  TurnedApplication fixture(1ms);
   fixture.application.beginBackgroundTask("flush", [] { throw std::runtime_error("refused"); });
   fixture.waitForTasks();
   EXPECT_EQ(fixture.record.lines().back(), "An expiration handler threw: refused");
 }
 
 TEST(LinuxApplication, WaitingEndsAlthoughExpirationHandlersBeginTasks) {
-  Fixture fixture(5ms);
+  TurnedApplication fixture(5ms);
   int expired = 0;
   std::function<void()> begin = [&] {
     ++expired;
@@ -104,7 +104,7 @@ TEST(LinuxApplication, WaitingEndsAlthoughExpirationHandlersBeginTasks) {
 }
 
 TEST(LinuxApplication, EndingAnUnknownTaskIsIgnored) {
-  Fixture fixture(1h);
+  TurnedApplication fixture(1h);
   fixture.application.endBackgroundTask(invalidBackgroundTask);
   fixture.application.endBackgroundTask(42);
   const BackgroundTaskIdentifier task = fixture.application.beginBackgroundTask("flush", nullptr);

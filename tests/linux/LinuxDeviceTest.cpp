@@ -10,12 +10,12 @@ namespace fliprugair {
 namespace {
 
 /// A device on a root folder that a test fills.
-struct Fixture {
+struct DeviceOnARoot {
   LinuxDevice device(std::string bundleIdentifier = "com.example.app") {
     return LinuxDevice(facts, std::move(bundleIdentifier), SystemFiles(root.path()),
                        [](const char*) { return std::nullopt; });
   }
-  Fixture() { state({}); }
+  DeviceOnARoot() { state({}); }
   void state(HostFacts stated) { facts.store(std::make_shared<HostFacts>(std::move(stated))); }
 
   TemporaryFolder root;
@@ -44,7 +44,7 @@ TEST(LinuxDevice, NameAndVersionAreTheDistributions) {
       {"NAME=\"\"\nVERSION_ID=\n", "Linux", kernel().release},
   };
   for (const Case& each : cases) {
-    Fixture fixture;
+    DeviceOnARoot fixture;
     fixture.root.write("etc/os-release", each.release);
     EXPECT_EQ(fixture.device().systemName(), each.name);
     EXPECT_EQ(fixture.device().systemVersion(), each.version);
@@ -52,13 +52,13 @@ TEST(LinuxDevice, NameAndVersionAreTheDistributions) {
 }
 
 TEST(LinuxDevice, WithoutADistributionsFileTheKernelAnswers) {
-  Fixture fixture;
+  DeviceOnARoot fixture;
   EXPECT_EQ(fixture.device().systemName(), "Linux");
   EXPECT_EQ(fixture.device().systemVersion(), kernel().release);
 }
 
 TEST(LinuxDevice, TheDistributionsFileMayStandBelowUsr) {
-  Fixture fixture;
+  DeviceOnARoot fixture;
   fixture.root.write("usr/lib/os-release", "NAME=Small\nVERSION_ID=7\n");
   EXPECT_EQ(fixture.device().systemName(), "Small");
   EXPECT_EQ(fixture.device().systemVersion(), "7");
@@ -74,15 +74,15 @@ TEST(LinuxDevice, HardwareIsTheProductUnlessTheFirmwareHasNone) {
       {"", machine},
   };
   for (const auto& [product, description] : products) {
-    Fixture fixture;
+    DeviceOnARoot fixture;
     fixture.root.write("sys/class/dmi/id/product_name", product);
     EXPECT_EQ(fixture.device().hardwareDescription(), description);
   }
-  EXPECT_EQ(Fixture().device().hardwareDescription(), machine);
+  EXPECT_EQ(DeviceOnARoot().device().hardwareDescription(), machine);
 }
 
 TEST(LinuxDevice, TheVendorIdentifierIsAStableUUIDOfMachineAndApplication) {
-  Fixture fixture;
+  DeviceOnARoot fixture;
   fixture.root.write("etc/machine-id", machineId);
   const std::optional<std::string> identifier = fixture.device().identifierForVendor();
   // echo -n com.example.app | openssl dgst -sha256 -mac HMAC -macopt hexkey:0123456789abcdef0123456789abcdef
@@ -91,20 +91,20 @@ TEST(LinuxDevice, TheVendorIdentifierIsAStableUUIDOfMachineAndApplication) {
 }
 
 TEST(LinuxDevice, WithoutMachineOrApplicationThereIsNoVendorIdentifier) {
-  EXPECT_EQ(Fixture().device().identifierForVendor(), std::nullopt);
+  EXPECT_EQ(DeviceOnARoot().device().identifierForVendor(), std::nullopt);
   for (const char* unusable : {"", "uninitialized\n", "0123456789abcdef\n", "00000000000000000000000000000000\n",
                                "0123456789abcdef0123456789abcdeg\n", "0123456789abcdef0123456789abcdef0\n"}) {
-    Fixture fixture;
+    DeviceOnARoot fixture;
     fixture.root.write("etc/machine-id", unusable);
     EXPECT_EQ(fixture.device().identifierForVendor(), std::nullopt) << unusable;
   }
-  Fixture fixture;
+  DeviceOnARoot fixture;
   fixture.root.write("etc/machine-id", machineId);
   EXPECT_EQ(fixture.device("").identifierForVendor(), std::nullopt);
 }
 
 TEST(LinuxDevice, TheMainScreenIsTheFirstConnectedOne) {
-  Fixture fixture;
+  DeviceOnARoot fixture;
   fixture.root.write("sys/class/drm/card0-DP-1/status", "disconnected\n");
   fixture.root.write("sys/class/drm/card0-DP-1/modes", "");
   fixture.root.write("sys/class/drm/card0-HDMI-A-1/status", "connected\n");
@@ -120,9 +120,9 @@ TEST(LinuxDevice, TheMainScreenIsTheFirstConnectedOne) {
 }
 
 TEST(LinuxDevice, WithoutAConnectedScreenThereIsNone) {
-  EXPECT_FALSE(Fixture().device().mainScreen());
+  EXPECT_FALSE(DeviceOnARoot().device().mainScreen());
   for (const char* modes : {"", "garbage\n", "0x0\n", "x\n"}) {
-    Fixture fixture;
+    DeviceOnARoot fixture;
     fixture.root.write("sys/class/drm/card0-DP-1/status", "connected\n");
     fixture.root.write("sys/class/drm/card0-DP-1/modes", modes);
     EXPECT_FALSE(fixture.device().mainScreen()) << modes;
@@ -137,7 +137,7 @@ TEST(LinuxDevice, BrightnessIsAShareOfTheBacklightsMost) {
   };
   for (const Case& each : {Case{"300\n", "1200\n", 0.25}, Case{"0\n", "100\n", 0}, Case{"100\n", "100\n", 1},
                            Case{"150\n", "100\n", 1}, Case{"1\n", "0\n", 0}, Case{"", "", 0}}) {
-    Fixture fixture;
+    DeviceOnARoot fixture;
     fixture.root.write("sys/class/drm/card0-eDP-1/status", "connected\n");
     fixture.root.write("sys/class/drm/card0-eDP-1/modes", "2560x1440\n");
     fixture.root.write("sys/class/backlight/intel_backlight/brightness", each.now);
@@ -148,7 +148,7 @@ TEST(LinuxDevice, BrightnessIsAShareOfTheBacklightsMost) {
 }
 
 TEST(LinuxDevice, WhatTheHostAppStatesCountsBeforeTheSystem) {
-  Fixture fixture;
+  DeviceOnARoot fixture;
   fixture.root.write("etc/os-release", "NAME=Debian\nVERSION_ID=12\n");
   fixture.root.write("etc/machine-id", machineId);
   fixture.state({.systemName = "Own",
@@ -175,7 +175,7 @@ TEST(LinuxDevice, WhatTheHostAppStatesCountsBeforeTheSystem) {
 }
 
 TEST(LinuxDevice, StatedIdentifiersAreUpperCaseAndNeverEmpty) {
-  Fixture fixture;
+  DeviceOnARoot fixture;
   const LinuxDevice device = fixture.device();
   fixture.state({.vendorIdentifier = "11111111-aaaa-4bbb-8ccc-dddddddddddd",
                  .advertisingIdentifier = "66666666-eeee-4fff-9aaa-bbbbbbbbbbbb"});
@@ -187,7 +187,7 @@ TEST(LinuxDevice, StatedIdentifiersAreUpperCaseAndNeverEmpty) {
 }
 
 TEST(LinuxDevice, WhatLinuxHasNoSourceForIsAbsent) {
-  Fixture fixture;
+  DeviceOnARoot fixture;
   const LinuxDevice device = fixture.device();
   EXPECT_EQ(device.advertisingIdentifier(), std::nullopt);
   EXPECT_FALSE(device.advertisingTrackingEnabled());

@@ -1,14 +1,12 @@
 #include <gtest/gtest.h>
 
 #include "Fliprugair/collaborators/MarluneNetworkAccess.h"
+#include "linux/ReportKeys.h"
 #include "platform/linux/SentWatch.h"
 #include "support/MemoryUserDefaults.h"
 
 namespace fliprugair {
 namespace {
-
-constexpr std::string_view installIsDue = "com.marlune.MarluneTracker.sendInitial";
-constexpr std::string_view records = "com.marlune.marluneTracker.batchEventQueue";
 
 /// Keeps the next look until the test takes it.
 class Looks : public MainQueue {

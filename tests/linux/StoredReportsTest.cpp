@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "Fliprugair/collaborators/MarluneNetworkAccess.h"
+#include "linux/ReportKeys.h"
 #include "platform/json/RapidJSONSerialization.h"
 #include "platform/linux/StoredReports.h"
 #include "support/MemoryUserDefaults.h"
@@ -8,9 +9,7 @@
 namespace fliprugair {
 namespace {
 
-constexpr std::string_view installIsDue = "com.marlune.MarluneTracker.sendInitial";
 constexpr std::string_view parkedInstall = "com.marlune.MarluneTracker.initialPayload";
-constexpr std::string_view records = "com.marlune.marluneTracker.batchEventQueue";
 constexpr std::string_view requests = key::networkQueue;
 
 Value recordOf(int second) { return Value{{"data", Value{{"usertime", second}}}}; }

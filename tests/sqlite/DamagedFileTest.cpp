@@ -131,8 +131,6 @@ TEST(DamagedFiles, AreAccountedForInTheLog) {
       << log.lines().front();
 }
 
-constexpr const char* identifier = "com.marlune.MarluneTracker.deviceId";
-
 /// Leaves a store with an identifier and `records` records.
 void leave(const std::filesystem::path& file, int records) {
   fill(file, records);

@@ -7,7 +7,6 @@
 namespace fliprugair {
 namespace {
 
-constexpr const char* identifier = "com.marlune.MarluneTracker.deviceId";
 constexpr const char* currency = "com.marlune.MarluneTracker.currency";  // another part of the identity
 
 void copyStore(const std::filesystem::path& from, const std::filesystem::path& to) {

@@ -79,11 +79,11 @@ TEST(AForkedChild, DoesNotKeepTheLockWhenItSurvivesItsParent) {
       alarm(20);
       while (true) pause();
     }
-    _exit(write(ends[1], &child, sizeof child) == sizeof child ? 0 : 1);
+    _exit(::write(ends[1], &child, sizeof child) == sizeof child ? 0 : 1);
   }
   EXPECT_EQ(exitCodeOf(parent), 0);
   pid_t child = -1;
-  ASSERT_EQ(read(ends[0], &child, sizeof child), static_cast<ssize_t>(sizeof child));
+  ASSERT_EQ(::read(ends[0], &child, sizeof child), static_cast<ssize_t>(sizeof child));
   EXPECT_EQ(refusalOf(file), "");
   EXPECT_EQ(openStore(file)->objectForKey("key"), Value("parent"));
   kill(child, SIGKILL);

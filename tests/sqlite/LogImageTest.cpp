@@ -6,7 +6,7 @@ namespace fliprugair {
 namespace {
 
 constexpr std::size_t headerSize = 32;
-constexpr std::size_t frameSize = 24 + RowFile::pageSize;
+constexpr std::size_t logFrameSize = 24 + RowFile::pageSize;
 
 /// The log of a new store after three writes.
 std::string logOfAStore() {
@@ -41,13 +41,13 @@ TEST(ALogImage, HasEachPageWhateverByteOfTheHeaderWasAltered) {
 
 TEST(ALogImage, TakesAFrameInPartBeforeAnOlderLogsForTheEndOfAProcess) {
   std::string log = logOfAStore();
-  const std::size_t frames = (log.size() - headerSize) / frameSize;
+  const std::size_t frames = (log.size() - headerSize) / logFrameSize;
   ASSERT_GE(frames, 3U);
-  const std::size_t inPart = headerSize + (frames - 2) * frameSize;
+  const std::size_t inPart = headerSize + (frames - 2) * logFrameSize;
   const LogImage before(std::string_view(log).substr(0, inPart));
   const auto expected = before.pages().size();
-  alter(log, inPart + frameSize - 1);
-  alter(log, inPart + frameSize + 8, 8);
+  alter(log, inPart + logFrameSize - 1);
+  alter(log, inPart + logFrameSize + 8, 8);
   const LogImage image(log);
   EXPECT_EQ(image.pages().size(), expected);
   EXPECT_FALSE(image.isDamaged());
@@ -65,7 +65,7 @@ TEST(ALogImage, EndsUnfinishedWhereTheLastFrameAloneIsNotWhole) {
 TEST(ALogImage, IsDamagedWhereTheLastTwoFramesAreNotWhole) {
   std::string log = logOfAStore();
   alter(log, log.size() - 1);
-  alter(log, log.size() - 1 - frameSize);
+  alter(log, log.size() - 1 - logFrameSize);
   const LogImage image(log);
   EXPECT_FALSE(image.endsUnfinished());
   EXPECT_TRUE(image.isDamaged());

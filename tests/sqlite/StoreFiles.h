@@ -10,6 +10,9 @@
 
 namespace fliprugair {
 
+/// The key of the device identifier.
+inline constexpr const char* identifier = "com.marlune.MarluneTracker.deviceId";
+
 std::string contentOf(const std::filesystem::path& file);
 void overwrite(const std::filesystem::path& file, std::size_t position, const std::string& bytes);
 void execute(const std::filesystem::path& file, const char* sql);

@@ -8,13 +8,11 @@
 #include <thread>
 
 #include "support/CheckedHost.h"
+#include "swarm/Clocks.h"
 #include "tools/swarm/Load.h"
 
 namespace fliprugair::swarm {
 namespace {
-
-/// The devices of a swarm live faster than the host that they report to.
-const std::set<std::string> clocksOfTheirOwn{"clock"};
 
 using namespace std::chrono_literals;
 

@@ -8,12 +8,10 @@
 
 #include "support/CheckedHost.h"
 #include "support/TemporaryFolder.h"
+#include "swarm/Clocks.h"
 
 namespace fliprugair::swarm {
 namespace {
-
-/// The devices of a swarm live faster than the host that they report to.
-const std::set<std::string> clocksOfTheirOwn{"clock"};
 
 struct Outcome {
   int status;

@@ -35,9 +35,9 @@ class OtherThread {
   std::vector<std::thread> threads_;
 };
 
-class Delegate final : public MarluneTrackerClientDelegate {
+class ActingDelegate final : public MarluneTrackerClientDelegate {
  public:
-  explicit Delegate(std::function<void(const Value&)> action) : action_(std::move(action)) {}
+  explicit ActingDelegate(std::function<void(const Value&)> action) : action_(std::move(action)) {}
   void Marlune_attributionResult(const Value& attribution) override { action_(attribution); }
 
  private:
@@ -45,7 +45,6 @@ class Delegate final : public MarluneTrackerClientDelegate {
 };
 
 const Value finalAnswer{{"success", 1}, {"data", Value{{"retry", -1}, {"attribution", Value{{"source", "ad"}}}}}};
-const Value initReply{{"success", 1}, {"flags", Value{{"resend_initial", false}}}};
 
 /// What a host app may do at any time.
 void useAll(MarluneTracker& tracker) {
@@ -67,7 +66,7 @@ TEST(ADelegate, MayUseTheTrackerWhileItIsCalled) {
   Phone phone;
   const auto tracker = phone.construct();
   int calls = 0;
-  const auto delegate = std::make_shared<Delegate>([&](const Value& attribution) {
+  const auto delegate = std::make_shared<ActingDelegate>([&](const Value& attribution) {
     ++calls;
     EXPECT_EQ(attribution, Value({{"source", "ad"}}));
     EXPECT_EQ(tracker->retrieveAttribution(), attribution);
@@ -84,7 +83,7 @@ TEST(ADelegate, IsCalledWithNoLockHeld) {
   OtherThread other;
   bool free = false;
   const auto delegate =
-      std::make_shared<Delegate>([&](const Value&) { free = other.finishes([&] { useAll(*tracker); }); });
+      std::make_shared<ActingDelegate>([&](const Value&) { free = other.finishes([&] { useAll(*tracker); }); });
   tracker->setTrackerDelegate(delegate);
   internalsOf(*tracker).MarluneRetrieveAttribution(finalAnswer);
   EXPECT_TRUE(free);
@@ -94,9 +93,9 @@ TEST(ADelegate, MayDropTheTrackerThatCallsIt) {
   Phone phone;
   auto tracker = phone.construct();
   const std::weak_ptr<MarluneTracker> weak = tracker;
-  const auto delegate = std::make_shared<Delegate>([&](const Value&) { tracker.reset(); });
+  const auto delegate = std::make_shared<ActingDelegate>([&](const Value&) { tracker.reset(); });
   tracker->setTrackerDelegate(delegate);
-  phone.reply(1, initReply);
+  phone.reply(1, neutral);
   if (const auto caller = weak.lock()) internalsOf(*caller).MarluneRetrieveAttribution(finalAnswer);
   phone.process.runQueues();
   EXPECT_TRUE(weak.expired());
@@ -106,7 +105,7 @@ TEST(ADelegate, MayDropTheTrackerThatCallsIt) {
 TEST(ADelegate, IsNotKeptAlive) {
   Phone phone;
   const auto tracker = phone.construct();
-  auto delegate = std::make_shared<Delegate>([](const Value&) { FAIL() << "called after its end"; });
+  auto delegate = std::make_shared<ActingDelegate>([](const Value&) { FAIL() << "called after its end"; });
   tracker->setTrackerDelegate(delegate);
   delegate.reset();
   EXPECT_EQ(tracker->trackerDelegate(), nullptr);
@@ -117,7 +116,8 @@ TEST(ADelegate, IsNotKeptAlive) {
 TEST(ADelegate, ThatThrowsHarmsNobody) {
   Phone phone;
   const auto tracker = phone.construct({{"marluneAppId", "demo"}, {"retrieveAttribution", true}});
-  const auto delegate = std::make_shared<Delegate>([](const Value&) { throw std::runtime_error("the host's own"); });
+  const auto delegate =
+      std::make_shared<ActingDelegate>([](const Value&) { throw std::runtime_error("the host's own"); });
   tracker->setTrackerDelegate(delegate);
   EXPECT_NO_THROW(internalsOf(*tracker).MarluneRetrieveAttribution(finalAnswer));
   EXPECT_EQ(phone.stored("requestAttribution"), Value(false));
@@ -127,7 +127,7 @@ TEST(ADelegate, ThatThrowsHarmsNobody) {
 TEST(ADelegate, ThatThrowsWhatIsNoExceptionHarmsNobody) {
   Phone phone;
   const auto tracker = phone.construct({{"marluneAppId", "demo"}, {"retrieveAttribution", true}});
-  const auto delegate = std::make_shared<Delegate>([](const Value&) { throw 42; });
+  const auto delegate = std::make_shared<ActingDelegate>([](const Value&) { throw 42; });
   tracker->setTrackerDelegate(delegate);
   EXPECT_NO_THROW(internalsOf(*tracker).MarluneRetrieveAttribution(finalAnswer));
   EXPECT_EQ(phone.stored("requestAttribution"), Value(false));

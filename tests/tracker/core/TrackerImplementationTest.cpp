@@ -9,7 +9,7 @@
 namespace fliprugair {
 namespace {
 
-const Value demo{{"marluneAppId", "demo"}};
+const Value demoApp{{"marluneAppId", "demo"}};
 
 /// One value that the trackers of a process share: set before a start, and what it is afterwards.
 struct SharedValue {
@@ -118,7 +118,7 @@ TEST(AStart, DropsTimersWithoutStoppingThemAndKeepsThoseOfTheSearchAd) {
 }
 
 TEST(AStart, DropsTheSearchForAPosition) {
-  for (const Value& options : {demo, Value(Dictionary())}) {
+  for (const Value& options : {demoApp, Value(Dictionary())}) {
     Phone phone;
     phone.state().locMgr.store(static_cast<Environment&>(phone.process).makeLocationManager());
     const auto tracker = phone.construct(options);
@@ -167,7 +167,7 @@ TEST(AStart, AsksForSettingsWithinTheWaitWhenTheAppHasChanged) {
 TEST(AStart, HasWhatItWroteDurableWhenItReturns) {
   Phone phone;
   ObservedEnvironment environment(phone.process);
-  const auto tracker = MarluneTracker::initMarluneWithParams(environment, demo);
+  const auto tracker = MarluneTracker::initMarluneWithParams(environment, demoApp);
   EXPECT_TRUE(environment.store.undurable().empty());
   EXPECT_FALSE(phone.stored("INIT_PAYLOAD").isNull());
 }
@@ -175,7 +175,7 @@ TEST(AStart, HasWhatItWroteDurableWhenItReturns) {
 TEST(AStart, ThatAsksForNoSettingsHasWhatItWroteDurableToo) {
   InstalledPhone phone;
   ObservedEnvironment environment(phone.process);
-  const auto tracker = MarluneTracker::initMarluneWithParams(environment, demo);
+  const auto tracker = MarluneTracker::initMarluneWithParams(environment, demoApp);
   EXPECT_TRUE(phone.requests("init").empty());
   EXPECT_TRUE(environment.store.undurable().empty());
 }
@@ -234,7 +234,7 @@ class Endangered {
     environment.onLog = [this](std::string_view line) {
       caught += line.find("EXCEPTION (CAUGHT)") != std::string_view::npos ? 1 : 0;
     };
-    tracker = MarluneTracker::initMarluneWithParams(environment, demo);
+    tracker = MarluneTracker::initMarluneWithParams(environment, demoApp);
     phone.reply(1, neutral);
   }
   ~Endangered() {
@@ -467,7 +467,7 @@ TEST(AStart, HasItsRequestDurableBeforeItsCollaboratorIsMade) {
     ++made;
     expectDurable(environment.store, {"INIT_PAYLOAD"});
   };
-  const auto tracker = MarluneTracker::initMarluneWithParams(environment, demo);
+  const auto tracker = MarluneTracker::initMarluneWithParams(environment, demoApp);
   EXPECT_GT(made, 0);
   environment.onMake = [] {};
 }
