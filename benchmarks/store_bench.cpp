@@ -35,6 +35,7 @@ std::string timestampOf(int number) { return std::to_string(700000000 + number) 
 /// Batches with the numbers from 0 on.
 Value batches(int count) {
   std::vector<std::pair<std::string, Value>> pairs;
+  pairs.reserve(static_cast<std::size_t>(count));
   for (int number = 0; number < count; ++number) pairs.emplace_back(timestampOf(number), Array{record(number)});
   return Dictionary(std::move(pairs));
 }
@@ -115,6 +116,7 @@ void appendToLongQueue(benchmark::State& state) {
   Floor floor(folder.file("floor"));
   const auto store = openStore(folder.file("store"));
   std::vector<Value> waiting;
+  waiting.reserve(static_cast<std::size_t>(state.range(0)));
   for (int number = 0; number < state.range(0); ++number) waiting.push_back(record(number));
   store->setObject(Array(std::move(waiting)), batchEventQueue);
   store->synchronize();

@@ -13,6 +13,7 @@ namespace {
 /// Lets `count` batches of one record wait in the network queue.
 void fillNetworkQueue(App& app, std::int64_t count) {
   std::vector<std::pair<std::string, Value>> batches;
+  batches.reserve(static_cast<std::size_t>(count));
   for (int number = 0; number < count; ++number) {
     batches.emplace_back(std::to_string(600000000 + number) + ".000000", Array{record(number)});
   }
@@ -55,7 +56,8 @@ void trackEvent(benchmark::State& state) {
   report(state, floorTimes, allTimes);
   state.counters["enqueue_p50_us"] = enqueueTimes.percentile(50);
   state.counters["enqueue_p99_us"] = enqueueTimes.percentile(99);
-  state.counters["enqueue_bytes"] = enqueueBytes / (number / 25);
+  const int batches = number / 25;
+  state.counters["enqueue_bytes"] = enqueueBytes / batches;
   app.environment->terminate();
 }
 BENCHMARK(trackEvent)->Arg(0)->Arg(10000)->UseManualTime()->Iterations(20000)->Unit(benchmark::kMicrosecond);
