@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <unordered_map>
 
 #include "Fliprugair/platform/Text.h"
 #include "Fliprugair/platform/Value.h"
@@ -19,7 +20,10 @@ constexpr std::size_t growth = 4;
 using Bucket = std::vector<Dictionary::Entry>;
 using Group = std::vector<std::shared_ptr<const Bucket>>;
 
-bool byOrder(const Dictionary::Entry& left, const Dictionary::Entry& right) { return left.order < right.order; }
+void sortByOrder(std::vector<const Dictionary::Entry*>& entries) {
+  std::sort(entries.begin(), entries.end(),
+            [](const Dictionary::Entry* left, const Dictionary::Entry* right) { return left->order < right->order; });
+}
 
 }  // namespace
 
@@ -72,34 +76,28 @@ Dictionary::Dictionary(std::vector<std::pair<std::string, Value>> pairs) {
   std::vector<Entry> entries;
   entries.reserve(pairs.size());
   std::size_t depth = 1;
+  std::unordered_map<std::string_view, std::size_t> places;  // of a long list
   const bool mayBeLong = pairs.size() > shortSize;
+  const auto placeOf = [&](std::string_view name) {
+    if (mayBeLong) {
+      const auto place = places.find(name);
+      return place != places.end() ? place->second : entries.size();
+    }
+    const auto place =
+        std::find_if(entries.begin(), entries.end(), [&](const Entry& entry) { return entry.name == name; });
+    return static_cast<std::size_t>(place - entries.begin());
+  };
   for (auto& pair : pairs) {
     pair.first = validUtf8(std::move(pair.first));
     depth = std::max(depth, depthAround(pair.second));
-    const auto isKnown = [&](const Entry& entry) { return entry.name == pair.first; };
-    const auto known = mayBeLong ? entries.end() : std::find_if(entries.begin(), entries.end(), isKnown);
-    if (known != entries.end()) {
-      known->value = std::move(pair.second);
-    } else {
-      auto key = std::make_shared<const std::string>(std::move(pair.first));
-      entries.emplace_back(*key, key, std::move(pair.second), entries.size());
+    const std::size_t place = placeOf(pair.first);
+    if (place < entries.size()) {
+      entries[place].value = std::move(pair.second);
+      continue;
     }
-  }
-  if (mayBeLong) {
-    // Long lists look for repeated keys after sorting, so that their number does not matter.
-    std::stable_sort(entries.begin(), entries.end(),
-                     [](const Entry& left, const Entry& right) { return left.name < right.name; });
-    std::vector<Entry> unique;
-    unique.reserve(entries.size());
-    for (Entry& entry : entries) {
-      if (!unique.empty() && unique.back().name == entry.name) {
-        unique.back().value = std::move(entry.value);
-      } else {
-        unique.push_back(std::move(entry));
-      }
-    }
-    std::sort(unique.begin(), unique.end(), byOrder);
-    entries = std::move(unique);
+    auto key = std::make_shared<const std::string>(std::move(pair.first));
+    if (mayBeLong) places.emplace(*key, place);
+    entries.emplace_back(*key, key, std::move(pair.second), place);
   }
   *this = distributed(std::move(entries), depth);
 }
@@ -201,14 +199,12 @@ Dictionary::Entries Dictionary::entries() const {
   for (std::size_t index = 0; index < node_->bucketCount; ++index) {
     for (const Entry& entry : node_->bucket(index)) result.order_.push_back(&entry);
   }
-  std::sort(result.order_.begin(), result.order_.end(),
-            [](const Entry* left, const Entry* right) { return left->order < right->order; });
+  sortByOrder(result.order_);
   return result;
 }
 
 Dictionary::Difference Dictionary::difference(const Dictionary& before, const Dictionary& after) {
-  Difference result;
-  if (before.node_ == after.node_) return result;
+  if (before.node_ == after.node_) return {};
   const auto isIn = [](const Dictionary& dictionary, const Entry& entry) {
     if (!dictionary.node_) return false;
     const Bucket& bucket = dictionary.node_->bucket(dictionary.node_->bucketIndex(entry.name));
@@ -218,7 +214,7 @@ Dictionary::Difference Dictionary::difference(const Dictionary& before, const Di
   };
   const bool sameLayout = before.node_ && after.node_ && before.node_->groups.size() == after.node_->groups.size() &&
                           before.node_->bucketCount == after.node_->bucketCount;
-  const auto collect = [&](const Dictionary& from, const Dictionary& against, std::vector<Entry>& into) {
+  const auto collect = [&](const Dictionary& from, const Dictionary& against, std::vector<const Entry*>& into) {
     if (!from.node_) return;
     for (std::size_t index = 0; index < from.node_->bucketCount; ++index) {
       if (sameLayout && !from.node_->groups.empty()) {
@@ -231,14 +227,22 @@ Dictionary::Difference Dictionary::difference(const Dictionary& before, const Di
       const Bucket& bucket = from.node_->bucket(index);
       if (sameLayout && &bucket == &against.node_->bucket(index)) continue;
       for (const Entry& entry : bucket) {
-        if (!isIn(against, entry)) into.push_back(entry);
+        if (!isIn(against, entry)) into.push_back(&entry);
       }
     }
   };
-  collect(before, after, result.removed);
-  collect(after, before, result.added);
-  std::sort(result.added.begin(), result.added.end(), byOrder);
-  return result;
+  const auto copied = [](const std::vector<const Entry*>& found) {
+    std::vector<Entry> copies;
+    copies.reserve(found.size());
+    for (const Entry* entry : found) copies.push_back(*entry);
+    return copies;
+  };
+  std::vector<const Entry*> removed;
+  collect(before, after, removed);
+  std::vector<const Entry*> added;
+  collect(after, before, added);
+  sortByOrder(added);
+  return {copied(removed), copied(added)};
 }
 
 bool operator==(const Dictionary& left, const Dictionary& right) {

@@ -49,28 +49,27 @@ std::size_t sharedEnd(const Array& before, const Array& after, std::size_t kept)
 
 RowMirror::RowMirror(std::vector<Row> rows) {
   rows = withoutTwins(std::move(rows));
-  const std::size_t count = rows.size();
   Children children;
-  for (Row& row : rows) {
+  for (const Row& row : rows) {
     nextNumber_ = std::max({nextNumber_, row.id + 1, row.position + 1});
-    children[row.parent].push_back(std::move(row));
+    children[row.parent].push_back(&row);
   }
   for (auto& [parent, siblings] : children) {
     std::sort(siblings.begin(), siblings.end(),
-              [](const Row& left, const Row& right) { return left.position < right.position; });
+              [](const Row* left, const Row* right) { return left->position < right->position; });
   }
   const auto roots = children.find(0);
   if (roots != children.end()) {
-    for (const Row& row : roots->second) {
-      if (keys_.contains(row.name)) continue;
-      Key& key = keys_[row.name];
-      key.value = assemble(key, row, children);
+    for (const Row* row : roots->second) {
+      if (keys_.contains(row->name)) continue;
+      Key& key = keys_[row->name];
+      key.value = assemble(key, *row, children);
       account_.keys += 1;
       account_.records += key.row.items.size() + key.entries.size();
       for (const auto& [order, entry] : key.entries) account_.records += entry.items.size();
     }
   }
-  account_.unused = count - account_.keys - account_.records;
+  account_.unused = rows.size() - account_.keys - account_.records;
 }
 
 std::vector<Row> RowMirror::withoutTwins(std::vector<Row> rows) {
@@ -87,31 +86,31 @@ void RowMirror::forEachKey(const std::function<void(const std::string&, const Va
   for (const auto& [name, key] : keys_) visit(name, key.value);
 }
 
-Value RowMirror::assemble(Key& key, const Row& row, Children& children) {
+Value RowMirror::assemble(Key& key, const Row& row, const Children& children) {
   const auto entries = children.find(row.id);
   if (entries == children.end() || !row.value.isDictionary()) return assembleItems(key.row, row, children);
   key.row = {row.id, row.position, true, {}};
   std::vector<std::pair<std::string, Value>> pairs;
   pairs.reserve(entries->second.size());
   std::unordered_set<std::string_view> names;
-  for (const Row& entry : entries->second) {
-    if (!names.insert(entry.name).second) continue;
-    Value value = assembleItems(key.entries[pairs.size()], entry, children);
-    pairs.emplace_back(entry.name, std::move(value));
+  for (const Row* entry : entries->second) {
+    if (!names.insert(entry->name).second) continue;
+    Value value = assembleItems(key.entries[pairs.size()], *entry, children);
+    pairs.emplace_back(entry->name, std::move(value));
   }
   // The dictionary numbers its entries in this very order.
   return Dictionary(std::move(pairs));
 }
 
-Value RowMirror::assembleItems(Stored& stored, const Row& row, Children& children) {
+Value RowMirror::assembleItems(Stored& stored, const Row& row, const Children& children) {
   stored = {row.id, row.position, mayHaveItems(row.value), {}};
   const auto items = children.find(row.id);
   if (items == children.end() || !row.value.isArray()) return row.value;
   std::vector<Value> values;
   values.reserve(items->second.size());
-  for (const Row& item : items->second) {
-    values.push_back(item.value);
-    stored.items.push_back(item.id);
+  for (const Row* item : items->second) {
+    values.push_back(item->value);
+    stored.items.push_back(item->id);
   }
   return Array(std::move(values));
 }

@@ -55,11 +55,11 @@ class RowMirror {
     std::int64_t parent;
     std::string_view name;
   };
-  using Children = std::unordered_map<std::int64_t, std::vector<Row>>;
+  using Children = std::unordered_map<std::int64_t, std::vector<const Row*>>;
 
   static std::vector<Row> withoutTwins(std::vector<Row> rows);
-  static Value assemble(Key& key, const Row& row, Children& children);
-  static Value assembleItems(Stored& stored, const Row& row, Children& children);
+  static Value assemble(Key& key, const Row& row, const Children& children);
+  static Value assembleItems(Stored& stored, const Row& row, const Children& children);
 
   void stageKey(const std::string& name, Key& key, const Value& now, std::vector<RowChange>& changes);
   void stageEntries(Key& key, const Dictionary& before, const Dictionary& after, std::vector<RowChange>& changes);
