@@ -1,6 +1,5 @@
 #pragma once
 
-#include <algorithm>
 #include <condition_variable>
 #include <functional>
 #include <mutex>
@@ -11,6 +10,7 @@
 #include <vector>
 
 #include "Fliprugair/platform/Value.h"
+#include "platform/NameHash.h"
 
 namespace fliprugair {
 
@@ -62,14 +62,6 @@ class StoreMemory {
   bool postponeAction(std::function<void()>& action);  ///< which includes a synchronization
 
  private:
-  struct NameHash {
-    using is_transparent = void;
-    /// Names begin alike.
-    std::size_t operator()(std::string_view name) const {
-      constexpr std::size_t telling = 12;
-      return std::hash<std::string_view>{}(name.substr(name.size() - std::min(name.size(), telling)));
-    }
-  };
   struct Slot {
     Value value;
     bool written = false;

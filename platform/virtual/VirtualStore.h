@@ -2,14 +2,15 @@
 
 #include <cstdint>
 #include <functional>
-#include <map>
 #include <mutex>
 #include <string>
 #include <string_view>
+#include <unordered_map>
 #include <utility>
 
 #include "Fliprugair/platform/JSONSerialization.h"
 #include "Fliprugair/platform/UserDefaults.h"
+#include "platform/NameHash.h"
 
 namespace fliprugair {
 
@@ -43,7 +44,7 @@ class VirtualStore final : public UserDefaults {
     std::uint64_t number;  ///< of the write that was the key's first
     Value value;
   };
-  using Values = std::map<std::string, Stored, std::less<>>;
+  using Values = std::unordered_map<std::string, Stored, NameHash, std::equal_to<>>;
 
   static Dictionary inOrder(const Values& values);
   void unpack() const;
