@@ -1,18 +1,12 @@
 #include "Fliprugair/environment/SessionClock.h"
 
-#include <limits>
-
 #include "Fliprugair/core/Defaults.h"
 #include "Fliprugair/platform/Text.h"
+#include "platform/WholeSeconds.h"
 
 namespace fliprugair {
 
-std::uint64_t SessionClock::now() const {
-  const double seconds = context_.secondsSince1970();
-  if (!(seconds > 0)) return 0;
-  constexpr double bound = 18446744073709551616.0;  // 2 to the 64th
-  return seconds < bound ? static_cast<std::uint64_t>(seconds) : std::numeric_limits<std::uint64_t>::max();
-}
+std::uint64_t SessionClock::now() const { return wholeSeconds(context_.secondsSince1970()); }
 
 std::string SessionClock::currentLocalTime() const { return signedText(now()); }
 
@@ -39,7 +33,10 @@ void SessionClock::addUptimeDeltaAndLastPostTime(PairList& data) {
   if (lastPostTime.integerValue() > 0) data.set("last_post_time", lastPostTime);
 }
 
-void SessionClock::noteActivation() { context_.store().setInteger(now(), key::timeAppBecameActive); }
+void SessionClock::noteActivation() {
+  context_.store().setInteger(now(), key::timeAppBecameActive);
+  context_.store().synchronize();
+}
 
 void SessionClock::storeDefaults() {
   const auto time = static_cast<std::int64_t>(now());

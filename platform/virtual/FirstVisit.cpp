@@ -2,6 +2,7 @@
 
 #include "Fliprugair/platform/Text.h"
 #include "platform/PairList.h"
+#include "platform/WholeSeconds.h"
 
 namespace fliprugair {
 
@@ -44,7 +45,7 @@ void storeFirstVisit(VirtualDevice& device) {
   set("userAgent", device.facts.userAgent.value());
   set("sendInitial", false);
   set("firstInitReceived", true);
-  set("lastMLInitSent", Value(device.now()).integerValue());
+  set("lastMLInitSent", static_cast<std::int64_t>(wholeSeconds(device.now())));
   set("watchProperties", properties);
   if (properties["device_limit_tracking"] == Value("1")) set("device_limit_tracking", true);
 }

@@ -40,6 +40,15 @@ TEST(Installed, LeavesTheNextTrackerNothingToSend) {
   EXPECT_TRUE(script.advance(3600).empty());
 }
 
+TEST(Installed, LeavesNothingToSendAtTimesThatNoClockShouldShow) {
+  for (const std::string now : {"-100.5", "1e19", "1e300"}) {
+    Script script;
+    script.run(R"({"do":"clock","now":)" + now + "}");
+    script.run(installed);
+    EXPECT_EQ(inShort(script.construct()), (Lines{"constructed true"})) << now;
+  }
+}
+
 /// Odd devices: what is stored about them is what their tracker finds, so that the next settings lead to no report.
 TEST(Installed, TakesTheDeviceAsItIs) {
   for (const std::string fields :
