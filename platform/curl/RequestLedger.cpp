@@ -7,7 +7,7 @@ namespace fliprugair {
 
 namespace {
 
-constexpr std::size_t replyDepth = 64;
+constexpr std::size_t replyDepth = 64;  // levels
 
 using Callback = void (MarluneNetworkAccessDelegate::*)(const Value&);
 
@@ -78,7 +78,10 @@ void RequestLedger::deliver(const NetworkRequest& request, const std::string& re
   if (delegate == nullptr) return;
   guarded("the reply to", request, [&] {
     const std::optional<Value> value = json_.value(reply, replyDepth);
-    if (value && value->isDictionary()) (delegate.get()->*callback)(*value);
+    if (value && value->isDictionary()) return (delegate.get()->*callback)(*value);
+    if (reply.empty()) return;
+    report(request,
+           "reply not used: it is no JSON object, or nests deeper than " + std::to_string(replyDepth) + " levels");
   });
 }
 
@@ -89,9 +92,12 @@ void RequestLedger::endBackgroundTask(const NetworkRequest& request) {
 
 void RequestLedger::advise(const NetworkRequest& request, std::string_view message) {
   const std::string destination = request.url.text.empty() ? "" : " to " + request.url.text;
+  const std::string later = request.eventTimestamp.isNull() ? " It is made again by a later start."
+                                                            : " It waits, and is sent again at a later activation.";
   log("Marlune library - the first request" + destination + ": " + std::string(message) +
       ". See that \"trackerHostname\" names your control host (with its port) and that it can be reached from here; "
-      "\"enableLogging\" shows every request. What waits is sent at a later activation.");
+      "\"enableLogging\" shows every request." +
+      later);
 }
 
 bool RequestLedger::guarded(std::string_view what, const NetworkRequest& request, const std::function<void()>& call) {

@@ -53,6 +53,8 @@ TEST_F(Reply, ToAFailedRequestReachesNobody) {
 TEST_F(Reply, ThatIsNoJSONReachesNobody) {
   answer("<html>");
   expectAcceptedInSilence();
+  expectLogged("request \"init\"");
+  expectLogged("reply not used: it is no JSON object");
 }
 
 TEST_F(Reply, ThatIsEmptyReachesNobody) {
@@ -78,6 +80,7 @@ TEST_F(Reply, NestedAsDeepAsAllowedArrives) {
 TEST_F(Reply, NestedDeeperReachesNobody) {
   answer(nested(65));
   expectAcceptedInSilence();
+  expectLogged("nests deeper than 64 levels");
 }
 
 TEST_F(Reply, OfOneMebibyteArrives) {

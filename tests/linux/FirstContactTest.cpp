@@ -95,6 +95,10 @@ TEST(FirstContact, ThatFailsIsSaidOnceAlthoughLoggingIsOff) {
   EXPECT_NE(lines[0].find("See that \"trackerHostname\" names your control host"), std::string::npos) << lines[0];
 }
 
+TEST(FirstContact, SaysWhenItIsMadeAgain) {
+  EXPECT_NE(linesOfTwoRequests("127.0.0.1:1").at(0).find(". It is made again by a later start."), std::string::npos);
+}
+
 TEST(FirstContact, WithWhatIsNoHostNameIsSaidOnceToo) {
   const std::vector<std::string> lines = linesOfTwoRequests("no host");
   ASSERT_EQ(lines.size(), 1U);
