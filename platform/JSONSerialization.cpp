@@ -27,9 +27,9 @@ Value withoutUnwritableNumbers(const Value& value) {
 
 }  // namespace
 
-std::string JSONSerialization::textOfAny(const Value& value) const {
-  if (auto exact = text(value)) return *std::move(exact);
-  return text(withoutUnwritableNumbers(value)).value_or("null");
+std::string JSONSerialization::textOfAny(const Value& value, Layout layout) const {
+  if (auto exact = text(value, layout)) return *std::move(exact);
+  return text(withoutUnwritableNumbers(value), layout).value_or("null");
 }
 
 }  // namespace fliprugair

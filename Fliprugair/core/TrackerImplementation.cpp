@@ -150,7 +150,7 @@ void TrackerImplementation::tearDown() {
     stop(process->marluneAttributionCheckTimer);
     stop(process->marluneAttributionTimer);
   });
-  searchAd.tearDown(platform_.mainQueue());
+  searchAd.tearDown(platform_.mainQueue(), process_);
 }
 
 void TrackerImplementation::MarluneRetrieveAttribution(const Value& reply) {

@@ -131,11 +131,11 @@ void SearchAdAttribution::reset() {
 }
 
 /// The task outlives the tracker, so it holds on to the process's state alone.
-void SearchAdAttribution::tearDown(MainQueue& mainQueue) {
+void SearchAdAttribution::tearDown(MainQueue& mainQueue, std::shared_ptr<Shared> shared) {
   const std::lock_guard lock(monitor_);
-  mainQueue.async([&shared = shared_] {
-    stopIfValid(shared.retryiAdAttributionTimer);
-    stopIfValid(shared.iAdAttributionPayloadTimer);
+  mainQueue.async([shared = std::move(shared)] {
+    stopIfValid(shared->retryiAdAttributionTimer);
+    stopIfValid(shared->iAdAttributionPayloadTimer);
   });
 }
 

@@ -62,7 +62,7 @@ class SearchAdAttribution {
   void storeDefaults();
   void reset();
   /// Stops the timers of this process, whoever armed them.
-  void tearDown(MainQueue& mainQueue);
+  void tearDown(MainQueue& mainQueue, std::shared_ptr<Shared> shared);
 
  private:
   bool isFinal(bool unknown);

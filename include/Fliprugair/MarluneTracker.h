@@ -122,7 +122,7 @@ class FLIPRUGAIR_EXPORT MarluneTracker final {
   Value customIdString() const;
   void setCustomIdString(const Text& customIdString);
 
-  /// The search-ad collaborator in use; a null pointer before the first install report of this process.
+  /// The search-ad collaborator in use; a null pointer before the first install report of this tracker.
   std::shared_ptr<MarluneRetrieveiAdAttribution> iAdAttributionManager() const;
   void setIAdAttributionManager(std::shared_ptr<MarluneRetrieveiAdAttribution> manager);
 

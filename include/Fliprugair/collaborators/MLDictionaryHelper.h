@@ -8,10 +8,10 @@ namespace fliprugair {
 /// Dictionaries as JSON text for event values.
 class MLDictionaryHelper {
  public:
-  /// Null when the dictionary has no JSON form.
+  /// Null stands for the numbers that JSON has no form for: infinite ones, and what is none.
   static Text jsonStringWithDictionary(const JSONSerialization& json, const Value& dictionary, bool prettyPrintBool) {
     using Layout = JSONSerialization::Layout;
-    return Text(json.text(dictionary, prettyPrintBool ? Layout::pretty : Layout::compact));
+    return json.textOfAny(dictionary, prettyPrintBool ? Layout::pretty : Layout::compact);
   }
 };
 

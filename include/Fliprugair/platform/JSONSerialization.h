@@ -27,8 +27,8 @@ class FLIPRUGAIR_EXPORT JSONSerialization {
   /// None when a number in `value` is none of JSON's (infinite, not a number).
   virtual std::optional<std::string> text(const Value& value, Layout layout = Layout::compact) const = 0;
 
-  /// The compact text of whatever there is: null stands for a number that is none of JSON's.
-  std::string textOfAny(const Value& value) const;
+  /// The text of whatever there is: null stands for a number that is none of JSON's.
+  std::string textOfAny(const Value& value, Layout layout = Layout::compact) const;
 
   /// The value of `text`; JSON null is null. Invalid UTF-8 is replaced by U+FFFD; integers beyond 64 bits are reals.
   /// None when it is not one JSON text, or arrays and objects nest deeper than `depth`, which

@@ -1,3 +1,4 @@
+#include <limits>
 #include <stdexcept>
 
 #include "Fliprugair/core/Context.h"
@@ -38,6 +39,12 @@ TEST(Context, ShowsValuesInLogLinesAsTextOrJSON) {
   EXPECT_EQ(a.context.described(nullptr), "(null)");
   EXPECT_EQ(a.context.described("text"), "text");
   EXPECT_EQ(a.context.described(Value{{"a", Array({1})}}), R"({"a":[1]})");
+}
+
+TEST(Context, ShowsWhatIsNoNumberOfJSONAsNullInside) {
+  Guarded a;
+  EXPECT_EQ(a.context.described(Value{{"a", std::numeric_limits<double>::quiet_NaN()}, {"b", 1}}),
+            R"({"a":null,"b":1})");
 }
 
 TEST(Context, LogsWhatAnEntryThrowsAndEndsIt) {

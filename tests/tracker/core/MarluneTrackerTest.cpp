@@ -1,6 +1,5 @@
 // Every public call with null, null pointers and empty values.
 
-#include <cmath>
 #include <limits>
 #include <stdexcept>
 
@@ -157,12 +156,6 @@ TEST_F(MissingArguments, StandardParametersWithoutDataEndBehindTheName) {
   EXPECT_EQ(onlyData(),
             Value({{"usertime", "1700000000"}, {"uptime", "0"}, {"event_name", "title"}, {"event_standard", 1}})
                 .dictionary());
-}
-
-TEST_F(MissingArguments, StandardParametersOfNoJSONFormEndBehindTheName) {
-  const Standard odd("title", Value{{"a", std::nan("")}});
-  tracker->trackEventWithEventStandardParameters(&odd);
-  EXPECT_FALSE(onlyData().holds("event_data"));
 }
 
 /// Throws what it is told to.

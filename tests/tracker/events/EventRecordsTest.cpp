@@ -1,3 +1,5 @@
+#include <limits>
+
 #include "Fliprugair/events/EventRecords.h"
 #include "tracker/Phone.h"
 
@@ -58,6 +60,20 @@ TEST(EventRecords, CarryTheDataOfAStructuredEventAsCompactText) {
   phone.tracker->trackEventWithEventStandardParameters(&event);
   EXPECT_EQ(onlyData(phone)["event_data"], Value(R"({"level":3})"));
   EXPECT_EQ(onlyData(phone)["event_standard"], Value(1));
+}
+
+TEST(EventRecords, KeepTheRestOfAStructuredEventWhoseDataHoldsNoNumberOfJSON) {
+  struct Unmeasured final : EventStandardParameters {
+    Text serverEventNameString() const override { return "name"; }
+    Value serverEventDataDictionary() const override {
+      return Value{{"ratio", std::numeric_limits<double>::infinity()}, {"level", 3}};
+    }
+  };
+  InstalledPhone phone;
+  const Unmeasured event;
+  phone.tracker->trackEventWithEventStandardParameters(&event);
+  EXPECT_EQ(onlyData(phone)["event_data"], Value(R"({"ratio":null,"level":3})"));
+  EXPECT_TRUE(onlyData(phone).holds("currency"));
 }
 
 TEST(EventRecords, WriteCoordinatesWithSixDigits) {
