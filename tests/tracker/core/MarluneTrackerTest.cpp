@@ -1,5 +1,6 @@
 // Every public call with null, null pointers and empty values.
 
+#include <cmath>
 #include <limits>
 #include <stdexcept>
 
