@@ -166,6 +166,55 @@ TEST_F(HistoryTest, AClockThatIsAheadIsFound) {
   EXPECT_EQ(after(Array{event("two", "1700000060")}), "");
 }
 
+TEST_F(HistoryTest, AnUptimeOfMoreThanAYearIsFound) {
+  const auto active = [](const char* name, const char* uptime) {
+    return Value{{"action", "event"},
+                 {"marlune_device_id", "MI1"},
+                 {"marlune_app_id", "demo"},
+                 {"data", Value{{"event_name", name}, {"usertime", "1700000000"}, {"uptime", uptime}}}};
+  };
+  EXPECT_EQ(after(Array{active("one", "31622400"), active("two", "-31622400")}), "");
+  EXPECT_EQ(after(Array{active("three", "120000000")}),
+            "warning: /data/uptime is 1388 days after the application became active. Send seconds, not milliseconds; "
+            "or was the device's clock set meanwhile?");
+  EXPECT_EQ(after(Array{active("four", "-31622401")}),
+            "warning: /data/uptime is 366 days before the application became active. Send seconds, not milliseconds; "
+            "or was the device's clock set meanwhile?");
+  EXPECT_NE(after(Array{active("five", "-99999999999999999999999")}), "");
+}
+
+Value eventOf(const char* app, const char* name) {
+  return Value{{"action", "event"},
+               {"marlune_device_id", "MI1"},
+               {"marlune_app_id", app},
+               {"data", Value{{"event_name", name}, {"usertime", "1700000000"}}}};
+}
+
+TEST_F(HistoryTest, ABatchIsOfOneApplication) {
+  EXPECT_EQ(after(Array{eventOf("demo", "one"), eventOf("other", "two"), eventOf("demo", "three")}),
+            "warning: The application is \"other\", and was \"demo\" in the records before. One store reports for one "
+            "application, unless the init reply gives it another identifier; do two applications share a store?");
+}
+
+TEST_F(HistoryTest, AnApplicationIdentifierThatAReplyGaveIsNoChange) {
+  after(init("MI1", "MI1"), 200, Value{{"flags", Value{{"marlune_app_id", "other"}}}});
+  EXPECT_EQ(after(Array{eventOf("demo", "one"), eventOf("other", "two")}), "");
+}
+
+TEST_F(HistoryTest, WhatHasNoTimeIsNotedWhenItComesAgainAfterItsConfirmation) {
+  const Value update{{"action", "update"},
+                     {"marlune_device_id", "MI1"},
+                     {"marlune_app_id", "demo"},
+                     {"data", Value{{"language", "de"}}}};
+  EXPECT_EQ(after(update, 503), "");
+  EXPECT_EQ(
+      after(update),
+      "note: The same as request 1, which was not confirmed. A tracker sends it again until it is: this is right.");
+  EXPECT_EQ(after(update),
+            "note: The same as request 2, which was confirmed. Without a usertime it cannot be told whether it was "
+            "reported or sent again.");
+}
+
 TEST_F(HistoryTest, ARecordThatIsOldIsNoted) {
   EXPECT_EQ(
       after(Array{event("one", "1699568000")}),

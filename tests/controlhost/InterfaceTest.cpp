@@ -257,6 +257,38 @@ TEST_F(InterfaceTest, TellsOfDevicesAndTheirSessions) {
                                             Value{{"start", 200}, {"end", nullptr}, {"records", 1}}}));
 }
 
+TEST_F(InterfaceTest, EveryFindingSaysWhatWasExpectedWhatCameAndWhatToDo) {
+  send("POST", "/marlune/v4", "nonsense");
+  send("POST", "/marlune/v4", "");
+  send("POST", "/elsewhere", "{}");
+  send("PUT", "/marlune/v4", "{}");
+  send("POST", "/marlune/v4", "7");
+  send("POST", "/marlune/v4", "[7]");
+  send("POST", "/marlune/v4", R"({"action":7})");
+  send("POST", "/marlune/v4", "{}", {{"Content-Encoding", "br"}});
+  send("POST", "/marlune/v4", R"({"action":"fly","data":[]})", {{"Content-Type", "text/plain"}});
+  const std::vector<Finding> findings = host_.findings();
+  EXPECT_GT(findings.size(), 12U);
+  for (const Finding& finding : findings) {
+    EXPECT_NE(finding.expected, "") << finding.text;
+    EXPECT_NE(finding.got, "") << finding.text;
+    EXPECT_NE(finding.hint, "") << finding.text;
+    EXPECT_TRUE(finding.text.ends_with(finding.hint)) << finding.text;
+  }
+}
+
+TEST_F(InterfaceTest, ExplainsWhatTheHostWouldRefuseAsASlip) {
+  const auto refused = [&](const std::string& reply) {
+    return send("POST", "/api/explain", reply).json().dictionary()["refused"];
+  };
+  EXPECT_EQ(refused(R"({"success":1})"), Value(Array()));
+  EXPECT_EQ(refused("{ broken"), Value(Array()));
+  EXPECT_EQ(refused(R"({"outside_services":"none"})"),
+            Value(Array{R"(init.outside_services is the text "none", and should be an object, as {})"}));
+  const std::string answers = R"({"rules":[],"default":{"init":{"outside_services":"none"}}})";
+  EXPECT_EQ(send("PUT", "/api/answers", answers).status, 400);
+}
+
 TEST_F(InterfaceTest, ExportsWhatCame) {
   post(host_.port(), Array{event("level")});
   post(host_.port(), Array{event("other")});

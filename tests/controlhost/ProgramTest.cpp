@@ -146,7 +146,9 @@ TEST(ControlHostProgram, RunsAnAppWithItsAddressAndHandsOnItsExitStatus) {
 TEST(ControlHostProgram, SaysWhichAppCannotBeStarted) {
   Program program({"run", "--", "/no/such/app"});
   program.line();
-  EXPECT_EQ(program.line(), "/no/such/app cannot be started: No such file or directory.");
+  EXPECT_EQ(program.line(),
+            "/no/such/app cannot be started: No such file or directory. Give the path of a program that you may run, "
+            "behind --.");
   EXPECT_EQ(program.exitStatus(), 2);
 }
 

@@ -38,8 +38,10 @@ TEST_F(SettingsFileTest, HoldsOnToTheLastGoodSettingsAndComplainsOnce) {
   file_.write("{\n\"resonance_cascade\": }");
   EXPECT_EQ(settings.current().resonanceCascade, 1);
   EXPECT_EQ(settings.current().resonanceCascade, 1);
-  EXPECT_EQ(faults_, std::vector<std::string>{file_.path() + ": not JSON: line 2, column 22: Invalid value.\n"
-                                                             "The settings it had before hold on."});
+  EXPECT_EQ(faults_,
+            std::vector<std::string>{
+                file_.path() + ": not JSON: line 2, column 22: Invalid value. Mend it there; an example is in --help.\n"
+                               "The settings it had before hold on."});
   file_.write(R"({"resonance_cascade": 3})");
   EXPECT_EQ(settings.current().resonanceCascade, 3);
 }
@@ -49,8 +51,9 @@ TEST_F(SettingsFileTest, SurvivesTheRemovalOfItsFileAndSaysSo) {
   file_.remove();
   EXPECT_EQ(settings.current().resonanceCascade, 1);
   EXPECT_EQ(settings.current().resonanceCascade, 1);
-  EXPECT_EQ(faults_, std::vector<std::string>{file_.path() + ": cannot be read any more; is it gone?\n"
-                                                             "The settings it had before hold on."});
+  EXPECT_EQ(faults_, std::vector<std::string>{file_.path() +
+                                              ": cannot be read any more. Put it back, or start the host without it.\n"
+                                              "The settings it had before hold on."});
 }
 
 TEST_F(SettingsFileTest, SaysWhichValuesATrackerTakesOtherwise) {
@@ -71,7 +74,8 @@ TEST_F(SettingsFileTest, AFaultyFileIsNotOpened) {
 
 TEST_F(SettingsFileTest, AMissingFileIsNotOpened) {
   file_.remove();
-  EXPECT_EQ(faultOfOpening(), file_.path() + ": cannot be read");
+  EXPECT_EQ(faultOfOpening(),
+            file_.path() + ": cannot be read. Give --settings a file that is there and that you may read.");
 }
 
 }  // namespace

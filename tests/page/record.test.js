@@ -1,5 +1,6 @@
 import assert from 'node:assert/strict';
 import {test} from 'node:test';
+import {gzipSync} from 'node:zlib';
 import {copied, holdAnswers, latest, lines, phone, said} from './support/browser.js';
 import {event, run, record} from './support/host.js';
 import {setStage} from './support/stage.js';
@@ -29,6 +30,18 @@ test('only what has findings is shown when asked for', async () => {
   await page.getByLabel('Result').selectOption('error');
   await lines(page, 'event "Right"').waitFor({state: 'hidden'});
   assert.equal(await lines(page, 'event "Wrong"').count(), 1);
+});
+
+test('of a compressed body the bytes are shown as they came, and without their compression', async () => {
+  const page = await stage.open();
+  const body = gzipSync(JSON.stringify([event('Small')]));
+  await fetch(`${stage.host.url}marlune/v4`, {method: 'POST', body, headers: {'Content-Encoding': 'gzip', 'Content-Type': 'application/json; charset=utf-8'}});
+  await lines(page, 'event "Small"').click();
+  await page.getByRole('tab', {name: 'Raw bytes'}).click();
+  const bytes = page.getByRole('group', {name: 'Bytes'});
+  await page.getByRole('heading', {name: 'Without their compression'}).waitFor();
+  assert.match(await bytes.first().innerText(), /^000000 {2}1f 8b /);
+  assert.match(await bytes.last().innerText(), /^000000 {2}5b 7b .* \[\{"marlune_devi/);
 });
 
 test('a body that is not JSON is shown as it came, with what is wrong', async () => {

@@ -32,7 +32,9 @@ int runProgram(const std::vector<std::string>& command, const std::string& varia
   pid_t process = 0;
   const int error = posix_spawnp(&process, arguments[0], nullptr, &attributes, arguments.data(), environment.data());
   posix_spawnattr_destroy(&attributes);
-  if (error != 0) throw std::runtime_error(command[0] + " cannot be started: " + std::strerror(error) + '.');
+  if (error != 0)
+    throw std::runtime_error(command[0] + " cannot be started: " + std::strerror(error) +
+                             ". Give the path of a program that you may run, behind --.");
   int status = 0;
   while (waitpid(process, &status, 0) < 0 && errno == EINTR) {
   }

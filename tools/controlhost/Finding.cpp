@@ -36,6 +36,8 @@ void addFindings(std::vector<Finding>& findings, std::vector<Finding> more) {
     if (findings.size() > mostFindings) return;
     if (findings.size() == mostFindings) {
       finding = {Severity::note, "too-many"};
+      finding.expected = "at most " + std::to_string(mostFindings) + " findings";
+      finding.got = "more";
       finding.hint = "Mend them first.";
       finding.text = "More is wrong than these " + std::to_string(mostFindings) + " findings say. " + finding.hint;
     }

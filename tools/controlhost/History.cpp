@@ -1,6 +1,8 @@
 #include "tools/controlhost/History.h"
 
+#include <algorithm>
 #include <cmath>
+#include <cstdint>
 #include <functional>
 #include <utility>
 
@@ -15,6 +17,7 @@ constexpr std::size_t mostSightings = 100000;
 constexpr std::size_t mostNames = 10000;
 constexpr std::int64_t clockTolerance = 60;
 constexpr std::int64_t oldRecord = 86400;
+constexpr std::int64_t longestUptime = std::int64_t{366} * 86400;
 
 Finding finding(Severity severity, std::string code, const std::string& sentence, std::string hint) {
   Finding result{severity, std::move(code)};
@@ -45,11 +48,11 @@ bool identifies(const std::string& identifier) { return identifier.find_first_no
 
 std::string nameOf(const Value& identifier) { return shortened(identifier.text(), 256); }
 
-/// The identifier that the reply to an init request gives to the device; "": none.
-std::string replacementIn(const ReceivedRequest& request) {
+/// The identifier that the reply to an init request gives to the device or its application; "": none.
+std::string replacementIn(const ReceivedRequest& request, std::string_view key) {
   if (request.action != "init" || !request.isConfirmed()) return "";
   const Value reply = RapidJSONSerialization().value(request.reply).value_or(Value());
-  return nameOf(reply.dictionary()["flags"].dictionary()["marlune_device_id"]);
+  return nameOf(reply.dictionary()["flags"].dictionary()[key]);
 }
 
 Finding aboutChange(Severity severity, const std::string& from, const std::string& to, const std::string& how,
@@ -60,6 +63,26 @@ Finding aboutChange(Severity severity, const std::string& from, const std::strin
   result.expected = from;
   result.got = to;
   return result;
+}
+
+void checkUptime(const Array& records, std::vector<Finding>& findings) {
+  std::int64_t index = 0;
+  for (const Value& record : records) {
+    const std::int64_t place = index++;
+    const Value sent = dataOf(record).dictionary()["uptime"];
+    const std::int64_t uptime =
+        std::clamp<std::int64_t>(sent.isText() ? sent.integerValue() : 0, -INT64_MAX, INT64_MAX);
+    if (std::abs(uptime) <= longestUptime) continue;
+    Finding result = finding(Severity::warning, "clock",
+                             "/data/uptime is " + count(std::abs(uptime)) + (uptime < 0 ? " before" : " after") +
+                                 " the application became active.",
+                             "Send seconds, not milliseconds; or was the device's clock set meanwhile?");
+    result.path = "/data/uptime";
+    result.expected = "seconds since the application became active, of a year at most";
+    result.got = shortened(sent.text());
+    result.record = place;
+    findings.push_back(std::move(result));
+  }
 }
 
 void checkClock(const ReceivedRequest& request, const Array& records, std::vector<Finding>& findings) {
@@ -96,7 +119,9 @@ std::vector<Finding> History::findings(const ReceivedRequest& request, const Val
     checkInstall(request, initReply, findings);
   }
   checkDevice(request, records, findings);
+  checkApplication(request, records, findings);
   checkClock(request, records, findings);
+  checkUptime(records, findings);
   return findings;
 }
 
@@ -109,8 +134,13 @@ bool History::checkRequest(const ReceivedRequest& request, const Value& body, st
   const std::size_t digest = digestOf("request " + RapidJSONSerialization().textOfAny(body));
   const Sighting* before = sightingOf(digest);
   const std::string place = "request " + std::to_string(request.id);
-  const bool seen = before != nullptr && timed;
-  if (seen && before->confirmed) {
+  const bool seen = before != nullptr;
+  if (seen && before->confirmed && !timed) {
+    findings.push_back(finding(Severity::note, "resent", "The same as " + before->place + ", which was confirmed.",
+                               "Without a usertime it cannot be told whether it was reported or sent again."));
+    findings.back().expected = "a request that has not been confirmed, or the same report once more";
+    findings.back().got = before->place + " again";
+  } else if (seen && before->confirmed) {
     findings.push_back(finding(before->late ? Severity::note : Severity::warning, "resent",
                                "The same as " + before->place + ", which was confirmed.",
                                before->late ? "The confirmation came late; the tracker may have given up waiting."
@@ -125,7 +155,7 @@ bool History::checkRequest(const ReceivedRequest& request, const Value& body, st
   }
   const bool confirmed = request.isConfirmed() || (seen && before->confirmed);
   notice(digest, {place, request.device, confirmed, request.delay.count() > 0});
-  return seen;
+  return seen && timed;
 }
 
 void History::checkRecords(const ReceivedRequest& request, const Array& records, std::vector<Finding>& findings) {
@@ -198,8 +228,32 @@ void History::checkDevice(const ReceivedRequest& request, const Array& records, 
     }
     ++index;
   }
-  const std::string replacement = replacementIn(request);
+  const std::string replacement = replacementIn(request, "marlune_device_id");
   if (!replacement.empty() && !request.device.empty()) noteReplacement(request.device, replacement);
+}
+
+void History::checkApplication(const ReceivedRequest& request, const Array& records, std::vector<Finding>& findings) {
+  std::int64_t index = 0;
+  for (const Value& record : records) {
+    const Value sent = record.dictionary()["marlune_app_id"];
+    const std::string app = nameOf(sent);
+    if (sent.isText() && app != request.app && !givenApps_.contains(app)) {
+      Finding result =
+          finding(Severity::warning, "app-changed",
+                  "The application is \"" + app + "\", and was \"" + request.app + "\" in the records before.",
+                  "One store reports for one application, unless the init reply gives it another identifier; "
+                  "do two applications share a store?");
+      result.path = "/marlune_app_id";
+      result.expected = request.app;
+      result.got = app;
+      result.record = index;
+      findings.push_back(std::move(result));
+    }
+    ++index;
+  }
+  const std::string given = replacementIn(request, "marlune_app_id");
+  if (!given.empty()) givenApps_.insert(given);
+  keepWithinBounds(givenApps_);
 }
 
 const std::string& History::originOf(const std::string& device) const {

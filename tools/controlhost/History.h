@@ -4,6 +4,7 @@
 #include <deque>
 #include <map>
 #include <mutex>
+#include <set>
 #include <string>
 #include <unordered_map>
 #include <vector>
@@ -39,6 +40,7 @@ class History {
   void checkRecords(const ReceivedRequest& request, const Array& records, std::vector<Finding>& findings);
   void checkInstall(const ReceivedRequest& request, const Value& initReply, std::vector<Finding>& findings);
   void checkDevice(const ReceivedRequest& request, const Array& records, std::vector<Finding>& findings);
+  void checkApplication(const ReceivedRequest& request, const Array& records, std::vector<Finding>& findings);
   const std::string& originOf(const std::string& device) const;
   bool isSameDevice(const std::string& one, const std::string& other) const { return originOf(one) == originOf(other); }
   void noteReplacement(const std::string& device, const std::string& replacement);
@@ -48,6 +50,7 @@ class History {
   std::deque<std::size_t> order_;
   std::map<std::string, std::int64_t> installs_;   ///< by device the number of the confirmed report
   std::map<std::string, std::string> identities_;  ///< by application and advertising or vendor identifier the device
+  std::set<std::string> givenApps_;                ///< application identifiers that init replies gave
   std::map<std::string, std::string> origins_;     ///< of a device with another identifier the one it began with
 };
 

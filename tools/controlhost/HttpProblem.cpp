@@ -30,6 +30,25 @@ HttpProblem httpProblem(int status) {
   }
 }
 
+std::string_view expectationOf(int status) {
+  switch (status) {
+    case 408:
+      return "a request that comes to its end within 20 seconds";
+    case 413:
+      return "a body of at most 16 MiB and 20,000 values";
+    case 414:
+      return "an address of at most 8 KiB";
+    case 415:
+      return "a body in gzip, or as it is";
+    case 431:
+      return "headers of at most 8 KiB each, and 64 KiB in all";
+    case 501:
+      return "a Content-Length, or Transfer-Encoding: chunked";
+    default:
+      return "a request by HTTP/1.1, whole";
+  }
+}
+
 std::string_view reasonPhrase(int status) {
   switch (status) {
     case 200:

@@ -9,6 +9,9 @@ namespace fliprugair::controlhost {
 /// The usual words for a status.
 HttpProblem httpProblem(int status);
 
+/// What would not have had this status, in a few words.
+std::string_view expectationOf(int status);
+
 /// What stands behind the status in a reply, of those that are usual; "" of the others.
 std::string_view reasonPhrase(int status);
 

@@ -9,6 +9,7 @@
 
 #include "platform/json/RapidJSONSerialization.h"
 #include "tools/controlhost/Finding.h"
+#include "tools/controlhost/HostSettings.h"
 #include "tools/controlhost/JSONProblem.h"
 
 namespace fliprugair::controlhost {
@@ -342,13 +343,18 @@ Array effectsOf(const Value& reply) {
 
 Value explained(std::string_view text) {
   const std::optional<Value> reply = RapidJSONSerialization().value(text);
-  if (reply) return Value{{"json", true}, {"problem", ""}, {"effects", effectsOf(*reply)}};
+  if (reply) {
+    const std::vector<std::string> problems = settingsProblems(Value{{"init", *reply}});
+    const Array refused(std::vector<Value>(problems.begin(), problems.end()));
+    return Value{{"json", true}, {"problem", ""}, {"effects", effectsOf(*reply)}, {"refused", refused}};
+  }
   return Value{
       {"json", false},
       {"problem", jsonProblem(text)},
       {"effects",
        Array{effect("", "warning", {},
-                    "This is not JSON: a tracker does as if no reply had come, and asks again at its next start.")}}};
+                    "This is not JSON: a tracker does as if no reply had come, and asks again at its next start.")}},
+      {"refused", Array()}};
 }
 
 }  // namespace fliprugair::controlhost

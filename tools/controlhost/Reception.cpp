@@ -34,41 +34,68 @@ std::string anyRun() {
 struct Problem {
   HttpProblem reply = {};  ///< its status is 0 when there is none
   std::string code = {};   ///< of the finding
+  std::string expected = {};
+  std::string got = {};
 };
 
-Problem problemOf(const ReceivedRequest& request, const std::optional<Value>& body) {
-  if (request.problem.status != 0) return {request.problem, "http"};
-  const std::string path = request.path.substr(0, request.path.find('?'));
-  if (path != requestPath) {
-    return {{404, "The request came to " + path + ", and should come to /marlune/v4.", "Post to /marlune/v4."}, "http"};
-  }
-  if (request.method != "POST") {
-    return {{405, "The request came by " + request.method + ", and should come by POST.", "Post it."}, "http"};
-  }
-  if (!body) {
-    return {{400, "The body is not JSON: " + jsonProblem(request.bytes), "Send one JSON text."}, "not-json"};
-  }
-  const auto notARequest = [](const std::string& text, const std::string& hint) {
-    return Problem{{400, text, hint}, "not-a-request"};
+/// What could not be read as HTTP.
+Problem transportProblem(const ReceivedRequest& request) {
+  const HttpProblem& problem = request.problem;
+  std::string got = headerOf(request.headers, "Content-Encoding");
+  if (problem.status != 415) got = problem.text.substr(0, problem.text.find_last_not_of('.') + 1);
+  return {problem, "http", std::string(expectationOf(problem.status)), std::move(got)};
+}
+
+/// What is JSON, and no request and no batch.
+Problem shapeProblem(const Value& body) {
+  const auto notARequest = [](std::string expected, std::string got, const std::string& text, std::string hint) {
+    return Problem{{400, text, std::move(hint)}, "not-a-request", std::move(expected), std::move(got)};
   };
-  if (body->isArray()) {
-    std::int64_t number = 0;
-    for (const Value& record : body->array()) {
-      if (!record.isDictionary()) {
-        return notARequest(
-            "Record " + std::to_string(number) + " of the batch is " + inWords(record) + ", and should be an object.",
-            "Send whole requests in a batch.");
-      }
-      ++number;
+  std::int64_t number = 0;
+  for (const Value& record : body.array()) {
+    if (!record.isDictionary()) {
+      return notARequest(
+          "an object", inWords(record),
+          "Record " + std::to_string(number) + " of the batch is " + inWords(record) + ", and should be an object.",
+          "Send whole requests in a batch.");
     }
-    return {};
+    ++number;
   }
-  if (!body->isDictionary()) {
-    return notARequest("The body is " + inWords(*body) + ", and should be an object (a request) or a list (a batch).",
+  if (body.isArray()) return {};
+  if (!body.isDictionary()) {
+    return notARequest("an object (a request) or a list (a batch)", inWords(body),
+                       "The body is " + inWords(body) + ", and should be an object (a request) or a list (a batch).",
                        "Send one request or one batch.");
   }
-  if (body->dictionary()["action"].isText()) return {};
-  return notARequest("The request has no text under \"action\".", "Say what the request is.");
+  const Value action = body.dictionary()["action"];
+  if (action.isText()) return {};
+  return notARequest("a text under \"action\"", action.isNull() ? "nothing" : inWords(action),
+                     "The request has no text under \"action\".", "Say what the request is, as \"action\": \"init\".");
+}
+
+Problem problemOf(const ReceivedRequest& request, const std::optional<Value>& body) {
+  if (request.problem.status != 0) return transportProblem(request);
+  const std::string path = request.path.substr(0, request.path.find('?'));
+  if (path != requestPath) {
+    return {{404, "The request came to " + path + ", and should come to /marlune/v4.", "Post to /marlune/v4."},
+            "http",
+            std::string(requestPath),
+            path};
+  }
+  if (request.method != "POST") {
+    return {{405, "The request came by " + request.method + ", and should come by POST.", "Post it."},
+            "http",
+            "POST",
+            request.method};
+  }
+  if (!body) {
+    const std::string what = jsonProblem(request.bytes);
+    return {{400, "The body is not JSON: " + what, "Send one JSON text."},
+            "not-json",
+            "one JSON text",
+            request.bytes.empty() ? "no body" : what};
+  }
+  return shapeProblem(*body);
 }
 
 std::optional<Finding> aboutContentType(const ReceivedRequest& request) {
@@ -171,6 +198,8 @@ void Reception::judge(ReceivedRequest& request, const std::optional<Value>& body
     addFindings(request.findings, repeatedMembers(request.bytes, body->isArray()));
   } else {
     Finding finding{Severity::error, problem.code};
+    finding.expected = problem.expected;
+    finding.got = problem.got;
     finding.hint = problem.reply.hint;
     finding.text = problem.reply.text + ' ' + problem.reply.hint;
     request.findings.push_back(std::move(finding));

@@ -25,13 +25,28 @@ Severity severityOf(const std::vector<Value>& nodes, Severity usual) {
   return text == "warning" ? Severity::warning : text == "note" ? Severity::note : usual;
 }
 
-/// What to do about a value of the wrong kind.
-std::string usualHint(const std::vector<Value>& nodes, const Value& value) {
-  const Value type = firstOf(nodes, "type");
-  if (type.text() == "string" && value.isNumber()) return "Send it as text, in quotes.";
-  if (type.text() == "number" && value.isText()) return "Send it as a number, without quotes.";
+/// What to do about a value of the wrong kind; "" when it has the right one.
+std::string hintAboutKind(const std::string& type, const Value& value) {
   if (value.isNull()) return "Leave out what has no value.";
-  return "Send what is expected there.";
+  if (type == "string" && value.isNumber()) return "Send it as text, in quotes.";
+  if (type == "string" && !value.isText()) return "Send one text, in quotes; of an object or a list its JSON as text.";
+  if (type == "number" && value.isText()) return "Send it as a number, without quotes.";
+  if (type == "number" && !value.isNumber()) return "Send a number, without quotes.";
+  if (type == "object" && !value.isDictionary()) return "Send its members between { and }.";
+  if (type == "array" && !value.isArray()) return "Send its items between [ and ], also when there is but one.";
+  return "";
+}
+
+/// What to do about a value that is not as its schema asks for.
+std::string usualHint(const std::vector<Value>& nodes, const Value& value) {
+  const std::string aboutKind = hintAboutKind(firstOf(nodes, "type").text(), value);
+  if (!aboutKind.empty()) return aboutKind;
+  if (!firstOf(nodes, "const").isNull()) return "There is one value alone that can stand there.";
+  if (!firstOf(nodes, "enum").isNull()) return "Send one of these; capitals and blanks count.";
+  if (!firstOf(nodes, "pattern").isNull()) return "Write it in that form, with nothing before and behind it.";
+  if (!firstOf(nodes, "minLength").isNull()) return "Give it its value: it cannot be empty.";
+  if (!firstOf(nodes, "minimum").isNull()) return "Look at its unit, and whether two values are exchanged.";
+  return "Send a value that fits, or leave the member out.";
 }
 
 std::string placeOf(const std::string& pointer) { return pointer.empty() ? "The record" : pointer; }

@@ -27,7 +27,8 @@ SettingsFile::SettingsFile(std::string path, const JSONSerialization& json,
                            std::function<void(const std::string&)> complain)
     : path_(std::move(path)), json_(json), complain_(std::move(complain)) {
   const std::optional<std::string> text = contentOf(path_);
-  if (!text) throw std::runtime_error(path_ + ": cannot be read");
+  if (!text)
+    throw std::runtime_error(path_ + ": cannot be read. Give --settings a file that is there and that you may read.");
   Value file;
   const std::string fault = faultOf(*text, file);
   if (!fault.empty()) throw std::runtime_error(fault);
@@ -50,7 +51,7 @@ HostSettings SettingsFile::current() {
   {
     const std::lock_guard lock(mutex_);
     std::optional<std::string> text = contentOf(path_);
-    if (!text && !isGone_) fault = path_ + ": cannot be read any more; is it gone?";
+    if (!text && !isGone_) fault = path_ + ": cannot be read any more. Put it back, or start the host without it.";
     isGone_ = !text;
     if (text && *text != text_) {
       text_ = std::move(*text);
@@ -69,7 +70,7 @@ HostSettings SettingsFile::current() {
 /// "" when there is none; then `file` is what the text holds.
 std::string SettingsFile::faultOf(const std::string& text, Value& file) const {
   const std::optional<Value> value = json_.value(text);
-  if (!value) return path_ + ": not JSON: " + jsonProblem(text);
+  if (!value) return path_ + ": not JSON: " + jsonProblem(text) + " Mend it there; an example is in --help.";
   std::string fault;
   for (const std::string& problem : settingsProblems(*value)) {
     fault += (fault.empty() ? "" : "\n") + path_ + ": " + problem;

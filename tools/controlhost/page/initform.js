@@ -128,7 +128,7 @@ export class InitForm {
     }
   }
 
-  showEffects({problem, effects}) {
+  showEffects({problem, effects, refused = []}) {
     const byPath = new Map(effects.map((effect) => [effect.path, effect]));
     for (const [path, {element, absent}] of this.effects) {
       const effect = byPath.get(path);
@@ -136,6 +136,8 @@ export class InitForm {
       element.dataset.severity = effect?.severity ?? 'absent';
     }
     const item = (severity, text) => el('li', {data: {severity}}, icon(severity), el('span', {text}));
-    this.verdict.replaceChildren(...(problem ? [item('error', problem)] : []), ...effects.map(({severity, text}) => item(severity, text)));
+    // As text it goes out whatever it is.
+    const slips = this.isText ? [] : refused.map((slip) => item('error', `The host refuses this as a slip: ${slip}. “Text, also broken” sends it all the same.`));
+    this.verdict.replaceChildren(...(problem ? [item('error', problem)] : []), ...slips, ...effects.map(({severity, text}) => item(severity, text)));
   }
 }

@@ -143,7 +143,7 @@ export class RecordPane {
       'Reply': () => this.reply(request.reply),
       'Headers': () => el('table', {class: 'headers'}, el('caption', {text: `${request.method} ${request.path}`}),
         el('tbody', {}, request.headers.map(([name, value]) => el('tr', {}, el('th', {scope: 'row', text: name}), el('td', {text: value}))))),
-      'Raw bytes': () => rawView(request.body.base64),
+      'Raw bytes': () => rawBytes(request.body),
     };
     const panel = el('div', {class: 'panel', role: 'tabpanel', id: 'record-panel', tabindex: '0', 'aria-label': this.part});
     const buttons = parts.map((part) => el('button', {type: 'button', role: 'tab', 'aria-controls': 'record-panel', text: part, data: {part}}));
@@ -182,6 +182,12 @@ export class RecordPane {
     return el('div', {}, el('p', {class: 'facts', text: about.filter((one) => one).join(' ')}),
       reply.json === undefined ? rawText(reply) : jsonView(jsonLines(reply.text), []));
   }
+}
+
+/** As they came, and below it what was compressed. */
+function rawBytes({base64, compressed}) {
+  if (!compressed) return rawView(base64);
+  return el('div', {}, el('h3', {text: 'As they came'}), rawView(compressed.base64), el('h3', {text: 'Without their compression'}), rawView(base64));
 }
 
 function rawText({text, base64}) {

@@ -1,4 +1,5 @@
-// A field for one setting. What cannot be read as its kind is sent as it was typed: that, too, is worth trying.
+// A field for one setting. What cannot be read as its kind is given on as it was typed: what the host and a tracker make of
+// that stands beside it.
 
 import {el} from './dom.js';
 
