@@ -29,7 +29,7 @@ class RowFile {
   static constexpr std::int64_t formatVersion = 2;
   static constexpr int logTarget = 1000;  ///< pages; from here on the log is to be emptied in a pause
   static constexpr int logLimit = 2000;   ///< pages; from here on without one
-  static constexpr int logBound = 3500;   ///< pages; from here on who writes waits until it is empty
+  static constexpr int logBound = 3000;   ///< pages; from here on who writes waits until it is empty
 
   /// Opens the file, or begins one.
   RowFile(const std::string& path, StoreDurability durability);

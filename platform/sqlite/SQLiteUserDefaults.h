@@ -34,7 +34,7 @@ class StoreMemory;
 /// than two megabytes, and from four megabytes on without that pause. What a `synchronize` may meet without a pause,
 /// once in some four megabytes of writes, is the end of such a copy, where the little that was written meanwhile is
 /// brought to the disk, and the beginning of the next log, which waits for the disk too; and, where much is written
-/// faster than the disk takes it, from seven megabytes on the whole of the copy.
+/// faster than the disk takes it, from six megabytes on the whole of the copy.
 class SQLiteUserDefaults final : public UserDefaults {
  public:
   /// Receives diagnostic lines, with no lock held; what it throws is dropped.

@@ -341,7 +341,7 @@ TEST(StoreBackground, IsNotNeededToCutTheLongestLog) {
   const TemporaryFolder folder;
   liveUntilTheLogIsAtItsBound(folder / "store");
   const auto length = logSize(folder / "store");
-  EXPECT_GT(length, 7'000'000U);
+  EXPECT_GT(length, 6'000'000U);
   std::vector<double> starts;
   std::vector<double> empty;
   for (int round = 0; round < rounds; ++round) {
