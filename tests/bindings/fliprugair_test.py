@@ -127,6 +127,13 @@ class Module(unittest.TestCase):
                 call()
         self.assertEqual(app.waiting.records, 0)
 
+    def test_says_what_is_no_text(self):
+        app, tracker = self.open()
+        for call in [lambda: tracker.track(None), lambda: tracker.track(5), lambda: tracker.deep_link(b"x", "a")]:
+            with self.assertRaisesRegex(TypeError, "a text is needed, not (None|5|b'x')"):
+                call()
+        self.assertEqual(app.waiting.records, 0)
+
     def test_records_events_of_every_kind(self):
         _, tracker = self.open()
         tracker.enable_logging()

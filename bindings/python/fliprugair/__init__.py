@@ -132,6 +132,8 @@ def _call(name, *arguments):
 
 def _text(value):
     """Text as C takes it, which ends at a null character."""
+    if not isinstance(value, str):
+        raise TypeError(f"a text is needed, not {value!r}")
     if "\0" in value:
         raise Error(f"{value!r} has a null character in it")
     return value.encode()
