@@ -57,6 +57,14 @@ TEST(InitSettings, WhatIsMisplacedOrUnknownIsNamed) {
             "warning: mlinitwait is not read there by a tracker.");
 }
 
+TEST(InitSettings, NullCountsAsAbsent) {
+  EXPECT_EQ(effect(R"({"flags":{"resend_initial":null}})", "/flags/resend_initial"),
+            "note: resend_initial is null, which is as if it were absent: The installation is reported again.");
+  EXPECT_EQ(effect(R"({"flags":{"currency":null}})", "/flags/currency"),
+            "note: currency is null, which is as if it were absent: What the tracker has stays as it is; "
+            "at first its option.");
+}
+
 TEST(InitSettings, WithoutResendInitialTheInstallationIsReportedAgain) {
   EXPECT_EQ(effect(R"({"success":1})", "/flags/resend_initial"),
             "note: Without \"resend_initial\" the installation is reported again after every init reply.");

@@ -282,7 +282,11 @@ void addEffects(const Dictionary& members, bool flags, bool locationIsOn, std::v
       return setting.isFlag == flags && setting.key == entry.key();
     });
     if (found != settings().end()) {
-      effects.push_back(effectOf(*found, entry.value, locationIsOn));
+      effects.push_back(
+          entry.value.isNull()
+              ? effect(placeOf(*found), "note", {},
+                       entry.key() + " is null, which is as if it were absent: " + std::string(found->absent))
+              : effectOf(*found, entry.value, locationIsOn));
       continue;
     }
     const bool elsewhere = std::any_of(settings().begin(), settings().end(),
