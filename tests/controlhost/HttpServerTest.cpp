@@ -17,7 +17,7 @@ class Endless {
       const auto used = std::make_shared<int>();
       used_ = used;
       reply.next = [used]() -> std::optional<std::string> {
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));  // there is nothing yet
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));  // as a source that waits; else the server spins
         return (*used)++ == 0 ? "begun" : "";
       };
       return reply;
