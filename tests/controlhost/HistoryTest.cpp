@@ -26,18 +26,23 @@ Value install(const char* device, const char* idfa, const char* uptime = "1") {
 
 class HistoryTest : public testing::Test {
  protected:
-  /// The findings about what comes next, a line each.
-  std::string after(const Value& body, int status = 200, const Value& initReply = once,
-                    std::chrono::milliseconds delay = {}) {
+  ReceivedRequest answered(const Value& body, int status, const Value& reply) {
     ReceivedRequest request;
     request.id = ++count_;
     request.received = now;
     request.status = status;
-    request.delay = delay;
-    request.reply = RapidJSONSerialization().textOfAny(initReply);
+    request.reply = RapidJSONSerialization().textOfAny(reply);
     describe(request, body);
+    return request;
+  }
+
+  /// The findings about what comes next, a line each.
+  std::string after(const Value& body, int status = 200, const Value& reply = once,
+                    std::chrono::milliseconds delay = {}) {
+    ReceivedRequest request = answered(body, status, reply);
+    request.delay = delay;
     std::string lines;
-    for (const Finding& finding : history_.findings(request, body, initReply)) {
+    for (const Finding& finding : history_.findings(request, body)) {
       lines += (lines.empty() ? "" : "\n") + std::string(nameOf(finding.severity)) + ": " + finding.text;
     }
     return lines;
@@ -80,7 +85,7 @@ TEST_F(HistoryTest, ARecordIsInOneBatch) {
   after(Array{event("one"), event("two")});
   EXPECT_EQ(after(Array{event("three"), event("two")}),
             "warning: The same as record 1.1. Either it was reported twice within one second, or one call became two "
-            "records.");
+            "records, or it was sent once more in another request: by hand, or from a store that was copied.");
 }
 
 TEST_F(HistoryTest, QuestionsAreTheSameEachTime) {
@@ -92,14 +97,70 @@ TEST_F(HistoryTest, QuestionsAreTheSameEachTime) {
   }
 }
 
-TEST_F(HistoryTest, AnInstallationIsReportedOnceUnlessAskedForAgain) {
+Value init(const char* device, const char* first) {
+  return Value{{"action", "init"},
+               {"marlune_device_id", device},
+               {"marlune_app_id", "demo"},
+               {"data", Value{{"idfa", "A1"}}},
+               {"data_orig", Value{{"marlune_device_id", first}}}};
+}
+
+const Value again{{"flags", Value{{"resend_initial", true}}}};
+const Value replacing{{"flags", Value{{"marlune_device_id", "MI2"}, {"resend_initial", false}}}};
+constexpr std::string_view twice =
+    "warning: This device's installation was reported before, in request 2. A tracker reports it once, unless the "
+    "reply to \"init\" that it was given asks for it again.";
+
+TEST_F(HistoryTest, AnInstallationIsReportedOnce) {
+  after(init("MI1", "MI1"));
+  EXPECT_EQ(after(install("MI1", "A1", "1")), "");
+  EXPECT_EQ(after(install("MI1", "A1", "2")), twice);
+}
+
+TEST_F(HistoryTest, AnInstallationIsReportedAgainOnceForEachReplyThatAsks) {
+  after(init("MI1", "MI1"));
   after(install("MI1", "A1", "1"));
-  EXPECT_EQ(
-      after(install("MI1", "A1", "2")),
-      "warning: This device's installation was reported before, in request 1. A tracker reports it once, unless the "
-      "init reply asks for it again.");
-  EXPECT_EQ(after(install("MI1", "A1", "3"), 200, Value{{"flags", Value{{"resend_initial", true}}}}), "");
-  EXPECT_EQ(after(install("MI1", "A1", "4"), 200, Value{{"success", 1}}), "");
+  after(init("MI1", "MI1"), 200, again);
+  EXPECT_EQ(after(install("MI1", "A1", "2")), "");
+  EXPECT_EQ(after(install("MI1", "A1", "3")), twice);
+  after(init("MI1", "MI1"), 200, Value{{"success", 1}});
+  after(init("MI1", "MI1"), 200, once);
+  EXPECT_EQ(after(install("MI1", "A1", "4")), "") << "what was asked for is not taken back";
+}
+
+TEST_F(HistoryTest, WhatAnotherDeviceWasAskedForDoesNotCount) {
+  after(init("MI1", "MI1"));
+  after(install("MI1", "A1", "1"));
+  after(Value{{"action", "init"}, {"marlune_device_id", "MI3"}}, 200, again);
+  EXPECT_EQ(after(install("MI1", "A1", "2")), twice);
+}
+
+TEST_F(HistoryTest, AReplyThatDidNotReachTheDeviceAsksForNothing) {
+  after(init("MI1", "MI1"));
+  after(install("MI1", "A1", "1"));
+  after(init("MI1", "MI1"), 503, again);
+  after(init("MI1", "MI1"), 200, "no object");
+  EXPECT_EQ(after(install("MI1", "A1", "2")), twice);
+}
+
+TEST_F(HistoryTest, AReplyThatIsGivenWhileNothingIsKeptCountsToo) {
+  after(init("MI1", "MI1"));
+  after(install("MI1", "A1", "1"));
+  history_.noteInitReply(answered(init("MI1", "MI1"), 200, again));
+  EXPECT_EQ(after(install("MI1", "A1", "2")), "");
+}
+
+TEST_F(HistoryTest, AnInstallationThatWasConfirmedAtItsSecondAttemptIsReported) {
+  after(install("MI1", "A1", "1"), 503);
+  after(install("MI1", "A1", "1"));
+  EXPECT_EQ(after(install("MI1", "A1", "2")), twice);
+}
+
+TEST_F(HistoryTest, AnInstallationIsOfTheDeviceWhateverItsIdentifierIsByNow) {
+  after(init("MI1", "MI1"));
+  after(install("MI1", "A1", "1"));
+  after(init("MI1", "MI1"), 200, replacing);
+  EXPECT_EQ(after(install("MI2", "A1", "2")), twice);
 }
 
 TEST_F(HistoryTest, ADeviceKeepsItsIdentifier) {
@@ -118,16 +179,6 @@ TEST_F(HistoryTest, AnIdentifierOfZerosTellsNoDevicesApart) {
   EXPECT_EQ(after(install("MI2", "00000000-0000-0000-0000-000000000000")), "");
   EXPECT_EQ(after(install("MI3", "")), "");
 }
-
-Value init(const char* device, const char* first) {
-  return Value{{"action", "init"},
-               {"marlune_device_id", device},
-               {"marlune_app_id", "demo"},
-               {"data", Value{{"idfa", "A1"}}},
-               {"data_orig", Value{{"marlune_device_id", first}}}};
-}
-
-const Value replacing{{"flags", Value{{"marlune_device_id", "MI2"}, {"resend_initial", false}}}};
 
 TEST_F(HistoryTest, AnIdentifierThatAReplyReplacedIsNoChangeAlsoWhenThatIsTakenBack) {
   EXPECT_EQ(after(init("MI1", "MI1"), 200, replacing), "");

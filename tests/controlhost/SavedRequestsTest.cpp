@@ -69,6 +69,42 @@ TEST_F(SavedRequestsTest, AreThereAgainWithWhatCouldNotBeRead) {
   EXPECT_EQ(wholeOf(ControlHost(options()).requests().at(0)), before);
 }
 
+/// A report of the installation of `device`, unlike others by its uptime.
+Value install(const char* device, const char* uptime) {
+  return Value{{"action", "initial"},
+               {"marlune_device_id", device},
+               {"data", Value{{"usertime", "1700000000"}, {"uptime", uptime}}}};
+}
+
+/// Those who reported their installation once too often.
+std::vector<std::string> reportedTwice(const ControlHost& host) {
+  std::vector<std::string> devices;
+  for (const ReceivedRequest& request : host.requests()) {
+    for (const Finding& finding : request.findings) {
+      if (finding.code == "install-twice") devices.push_back(request.device);
+    }
+  }
+  return devices;
+}
+
+TEST_F(SavedRequestsTest, AreJudgedByWhatTheirDeviceWasToldWhateverTheHostWouldAnswerNow) {
+  HostSettings asking;
+  asking.init = Value{{"success", 1}};
+  const std::vector<std::string> wrong{"MI2"};
+  {
+    ControlHost host(options());
+    host.setRules({{.device = "MI1", .settings = asking}});
+    for (const char* device : {"MI1", "MI2"}) {
+      test::post(host.port(), install(device, "1"));
+      test::post(host.port(), Value{{"action", "init"}, {"marlune_device_id", device}});
+    }
+    host.setRules({{.device = "MI2", .settings = asking}});
+    for (const char* device : {"MI1", "MI2"}) test::post(host.port(), install(device, "2"));
+    EXPECT_EQ(reportedTwice(host), wrong);
+  }
+  EXPECT_EQ(reportedTwice(ControlHost(options())), wrong);
+}
+
 /// What stands in a file.
 std::string bytesOf(const std::string& path) {
   std::ifstream stream(path, std::ios::binary);

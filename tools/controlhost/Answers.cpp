@@ -91,10 +91,6 @@ Answers::Choice Answers::choice(const std::string& device, const std::string& ap
   return {usual_(), -1};
 }
 
-HostSettings Answers::settingsFor(const std::string& device, const std::string& app) const {
-  return choice(device, app).settings;
-}
-
 void Answers::setUsual(HostSettings settings) {
   const std::lock_guard lock(mutex_);
   set_ = std::move(settings);

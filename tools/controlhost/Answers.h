@@ -31,9 +31,6 @@ class Answers {
 
   HostAnswer answer(const ReceivedRequest& request);
 
-  /// The settings that hold for a request of this device and application.
-  HostSettings settingsFor(const std::string& device, const std::string& app) const;
-
   void setUsual(HostSettings settings);
   void setInitReply(Value reply);
   void setRules(std::vector<AnswerRule> rules);

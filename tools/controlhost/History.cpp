@@ -4,6 +4,7 @@
 #include <cmath>
 #include <cstdint>
 #include <functional>
+#include <optional>
 #include <utility>
 
 #include "platform/json/RapidJSONSerialization.h"
@@ -48,11 +49,12 @@ bool identifies(const std::string& identifier) { return identifier.find_first_no
 
 std::string nameOf(const Value& identifier) { return shortened(identifier.text(), 256); }
 
-/// The identifier that the reply to an init request gives to the device or its application; "": none.
-std::string replacementIn(const ReceivedRequest& request, std::string_view key) {
-  if (request.action != "init" || !request.isConfirmed()) return "";
+/// The flags of the reply to an init request; nothing when it is none, or the device got nothing that a tracker reads.
+std::optional<Dictionary> givenFlags(const ReceivedRequest& request) {
+  if (request.action != "init" || !request.isConfirmed()) return std::nullopt;
   const Value reply = RapidJSONSerialization().value(request.reply).value_or(Value());
-  return nameOf(reply.dictionary()["flags"].dictionary()[key]);
+  if (!reply.isDictionary()) return std::nullopt;
+  return reply.dictionary()["flags"].dictionary();
 }
 
 Finding aboutChange(Severity severity, const std::string& from, const std::string& to, const std::string& how,
@@ -109,20 +111,24 @@ void checkClock(const ReceivedRequest& request, const Array& records, std::vecto
 
 }  // namespace
 
-std::vector<Finding> History::findings(const ReceivedRequest& request, const Value& body, const Value& initReply) {
+std::vector<Finding> History::findings(const ReceivedRequest& request, const Value& body) {
   const Array records = body.isArray() ? body.array() : Array{body};
   std::vector<Finding> findings;
   const std::lock_guard lock(mutex_);
   const bool again = checkRequest(request, body, findings);
-  if (!again) {
-    checkRecords(request, records, findings);
-    checkInstall(request, initReply, findings);
-  }
+  if (!again) checkRecords(request, records, findings);
+  checkInstall(request, again, findings);
   checkDevice(request, records, findings);
   checkApplication(request, records, findings);
   checkClock(request, records, findings);
   checkUptime(records, findings);
+  noteFlags(request);
   return findings;
+}
+
+void History::noteInitReply(const ReceivedRequest& request) {
+  const std::lock_guard lock(mutex_);
+  noteFlags(request);
 }
 
 /// Whether the same request has come before.
@@ -165,8 +171,10 @@ void History::checkRecords(const ReceivedRequest& request, const Array& records,
     if (hasTime(record)) {
       const std::size_t digest = digestOf("record " + RapidJSONSerialization().textOfAny(record));
       if (const Sighting* before = sightingOf(digest)) {
-        Finding result = finding(Severity::warning, "duplicate", "The same as " + before->place + '.',
-                                 "Either it was reported twice within one second, or one call became two records.");
+        Finding result =
+            finding(Severity::warning, "duplicate", "The same as " + before->place + '.',
+                    "Either it was reported twice within one second, or one call became two records, or it was "
+                    "sent once more in another request: by hand, or from a store that was copied.");
         result.expected = "a record that has not come before";
         result.got = before->place + " again";
         result.record = index;
@@ -178,24 +186,24 @@ void History::checkRecords(const ReceivedRequest& request, const Array& records,
   }
 }
 
-void History::checkInstall(const ReceivedRequest& request, const Value& initReply, std::vector<Finding>& findings) {
+/// `again`: the report has come before, and this is another attempt to send it.
+void History::checkInstall(const ReceivedRequest& request, bool again, std::vector<Finding>& findings) {
   if (request.action != "initial") return;
-  const Dictionary flags = initReply.dictionary()["flags"].dictionary();
-  const bool asked = !flags.holds("resend_initial") || flags["resend_initial"].boolValue();
-  const auto before = installs_.find(request.device);
-  if (before != installs_.end() && !asked) {
+  Installation& known = installations_[originOf(request.device)];
+  if (!again && known.report != 0 && !known.isAskedFor) {
     Finding result =
         finding(Severity::warning, "install-twice",
-                "This device's installation was reported before, in request " + std::to_string(before->second) + '.',
-                "A tracker reports it once, unless the init reply asks for it again.");
+                "This device's installation was reported before, in request " + std::to_string(known.report) + '.',
+                "A tracker reports it once, unless the reply to \"init\" that it was given asks for it again.");
     result.path = "/action";
     result.expected = "one report of an installation";
     result.got = "another one";
     result.record = 0;
     findings.push_back(std::move(result));
   }
-  if (request.isConfirmed()) installs_.emplace(request.device, request.id);
-  keepWithinBounds(installs_);
+  if (!again) known.isAskedFor = false;
+  if (known.report == 0 && request.isConfirmed()) known.report = request.id;
+  keepWithinBounds(installations_);
 }
 
 void History::checkDevice(const ReceivedRequest& request, const Array& records, std::vector<Finding>& findings) {
@@ -228,8 +236,6 @@ void History::checkDevice(const ReceivedRequest& request, const Array& records, 
     }
     ++index;
   }
-  const std::string replacement = replacementIn(request, "marlune_device_id");
-  if (!replacement.empty() && !request.device.empty()) noteReplacement(request.device, replacement);
 }
 
 void History::checkApplication(const ReceivedRequest& request, const Array& records, std::vector<Finding>& findings) {
@@ -251,8 +257,19 @@ void History::checkApplication(const ReceivedRequest& request, const Array& reco
     }
     ++index;
   }
-  const std::string given = replacementIn(request, "marlune_app_id");
-  if (!given.empty()) givenApps_.insert(given);
+}
+
+/// What the device was told, for what it sends from here on. A reply takes back nothing that another one asked for.
+void History::noteFlags(const ReceivedRequest& request) {
+  const std::optional<Dictionary> flags = givenFlags(request);
+  if (!flags) return;
+  const Value resend = (*flags)["resend_initial"];
+  if (resend.isNull() || resend.boolValue()) installations_[originOf(request.device)].isAskedFor = true;
+  keepWithinBounds(installations_);
+  const std::string device = nameOf((*flags)["marlune_device_id"]);
+  if (!device.empty() && !request.device.empty()) noteReplacement(request.device, device);
+  const std::string app = nameOf((*flags)["marlune_app_id"]);
+  if (!app.empty()) givenApps_.insert(app);
   keepWithinBounds(givenApps_);
 }
 
@@ -270,6 +287,10 @@ void History::noteReplacement(const std::string& device, const std::string& repl
   }
   origins_[other] = origin;
   keepWithinBounds(origins_);
+  if (auto known = installations_.extract(other)) {
+    known.key() = origin;
+    installations_.insert(std::move(known));
+  }
 }
 
 /// With the lock held, as all above.
@@ -290,13 +311,13 @@ void History::clear() {
   const std::lock_guard lock(mutex_);
   sightings_.clear();
   order_.clear();
-  installs_.clear();
+  installations_.clear();
   identities_.clear();
 }
 
 void History::forget(const std::string& device) {
   const std::lock_guard lock(mutex_);
-  installs_.erase(device);
+  installations_.erase(originOf(device));
   std::erase_if(sightings_, [&](const auto& entry) { return entry.second.device == device; });
   std::erase_if(order_, [&](std::size_t digest) { return !sightings_.contains(digest); });
   std::erase_if(identities_, [&](const auto& entry) { return entry.second == device; });

@@ -210,14 +210,13 @@ void Reception::judge(ReceivedRequest& request, const std::optional<Value>& body
 }
 
 void Reception::keep(ReceivedRequest request, const Value& body) {
-  const Value initReply = answers_.settingsFor(request.device, request.app).init;
   RequestPointer kept;
   {
     const std::lock_guard lock(mutex_);
-    if (paused_) return;
+    if (paused_) return history_.noteInitReply(request);
     if (!request.action.empty()) {
       request.id = log_.last() + 1;
-      addFindings(request.findings, history_.findings(request, body, initReply));
+      addFindings(request.findings, history_.findings(request, body));
     }
     kept = log_.add(std::move(request));
     if (!kept->action.empty()) devices_.note(*kept, body);
@@ -233,8 +232,7 @@ void Reception::restore() {
     if (body) describe(request, *body);
     judge(request, body);
     if (!request.action.empty()) {
-      const Value initReply = answers_.settingsFor(request.device, request.app).init;
-      addFindings(request.findings, history_.findings(request, *body, initReply));
+      addFindings(request.findings, history_.findings(request, *body));
       devices_.note(request, *body);
     }
     log_.restore(std::make_shared<const ReceivedRequest>(std::move(request)));

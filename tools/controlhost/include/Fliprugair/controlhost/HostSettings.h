@@ -31,9 +31,9 @@ struct HostSettings {
 
 /// Other settings for one device or one application. The first rule that matches a request holds.
 struct AnswerRule {
-  std::string name;    ///< shown on the page
-  std::string device;  ///< a device identifier; "": all
-  std::string app;     ///< an application identifier; "": all
+  std::string name = {};    ///< shown on the page
+  std::string device = {};  ///< a device identifier; "": all
+  std::string app = {};     ///< an application identifier; "": all
   HostSettings settings;
 };
 
