@@ -6,25 +6,31 @@ namespace fliprugair {
 
 namespace {
 
+bool isEscaped(std::string_view text, std::size_t place) {
+  return (place - text.find_last_not_of('\\', place - 1)) % 2 == 0;
+}
+
+std::size_t closingQuote(std::string_view text, std::size_t opening) {
+  std::size_t place = text.find('"', opening + 1);
+  while (place != std::string_view::npos && isEscaped(text, place)) place = text.find('"', place + 1);
+  return std::min(place, text.size());
+}
+
 std::size_t depthOf(std::string_view text) {
   std::size_t depth = 0;
   std::size_t deepest = 0;
-  bool isInText = false;
   for (std::size_t place = 0; place < text.size(); ++place) {
     switch (text[place]) {
       case '"':
-        isInText = !isInText;
-        break;
-      case '\\':
-        ++place;
+        place = closingQuote(text, place);  // from quote to quote, for texts are what a record has most of
         break;
       case '{':
       case '[':
-        if (!isInText) deepest = std::max(deepest, ++depth);
+        deepest = std::max(deepest, ++depth);
         break;
       case '}':
       case ']':
-        if (!isInText) --depth;
+        --depth;
         break;
       default:
         break;

@@ -53,6 +53,8 @@ TEST(AnUnreadValue, CountsItsLevelsWithoutThoseInItsTexts) {
   EXPECT_EQ(unread(record).depth(), 3U);
   EXPECT_EQ(unread(record).depth(), readJSON(record).depth());
   EXPECT_EQ(unread(R"(["[[[","\"[",{}])").depth(), 2U);
+  EXPECT_EQ(unread(R"(["\\","[",{}])").depth(), 2U);
+  EXPECT_EQ(unread(R"(["\\\"[","{}"])").depth(), 1U);
   EXPECT_EQ(Value(Array{unread(record), 1}).depth(), 4U);
 }
 
