@@ -34,6 +34,7 @@ bool Context::isTooDeep(std::string_view method, int line, const Value& given) c
 
 void Context::perform(const std::function<void()>& operation) const {
   guarded([&] {
+    if (isInert()) return;
     store_.beginGroup();
     guarded(operation);
     store_.endGroup();

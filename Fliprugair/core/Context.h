@@ -22,6 +22,7 @@ class Context {
   Context(Platform& platform, Shared& shared) : platform_(platform), shared_(shared) {}
 
   UserDefaults& store() const { return store_; }
+  bool isInert() const { return platform_.isInert(); }
   double secondsSince1970() const { return platform_.secondsSince1970(); }
 
   /// The tracker that this belongs to, for collaborators and for whatever must not keep it alive.
@@ -43,7 +44,8 @@ class Context {
   bool isTooDeep(std::string_view method, int line, const Value& given) const;
 
   /// Every entry into the tracker from outside goes through here. Nothing that is thrown inside gets out, and what the
-  /// operation writes becomes durable together, before this returns.
+  /// operation writes becomes durable together, before this returns. Does nothing where the platform is inert: a lock
+  /// that a thread of the parent held when this process was forked off is never given back.
   void perform(const std::function<void()>& operation) const;
 
   /// Runs foreign code, or what depends on it, inside of an entry: what it throws is logged, and the entry goes on.

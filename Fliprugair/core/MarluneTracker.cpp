@@ -13,6 +13,9 @@ void perform(std::shared_ptr<TrackerImplementation> tracker, const Operation& op
   tracker->context.perform([&] { operation(*tracker); });
 }
 
+/// What is a value in memory alone needs no entry; its lock may be one that is never given back, all the same.
+bool isInert(const std::shared_ptr<TrackerImplementation>& tracker) { return tracker->context.isInert(); }
+
 using T = TrackerImplementation;
 
 }  // namespace
@@ -118,25 +121,27 @@ void MarluneTracker::trackWatchEvent(const Text& eventTitle, const Text& eventVa
 }
 
 std::shared_ptr<MarluneTrackerClientDelegate> MarluneTracker::trackerDelegate() const {
-  return implementation_->attribution.trackerDelegate();
+  return isInert(implementation_) ? nullptr : implementation_->attribution.trackerDelegate();
 }
 
 void MarluneTracker::setTrackerDelegate(const std::shared_ptr<MarluneTrackerClientDelegate>& delegate) {
-  implementation_->attribution.setTrackerDelegate(delegate);
+  if (!isInert(implementation_)) implementation_->attribution.setTrackerDelegate(delegate);
 }
 
-Value MarluneTracker::customIdString() const { return implementation_->installData.customIdString(); }
+Value MarluneTracker::customIdString() const {
+  return isInert(implementation_) ? Value() : implementation_->installData.customIdString();
+}
 
 void MarluneTracker::setCustomIdString(const Text& customIdString) {
-  implementation_->installData.setCustomIdString(customIdString);
+  if (!isInert(implementation_)) implementation_->installData.setCustomIdString(customIdString);
 }
 
 std::shared_ptr<MarluneRetrieveiAdAttribution> MarluneTracker::iAdAttributionManager() const {
-  return implementation_->searchAd.manager();
+  return isInert(implementation_) ? nullptr : implementation_->searchAd.manager();
 }
 
 void MarluneTracker::setIAdAttributionManager(std::shared_ptr<MarluneRetrieveiAdAttribution> manager) {
-  implementation_->searchAd.setManager(std::move(manager));
+  if (!isInert(implementation_)) implementation_->searchAd.setManager(std::move(manager));
 }
 
 }  // namespace fliprugair

@@ -49,7 +49,7 @@ TrackerImplementation::TrackerImplementation(Environment& environment)
 
 TrackerImplementation::~TrackerImplementation() {
   // A start that failed has subscribed to nothing and armed nothing.
-  if (started_) context.guarded([this] { tearDown(); });
+  if (started_ && !context.isInert()) context.guarded([this] { tearDown(); });
 }
 
 std::shared_ptr<TrackerImplementation> TrackerImplementation::start(Environment& environment, const Value& options) {

@@ -66,6 +66,7 @@ struct LinuxEnvironment::Parts {
   std::set<std::string, std::less<>> advice;  ///< that was given
 
   std::atomic<bool> forkWasSaid = false;
+  std::shared_ptr<void> keptInFork;
   std::atomic<bool> willTerminateWasSaid = false;
   std::atomic<bool> terminationHasBegun = false;
   std::atomic<bool> tasksHaveEnded = false;
@@ -115,7 +116,7 @@ std::string LinuxEnvironment::erase(const LinuxOptions& options) {
 
 std::string LinuxEnvironment::stopForGood(std::unique_ptr<LinuxEnvironment> environment) {
   if (environment == nullptr) return "";
-  if (environment->isInFork()) return "The store belongs to the parent of this process: it is not erased here.";
+  if (environment->isInert()) return "The store belongs to the parent of this process: it is not erased here.";
   environment->stopAtOnce();
   try {
     const LinuxOptions options = environment->parts_->options;
@@ -127,23 +128,14 @@ std::string LinuxEnvironment::stopForGood(std::unique_ptr<LinuxEnvironment> envi
 }
 
 LinuxEnvironment::~LinuxEnvironment() {
-  if (isInFork()) {
-    // What the parent's threads were about to do cannot be undone here: it stays as it is until the process ends.
+  if (isInert()) {
+    // What the parent's threads were about to do cannot be undone here: it stays as it is until the process ends, and
+    // so does what the trackers share, such as a search for a position whose thread is not here.
+    parts_->keptInFork = shared([] { return nullptr; });
     static_cast<void>(parts_.release());
     return;
   }
   terminate();
-}
-
-/// Says so the first time.
-bool LinuxEnvironment::isInFork() const {
-  if (parts_->process.isOwnProcess()) return false;
-  if (!parts_->forkWasSaid.exchange(true)) {
-    parts_->log(
-        "The library was opened by the parent of this process: here its calls do nothing. Open it after the fork, with "
-        "a store of its own.");
-  }
-  return true;
 }
 
 void LinuxEnvironment::applicationDidFinishLaunching() { deliver(ApplicationNotification::didFinishLaunching); }
@@ -153,12 +145,12 @@ void LinuxEnvironment::applicationDidBecomeActive() { deliver(ApplicationNotific
 void LinuxEnvironment::applicationWillResignActive() { deliver(ApplicationNotification::willResignActive); }
 
 void LinuxEnvironment::applicationWillTerminate() {
-  if (isInFork()) return;
+  if (isInert()) return;
   if (!parts_->willTerminateWasSaid.exchange(true)) deliver(ApplicationNotification::willTerminate);
 }
 
 void LinuxEnvironment::deliver(ApplicationNotification notification) {
-  if (isInFork()) return;
+  if (isInert()) return;
   const auto tell = [this, notification] {
     const auto post = [this, notification] { parts_->notificationCenter.post(notification); };
     if (parts_->options.mainThread == MainThread::host) {
@@ -173,7 +165,7 @@ void LinuxEnvironment::deliver(ApplicationNotification notification) {
 }
 
 void LinuxEnvironment::terminate() {
-  if (isInFork() || parts_->closed) return;
+  if (isInert() || parts_->closed) return;
   beginTermination();
   if (isInsideCall()) return;
   if (parts_->options.mainThread == MainThread::own && parts_->thread.start()) {
@@ -233,7 +225,7 @@ void LinuxEnvironment::close() {
 }
 
 bool LinuxEnvironment::onMain(std::function<void()> task) {
-  if (isInFork()) return false;
+  if (isInert()) return false;
   if (parts_->loop.isMainThread() && !parts_->loop.isClosed()) {
     runGuarded(task, "A task of the main queue", parts_->log);
     return true;
@@ -254,13 +246,13 @@ bool LinuxEnvironment::onMain(std::function<void()> task) {
 }
 
 Waiting LinuxEnvironment::waiting() const {
-  if (isInFork()) return {};
+  if (isInert()) return {};
   return StoredReports(*parts_->userDefaults).waiting(parts_->json);
 }
 
 Waiting LinuxEnvironment::waitUntilSent(std::chrono::milliseconds timeout) {
   const bool ownsThread = parts_->options.mainThread == MainThread::own;
-  if (isInFork() || isInsideCall() || (ownsThread && !parts_->thread.start())) return waiting();
+  if (isInert() || isInsideCall() || (ownsThread && !parts_->thread.start())) return waiting();
   const bool isMain = parts_->loop.isMainThread();
   if (isMain && (ownsThread || parts_->loop.isTurning())) return waiting();
 
@@ -287,7 +279,7 @@ Waiting LinuxEnvironment::waitUntilSent(std::chrono::milliseconds timeout) {
 }
 
 void LinuxEnvironment::run() {
-  if (!isInFork() && parts_->options.mainThread == MainThread::host) parts_->loop.run();
+  if (!isInert() && parts_->options.mainThread == MainThread::host) parts_->loop.run();
 }
 
 void LinuxEnvironment::stop() {
@@ -308,16 +300,16 @@ std::optional<std::chrono::steady_clock::time_point> LinuxEnvironment::nextDeadl
 }
 
 void LinuxEnvironment::setFacts(HostFacts facts) {
-  if (!isInFork()) parts_->facts.store(sharedFacts(std::move(facts)));
+  if (!isInert()) parts_->facts.store(sharedFacts(std::move(facts)));
 }
 
 std::shared_ptr<MarluneNetworkAccess> LinuxEnvironment::makeNetworkAccess() {
-  if (isInFork()) return std::make_shared<NoNetworkAccess>();
+  if (isInert()) return std::make_shared<NoNetworkAccess>();
   return parts_->network.make();
 }
 
 std::shared_ptr<MarluneLocationManager> LinuxEnvironment::makeLocationManager() {
-  if (isInFork()) return std::make_shared<NoLocationManager>();
+  if (isInert()) return std::make_shared<NoLocationManager>();
   return parts_->location.make();
 }
 
@@ -350,8 +342,19 @@ std::string LinuxEnvironment::randomUUID() { return fliprugair::randomUUID(); }
 
 void LinuxEnvironment::log(std::string_view line) { parts_->log(line); }
 
+/// Says so the first time.
+bool LinuxEnvironment::isInert() const {
+  if (parts_->process.isOwnProcess()) return false;
+  if (!parts_->forkWasSaid.exchange(true)) {
+    parts_->log(
+        "The library was opened by the parent of this process: here its calls do nothing. Open it after the fork, with "
+        "a store of its own.");
+  }
+  return true;
+}
+
 void LinuxEnvironment::advise(std::string_view line) {
-  if (!parts_->options.advises || isInFork()) return;
+  if (!parts_->options.advises || isInert()) return;
   {
     const std::lock_guard lock(parts_->adviceMutex);
     if (!parts_->advice.emplace(line).second) return;

@@ -4,8 +4,11 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include "Fliprugair/MarluneTracker.h"
+#include "Fliprugair/MarluneTrackerClientDelegate.h"
 #include "Fliprugair/platform/linux/LinuxEnvironment.h"
 #include "linux/Support.h"
+#include "platform/linux/StandIns.h"
 
 namespace fliprugair {
 namespace {
@@ -31,6 +34,7 @@ struct Opened {
   explicit Opened(MainThread mainThread) {
     LinuxOptions options = isolatedOptions(mainThread);
     options.log = record.log();
+    options.makeNetworkAccess = [](Platform&) { return std::make_shared<NoNetworkAccess>(); };
     environment = LinuxEnvironment::open(options).environment;
     environment->notificationCenter().addObserver(this, ApplicationNotification::didBecomeActive, [this] { ++active; });
   }
@@ -70,6 +74,74 @@ TEST(Fork, TheChildsCallsDoNothingAndSayItOnce) {
     EXPECT_EQ(opened.active, 1);
   }
 }
+
+std::shared_ptr<MarluneTracker> trackerOf(LinuxEnvironment& environment) {
+  return MarluneTracker::initMarluneWithParams(environment, Value{{"marluneAppId", "demo"}});
+}
+
+/// Uses all that a tracker offers.
+void useOf(MarluneTracker& tracker) {
+  tracker.trackEvent("level", "7");
+  tracker.spatialEvent("place", 1, 2, 3);
+  tracker.identityLinkEvent(Value{{"a", "b"}});
+  tracker.sendDeepLink(URL("app://host"), "other");
+  tracker.handleWatchEvents();
+  tracker.trackWatchEvent("step", "1");
+  tracker.setLimitAdTracking(true);
+  tracker.retrieveAttribution();
+  tracker.setCustomIdString("user");
+  tracker.customIdString();
+  tracker.setTrackerDelegate(nullptr);
+  tracker.trackerDelegate();
+  tracker.setIAdAttributionManager(nullptr);
+  tracker.iAdAttributionManager();
+}
+
+TEST(Fork, TheChildsTrackersDoNothingAndSayItOnce) {
+  Opened opened(MainThread::host);
+  std::shared_ptr<MarluneTracker> tracker = trackerOf(*opened.environment);
+  tracker->setCustomIdString("user of the parent");
+  const int status = statusOfFork([&] {
+    useOf(*tracker);
+    const bool isInert = tracker->customIdString().isNull() && trackerOf(*opened.environment) == nullptr;
+    tracker.reset();
+    return isInert && opened.record.lines().size() == 1 ? 0 : 1;
+  });
+  EXPECT_EQ(status, 0);
+  EXPECT_EQ(tracker->customIdString(), Value("user of the parent"));
+}
+
+#ifndef FLIPRUGAIR_SANITIZED  // their allocators may be left locked in a child by a thread of its parent
+TEST(Fork, TheChildWaitsForNoThreadOfTheParentsThatIsInACall) {
+  Opened opened(MainThread::own);
+  std::shared_ptr<MarluneTracker> tracker = trackerOf(*opened.environment);
+  std::atomic<bool> ends = false;
+  std::vector<std::thread> threads;
+  for (int thread = 0; thread < 4; ++thread) {
+    threads.emplace_back([&] {
+      while (!ends) useOf(*tracker);
+    });
+  }
+  threads.emplace_back([&] {
+    while (!ends) {
+      opened.environment->applicationWillResignActive();
+      opened.environment->applicationDidBecomeActive();
+    }
+  });
+  for (int fork = 0; fork < 10; ++fork) {
+    EXPECT_EQ(statusOfFork([&] {
+                useOf(*tracker);
+                tracker.reset();
+                opened.environment.reset();
+                return 0;
+              }),
+              0);
+  }
+  ends = true;
+  for (std::thread& thread : threads) thread.join();
+  tracker.reset();
+}
+#endif
 
 TEST(Fork, DestroyingTheChildsCopyEndsAtOnce) {
   for (const MainThread mainThread : {MainThread::own, MainThread::host}) {

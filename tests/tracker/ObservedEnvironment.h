@@ -90,6 +90,8 @@ class ObservedEnvironment final : public Environment, private Platform {
   ObservedStore store;
   /// Receives the diagnostic lines, on the thread that logs.
   std::function<void(std::string_view line)> onLog = [](std::string_view) {};
+  /// As in a fork of the process that opened it.
+  bool inert = false;
   /// Runs before each collaborator is made.
   std::function<void()> onMake = [] {};
 
@@ -129,6 +131,7 @@ class ObservedEnvironment final : public Environment, private Platform {
   double secondsSince1970() override { return inner_.platform().secondsSince1970(); }
   std::string randomUUID() override { return inner_.platform().randomUUID(); }
   void log(std::string_view line) override { onLog(line); }
+  bool isInert() const override { return inert; }
 };
 
 }  // namespace fliprugair

@@ -39,6 +39,10 @@ class Platform {
 
   /// Writes one diagnostic line. Called with no lock held; what the sink throws is dropped.
   virtual void log(std::string_view line) = 0;
+
+  /// Whether nothing is done here any more, for good, as in a fork of the process that this was made in: trackers ask
+  /// before anything else, and do nothing either. Takes no lock: whoever held it may not be in this process.
+  virtual bool isInert() const { return false; }
 };
 
 }  // namespace fliprugair

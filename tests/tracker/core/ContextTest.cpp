@@ -61,6 +61,15 @@ TEST(Context, LogsWhatIsThrownAndIsNoException) {
                             "8d0a5f0e-3b61-4a0c-8f55-1c6a4c2f9e77 - (null)"}));
 }
 
+TEST(Context, EntersNothingWhereThePlatformIsInert) {
+  Guarded a;
+  a.environment.inert = true;
+  bool touched = false;
+  a.environment.store.onBeginGroup = [&] { touched = true; };
+  a.context.perform([&] { touched = true; });
+  EXPECT_FALSE(touched);
+}
+
 TEST(Context, MakesWhatAnEntryWroteDurableTogether) {
   Guarded a;
   a.context.perform([&] {

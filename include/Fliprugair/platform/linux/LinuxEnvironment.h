@@ -33,8 +33,8 @@ namespace fliprugair {
 /// Threads: any, except where a method says otherwise. Nothing is thrown. Lifecycle calls and whatever else runs on the
 /// main thread are handed over in the order of the calls.
 ///
-/// Processes: in a fork of the process that opened it, the environment is inert. Its calls do nothing and say so once
-/// on the log; destroying it frees nothing and waits for nothing. The parent's goes on.
+/// Processes: in a fork of the process that opened it, the environment is inert, and so are its trackers. Their calls
+/// do nothing and say so once on the log; destroying them frees nothing and waits for nothing. The parent's go on.
 class FLIPRUGAIR_EXPORT LinuxEnvironment final : public Environment, public Platform {
  public:
   struct Result;
@@ -136,6 +136,7 @@ class FLIPRUGAIR_EXPORT LinuxEnvironment final : public Environment, public Plat
   double secondsSince1970() override;
   std::string randomUUID() override;
   void log(std::string_view line) override;
+  bool isInert() const override;
   void advise(std::string_view line) override;
 
  private:
@@ -147,7 +148,6 @@ class FLIPRUGAIR_EXPORT LinuxEnvironment final : public Environment, public Plat
   void deliver(ApplicationNotification notification);
   void beginTermination();
   void stopAtOnce();
-  bool isInFork() const;
   bool isInsideCall() const;
   void close();
 
