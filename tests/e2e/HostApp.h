@@ -77,6 +77,13 @@ class HostApp {
 inline const std::set<std::string> findingsOfShortLives{"duplicate", "resent"};
 /// The same where several threads add to a batch before one of them takes it.
 inline const std::set<std::string> findingsOfThreads{"batch-size", "duplicate", "resent"};
+/// What it finds in the last request of a life that ends in the midst of sending it.
+inline const std::set<std::string> findingsOfUnfinishedRequests{"The connection ended before the head did",
+                                                                "The connection ended before the body did"};
+inline std::set<std::string> withUnfinishedRequests(std::set<std::string> findings) {
+  findings.insert(findingsOfUnfinishedRequests.begin(), findingsOfUnfinishedRequests.end());
+  return findings;
+}
 
 /// The requests of one kind ("init", "batch", ...) that a host has received.
 std::vector<controlhost::ReceivedRequest> requestsOf(const ControlHost& host, std::string_view kind);

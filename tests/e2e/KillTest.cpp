@@ -77,7 +77,8 @@ std::set<std::string> storedNames(const std::filesystem::path& file) {
 }
 
 TEST(Kill, RightAfterAnEventReturnedLosesNone) {
-  CheckedHost host({}, {"device-changed"});  // each life is a new installation on this machine
+  // Each life is a new installation on this machine.
+  CheckedHost host({}, withUnfinishedRequests({"device-changed"}));
   std::mt19937 random(20260921);
   std::set<std::string> received;
   long next = 0;
@@ -119,7 +120,7 @@ TEST_P(KillWithAHost, AtAnyInstantOfManyLivesLosesNoEventRepeatsOnlyUnconfirmedR
     const std::lock_guard lock(mutex);
     received.add(request);
   };
-  CheckedHost host(hostOptions, findingsOfShortLives);
+  CheckedHost host(hostOptions, withUnfinishedRequests(findingsOfShortLives));
   const TemporaryFolder folder;
   std::mt19937 random(20261122);
   std::set<std::string> returned;

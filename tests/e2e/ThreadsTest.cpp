@@ -105,7 +105,7 @@ class SixteenThreads : public testing::TestWithParam<HostKind> {
   const TemporaryFolder folder_;
   std::atomic<bool> isWell_ = false;
   Arrivals arrivals_;
-  CheckedHost host_{options(), findingsOfThreads};
+  CheckedHost host_{options(), withUnfinishedRequests(findingsOfThreads)};
 };
 
 /// Reports "0", "1", ... to a host that answers at once; a soak reports more.
