@@ -264,6 +264,17 @@ TEST_F(Request, WhoseTextCannotBeMadeStaysQueued) {
   EXPECT_TRUE(server.requests.items().empty());
 }
 
+TEST_F(Request, WhoseTextCannotBeMadeHasNotReachedTheHost) {
+  TestServer server;
+  const Exhausted exhausted;
+  network_ = std::make_unique<CurlNetwork>(
+      CurlNetworkOptions(), store_, exhausted, application_,
+      [this](std::string_view line) { log_.put(std::string(line)); }, true);
+  const Running running(*this);
+  sendQueued(server.hostname());
+  expectLogged("the first request to http://" + server.hostname());
+}
+
 TEST_F(Request, LogsNothingUnlessLoggingIsEnabled) {
   TestServer server;
   const Running running = start();

@@ -66,6 +66,14 @@ TEST_F(Shortage, WithJustEnoughDescriptorsARequestArrives) {
   expectAccepted();
 }
 
+TEST_F(Shortage, ANetworkThatIsGoneHasGivenItsDescriptorsBack) {
+  const FewDescriptors justEnough(6);
+  for (int round = 0; round < 2; ++round) {
+    EXPECT_NO_THROW(start());
+    network_.reset();
+  }
+}
+
 TEST_F(Shortage, OfDescriptorsLaterFailsTheRequestAndStopStillEnds) {
   TestServer server;
   const Running running = start();

@@ -68,6 +68,21 @@ TEST(GpsReports, WhatElseAReportHoldsIsNotLookedAt) {
   EXPECT_FALSE(GpsReports(50).sufficientFix(report(fix, std::string(101, 'd'))));
 }
 
+TEST(GpsReports, AReceiverNeedsNoName) {
+  GpsReports reports(50);
+  EXPECT_FALSE(reports.sufficientFix(R"({"class":"TPV","mode":1,"time":"2026-01-01T12:00:00Z"})"));
+  EXPECT_TRUE(reports.sufficientFix(
+      R"({"class":"TPV","mode":3,"time":"2026-01-01T12:00:01Z","lat":48.5,"lon":11.25,"eph":15.0})"));
+}
+
+TEST(GpsReports, AReportWithANameOrATimeThatNeedsEscapingIsPassedOver) {
+  for (const std::string device : {R"(\"gps\")", R"(a\\b)", R"(\u0001)", R"(\u00e9)"}) {
+    GpsReports reports(50);
+    reports.sufficientFix(reportAt("12:00:00.000", device));
+    EXPECT_FALSE(reports.sufficientFix(reportAt("12:00:01.000", device))) << device;
+  }
+}
+
 TEST(GpsReports, APositionAtTheEdgeOfTheEarthIsOne) {
   EXPECT_TRUE(fixOf(R"("mode":3,"lat":90.0,"lon":180.0,"eph":15.0)", 50));
   EXPECT_TRUE(fixOf(R"("mode":3,"lat":-90.0,"lon":-180.0,"eph":15.0)", 50));

@@ -106,6 +106,20 @@ TEST(WatchReports, HaveAPairingThatIsPutOffDurableBeforeTheyLookForAReplyAgain) 
   EXPECT_EQ(looks, 2);
 }
 
+TEST(WatchReports, HaveAWatchDurableBeforeItIsReported) {
+  InstalledPhone phone;
+  ObservedEnvironment environment(phone.process);
+  const auto tracker = MarluneTracker::initMarluneWithParams(environment, {{"marluneAppId", "demo"}});
+  environment.store.hasGroups = false;
+  int appended = 0;
+  environment.store.onGet = [&](std::string_view key) {
+    if (!key.ends_with("batchEventQueue") || ++appended != 1) return;
+    for (const std::string& each : environment.store.undurable()) EXPECT_FALSE(each.ends_with("pairedAppleWatches"));
+  };
+  tracker->handleWatchEvents("link");
+  EXPECT_GT(appended, 0);
+}
+
 TEST(WatchReports, PutEventsOffInTheirOrder) {
   NewPhone phone;
   phone.tracker->trackWatchEvent("a", "1");
