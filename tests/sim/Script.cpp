@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "platform/json/RapidJSONSerialization.h"
+#include "support/WireFormat.h"
 
 namespace fliprugair::sim {
 
@@ -24,6 +25,7 @@ Script::Script(std::uint64_t seed) : simulator_([this](const std::string& line) 
 
 std::vector<Dictionary> Script::run(std::string_view command) {
   lines_.clear();
+  given_.note(RapidJSONSerialization().value(command).value_or(Value()).dictionary());
   note_ = simulator_.run(command, ++number_);
   EXPECT_EQ(lines_.empty() ? "" : lines_.back(), "{\"event\":\"done\",\"line\":" + std::to_string(number_) + "}");
   std::vector<Dictionary> events;
@@ -32,8 +34,15 @@ std::vector<Dictionary> Script::run(std::string_view command) {
     EXPECT_TRUE(event && event->isDictionary()) << lines_[index];
     events.push_back(event.value_or(Value()).dictionary());
     EXPECT_FALSE(events.back()["event"] == Value("done")) << "a second done";
+    check(events.back());
   }
   return events;
+}
+
+void Script::check(const Dictionary& event) const {
+  if (sendsOddities_ || event["event"] != Value("send")) return;
+  const Value payload = given_.without(event["payload"]);
+  EXPECT_EQ(payload.isNull() ? "" : test::wireFaults(payload), "");
 }
 
 std::vector<Dictionary> Script::call(std::string_view selector, const Array& arguments) {

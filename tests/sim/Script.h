@@ -5,14 +5,19 @@
 #include <string_view>
 #include <vector>
 
+#include "GivenValues.h"
 #include "tools/sim/Simulator.h"
 
 namespace fliprugair::sim {
 
-/// A script that is written while it runs, on a simulator in this process.
+/// A script that is written while it runs, on a simulator in this process. What its tracker sends has to satisfy the
+/// schemas of the wire protocol.
 class Script {
  public:
   explicit Script(std::uint64_t seed = 1);
+
+  /// From here on this script makes the tracker send what no host app would: it need not satisfy the schemas.
+  void sendsOddities() { sendsOddities_ = true; }
 
   /// Runs one command. The events that it gave, without the "done" that must end them.
   std::vector<Dictionary> run(std::string_view command);
@@ -35,6 +40,10 @@ class Script {
   std::vector<std::string> timers();
 
  private:
+  void check(const Dictionary& event) const;
+
+  bool sendsOddities_ = false;
+  GivenValues given_;
   std::vector<std::string> lines_;
   Simulator simulator_;
   std::uint64_t number_ = 0;

@@ -48,6 +48,7 @@ TEST_F(Time, ManyYearsMayPass) {
   script.call("trackEvent::", {"event", "value"});
   EXPECT_EQ(named(script.advance(1e9), "timer_fired").size(), 1U);
   EXPECT_EQ(localTime(), "2700000000");
+  script.sendsOddities();  // times that no clock shows
   script.advance(1e20);
   script.advance(1e20);
   script.call("trackEvent::", {"event", "value"});
@@ -72,6 +73,7 @@ TEST_F(Time, TimersKeepTheirRemainingTimeWhenTheClockIsSet) {
 }
 
 TEST_F(Time, AnyNumberCanBeTheClock) {
+  script.sendsOddities();
   for (const std::string_view now :
        {"0", "-1", "-1e300", "1e300", "0.5", "9223372036854775807", "18446744073709551615"}) {
     script.run(R"({"do":"clock","now":)" + std::string(now) + "}");

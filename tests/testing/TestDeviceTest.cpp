@@ -1,6 +1,7 @@
 // What the tests of a host app see of a tracker on a device in memory.
 
 #include "Fliprugair/testing.h"
+#include "testing/CheckedRequests.h"
 
 namespace fliprugair {
 namespace {
@@ -23,6 +24,7 @@ using Names = std::vector<std::string>;
 class TestDeviceTest : public testing::Test {
  protected:
   TestDevice device;
+  CheckedRequests checked{device};
   std::shared_ptr<MarluneTracker> tracker = startOn(device);
 };
 
@@ -154,6 +156,7 @@ TEST_F(TestDeviceTest, ShowsTheTrackersDiagnosticLines) {
 
 TEST(TestDeviceInstallation, IsReportedAsAControlHostWithoutWishesLetsItBe) {
   TestDevice device(TestDevice::Life::installation);
+  const CheckedRequests checked(device);
   const auto tracker = startOn(device);
   tracker->trackEvent("level", "7");
   EXPECT_EQ(namesOf(device.requests()), Names{"init"});
@@ -172,6 +175,7 @@ TEST(TestDeviceInstallation, DeliversTheAttributionThatTheHostRepliesWith) {
     Value result;
   };
   TestDevice device(TestDevice::Life::installation);
+  const CheckedRequests checked(device);
   const auto delegate = std::make_shared<Delegate>();
   const auto tracker = MarluneTracker::initMarluneWithParams(device.environment(),
                                                              {{"marluneAppId", "demo"}, {"retrieveAttribution", true}});
@@ -187,6 +191,7 @@ TEST(TestDeviceInstallation, DeliversTheAttributionThatTheHostRepliesWith) {
 TEST(TestDevices, ShareNothing) {
   TestDevice first;
   TestDevice second;
+  const CheckedRequests checked(first);
   const auto tracker = startOn(first);
   tracker->trackEvent("level", "7");
   EXPECT_EQ(first.events().size(), 1u);
@@ -195,6 +200,7 @@ TEST(TestDevices, ShareNothing) {
 
 TEST(TestDevices, SeeEventsOfManyThreads) {
   TestDevice device;
+  const CheckedRequests checked(device, {"batch-size"});  // several threads may append before one flushes
   const auto tracker = startOn(device);
   std::vector<std::thread> threads;
   threads.reserve(4);

@@ -3,6 +3,7 @@
 #include <regex>
 
 #include "Fliprugair/testing.h"
+#include "testing/CheckedRequests.h"
 
 namespace fliprugair {
 namespace {
@@ -18,6 +19,7 @@ void visitShop(Tracker& tracker) {
 
 TEST(TrackerDouble, TakesTheTrackersPlaceInATemplate) {
   TestDevice device;
+  const CheckedRequests checked(device);
   const auto tracker = MarluneTracker::initMarluneWithParams(device.environment(), {{"marluneAppId", "demo"}});
   TrackerDouble twin;
   visitShop(*tracker);
@@ -50,6 +52,7 @@ TEST(TrackerDouble, ReadsStandardParametersAsTheTrackerDoes) {
     Value serverEventDataDictionary() const override { throw std::runtime_error("no data"); }
   };
   TestDevice device;
+  const CheckedRequests checked(device);
   const auto tracker = MarluneTracker::initMarluneWithParams(device.environment(), {{"marluneAppId", "demo"}});
   TrackerDouble twin;
   for (const EventStandardParameters* parameters :
