@@ -50,6 +50,23 @@ TEST(Export, LeavesOutWhatComesAndWhatGoesMeanwhile) {
   EXPECT_EQ(piecesOf(pieces), (std::vector<std::string>{"begin ", "two", " end"}));
 }
 
+TEST(Export, AsAnArchiveShowsAReplyAsFarAsItWentOutAndEachByteOfAHeader) {
+  ReceivedRequest request;
+  request.headers = {{"X-Odd", "\xE9"}};
+  request.status = 200;
+  request.isWhole = false;
+  request.fault = "reply cut off";
+  request.reply = "{\"suc";
+  request.replyHeaders = {{"Content-Length", "13"}};
+  const Value entry =
+      RapidJSONSerialization().value(archiveForm("http://127.0.0.1:8080").request(request)).value_or(Value());
+  EXPECT_EQ(entry.dictionary()["request"].dictionary()["headers"].array()[0],
+            Value({{"name", "X-Odd"}, {"value", "\u00E9"}, {"_coding", "latin-1"}}));
+  const Dictionary reply = entry.dictionary()["response"].dictionary();
+  EXPECT_EQ(reply["content"].dictionary()["text"], Value("{\"suc"));
+  EXPECT_EQ(reply["comment"], Value("reply cut off; cut off after 5 of 13 bytes"));
+}
+
 TEST(Export, AsAnArchiveIsOneJSONText) {
   RequestLog log(10);
   for (const char* name : {"one", "two"}) log.add(named(name));

@@ -5,7 +5,10 @@
 
 #include "Fliprugair/ControlHost.h"
 #include "controlhost/HttpClient.h"
+#include "controlhost/Socket.h"
+#include "platform/json/RapidJSONSerialization.h"
 #include "tools/controlhost/Faults.h"
+#include "tools/controlhost/ReceivedRequest.h"
 
 namespace fliprugair::controlhost {
 
@@ -63,6 +66,22 @@ TEST(Faults, AReplyBreaksOffInItsMiddle) {
   }
 }
 
+TEST(Faults, OfAReplyThatBreaksOffIsShownWhatWentOut) {
+  ControlHost host;
+  host.setFaults({{.kind = Fault::Kind::truncate}});
+  const test::Socket client(host.port());
+  client.send("POST /marlune/v4 HTTP/1.1\r\nHost: x\r\nContent-Length: 17\r\n\r\n{\"action\":\"init\"}");
+  const std::string came = client.reply();
+  const ReceivedRequest request = host.requests().at(0);
+  EXPECT_EQ(came.substr(came.find("\r\n\r\n") + 4), request.reply);
+  const std::string whole = std::to_string(RapidJSONSerialization().textOfAny(HostSettings().init).size());
+  EXPECT_EQ(cutOf(request), "cut off after " + std::to_string(request.reply.size()) + " of " + whole + " bytes");
+  EXPECT_EQ(wholeOf(request).dictionary()["reply"].dictionary()["cut"], Value(cutOf(request)));
+  host.setFaults({});
+  post(host.port(), batch);
+  EXPECT_EQ(cutOf(host.requests().at(1)), "");
+}
+
 TEST(Faults, AHostThatHangsHangsUntilItEnds) {
   ControlHost host;
   host.setFaults({{.kind = Fault::Kind::hang, .times = 1}});
@@ -106,6 +125,7 @@ TEST(Faults, AReplyWithoutABodyBreaksOffInItsHead) {
     ControlHost host({.settings = [settings] { return settings; }});
     host.setFaults({{.kind = kind, .times = 1}});
     EXPECT_EQ(post(host.port(), Value{{"action", "init"}}).status, 0);
+    EXPECT_EQ(cutOf(host.requests().at(0)), "cut off within its head");
     EXPECT_EQ(post(host.port(), Value{{"action", "init"}}).status, 204);
   }
 }

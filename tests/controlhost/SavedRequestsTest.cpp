@@ -8,7 +8,9 @@
 
 #include "Fliprugair/ControlHost.h"
 #include "controlhost/HttpClient.h"
+#include "controlhost/Socket.h"
 #include "controlhost/TemporaryFile.h"
+#include "tools/controlhost/HttpHeaders.h"
 #include "tools/controlhost/ReceivedRequest.h"
 
 namespace fliprugair::controlhost {
@@ -39,6 +41,26 @@ TEST_F(SavedRequestsTest, AreThereAgainAtTheNextStart) {
   }
   test::post(host.port(), Value{{"action", "init"}});
   EXPECT_EQ(host.requests().back().id, 3);
+}
+
+TEST_F(SavedRequestsTest, AreThereAgainByteByByteWhateverTheirHeadersHold) {
+  const std::string value = "caf\xE9 \xC3\xA9 \x80\xFF";
+  {
+    ControlHost host(options());
+    const test::Socket client(host.port());
+    client.send("POST /marlune/v4?\xE9 HTTP/1.1\r\nX-Odd: " + value +
+                "\r\nX-Even: \xC3\xA9\r\nConnection: close\r\nContent-Length: 2\r\n\r\n{}");
+    EXPECT_EQ(client.reply().rfind("HTTP/1.1 400", 0), 0u);
+  }
+  ControlHost host(options());
+  const ReceivedRequest request = host.requests().at(0);
+  EXPECT_EQ(headerOf(request.headers, "X-Odd"), value);
+  EXPECT_EQ(request.path, "/marlune/v4?\xE9");
+  const Dictionary shown = wholeOf(request).dictionary();
+  EXPECT_EQ(shown["headers"].array()[0], Value(Array{"X-Odd", "caf\u00E9 \u00C3\u00A9 \u0080\u00FF", "latin-1"}));
+  EXPECT_EQ(shown["headers"].array()[1], Value(Array{"X-Even", "\u00E9"}));
+  EXPECT_EQ(shown["path"], Value("/marlune/v4?\u00E9"));
+  EXPECT_EQ(shown["path_coding"], Value("latin-1"));
 }
 
 TEST_F(SavedRequestsTest, AreNotForgottenWithThoseInMemory) {

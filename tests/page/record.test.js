@@ -112,6 +112,26 @@ test('a record is copied as JSON', async () => {
   assert.deepEqual(JSON.parse(await copied(page, page.getByRole('button', {name: 'JSON', exact: true}), 'JSON')), sent);
 });
 
+test('what is copied as JSON has every number, escape and repeated key as it came', async () => {
+  const page = await stage.open();
+  const sent = '{"action":"event","data":{"b":1.50,"2":12345678901234567890,"text":"\\u00e9","b":1e3,"none":{}}}';
+  await stage.host.send(`[${sent}]`, {raw: true});
+  const batch = await latest(page, stage.host);
+  await page.locator(`[id="${await batch.getAttribute('id')}.0"]`).click();
+  const text = await copied(page, page.getByRole('button', {name: 'JSON', exact: true}), 'JSON');
+  assert.equal(text.replace(/\n */g, '').replaceAll('": ', '":'), sent);
+});
+
+test('of a reply that broke off, what went out is shown, and that it was cut off', async () => {
+  const page = await stage.open();
+  await stage.host.put('api/faults', {faults: [{kind: 'truncate'}]});
+  await assert.rejects(stage.host.send(event('Cut')));
+  await (await latest(page, stage.host)).click();
+  await page.getByRole('tab', {name: 'Reply'}).click();
+  await page.getByRole('tabpanel').getByText('Status 200, cut off after 6 of 13 bytes:').waitFor();
+  assert.equal(await page.getByRole('tabpanel').locator('pre.text').innerText(), '{"succ');
+});
+
 test('a request is copied as a curl command, which sends it again', async () => {
   const page = await stage.open();
   await stage.host.send(record('update', {language: "fr 'quoted'"}));

@@ -33,7 +33,7 @@ std::string isoTime(double seconds) {
 
 /// Bytes as an archive of text can hold them: as they are, or in base64 when they are no UTF-8.
 Dictionary archived(const std::string& bytes, const std::string& type, const char* encoding) {
-  const bool isText = Value(bytes).text() == bytes;
+  const bool isText = isUTF8(bytes);
   const Value members{{"mimeType", type}, {"text", isText ? bytes : base64(bytes)}};
   return isText ? members.dictionary() : members.dictionary().setting(encoding, "base64");
 }
@@ -54,7 +54,11 @@ Array queryOf(const std::string& target) {
 
 Array archived(const HttpHeaders& headers) {
   std::vector<Value> list;
-  for (const auto& [name, value] : headers) list.push_back(Value{{"name", name}, {"value", value}});
+  for (const auto& [name, value] : headers) {
+    const bool isText = isUTF8(value);
+    const Value members{{"name", name}, {"value", isText ? value : latin1(value)}};
+    list.push_back(isText ? members : Value(members.dictionary().setting("_coding", "latin-1")));
+  }
   return Array(std::move(list));
 }
 
@@ -78,6 +82,8 @@ Value archivedRequest(const ReceivedRequest& request, const std::string& url) {
 Value archivedReply(const ReceivedRequest& request) {
   const auto size = static_cast<std::int64_t>(request.reply.size());
   const std::string type = headerOf(request.replyHeaders, "Content-Type");
+  const std::string cut = cutOf(request);
+  const std::string remark = request.fault + (cut.empty() ? "" : "; " + cut);
   return Value{{"status", request.status},
                {"statusText", reasonPhrase(request.status)},
                {"httpVersion", "HTTP/1.1"},
@@ -87,7 +93,7 @@ Value archivedReply(const ReceivedRequest& request) {
                {"redirectURL", ""},
                {"headersSize", -1},
                {"bodySize", size},
-               {"comment", request.fault}};
+               {"comment", remark}};
 }
 
 Value archiveEntry(const ReceivedRequest& request, const std::string& url) {

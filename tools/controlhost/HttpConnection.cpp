@@ -180,7 +180,7 @@ ssize_t HttpConnection::write(const char* bytes, size_t size) {
   if (ended_) return -1;
   const bool breaks = sending_ != Sending::whole && piecesLeft_-- == 0;
   if (!breaks) return writeAll(bytes, size) ? static_cast<ssize_t>(size) : -1;
-  if (sending_ != Sending::resetBefore) writeAll(bytes, size / 2);
+  if (sending_ != Sending::resetBefore) writeAll(bytes, middleOf(size));
   if (sending_ != Sending::endsTooEarly) reset();
   ended_ = true;
   return -1;

@@ -50,6 +50,9 @@ struct HttpReply {
   std::function<std::optional<std::string>()> next = {};
 };
 
+/// How much goes out of so many bytes in whose middle the connection breaks off.
+constexpr std::size_t middleOf(std::size_t size) { return size / 2; }
+
 /// HTTP/1.1 on one port. Listens from construction to stop; the handler runs on several threads at once, one for each
 /// connection. What is too slow, too large or broken is given to it with its problem, when at least its head can be
 /// read; what has not even that is refused here, and so are connections beyond what it can serve.

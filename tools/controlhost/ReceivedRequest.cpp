@@ -4,18 +4,13 @@
 
 #include "platform/json/RapidJSONSerialization.h"
 #include "tools/controlhost/Finding.h"
+#include "tools/controlhost/HttpHeaders.h"
 
 namespace fliprugair::controlhost {
 
 namespace {
 
 std::optional<Value> parsed(const std::string& text) { return RapidJSONSerialization().value(text); }
-
-Value jsonOf(const HttpHeaders& headers) {
-  std::vector<Value> list;
-  for (const auto& [name, value] : headers) list.push_back(Array{name, value});
-  return Array(std::move(list));
-}
 
 double milliseconds(std::chrono::microseconds time) { return static_cast<double>(time.count()) / 1000; }
 
@@ -103,7 +98,7 @@ std::string base64(std::string_view bytes) {
 Value bytesOf(const std::string& bytes, bool isRead) {
   Dictionary members =
       Value{{"bytes", static_cast<std::int64_t>(bytes.size())}, {"base64", base64(bytes)}}.dictionary();
-  if (const Value text(bytes); text.text() == bytes) members = joined(members, Value{{"text", text}}.dictionary());
+  if (isUTF8(bytes)) members = joined(members, Value{{"text", bytes}}.dictionary());
   if (const auto json = isRead ? parsed(bytes) : std::nullopt)
     members = joined(members, Value{{"json", *json}}.dictionary());
   return members;
@@ -114,7 +109,7 @@ Value summaryOf(const ReceivedRequest& request) {
   return Value{{"id", request.id},
                {"received", request.received},
                {"method", request.method},
-               {"path", request.path},
+               {"path", isUTF8(request.path) ? request.path : latin1(request.path)},
                {"remote", request.remote},
                {"action", request.action},
                {"device", request.device},
@@ -151,22 +146,32 @@ Value newsOf(const ReceivedRequest& request) {
                {"problems", findingsAbout(request, std::nullopt)}};
 }
 
+std::string cutOf(const ReceivedRequest& request) {
+  if (request.isWhole || request.status == 0) return "";
+  const std::string length = headerOf(request.replyHeaders, "Content-Length");
+  if (length.empty() || length == "0") return "cut off within its head";
+  return "cut off after " + std::to_string(request.reply.size()) + " of " + length + " bytes";
+}
+
 Value wholeOf(const ReceivedRequest& request) {
   Dictionary body = bytesOf(request.bytes, request.problem.status == 0).dictionary();
   if (!request.compressed.empty()) body = body.setting("compressed", compressedOf(request));
   const Value reply = joined(
-      Value{{"status", request.status}, {"headers", jsonOf(request.replyHeaders)}}.dictionary(),
+      Value{{"status", request.status}, {"cut", cutOf(request)}, {"headers", jsonOf(request.replyHeaders)}}
+          .dictionary(),
       joined(bytesOf(request.reply).dictionary(), Value{{"after_ms", milliseconds(request.answering)},
                                                         {"delay_ms", static_cast<std::int64_t>(request.delay.count())},
                                                         {"rule", request.rule}}
                                                       .dictionary()));
-  return joined(summaryOf(request).dictionary(), Value{{"arrival_ms", milliseconds(request.arrival)},
-                                                       {"headers", jsonOf(request.headers)},
-                                                       {"body", body},
-                                                       {"reply", reply},
-                                                       {"problems", listOf(request.findings)},
-                                                       {"items", recordsOf(request)}}
-                                                     .dictionary());
+  Dictionary summary = summaryOf(request).dictionary();
+  if (!isUTF8(request.path)) summary = summary.setting("path_coding", "latin-1");
+  return joined(summary, Value{{"arrival_ms", milliseconds(request.arrival)},
+                               {"headers", jsonOf(request.headers)},
+                               {"body", body},
+                               {"reply", reply},
+                               {"problems", listOf(request.findings)},
+                               {"items", recordsOf(request)}}
+                             .dictionary());
 }
 
 Value recordOf(const ReceivedRequest& request, const Value& record, std::int64_t index) {

@@ -15,6 +15,9 @@ void describe(ReceivedRequest& request, const Value& body);
 /// What a record is, in a few words: its action, and for an event its name.
 std::string recordName(const Value& record);
 
+/// Where its reply broke off, in words; "" when it did not.
+std::string cutOf(const ReceivedRequest& request);
+
 // The forms in which the host shows them.
 Value summaryOf(const ReceivedRequest& request);
 Value wholeOf(const ReceivedRequest& request);

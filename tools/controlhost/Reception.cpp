@@ -125,6 +125,11 @@ HttpHeaders headersOf(const HttpReply& reply) {
   return headers;
 }
 
+/// How much of its body goes out, when anything does.
+std::size_t sentOf(const HttpReply& reply) {
+  return reply.sending == Sending::whole ? reply.body.size() : middleOf(reply.body.size());
+}
+
 }  // namespace
 
 Reception::Reception(Options options)
@@ -163,7 +168,7 @@ HttpReply Reception::receive(const HttpRequest& http) {
   request.isWhole = reply.sending == Sending::whole;
   request.status = reply.sending == Sending::never || reply.sending == Sending::resetBefore ? 0 : reply.status;
   if (request.status != 0) {
-    request.reply = reply.body;
+    if (http.method != "HEAD") request.reply = reply.body.substr(0, sentOf(reply));
     request.replyHeaders = headersOf(reply);
   }
   request.delay = reply.delay;

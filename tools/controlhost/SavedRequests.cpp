@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "platform/json/RapidJSONSerialization.h"
+#include "tools/controlhost/HttpHeaders.h"
 
 namespace fliprugair::controlhost {
 
@@ -35,19 +36,10 @@ constexpr const char* columnsOfTheFirst =
     "'id,received,method,path,remote,headers,body,status,reply,rule,delay_ms,whole,fault,device' "
     "FROM pragma_table_info('requests')";
 
-std::string textOf(const HttpHeaders& headers) {
-  std::vector<Value> list;
-  for (const auto& [name, value] : headers) list.push_back(Array{name, value});
-  return RapidJSONSerialization().textOfAny(Array(std::move(list)));
-}
+std::string textOf(const HttpHeaders& headers) { return RapidJSONSerialization().textOfAny(jsonOf(headers)); }
 
-HttpHeaders headersIn(const std::string& text) {
-  HttpHeaders headers;
-  for (const Value& header : RapidJSONSerialization().value(text).value_or(Value()).array()) {
-    const Array pair = header.array();
-    if (pair.size() == 2) headers.emplace_back(pair[0].text(), pair[1].text());
-  }
-  return headers;
+HttpHeaders readHeaders(const std::string& text) {
+  return headersIn(RapidJSONSerialization().value(text).value_or(Value()).array());
 }
 
 std::string textOf(const HttpProblem& problem) {
@@ -99,7 +91,7 @@ ReceivedRequest requestAt(sqlite3_stmt* row) {
   request.method = bytesAt(row, 2);
   request.path = bytesAt(row, 3);
   request.remote = bytesAt(row, 4);
-  request.headers = headersIn(bytesAt(row, 5));
+  request.headers = readHeaders(bytesAt(row, 5));
   request.bytes = bytesAt(row, 6);
   request.status = sqlite3_column_int(row, 7);
   request.reply = bytesAt(row, 8);
@@ -109,7 +101,7 @@ ReceivedRequest requestAt(sqlite3_stmt* row) {
   request.fault = bytesAt(row, 12);
   request.compressed = bytesAt(row, 14);
   request.problem = problemIn(bytesAt(row, 15));
-  request.replyHeaders = headersIn(bytesAt(row, 16));
+  request.replyHeaders = readHeaders(bytesAt(row, 16));
   request.arrival = std::chrono::microseconds(sqlite3_column_int64(row, 17));
   request.answering = std::chrono::microseconds(sqlite3_column_int64(row, 18));
   return request;

@@ -63,6 +63,11 @@ export function jsonLines(text) {
   return reader.lines;
 }
 
+/** The text of lines. */
+export function jsonText(lines) {
+  return lines.map(({depth, key, token, comma}) => `${'  '.repeat(depth)}${key == null ? '' : `${key}: `}${token}${comma ? ',' : ''}`).join('\n');
+}
+
 /** The lines of what stands at `path`, with paths and depths from there on. */
 export function linesAt(lines, path) {
   const inside = lines.filter((line) => line.path === path || line.path.startsWith(`${path}/`));

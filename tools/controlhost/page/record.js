@@ -4,7 +4,7 @@ import {api} from './api.js';
 import {copy} from './copy.js';
 import {byId, el, icon} from './dom.js';
 import {size, timeOfDay} from './format.js';
-import {jsonLines, linesAt} from './jsonlines.js';
+import {jsonLines, jsonText, linesAt} from './jsonlines.js';
 import {jsonView} from './jsonview.js';
 import {rawView} from './rawview.js';
 
@@ -103,7 +103,7 @@ export class RecordPane {
         request.fault && el('span', {class: 'tag fault', text: request.fault}),
         request.reply.rule >= 0 && el('span', {class: 'tag', text: `rule ${request.reply.rule + 1}`})),
       el('div', {class: 'copies', role: 'group', 'aria-label': 'Copy'},
-        button('JSON', 'JSON', () => (record ? JSON.stringify(record.json, null, 2) : request.body.text ?? atob(request.body.base64))),
+        button('JSON', 'JSON', () => (record ? jsonText(linesOf(request, record)) : request.body.text ?? atob(request.body.base64))),
         button('curl command', 'curl command', async () => (record ? (await api.record(record.id)).curl : api.requestCurl(request.id))),
         id && this.simButton(button, id)));
   }
@@ -142,7 +142,8 @@ export class RecordPane {
       'Body': () => this.body(request, record, findings),
       'Reply': () => this.reply(request.reply),
       'Headers': () => el('table', {class: 'headers'}, el('caption', {text: `${request.method} ${request.path}`}),
-        el('tbody', {}, request.headers.map(([name, value]) => el('tr', {}, el('th', {scope: 'row', text: name}), el('td', {text: value}))))),
+        el('tbody', {}, request.headers.map(([name, value, coding]) => el('tr', {}, el('th', {scope: 'row', text: name}),
+          el('td', {}, value, coding && el('span', {class: 'facts', text: '  no UTF-8: each character is a byte'})))))),
       'Raw bytes': () => rawBytes(request.body),
     };
     const panel = el('div', {class: 'panel', role: 'tabpanel', id: 'record-panel', tabindex: '0', 'aria-label': this.part});
@@ -173,15 +174,20 @@ export class RecordPane {
   body(request, record, findings) {
     const {body} = request;
     if (body.json === undefined) return rawText(body);
-    const lines = jsonLines(body.text);
-    return jsonView(record && Array.isArray(body.json) ? linesAt(lines, `/${record.index}`) : lines, findings);
+    return jsonView(linesOf(request, record), findings);
   }
 
   reply(reply) {
-    const about = [reply.status ? `Status ${reply.status}` : 'No reply was sent.', reply.delay_ms ? `after ${reply.delay_ms} ms` : ''];
-    return el('div', {}, el('p', {class: 'facts', text: about.filter((one) => one).join(' ')}),
+    const sent = [reply.status ? `Status ${reply.status}` : 'No reply was sent.', reply.delay_ms ? `after ${reply.delay_ms} ms` : ''].filter((one) => one).join(' ');
+    return el('div', {}, el('p', {class: 'facts', text: reply.cut ? `${sent}, ${reply.cut}:` : sent}),
       reply.json === undefined ? rawText(reply) : jsonView(jsonLines(reply.text), []));
   }
+}
+
+/** Of a batch those of the one record, if there is one. */
+function linesOf({body}, record) {
+  const lines = jsonLines(body.text);
+  return record && Array.isArray(body.json) ? linesAt(lines, `/${record.index}`) : lines;
 }
 
 /** As they came, and below it what was compressed. */

@@ -34,7 +34,7 @@ struct ReceivedRequest {
   // The reply.
   int status = 0;  ///< of HTTP; 0: there was none
   HttpHeaders replyHeaders;
-  std::string reply;
+  std::string reply;                       ///< its body, as far as it went out
   std::chrono::microseconds answering{0};  ///< from the last byte of the request until the reply stood
   std::int64_t rule = -1;                  ///< the number of the rule that answered; -1: none did
   std::chrono::milliseconds delay{0};      ///< time that the reply waited on purpose
