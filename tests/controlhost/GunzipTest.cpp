@@ -29,6 +29,19 @@ std::string gzipped(const std::string& text) {
   return {std::istreambuf_iterator<char>(bytes), {}};
 }
 
+std::optional<std::string> gunzipped(const std::string& bytes, std::size_t longest) {
+  return controlhost::gunzipped(bytes, longest, [](std::size_t) { return true; });
+}
+
+TEST(Gunzip, GivesNothingWhenThereIsNoRoom) {
+  std::size_t room = 50;
+  const auto hasRoom = [&](std::size_t bytes) { return bytes <= room; };
+  const std::string bytes = gzipped(twoEvents);
+  EXPECT_FALSE(controlhost::gunzipped(bytes, 1000, hasRoom));
+  room = twoEvents.size();
+  EXPECT_EQ(controlhost::gunzipped(bytes, 1000, hasRoom), twoEvents);
+}
+
 TEST(Gunzip, GivesWhatWasCompressed) {
   EXPECT_EQ(gunzipped(gzipped(twoEvents + twoEvents), 1000), twoEvents + twoEvents);
 }

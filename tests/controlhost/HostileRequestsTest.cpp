@@ -3,6 +3,9 @@
 #include <gtest/gtest.h>
 #include <sys/resource.h>
 
+#include <deque>
+#include <thread>
+
 #include "Fliprugair/ControlHost.h"
 #include "controlhost/HttpClient.h"
 #include "controlhost/Socket.h"
@@ -75,6 +78,21 @@ TEST_F(HostileRequests, ALengthThatCannotBeOneIsRefused) {
 
 TEST_F(HostileRequests, ALengthThatIsTooLargeIsRefusedBeforeTheBodyComes) {
   EXPECT_EQ(replyToPost("Content-Length: 16777217\r\n").rfind("HTTP/1.1 413 Payload Too Large\r\n", 0), 0u);
+}
+
+TEST_F(HostileRequests, LongBodiesThatStallLeaveRoomForShortOnesAndAreTooManyAtSomeNumber) {
+  const std::string most(std::size_t{15} * 1024 * 1024, ' ');
+  std::deque<Socket> stalled;
+  for (int number = 0; number < 5; ++number) {
+    stalled.emplace_back(host_.port()).send("POST /marlune/v4 HTTP/1.1\r\nHost: x\r\nContent-Length: 16000000\r\n\r\n");
+    stalled.back().send(most);
+  }
+  while (host_.requests().empty()) std::this_thread::yield();
+  EXPECT_EQ(test::post(host_.port(), Value{{"action", "init"}}).status, 200);
+  const ReceivedRequest first = host_.requests().at(0);
+  EXPECT_EQ(first.status, 503);
+  EXPECT_EQ(first.findings.at(0).text,
+            "There is no room for this body: too many long ones come at once. Send it again in a moment.");
 }
 
 TEST_F(HostileRequests, ALengthThatIsSaidTwiceAlikeIsTaken) {

@@ -12,7 +12,8 @@ TEST(HttpConnection, ARequestThatDripsIsRefusedWhenItsTimeIsOver) {
   std::array<int, 2> ends{};
   ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends.data()), 0);
   const FileDescriptor client{ends[1]};
-  HttpConnection connection(ends[0], std::chrono::milliseconds(20));
+  BodyRoom room;
+  HttpConnection connection(ends[0], room, std::chrono::milliseconds(20));
   ASSERT_EQ(send(ends[1], "P", 1, 0), 1);
   connection.waitForRequest(std::chrono::seconds(60));
   for (char byte = 0; connection.read(&byte, 1) == 1;) ASSERT_EQ(send(ends[1], "P", 1, 0), 1);

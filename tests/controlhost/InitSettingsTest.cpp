@@ -26,6 +26,7 @@ TEST(InitSettings, EachIsExplained) {
 TEST(InitSettings, ANumberIsKeptWithinItsRange) {
   const std::pair<const char*, const char*> rows[] = {
       {"90", "ok: mlinit_wait becomes 90."},
+      {"9e1", "ok: mlinit_wait becomes 90."},
       {"\"90\"", "ok: mlinit_wait becomes 90."},
       {"30", "warning: mlinit_wait is 30; a tracker takes 60 to 604800, so it becomes 60."},
       {"1000000", "warning: mlinit_wait is 1000000; a tracker takes 60 to 604800, so it becomes 604800."},

@@ -4,6 +4,7 @@
 #include "Fliprugair/ControlHost.h"
 #include "controlhost/HttpClient.h"
 #include "platform/json/RapidJSONSerialization.h"
+#include "tools/controlhost/Interface.h"
 
 namespace fliprugair::controlhost {
 
@@ -112,6 +113,8 @@ TEST_F(InterfaceTest, SaysWhatIsWrongAndWhatToDo) {
                                                                              {"/api/requests?limit=0", 400},
                                                                              {"/api/requests?since=x", 400},
                                                                              {"/api/wait?timeout=601", 400},
+                                                                             {"/api/wait?timeout=1s", 400},
+                                                                             {"/api/wait?timeout=nan", 400},
                                                                              {"/api/nothing", 404},
                                                                              {"/nothing.html", 404},
                                                                              {"/api/clear", 405}}) {
@@ -128,6 +131,27 @@ TEST_F(InterfaceTest, ServesThePage) {
   EXPECT_NE(page.body.find("<html"), std::string::npos);
   EXPECT_EQ(get("/index.html").body, page.body);
   EXPECT_EQ(get("/../CMakeLists.txt").status, 404);
+}
+
+TEST(Interface, IsAtTheUsualPortWithAndWithoutItsNumber) {
+  Reception reception({10, [] { return HostSettings(); }, {}, {}, {}, ""});
+  Interface interface(reception, {"127.0.0.1:80", "localhost:80", "[::1]:80"});
+  const auto statusOf = [&](const std::string& host, const std::string& origin) {
+    HttpRequest request{"GET", "/health", "/health", {}, {{"Host", host}}, "", "", "127.0.0.1:80"};
+    if (!origin.empty()) request.headers.emplace_back("Origin", origin);
+    return interface.reply(request).value_or(HttpReply{}).status;
+  };
+  for (const char* host : {"127.0.0.1", "127.0.0.1:80", "localhost", "[::1]", "[::1]:80"}) {
+    EXPECT_EQ(statusOf(host, ""), 200) << host;
+    EXPECT_EQ(statusOf(host, "http://" + std::string(host)), 200) << host;
+    EXPECT_EQ(statusOf(host, "http://evil"), 403) << host;
+  }
+  EXPECT_EQ(statusOf("localhost", "http://localhost:80"), 200);
+  EXPECT_EQ(statusOf("127.0.0.1:8080", ""), 403);
+  EXPECT_EQ(statusOf("evil", ""), 403);
+  const HttpHeaders headers{{"Origin", "http://localhost"}};
+  const HttpRequest posted{"POST", "/marlune/v4", "/marlune/v4", {}, headers, "", "", "127.0.0.1:80"};
+  EXPECT_FALSE(interface.reply(posted)) << "it is left to the trackers' place";
 }
 
 TEST_F(InterfaceTest, TakesNoRequestOfAnotherSiteAndNoForeignHost) {
@@ -168,7 +192,7 @@ TEST(Interface, IsThereForOtherMachinesAtTheAddressThatTheyReachWhenItListensOnA
 
 TEST_F(InterfaceTest, WaitingAnswersWithWhatCame) {
   post(host_.port(), Array{event("level")});
-  EXPECT_EQ(get("/api/wait?match=event:level&timeout=0").status, 200);
+  EXPECT_EQ(get("/api/wait?match=event:level&timeout=0.5").status, 200);
   const HttpAnswer missing = get("/api/wait?match=event:other&timeout=0");
   EXPECT_EQ(missing.status, 408);
   EXPECT_EQ(missing.json().dictionary()["missed"], Value(Array{"event:other"}));

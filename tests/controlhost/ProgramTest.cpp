@@ -105,6 +105,25 @@ TEST(ControlHostProgram, PrintsItsAddressAndThenEachRequest) {
             "    error  The body is not JSON: line 1, column 2: Missing a name for object member. Send one JSON text.");
 }
 
+TEST(ControlHostProgram, WhatEndsItIsHandedOnToTheAppThatItRuns) {
+  for (const int signal : {SIGTERM, SIGINT, SIGHUP}) {
+    Program program(
+        {"run", "--", "/bin/sh", "-c", "trap 'exit 7' TERM INT HUP; echo ready; while :; do sleep 0.05; done"});
+    while (program.line() != "ready") {
+    }
+    program.send(signal);
+    EXPECT_EQ(program.exitStatus(), 7) << signal;
+  }
+}
+
+TEST(ControlHostProgram, ItsExitStatusSaysWhichSignalEndedTheAppThatItRan) {
+  Program program({"run", "--", "/bin/sh", "-c", "echo ready; exec sleep 1000"});
+  while (program.line() != "ready") {
+  }
+  program.send(SIGTERM);
+  EXPECT_EQ(program.exitStatus(), 128 + SIGTERM);
+}
+
 TEST(ControlHostProgram, RequestsCannotSteerTheTerminal) {
   Program program({"--port", "0"});
   const int port = portOf(program.line());

@@ -1,17 +1,44 @@
 #include "tools/controlhost/ChildProgram.h"
 
+#include <pthread.h>
 #include <spawn.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <cerrno>
-#include <csignal>
 #include <cstring>
 #include <stdexcept>
 
 namespace fliprugair::controlhost {
 
-int runProgram(const std::vector<std::string>& command, const std::string& variable, const std::string& value) {
+namespace {
+
+/// The status with which `process` has ended. Hands on what ends this program meanwhile.
+int waitFor(pid_t process, const sigset_t& signals) {
+  int status = 0;
+  for (;;) {
+    siginfo_t signal{};
+    if (sigwaitinfo(&signals, &signal) < 0) continue;
+    if (signal.si_signo == SIGCHLD) {
+      if (waitpid(process, &status, WNOHANG) == process) return status;
+    } else if (signal.si_code != SI_KERNEL) {  // that is the terminal's, which tells all of its programs
+      kill(process, signal.si_signo);
+    }
+  }
+}
+
+}  // namespace
+
+sigset_t blockedSignalsOfAProgram() {
+  std::signal(SIGCHLD, SIG_DFL);  // ignored by who started this one, it would not come
+  sigset_t signals;
+  sigemptyset(&signals);
+  for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGCHLD}) sigaddset(&signals, signal);
+  pthread_sigmask(SIG_BLOCK, &signals, nullptr);
+  return signals;
+}
+
+int runProgram(const std::vector<std::string>& command, const std::string& variable, const std::string& value,
+               const sigset_t& signals) {
   std::vector<std::string> words = command;
   std::vector<char*> arguments;
   arguments.reserve(words.size() + 1);
@@ -35,9 +62,7 @@ int runProgram(const std::vector<std::string>& command, const std::string& varia
   if (error != 0)
     throw std::runtime_error(command[0] + " cannot be started: " + std::strerror(error) +
                              ". Give the path of a program that you may run, behind --.");
-  int status = 0;
-  while (waitpid(process, &status, 0) < 0 && errno == EINTR) {
-  }
+  const int status = waitFor(process, signals);
   return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
 }
 

@@ -16,7 +16,8 @@ struct End {
 
 }  // namespace
 
-std::optional<std::string> gunzipped(std::string_view bytes, std::size_t longest) {
+std::optional<std::string> gunzipped(std::string_view bytes, std::size_t longest,
+                                     const std::function<bool(std::size_t)>& hasRoom) {
   constexpr int windowOfGzip = 15 + 16;
   z_stream stream{};
   if (inflateInit2(&stream, windowOfGzip) != Z_OK) return std::nullopt;
@@ -30,7 +31,9 @@ std::optional<std::string> gunzipped(std::string_view bytes, std::size_t longest
     stream.next_out = reinterpret_cast<Bytef*>(piece.data());
     stream.avail_out = static_cast<uInt>(piece.size());
     code = inflate(&stream, Z_NO_FLUSH);
-    text.append(piece.data(), std::min(piece.size() - stream.avail_out, longest + 1 - text.size()));
+    const std::size_t count = std::min(piece.size() - stream.avail_out, longest + 1 - text.size());
+    if (!hasRoom(count)) return std::nullopt;
+    text.append(piece.data(), count);
     if (code == Z_STREAM_END && stream.avail_in > 0) code = inflateReset(&stream);  // another member follows
   }
   return code == Z_STREAM_END || text.size() > longest ? std::optional(std::move(text)) : std::nullopt;

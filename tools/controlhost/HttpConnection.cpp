@@ -49,8 +49,8 @@ std::string place(const std::string& address, int port) {
 
 }  // namespace
 
-HttpConnection::HttpConnection(socket_t socket, std::chrono::milliseconds requestTime)
-    : socket_(socket), requestTime_(requestTime) {}
+HttpConnection::HttpConnection(socket_t socket, BodyRoom& room, std::chrono::milliseconds requestTime)
+    : socket_(socket), requestTime_(requestTime), room_(room) {}
 
 HttpConnection::~HttpConnection() {
   if (!isReset_) ::shutdown(socket_, SHUT_RDWR);
@@ -62,6 +62,7 @@ bool HttpConnection::waitForRequest(std::chrono::milliseconds time) {
   head_.reset();
   headComplete_ = false;
   bodySize_ = 0;
+  room_.giveBack();
   problem_ = {};
   sending_ = Sending::whole;
   hasReplied_ = false;
@@ -146,6 +147,8 @@ ssize_t HttpConnection::read(char* bytes, size_t size) {
     keep(*bytes);
   } else if ((bodySize_ += count) > longestChunks) {
     problem_ = httpProblem(413);
+  } else if (!takeRoom(count)) {
+    problem_ = noRoomProblem();
   }
   return problem_.status == 0 ? static_cast<ssize_t>(count) : -1;
 }

@@ -7,6 +7,7 @@
 #include <optional>
 #include <string>
 
+#include "tools/controlhost/BodyRoom.h"
 #include "tools/controlhost/HttpServer.h"
 #include "tools/controlhost/RequestHead.h"
 
@@ -17,7 +18,7 @@ namespace fliprugair::controlhost {
 class HttpConnection final : public httplib::Stream {
  public:
   /// A request must come to its end within `requestTime` from its begin.
-  explicit HttpConnection(socket_t socket, std::chrono::milliseconds requestTime = std::chrono::seconds(20));
+  HttpConnection(socket_t socket, BodyRoom& room, std::chrono::milliseconds requestTime = std::chrono::seconds(20));
   ~HttpConnection() override;
   HttpConnection(const HttpConnection&) = delete;
   HttpConnection& operator=(const HttpConnection&) = delete;
@@ -27,6 +28,9 @@ class HttpConnection final : public httplib::Stream {
 
   /// Longest body that is read, as it comes.
   static constexpr std::size_t longestBody = std::size_t{16} * 1024 * 1024;
+
+  /// Takes room for so many bytes of the body more; false when there is none beside other bodies.
+  bool takeRoom(std::size_t bytes) { return room_.take(bytes); }
 
   /// Why the request cannot be read, as far as is known by now.
   const HttpProblem& problem() const { return problem_; }
@@ -82,6 +86,7 @@ class HttpConnection final : public httplib::Stream {
   std::optional<RequestHead> head_;
   bool headComplete_ = false;
   std::size_t bodySize_ = 0;  ///< as far as it was read
+  BodyRoom::Share room_;
   std::chrono::steady_clock::time_point begin_{};
   HttpProblem problem_;
   Sending sending_ = Sending::whole;

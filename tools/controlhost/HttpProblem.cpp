@@ -24,10 +24,15 @@ HttpProblem httpProblem(int status) {
       return {status, "The body is transferred in a way that this host cannot read.",
               "Send a Content-Length, or Transfer-Encoding: chunked."};
     case 503:
-      return {status, "There are too many connections.", "Close some, and try again."};
+      return {status, "There are too many connections, or too many long bodies at once.",
+              "Close some connections, and try again."};
     default:
       return {status, "This is no HTTP request that this host understands.", "Send HTTP/1.1."};
   }
+}
+
+HttpProblem noRoomProblem() {
+  return {503, "There is no room for this body: too many long ones come at once.", "Send it again in a moment."};
 }
 
 std::string_view expectationOf(int status) {
@@ -44,6 +49,8 @@ std::string_view expectationOf(int status) {
       return "headers of at most 8 KiB each, and 64 KiB in all";
     case 501:
       return "a Content-Length, or Transfer-Encoding: chunked";
+    case 503:
+      return "long bodies of 64 MiB at most at once";
     default:
       return "a request by HTTP/1.1, whole";
   }

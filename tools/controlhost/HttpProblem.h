@@ -9,6 +9,9 @@ namespace fliprugair::controlhost {
 /// The usual words for a status.
 HttpProblem httpProblem(int status);
 
+/// Of a body for which there is no room beside others.
+HttpProblem noRoomProblem();
+
 /// What would not have had this status, in a few words.
 std::string_view expectationOf(int status);
 

@@ -54,11 +54,14 @@ struct Body {
 };
 
 /// A body of `bytes`, without its compression.
-Body bodyOf(std::string bytes, const HttpHeaders& headers) {
+Body bodyOf(std::string bytes, const HttpHeaders& headers, HttpConnection& connection) {
   const std::string coding = listed(headersOf(headers, "Content-Encoding"));
   if (coding.empty() || sameName(coding, "identity")) return {std::move(bytes)};
   if (!sameName(coding, "gzip") && !sameName(coding, "x-gzip")) return {std::move(bytes), {}, httpProblem(415)};
-  auto text = gunzipped(bytes, HttpConnection::longestBody);
+  bool hasRoom = true;
+  auto text = gunzipped(bytes, HttpConnection::longestBody,
+                        [&](std::size_t more) { return hasRoom = connection.takeRoom(more); });
+  if (!hasRoom) return {bytes.substr(0, mostOfUnread), {}, noRoomProblem()};
   if (!text) {
     const std::string what = "The body is not what its Content-Encoding says: it cannot be read as " + coding + '.';
     return {std::move(bytes), {}, {400, what, "Send it compressed to its end, or without the header."}};
@@ -111,7 +114,7 @@ struct HttpServer::Implementation final : httplib::Server {
     HttpRequest request = requestOf(connection);
     request.path = from.path;
     for (const auto& [key, value] : from.params) request.query.emplace(key, value);
-    Body body = bodyOf(from.body, request.headers);
+    Body body = bodyOf(from.body, request.headers, connection);
     if (from.body.size() > HttpConnection::longestBody)
       body = {from.body.substr(0, mostOfUnread), {}, httpProblem(413)};
     request.body = std::move(body.text);
@@ -209,7 +212,7 @@ struct HttpServer::Implementation final : httplib::Server {
 
   /// On the accepting thread, which waits for nobody: a connection that it turns away is closed once others are.
   void turnAway(socket_t socket) {
-    turnedAway.emplace_back(socket).refuse(503, refusal(httpProblem(503)));
+    turnedAway.emplace_back(socket, room).refuse(503, refusal(httpProblem(503)));
     if (turnedAway.size() > mostTurnedAway) turnedAway.pop_front();
   }
 
@@ -218,7 +221,7 @@ struct HttpServer::Implementation final : httplib::Server {
       turnAway(socket);
       return false;
     }
-    HttpConnection connection(socket);
+    HttpConnection connection(socket, room);
     {
       const std::lock_guard lock(mutex);
       if (stopping) return false;
@@ -268,6 +271,7 @@ struct HttpServer::Implementation final : httplib::Server {
 
   HttpServer::Handler handler;
   Refusal refusal;
+  BodyRoom room;
   int port = 0;
   std::thread thread;
   std::mutex mutex;  ///< around the rest

@@ -183,8 +183,9 @@ Value numberEffect(const Setting& setting, const Value& value, bool locationIsOn
                       std::to_string(*setting.usual) + '.');
   }
   const std::int64_t becomes = std::clamp(numberOf(value), setting.least, setting.most);
-  const bool exact = (value.kind() == Value::Kind::integer || value.isText()) && becomes == numberOf(value) &&
-                     (value.isNumber() || std::to_string(becomes) == value.text());
+  const bool isNumber = value.kind() == Value::Kind::integer || value.kind() == Value::Kind::real;
+  const bool exact =
+      isNumber ? value.realValue() == static_cast<double>(becomes) : value.text() == std::to_string(becomes);
   if (exact) return effect(placeOf(setting), "ok", becomes, key + " becomes " + std::to_string(becomes) + '.');
   return effect(placeOf(setting), "warning", becomes,
                 key + " is " + (numeric ? shown(value) : inWords(value)) + "; a tracker takes " + range +

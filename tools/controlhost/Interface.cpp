@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <chrono>
 #include <memory>
 #include <utility>
 
@@ -63,6 +64,17 @@ class Numbers {
     return usual;
   }
 
+  std::chrono::milliseconds readSeconds(const std::string& key, int usual, int most) {
+    const std::string text = parameter(request_, key);
+    if (text.empty()) return std::chrono::seconds(usual);
+    double seconds = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), seconds);
+    if (error == std::errc() && end == text.data() + text.size() && seconds >= 0 && seconds <= most)
+      return std::chrono::milliseconds(static_cast<std::int64_t>(seconds * 1000));
+    complaint = key + " is \"" + text + "\", and should be a number of seconds from 0 to " + std::to_string(most);
+    return {};
+  }
+
   std::string complaint;
 
  private:
@@ -77,6 +89,18 @@ struct Page {
 };
 
 HttpReply badQuery(const std::string& complaint) { return errorReply(400, complaint + '.', "Change that parameter."); }
+
+/// HOST:PORT, where HTTP leaves out its usual port.
+std::string withPort(const std::string& host) {
+  const std::size_t end = host.rfind(']');  // of an address that holds colons itself
+  return host.find(':', end == std::string::npos ? 0 : end) == std::string::npos ? host + ":80" : host;
+}
+
+/// HOST:PORT of a page; "" when it did not come by HTTP from a host.
+std::string hostOfOrigin(const std::string& origin) {
+  constexpr std::string_view scheme = "http://";
+  return origin.starts_with(scheme) ? withPort(origin.substr(scheme.size())) : "";
+}
 
 /// A misspelt one would ask for something else without a word.
 std::optional<HttpReply> unknownParameter(const HttpRequest& request, const std::vector<std::string_view>& known) {
@@ -187,12 +211,12 @@ std::optional<HttpReply> Interface::reply(const HttpRequest& request) {
 /// host. A name could lead anywhere; the address at which the request came is this host's own.
 std::optional<HttpReply> Interface::refusal(const HttpRequest& request) const {
   const std::string host = headerOf(request.headers, "Host");
-  if (host != request.local && std::find(hosts_.begin(), hosts_.end(), host) == hosts_.end()) {
+  if (!isOwn(request, withPort(host))) {
     return errorReply(403, "This host is not called \"" + host + "\".", "Ask for " + url() + '.');
   }
   const std::string origin = headerOf(request.headers, "Origin");
   const std::string site = headerOf(request.headers, "Sec-Fetch-Site");
-  if ((!origin.empty() && origin != "http://" + host) || site == "cross-site") {
+  if ((!origin.empty() && hostOfOrigin(origin) != withPort(host)) || site == "cross-site") {
     return errorReply(403, "This request comes from the page of another site.", "Open " + url() + " itself.");
   }
   return std::nullopt;
@@ -203,8 +227,11 @@ std::optional<HttpReply> Interface::refusal(const HttpRequest& request) const {
 bool Interface::isOfForeignPage(const HttpRequest& request) const {
   const std::string origin = headerOf(request.headers, "Origin");
   if (origin.empty()) return headerOf(request.headers, "Sec-Fetch-Site") == "cross-site";
-  const auto isOwn = [&](const std::string& host) { return origin == "http://" + host; };
-  return !isOwn(request.local) && std::none_of(hosts_.begin(), hosts_.end(), isOwn);
+  return !isOwn(request, hostOfOrigin(origin));
+}
+
+bool Interface::isOwn(const HttpRequest& request, const std::string& host) const {
+  return host == request.local || std::find(hosts_.begin(), hosts_.end(), host) != hosts_.end();
 }
 
 const std::vector<Interface::Entry>& Interface::entries() {
@@ -326,13 +353,12 @@ HttpReply Interface::forget(const HttpRequest&, const std::string& rest) {
 HttpReply Interface::wait(const HttpRequest& request, const std::string&) {
   Numbers numbers(request);
   const std::int64_t count = numbers.read("count", 1, 1, 1000000);
-  const std::int64_t timeout = numbers.read("timeout", 10, 0, 600);
+  const std::chrono::milliseconds timeout = numbers.readSeconds("timeout", 10, 600);
   const std::int64_t since = numbers.read("since", 0, 0, INT64_MAX);
   if (!numbers.complaint.empty()) return badQuery(numbers.complaint);
   const std::string match = parameter(request, "match");
   if (auto refused = refusalOf(Match(match))) return *refused;
-  Waited waited =
-      waitForRecords(reception_.log(), match, count, std::chrono::seconds(timeout), since, request.isAbandoned);
+  Waited waited = waitForRecords(reception_.log(), match, count, timeout, since, request.isAbandoned);
   if (waited.matched) {
     return jsonReply(Value{{"matched", true}, {"count", waited.count}, {"records", Array(std::move(waited.records))}});
   }

@@ -30,6 +30,7 @@ class Interface {
 
   std::optional<HttpReply> refusal(const HttpRequest& request) const;
   bool isOfForeignPage(const HttpRequest& request) const;
+  bool isOwn(const HttpRequest& request, const std::string& host) const;
   HttpReply route(const HttpRequest& request);
   std::string url() const { return "http://" + hosts_.front(); }
 

@@ -183,13 +183,13 @@ int serve(Wishes wishes) {
 
 /// Requests on standard error, so that the app's own output stays as it is.
 int runApp(Wishes wishes, const std::vector<std::string>& command) {
-  blockedEndSignals();
+  const sigset_t signals = blockedSignalsOfAProgram();
   const std::string address = wishes.options.address;
   RunningHost running(std::move(wishes), std::cerr);
   warnAbout(address);
   ControlHost& host = running.host();
   std::cerr << host.url() << std::endl;
-  const int status = runProgram(command, "FLIPRUGAIR_CONTROL_HOST", host.hostname());
+  const int status = runProgram(command, "FLIPRUGAIR_CONTROL_HOST", host.hostname(), signals);
   std::vector<Value> requests;
   for (const ReceivedRequest& request : host.requests()) requests.push_back(summaryOf(request));
   if (requests.empty()) {
