@@ -52,7 +52,7 @@ App launch(const std::string& file, const std::string& hostname) {
 App install(const std::string& file, const std::string& hostname) {
   App app = launch(file, hostname);
   app.environment->applicationDidBecomeActive();
-  require(app.environment->waitUntilSent(std::chrono::seconds(30)).isNothing(), "the host has not confirmed all");
+  require(app.environment->waitUntilSent(std::chrono::seconds(30)).isEmpty(), "the host has not confirmed all");
   return app;
 }
 

@@ -13,8 +13,11 @@ void perform(std::shared_ptr<TrackerImplementation> tracker, const Operation& op
   tracker->context.perform([&] { operation(*tracker); });
 }
 
-/// What is a value in memory alone needs no entry; its lock may be one that is never given back, all the same.
-bool isInert(const std::shared_ptr<TrackerImplementation>& tracker) { return tracker->context.isInert(); }
+/// For what is a value in memory alone and needs no entry; its lock may be one that is never given back, all the same.
+template <class Operation>
+auto access(std::shared_ptr<TrackerImplementation> tracker, const Operation& operation) {
+  return tracker->context.isInert() ? decltype(operation(*tracker))() : operation(*tracker);
+}
 
 using T = TrackerImplementation;
 
@@ -64,7 +67,9 @@ std::shared_ptr<MarluneTracker> MarluneTracker::initMarluneWithParams(Environmen
   return std::shared_ptr<MarluneTracker>(new MarluneTracker(std::move(implementation)));
 }
 
-void MarluneTracker::enableConsoleLogging(bool enabled) { implementation_->context.enableLogging(enabled); }
+void MarluneTracker::enableConsoleLogging(bool enabled) {
+  access(implementation_, [&](T& tracker) { tracker.context.enableLogging(enabled); });
+}
 
 void MarluneTracker::trackEvent(const Text& eventTitle, const Text& eventValue) {
   perform(implementation_, [&](T& tracker) { tracker.events.trackEvent(eventTitle, eventValue); });
@@ -121,27 +126,27 @@ void MarluneTracker::trackWatchEvent(const Text& eventTitle, const Text& eventVa
 }
 
 std::shared_ptr<MarluneTrackerClientDelegate> MarluneTracker::trackerDelegate() const {
-  return isInert(implementation_) ? nullptr : implementation_->attribution.trackerDelegate();
+  return access(implementation_, [](T& tracker) { return tracker.attribution.trackerDelegate(); });
 }
 
 void MarluneTracker::setTrackerDelegate(const std::shared_ptr<MarluneTrackerClientDelegate>& delegate) {
-  if (!isInert(implementation_)) implementation_->attribution.setTrackerDelegate(delegate);
+  access(implementation_, [&](T& tracker) { tracker.attribution.setTrackerDelegate(delegate); });
 }
 
 Value MarluneTracker::customIdString() const {
-  return isInert(implementation_) ? Value() : implementation_->installData.customIdString();
+  return access(implementation_, [](T& tracker) { return tracker.installData.customIdString(); });
 }
 
 void MarluneTracker::setCustomIdString(const Text& customIdString) {
-  if (!isInert(implementation_)) implementation_->installData.setCustomIdString(customIdString);
+  access(implementation_, [&](T& tracker) { tracker.installData.setCustomIdString(customIdString); });
 }
 
 std::shared_ptr<MarluneRetrieveiAdAttribution> MarluneTracker::iAdAttributionManager() const {
-  return isInert(implementation_) ? nullptr : implementation_->searchAd.manager();
+  return access(implementation_, [](T& tracker) { return tracker.searchAd.manager(); });
 }
 
 void MarluneTracker::setIAdAttributionManager(std::shared_ptr<MarluneRetrieveiAdAttribution> manager) {
-  if (!isInert(implementation_)) implementation_->searchAd.setManager(std::move(manager));
+  access(implementation_, [&](T& tracker) { tracker.searchAd.setManager(std::move(manager)); });
 }
 
 }  // namespace fliprugair

@@ -38,11 +38,12 @@ TrackerImplementation::TrackerImplementation(Environment& environment)
       installData(context, *process_, identity, clock, facts, connectivity, platform_.surroundings(),
                   platform_.bundle(), platform_.application(),
                   [&environment] { return environment.makeHardwareInfo(); }),
-      searchAd(context, *process_, envelope, [&environment] { return environment.makeRetrieveiAdAttribution(); }),
+      searchAd(context, *process_, envelope, facts,
+               [&environment] { return environment.makeRetrieveiAdAttribution(); }),
       installReport(context, requests, envelope, facts, installData, searchAd, watch),
       attribution(context, *process_, requests, envelope, searchAd, installReport, platform_.json()),
       initRequest(context, identity, envelope, facts, sessions, requests),
-      settings(context, identity, facts, events, location, properties, installReport, attribution),
+      settings(context, identity, batch, searchAd, facts, events, location, properties, installReport, attribution),
       handshake(context, *process_, clock, requests, identity, sessions, initRequest, settings, location, services,
                 installReport, properties, attribution),
       lifecycle(context, *process_, clock, sessions, batch, requests, properties, location, installReport) {}
@@ -115,12 +116,13 @@ void TrackerImplementation::storeDefaults(const Options& options) {
   clock.storeDefaults();
   facts.storeDefaults();
   installData.storeIdentityLink(options.identityLink);
+  settings.storeDefaults();
   handshake.storeDefaults();
   batch.storeDefaults();
   searchAd.storeDefaults();
   properties.storeDefaults();
   location.reset();
-  properties.storeLimitAdTracking(options.limitAdTracking);
+  facts.setAppLimitsTracking(options.limitAdTracking);
   identity.storeDeviceId();
   requests.forgetSending();
   context.store().synchronize();

@@ -17,7 +17,7 @@ std::string DeviceFacts::preferredLanguage() const {
 }
 
 bool DeviceFacts::appVersionChanged() const {
-  const Dictionary reported = store_.objectForKey(key::watchProperties).dictionary();
+  const Dictionary reported = reportedProperties();
   const Value shortVersion = bundle_.infoEntry("CFBundleShortVersionString");
   if (reported["app_short_string"] != (shortVersion.isText() ? shortVersion : Value(""))) return true;
   const Value version = bundleVersion();

@@ -50,7 +50,7 @@ bool Handshake::isDue() const {
   // Unsigned on purpose: a clock set back before the last init yields a huge difference, and so a new init.
   const std::uint64_t sinceLastInit =
       clock_.now() - static_cast<std::uint64_t>(context_.store().integerForKey(key::lastMLInitSent));
-  return sinceLastInit > static_cast<std::uint64_t>(context_.store().integerForKey(key::mlinitWait));
+  return sinceLastInit > static_cast<std::uint64_t>(settings_.initWait());
 }
 
 void Handshake::MarluneInitResult(const Value& given) {
@@ -111,10 +111,7 @@ void Handshake::startAttributionCheck() {
   attribution_.armCheckTimer();
 }
 
-void Handshake::storeDefaults() {
-  storeIfAbsent(context_.store(), key::mlinitWait, 60);
-  storeIfAbsent(context_.store(), key::lastMLInitSent, 0);
-}
+void Handshake::storeDefaults() { storeIfAbsent(context_.store(), key::lastMLInitSent, 0); }
 
 void Handshake::reset() {
   shared_.rcascadeTimerDelay = 0;

@@ -1,9 +1,8 @@
 #include "Fliprugair/handshake/ServerSettings.h"
 
 #include <algorithm>
-#include <array>
 
-#include "Fliprugair/events/BatchQueue.h"
+#include "Fliprugair/core/Defaults.h"
 
 namespace fliprugair {
 
@@ -15,22 +14,7 @@ std::int64_t numericSetting(const Value& value) {
   return value.isText() ? integerOfText<std::int32_t>(value.text()) : 0;
 }
 
-struct NumericSetting {
-  std::string_view name;
-  std::string_view key;
-  std::int64_t least;
-  std::int64_t most;
-};
-
 constexpr std::int64_t oneWeekInSeconds = 604800;
-
-constexpr std::array numericSettings{
-    NumericSetting{"mlinit_wait", key::mlinitWait, 60, oneWeekInSeconds},
-    NumericSetting{"mltracker_wait", key::mltrackerWait, 60, oneWeekInSeconds},
-    NumericSetting{"iad_attribution_attempts", key::iAdAttributionAttempts, 1, 10},
-    NumericSetting{"iad_attribution_wait", key::iAdAttributionWait, 1, 120},
-    NumericSetting{"iad_retry_wait", key::iAdRetryWait, 1, 60},
-};
 
 /// Unlike the others, a location setting that is neither a number nor text keeps its default.
 std::int64_t locationSetting(const Value& value, std::int64_t standard, std::int64_t least, std::int64_t most) {
@@ -40,11 +24,13 @@ std::int64_t locationSetting(const Value& value, std::int64_t standard, std::int
 
 }  // namespace
 
-ServerSettings::ServerSettings(Context& context, Identity& identity, DeviceFacts& facts, EventRecords& events,
-                               LocationReports& location, PropertyUpdates& properties, InstallReport& installReport,
-                               AttributionPoll& attribution)
+ServerSettings::ServerSettings(Context& context, Identity& identity, BatchQueue& batch, SearchAdAttribution& searchAd,
+                               DeviceFacts& facts, EventRecords& events, LocationReports& location,
+                               PropertyUpdates& properties, InstallReport& installReport, AttributionPoll& attribution)
     : context_(context),
       identity_(identity),
+      batch_(batch),
+      searchAd_(searchAd),
       facts_(facts),
       events_(events),
       location_(location),
@@ -55,17 +41,27 @@ ServerSettings::ServerSettings(Context& context, Identity& identity, DeviceFacts
 void ServerSettings::adopt(const Dictionary& reply, const Dictionary& flags) {
   identity_.adoptAppId(flags["marlune_app_id"]);
   identity_.adoptDeviceId(flags["marlune_device_id"]);
-  for (const NumericSetting& setting : numericSettings) {
-    const Value value = flags[setting.name];
-    if (value.isNull()) continue;
-    context_.store().setObject(std::clamp(numericSetting(value), setting.least, setting.most), setting.key);
-  }
+  adoptNumbers(flags);
   properties_.adoptIdUpdates(flags["send_id_updates"]);
   // Absent asks for the report again; present and false leaves things as they are.
   if (const Value resend = flags["resend_initial"]; resend.isNull() || resend.boolValue()) installReport_.makeDue();
   facts_.adoptBlacklist(reply["blacklist"]);
   events_.adoptBlacklist(reply["eventname_blacklist"]);
   adoptLocation(reply, flags);
+}
+
+/// One that is absent leaves things as they are.
+void ServerSettings::adoptNumbers(const Dictionary& flags) {
+  const auto adopt = [&](std::string_view name, std::int64_t least, std::int64_t most, const auto& give) {
+    const Value value = flags[name];
+    if (!value.isNull()) give(std::clamp(numericSetting(value), least, most));
+  };
+  using Number = std::int64_t;
+  adopt("mlinit_wait", 60, oneWeekInSeconds, [&](Number wait) { context_.store().setObject(wait, key::mlinitWait); });
+  adopt("mltracker_wait", 60, oneWeekInSeconds, [&](Number wait) { batch_.adoptWait(wait); });
+  adopt("iad_attribution_attempts", 1, 10, [&](Number most) { searchAd_.adoptAttempts(most); });
+  adopt("iad_attribution_wait", 1, 120, [&](Number wait) { searchAd_.adoptWait(wait); });
+  adopt("iad_retry_wait", 1, 60, [&](Number wait) { searchAd_.adoptRetryWait(wait); });
 }
 
 void ServerSettings::adoptLocation(const Dictionary& reply, const Dictionary& flags) {
@@ -79,5 +75,7 @@ void ServerSettings::adoptAttributionWait(const Dictionary& flags) {
   const Value wait = flags["getattribution_wait"];
   attribution_.adoptWait(wait.isNull() ? 7 : std::clamp<std::int64_t>(numericSetting(wait), 1, 30));
 }
+
+void ServerSettings::storeDefaults() { storeIfAbsent(context_.store(), key::mlinitWait, 60); }
 
 }  // namespace fliprugair

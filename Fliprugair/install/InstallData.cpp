@@ -25,7 +25,7 @@ std::string pixelText(double pixels) {
 }  // namespace
 
 InstallData::InstallData(Context& context, Shared& shared, const Identity& identity, SessionClock& clock,
-                         const DeviceFacts& facts, const Connectivity& connectivity, const Surroundings& surroundings,
+                         DeviceFacts& facts, const Connectivity& connectivity, const Surroundings& surroundings,
                          const Bundle& bundle, const Application& application, MakeHardwareInfo makeHardwareInfo)
     : context_(context),
       shared_(shared),
@@ -67,7 +67,7 @@ PairList InstallData::baseEntries() const {
       .add("app_version", facts_.bundleText("CFBundleVersion"))
       .add("app_short_string", facts_.bundleText("CFBundleShortVersionString"))
       .add("os_version", facts_.systemNameAndVersion())
-      .add("app_limit_tracking", DeviceFacts::digitText(context_.store().boolForKey(key::app_limit_tracking)))
+      .add("app_limit_tracking", DeviceFacts::digitText(facts_.appLimitsTracking()))
       .add("new_user", DeviceFacts::digitText(shared_._isNewUser))
       .add("dev_id_strategy", "1")
       .add("is_genuine", DeviceFacts::digitText(facts_.isOSGenuine()))
@@ -93,16 +93,15 @@ void InstallData::addFacebookAttribution(PairList& data, const Value& pasteboard
 
 /// Whether the device limits tracking.
 bool InstallData::addAdvertisingEntries(PairList& data) {
-  UserDefaults& store = context_.store();
   const bool limited = facts_.limitsTracking();
-  store.setObject(limited, key::device_limit_tracking);
-  store.synchronize();
+  facts_.noteDeviceLimit(limited);
+  context_.store().synchronize();
   data.set("device_limit_tracking", DeviceFacts::digitText(limited));
   if (!facts_.isDisabled("idfv")) data.set("idfv", facts_.vendorIdentifier());
   if (!facts_.isDisabled("idfa")) {
     const Value identifier = facts_.advertisingIdentifier();
     data.set("idfa", identifier.text());
-    store.setObject(identifier, key::idfa);
+    facts_.noteAdvertisingIdentifier(identifier);
   }
   return limited;
 }
@@ -142,7 +141,7 @@ void InstallData::addDeviceState(PairList& data) const {
 
 Dictionary InstallData::watchDictionary(bool deviceLimitsTracking) const {
   return PairList()
-      .add("app_limit_tracking", DeviceFacts::digitText(context_.store().boolForKey(key::app_limit_tracking)))
+      .add("app_limit_tracking", DeviceFacts::digitText(facts_.appLimitsTracking()))
       .add("app_short_string", facts_.bundleText("CFBundleShortVersionString"))
       .add("app_version", facts_.bundleText("CFBundleVersion"))
       .add("device_limit_tracking", DeviceFacts::digitText(deviceLimitsTracking))

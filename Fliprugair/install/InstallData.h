@@ -30,7 +30,7 @@ class InstallData {
   };
   using MakeHardwareInfo = std::function<std::shared_ptr<MarluneHardwareInfo>()>;
 
-  InstallData(Context& context, Shared& shared, const Identity& identity, SessionClock& clock, const DeviceFacts& facts,
+  InstallData(Context& context, Shared& shared, const Identity& identity, SessionClock& clock, DeviceFacts& facts,
               const Connectivity& connectivity, const Surroundings& surroundings, const Bundle& bundle,
               const Application& application, MakeHardwareInfo makeHardwareInfo);
 
@@ -62,7 +62,7 @@ class InstallData {
   Shared& shared_;
   const Identity& identity_;
   SessionClock& clock_;
-  const DeviceFacts& facts_;
+  DeviceFacts& facts_;
   const Connectivity& connectivity_;
   const Surroundings& surroundings_;
   const Bundle& bundle_;

@@ -12,8 +12,7 @@ constexpr double searchAdSystemVersion = 7.0999;
 }  // namespace
 
 InstallReport::InstallReport(Context& context, RequestQueue& requests, const RequestEnvelope& envelope,
-                             const DeviceFacts& facts, InstallData& data, SearchAdAttribution& searchAd,
-                             WatchReports& watch)
+                             DeviceFacts& facts, InstallData& data, SearchAdAttribution& searchAd, WatchReports& watch)
     : context_(context),
       requests_(requests),
       envelope_(envelope),
@@ -30,7 +29,7 @@ void InstallReport::initialEvent() {
   }
   const Dictionary request = envelope_.request("initial", RequestEnvelope::Form::full, report.data);
   UserDefaults& store = context_.store();
-  store.setObject(report.watched, key::watchProperties);
+  facts_.noteReportedProperties(report.watched);
   store.setObject(false, key::sendInitial);
   store.synchronize();
   requests_.enqueueAndSend(request);

@@ -21,7 +21,7 @@ inline constexpr std::string_view sendInitial = "com.marlune.MarluneTracker.send
 /// The report of the installation: whether it is due, how it is handed over, and its reply.
 class InstallReport {
  public:
-  InstallReport(Context& context, RequestQueue& requests, const RequestEnvelope& envelope, const DeviceFacts& facts,
+  InstallReport(Context& context, RequestQueue& requests, const RequestEnvelope& envelope, DeviceFacts& facts,
                 InstallData& data, SearchAdAttribution& searchAd, WatchReports& watch);
 
   bool isInstallReportDue() const { return context_.store().boolForKey(key::sendInitial); }
@@ -42,7 +42,7 @@ class InstallReport {
   Context& context_;
   RequestQueue& requests_;
   const RequestEnvelope& envelope_;
-  const DeviceFacts& facts_;
+  DeviceFacts& facts_;
   InstallData& data_;
   SearchAdAttribution& searchAd_;
   WatchReports& watch_;

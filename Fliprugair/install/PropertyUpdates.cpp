@@ -37,7 +37,7 @@ class PropertyComparison {
 }  // namespace
 
 PropertyUpdates::PropertyUpdates(Context& context, RequestQueue& requests, const RequestEnvelope& envelope,
-                                 const DeviceFacts& facts, MakeUserAgent makeUserAgent)
+                                 DeviceFacts& facts, MakeUserAgent makeUserAgent)
     : context_(context),
       requests_(requests),
       envelope_(envelope),
@@ -45,31 +45,30 @@ PropertyUpdates::PropertyUpdates(Context& context, RequestQueue& requests, const
       makeUserAgent_(std::move(makeUserAgent)) {}
 
 void PropertyUpdates::checkWatchPropertiesChanged() {
-  UserDefaults& store = context_.store();
-  PropertyComparison properties(store.objectForKey(key::watchProperties).dictionary());
-  properties.compare("app_limit_tracking", store.boolForKey(key::app_limit_tracking));
+  PropertyComparison properties(facts_.reportedProperties());
+  properties.compare("app_limit_tracking", facts_.appLimitsTracking());
   properties.compare("app_short_string", facts_.bundleText("CFBundleShortVersionString"));
   properties.compare("app_version", facts_.bundleVersion());
-  properties.compare("device_limit_tracking", store.boolForKey(key::device_limit_tracking));
+  properties.compare("device_limit_tracking", facts_.lastDeviceLimit());
   properties.compare("is_genuine", facts_.isOSGenuine());
   properties.compare("language", facts_.preferredLanguage());
   properties.compare("os_version", facts_.systemNameAndVersion());
   if (const Value identifier = changedAdvertisingIdentifier(); !identifier.isNull()) {
     properties.change("idfa", identifier);
-    store.setObject(identifier, key::idfa);
+    facts_.noteAdvertisingIdentifier(identifier);
   }
   if (properties.changes().holds("os_version")) refreshUserAgent();
   if (properties.changes().empty()) return;
   requests_.enqueueAndSend(envelope_.request("update", RequestEnvelope::Form::full, properties.changes()));
-  store.setObject(properties.watched(), key::watchProperties);
-  store.synchronize();
+  facts_.noteReportedProperties(properties.watched());
+  context_.store().synchronize();
 }
 
 /// Null when it is as last reported, not wanted, forbidden or not to be had.
 Value PropertyUpdates::changedAdvertisingIdentifier() const {
   if (!context_.store().boolForKey(key::sendIdUpdates) || facts_.isDisabled("idfa")) return {};
   const Value identifier = facts_.advertisingIdentifier();
-  return identifier == context_.store().objectForKey(key::idfa) ? Value() : identifier;
+  return identifier == facts_.lastAdvertisingIdentifier() ? Value() : identifier;
 }
 
 void PropertyUpdates::refreshUserAgent() {
@@ -82,19 +81,18 @@ void PropertyUpdates::refreshUserAgent() {
 }
 
 void PropertyUpdates::setLimitAdTracking(bool limitAdTracking) {
-  storeLimitAdTracking(limitAdTracking);
+  facts_.setAppLimitsTracking(limitAdTracking);
   context_.store().synchronize();
   checkWatchPropertiesChanged();
 }
 
 void PropertyUpdates::checkDeviceLimitTracking() {
   if (!facts_.hasIdentifiers()) return;
-  UserDefaults& store = context_.store();
   const bool deviceTrackingLimited = facts_.limitsTracking();
-  if (deviceTrackingLimited == store.boolForKey(key::device_limit_tracking)) return;
-  store.setObject(deviceTrackingLimited, key::device_limit_tracking);
-  store.synchronize();
-  setLimitAdTracking(store.boolForKey(key::app_limit_tracking));
+  if (deviceTrackingLimited == facts_.lastDeviceLimit()) return;
+  facts_.noteDeviceLimit(deviceTrackingLimited);
+  context_.store().synchronize();
+  setLimitAdTracking(facts_.appLimitsTracking());
 }
 
 void PropertyUpdates::adoptIdUpdates(const Value& wanted) {
@@ -110,9 +108,5 @@ void PropertyUpdates::storeUserAgent() {
 }
 
 void PropertyUpdates::storeDefaults() { storeIfAbsent(context_.store(), key::sendIdUpdates, false); }
-
-void PropertyUpdates::storeLimitAdTracking(bool limitAdTracking) {
-  context_.store().setObject(limitAdTracking, key::app_limit_tracking);
-}
 
 }  // namespace fliprugair

@@ -24,7 +24,7 @@ class PropertyUpdates {
  public:
   using MakeUserAgent = std::function<std::shared_ptr<WebViewUserAgent>()>;
 
-  PropertyUpdates(Context& context, RequestQueue& requests, const RequestEnvelope& envelope, const DeviceFacts& facts,
+  PropertyUpdates(Context& context, RequestQueue& requests, const RequestEnvelope& envelope, DeviceFacts& facts,
                   MakeUserAgent makeUserAgent);
 
   /// Compares the properties with those last reported, and sends what differs.
@@ -40,7 +40,6 @@ class PropertyUpdates {
   // Start-up.
   void storeUserAgent();
   void storeDefaults();
-  void storeLimitAdTracking(bool limitAdTracking);
 
  private:
   Value changedAdvertisingIdentifier() const;
@@ -49,7 +48,7 @@ class PropertyUpdates {
   Context& context_;
   RequestQueue& requests_;
   const RequestEnvelope& envelope_;
-  const DeviceFacts& facts_;
+  DeviceFacts& facts_;
   const MakeUserAgent makeUserAgent_;
 };
 

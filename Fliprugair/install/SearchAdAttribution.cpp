@@ -3,7 +3,6 @@
 #include <array>
 
 #include "Fliprugair/core/Defaults.h"
-#include "Fliprugair/environment/DeviceFacts.h"
 
 namespace fliprugair {
 
@@ -83,7 +82,7 @@ void SearchAdAttribution::park(const Value& details) {
     installData = merged;
   }
   store.setObject(envelope_.request("initial", RequestEnvelope::Form::full, installData), key::initialPayload);
-  store.setObject(waiting["watchDictionary"], key::watchProperties);
+  facts_.noteReportedProperties(waiting["watchDictionary"]);
   store.synchronize();
 }
 

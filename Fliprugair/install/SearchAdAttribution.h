@@ -10,6 +10,7 @@
 #include "Fliprugair/core/Context.h"
 #include "Fliprugair/core/RequestEnvelope.h"
 #include "Fliprugair/core/TimerReference.h"
+#include "Fliprugair/environment/DeviceFacts.h"
 
 namespace fliprugair {
 
@@ -41,8 +42,9 @@ class SearchAdAttribution {
   };
   using MakeManager = std::function<std::shared_ptr<MarluneRetrieveiAdAttribution>()>;
 
-  SearchAdAttribution(Context& context, Shared& shared, const RequestEnvelope& envelope, MakeManager makeManager)
-      : context_(context), shared_(shared), envelope_(envelope), makeManager_(std::move(makeManager)) {}
+  SearchAdAttribution(Context& context, Shared& shared, const RequestEnvelope& envelope, DeviceFacts& facts,
+                      MakeManager makeManager)
+      : context_(context), shared_(shared), envelope_(envelope), facts_(facts), makeManager_(std::move(makeManager)) {}
 
   /// Keeps the report's data and asks for the answer that belongs to it.
   void ask(const Dictionary& data, const Dictionary& watched);
@@ -59,6 +61,11 @@ class SearchAdAttribution {
   std::shared_ptr<MarluneRetrieveiAdAttribution> manager() const { return manager_.load(); }
   void setManager(std::shared_ptr<MarluneRetrieveiAdAttribution> manager) { manager_.store(std::move(manager)); }
 
+  // What the control host allows.
+  void adoptAttempts(std::int64_t most) { context_.store().setObject(most, key::iAdAttributionAttempts); }
+  void adoptWait(std::int64_t seconds) { context_.store().setObject(seconds, key::iAdAttributionWait); }
+  void adoptRetryWait(std::int64_t seconds) { context_.store().setObject(seconds, key::iAdRetryWait); }
+
   void storeDefaults();
   void reset();
   /// Stops the timers of this process, whoever armed them.
@@ -73,6 +80,7 @@ class SearchAdAttribution {
   Context& context_;
   Shared& shared_;
   const RequestEnvelope& envelope_;
+  DeviceFacts& facts_;
   const MakeManager makeManager_;
   Locked<std::shared_ptr<MarluneRetrieveiAdAttribution>> manager_;
   std::mutex monitor_;  ///< the tracker's own lock, around the counters

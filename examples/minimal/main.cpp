@@ -13,6 +13,6 @@ int main() {
   app->applicationDidBecomeActive();
   tracker->trackEvent("level", "7");
   const fliprugair::Waiting waiting = app->waitUntilSent(std::chrono::seconds(10));
-  std::cout << (waiting.isNothing() ? "The host has it all." : "Still to be sent: " + waiting.text()) << '\n';
+  std::cout << (waiting.isEmpty() ? "The host has it all." : "Still to be sent: " + waiting.text()) << '\n';
   app->terminate();
 }

@@ -41,7 +41,7 @@ TEST(StoppingForGood, SendsNothingOfWhatWaitsAndLeavesNothing) {
     LinuxOptions options = optionsOf(folder);
     options.mainThread = mainThread;
     Visit visit(options, host);
-    ASSERT_TRUE(visit.environment->waitUntilSent(std::chrono::seconds(30)).isNothing());
+    ASSERT_TRUE(visit.environment->waitUntilSent(std::chrono::seconds(30)).isEmpty());
     const std::size_t before = host.requests().size();
     visit.tracker->trackEvent("late", "value");
     EXPECT_EQ(visit.stopForGood(), "");
@@ -64,7 +64,7 @@ TEST(StoppingForGood, DoesNotWaitForWhatIsBeingSent) {
   LinuxOptions options = optionsOf(folder);
   options.backgroundTaskTime = std::chrono::minutes(10);
   Visit visit(options, host);
-  ASSERT_TRUE(visit.environment->waitUntilSent(std::chrono::seconds(30)).isNothing());
+  ASSERT_TRUE(visit.environment->waitUntilSent(std::chrono::seconds(30)).isEmpty());
   delay = 1000;
   for (int number = 0; number < 25; ++number) visit.tracker->trackEvent(std::to_string(number), "value");
   EXPECT_EQ(visit.environment->waiting().requests, 1U);
@@ -78,11 +78,11 @@ TEST(StoppingForGood, MakesTheNextConsentThatOfANewInstallation) {
   const LinuxOptions options = optionsOf(folder);
   Visit first(options, host);
   const std::string device = first.deviceId();
-  ASSERT_TRUE(first.environment->waitUntilSent(std::chrono::seconds(30)).isNothing());
+  ASSERT_TRUE(first.environment->waitUntilSent(std::chrono::seconds(30)).isEmpty());
   EXPECT_EQ(first.stopForGood(), "");
   Visit second(options, host);
   EXPECT_NE(second.deviceId(), device);
-  ASSERT_TRUE(second.environment->waitUntilSent(std::chrono::seconds(30)).isNothing());
+  ASSERT_TRUE(second.environment->waitUntilSent(std::chrono::seconds(30)).isEmpty());
   EXPECT_EQ(requestsOf(host, "initial").size(), 2U);
   EXPECT_EQ(second.stopForGood(), "");
 }

@@ -26,7 +26,7 @@ TEST(Termination, WaitsForABatchThatLeftBecauseItWasFull) {
   const TemporaryFolder folder;
   {
     HostApp app(optionsIn(folder.path()), optionsFor(host.hostname()));
-    ASSERT_TRUE(app.environment().waitUntilSent(std::chrono::seconds(30)).isNothing());
+    ASSERT_TRUE(app.environment().waitUntilSent(std::chrono::seconds(30)).isEmpty());
     delay = 500;
     for (int number = 0; number < 25; ++number) app.tracker().trackEvent(std::to_string(number), "value");
     app.terminate();
@@ -63,7 +63,7 @@ TEST(Termination, WaitsNoLongerThanABackgroundTaskMayTake) {
   LinuxOptions options = optionsIn(folder.path());
   options.backgroundTaskTime = std::chrono::milliseconds(200);
   HostApp app(options, optionsFor(host.hostname()));
-  ASSERT_TRUE(app.environment().waitUntilSent(std::chrono::seconds(30)).isNothing());
+  ASSERT_TRUE(app.environment().waitUntilSent(std::chrono::seconds(30)).isEmpty());
   delay = 10000;
   for (int number = 0; number < 25; ++number) app.tracker().trackEvent(std::to_string(number), "value");
   const auto begin = std::chrono::steady_clock::now();
@@ -82,7 +82,7 @@ TEST(WaitUntilSent, BringsTheFirstVisitOfAProgramThatEndsSoonToTheHost) {
     HostApp app(options, optionsFor(host.hostname()));
     app.tracker().trackEvent("only", "value");
     const Waiting waiting = app.environment().waitUntilSent(std::chrono::seconds(30));
-    EXPECT_TRUE(waiting.isNothing()) << waiting.text();
+    EXPECT_TRUE(waiting.isEmpty()) << waiting.text();
     EXPECT_EQ(requestsOf(host, "initial").size(), 1U);
     EXPECT_EQ(eventNames(host), std::vector<std::string>{"only"});
   }
@@ -113,7 +113,7 @@ TEST(WaitUntilSent, CountsTheRequestsThatTheHostHasNotConfirmed) {
   CheckedHost host(slowHost(delay));
   const TemporaryFolder folder;
   HostApp app(optionsIn(folder.path()), optionsFor(host.hostname()));
-  ASSERT_TRUE(app.environment().waitUntilSent(std::chrono::seconds(30)).isNothing());
+  ASSERT_TRUE(app.environment().waitUntilSent(std::chrono::seconds(30)).isEmpty());
   host.stop();
   const auto before = std::chrono::system_clock::now() - std::chrono::seconds(2);
   app.tracker().trackEvent("late", "value");

@@ -404,5 +404,27 @@ TEST(APublicCall, KeepsItsTrackerAliveForItsOwnLength) {
   }
 }
 
+class RefersToATracker final : public MarluneRetrieveiAdAttribution {
+ public:
+  explicit RefersToATracker(std::shared_ptr<MarluneTracker>& tracker) : tracker_(tracker) {}
+  RefersToATracker(const RefersToATracker&) = delete;
+  RefersToATracker& operator=(const RefersToATracker&) = delete;
+  ~RefersToATracker() override { tracker_.reset(); }
+  void setIAdAttributionDelegate(std::weak_ptr<MarluneiAdAttributionDelegate> /*delegate*/) override {}
+  void retrieveiAdAttribution(bool /*loggingEnabled*/) override {}
+
+ private:
+  std::shared_ptr<MarluneTracker>& tracker_;
+};
+
+TEST(APublicCall, KeepsItsTrackerAliveThroughTheEndOfWhatAPropertyHeld) {
+  Phone phone;
+  std::shared_ptr<MarluneTracker> tracker = phone.construct();
+  const std::weak_ptr<MarluneTracker> weak = tracker;
+  tracker->setIAdAttributionManager(std::make_shared<RefersToATracker>(tracker));
+  tracker->setIAdAttributionManager(nullptr);
+  EXPECT_TRUE(weak.expired());
+}
+
 }  // namespace
 }  // namespace fliprugair

@@ -19,7 +19,7 @@ struct FLIPRUGAIR_EXPORT Waiting {
   /// When the oldest record or request was made, to the second, by the device's clock. None when there are none.
   std::optional<std::chrono::system_clock::time_point> oldest = {};
 
-  bool isNothing() const { return !installReport && records == 0 && requests == 0; }
+  bool isEmpty() const { return !installReport && records == 0 && requests == 0; }
 
   /// As "the install report, 2 records"; "" when nothing waits.
   std::string text() const;
