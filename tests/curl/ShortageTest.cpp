@@ -1,7 +1,5 @@
 // Too few file descriptors, and a process that is the child of another.
 
-#include <fcntl.h>
-#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -9,39 +7,11 @@
 
 #include "curl/NetworkTest.h"
 #include "curl/TestServer.h"
-#include "platform/posix/FileDescriptor.h"
+#include "support/FewDescriptors.h"
 
 namespace fliprugair::test {
 
 namespace {
-
-/// Leaves the process so many file descriptors, until its end.
-class FewDescriptors {
- public:
-  explicit FewDescriptors(std::size_t count) {
-    getrlimit(RLIMIT_NOFILE, &before_);
-    const rlimit few{128, before_.rlim_max};
-    setrlimit(RLIMIT_NOFILE, &few);
-    take();
-    taken_.resize(taken_.size() - count);
-  }
-  ~FewDescriptors() { setrlimit(RLIMIT_NOFILE, &before_); }
-  FewDescriptors(const FewDescriptors&) = delete;
-  FewDescriptors& operator=(const FewDescriptors&) = delete;
-
-  /// Takes what is left.
-  void take() {
-    while (true) {
-      FileDescriptor next(open("/dev/null", O_RDONLY | O_CLOEXEC));
-      if (!next) return;
-      taken_.push_back(std::move(next));
-    }
-  }
-
- private:
-  rlimit before_{};
-  std::vector<FileDescriptor> taken_;
-};
 
 class Shortage : public NetworkTest {};
 

@@ -18,12 +18,17 @@ class FewDescriptors {
     rlimit few = before_;
     few.rlim_cur = 256;
     setrlimit(RLIMIT_NOFILE, &few);
-    while (FileDescriptor next{open("/dev/null", O_RDONLY | O_CLOEXEC)}) opened_.push_back(std::move(next));
+    take();
     opened_.resize(opened_.size() - left);
   }
   ~FewDescriptors() { setrlimit(RLIMIT_NOFILE, &before_); }
   FewDescriptors(const FewDescriptors&) = delete;
   FewDescriptors& operator=(const FewDescriptors&) = delete;
+
+  /// Takes what is left.
+  void take() {
+    while (FileDescriptor next{open("/dev/null", O_RDONLY | O_CLOEXEC)}) opened_.push_back(std::move(next));
+  }
 
  private:
   rlimit before_{};

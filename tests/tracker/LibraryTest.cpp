@@ -175,6 +175,15 @@ TEST(TheLibrary, InterfacesBelowTheTrackerDoNotIncludeIt) {
   }
 }
 
+TEST(TheLibrary, PlatformsDoNotIncludeTheInsideOfTheTracker) {
+  const auto includes = includesOf(filesBelow("platform", true));
+  ASSERT_GT(includes.size(), 300U);
+  for (const auto& [file, header, inBrackets] : includes) {
+    if (inBrackets || !header.starts_with("Fliprugair/")) continue;
+    EXPECT_TRUE(fs::exists(sources / "include" / header)) << file << ": " << header;
+  }
+}
+
 /// Fails unless the headers below `roots.front()` include nothing but the standard library and what stands in `roots`.
 void expectClosed(const std::vector<fs::path>& roots, std::size_t least) {
   const auto headers = filesBelow(roots.front(), true);
