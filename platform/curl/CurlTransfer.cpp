@@ -116,7 +116,7 @@ long CurlTransfer::status() const {
 
 NetworkOutcome CurlTransfer::outcome(CURLcode result) {
   const std::string error = errorText_[0] != '\0' ? errorText_.data() : curl_easy_strerror(result);
-  if (status() == 0) return {false, "", "failed, " + error};
+  if (status() == 0) return {.accepted = false, .reply = "", .message = "failed, " + error};
   std::string message = (isAccepted() ? "accepted, HTTP status " : "failed, HTTP status ") + std::to_string(status());
   if (replyTooLong_) {
     message += ", reply over 1 MiB ignored";
@@ -124,10 +124,13 @@ NetworkOutcome CurlTransfer::outcome(CURLcode result) {
     message += ", reply cut off: " + error;
   }
   constexpr long unsupportedMediaType = 415;
-  return {isAccepted(),       std::move(reply_),
-          std::move(message), isAccepted() || findsFaultWithTheRequest(status()),
-          retryAfter(),       content_.isCompressed && status() == unsupportedMediaType,
-          takesGzip_};
+  return {.accepted = isAccepted(),
+          .reply = std::move(reply_),
+          .message = std::move(message),
+          .isVerdict = isAccepted() || findsFaultWithTheRequest(status()),
+          .retryAfter = retryAfter(),
+          .isNotRead = content_.isCompressed && status() == unsupportedMediaType,
+          .takesGzip = takesGzip_};
 }
 
 }  // namespace fliprugair

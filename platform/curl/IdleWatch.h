@@ -16,12 +16,11 @@ class IdleWatch {
     ++underWay_;
   }
 
-  void end(std::size_t count = 1) {
+  void end() {
     std::vector<std::function<void()>> due;
     {
       const std::lock_guard lock(mutex_);
-      underWay_ -= count;
-      if (underWay_ == 0) due.swap(actions_);
+      if (--underWay_ == 0) due.swap(actions_);
     }
     for (const auto& action : due) action();
   }

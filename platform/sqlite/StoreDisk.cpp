@@ -296,7 +296,7 @@ bool StoreDisk::checkpoint() noexcept {
     const LogCopier copier(path_.string());
     lock.unlock();
     copier.copy();
-    copier.copy();
+    copier.copy();  // what was written during the first, so that little is left to be done under the lock
     lock.lock();
     if (!file_) return true;
     if (!file_->emptyLog(pauses ? RowFile::LogRoom::givenBack : RowFile::LogRoom::kept)) return false;

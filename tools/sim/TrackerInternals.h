@@ -5,14 +5,7 @@
 
 namespace fliprugair {
 
-/// The way to a tracker's parts, for scripts and tests that call its inner operations. The language lets an explicit
-/// instantiation name a private member; so the tracker needs no friend.
-template <auto member>
-struct OpenedTracker {
-  friend TrackerImplementation& internalsOf(const MarluneTracker& tracker) { return *(tracker.*member); }
-};
-template struct OpenedTracker<&MarluneTracker::implementation_>;
-
+/// The way to a tracker's parts, for scripts and tests that call its inner operations.
 TrackerImplementation& internalsOf(const MarluneTracker& tracker);
 
 }  // namespace fliprugair
