@@ -28,6 +28,17 @@ test('what one reads stays where it is while more arrives, and one key leads to 
   assert.equal(await newer.isVisible(), false);
 });
 
+test('beyond so many lines the page says that the host has older ones, and shows them when asked', async () => {
+  for (let number = 0; number < 5; number++) await stage.host.send(Array(4500).fill({action: 'x'}));
+  const page = await stage.open();
+  await page.getByText('18,004 lines', {exact: true}).waitFor();
+  await page.getByRole('button', {name: 'Show older requests'}).press('Enter');
+  await page.getByText('22,706 lines', {exact: true}).waitFor();
+  assert.equal(await page.getByRole('button', {name: 'Show older requests'}).isVisible(), false);
+  await page.locator('#list').press('End');
+  await page.getByRole('heading', {name: 'event "Event 199"', exact: true}).waitFor();
+});
+
 test('rows that are higher on a narrow page stand below each other there, too', async () => {
   const page = await stage.open();
   await page.setViewportSize(phone);

@@ -31,7 +31,15 @@ export function inTurn() {
 const put = (path, value) => call('PUT', path, JSON.stringify(value));
 const post = (path, value) => call('POST', path, value === undefined ? undefined : JSON.stringify(value));
 
+/** Requests before the one of that number, the newest first, as the stream tells of them; `areAll`: there are no others. */
+async function requestsBefore(id) {
+  const page = `before=${id}&order=desc&limit=100`;
+  const [{requests, next}, {records}] = await Promise.all([call('GET', `api/requests?${page}`), call('GET', `api/records?${page}`)]);
+  return {requests: requests.map((request) => ({request, records: records.filter((record) => record.request === request.id)})), areAll: next === null};
+}
+
 export const api = {
+  requestsBefore,
   request: (id) => call('GET', `api/requests/${id}`),
   requestCurl: (id) => call('GET', `api/requests/${id}/curl`),
   record: (id) => call('GET', `api/records/${id}`),

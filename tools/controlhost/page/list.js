@@ -112,6 +112,12 @@ export class List {
     this.draw();
   }
 
+  /** Rows of older requests, below all others. */
+  appendOlder(rows) {
+    this.rows = rows.concat(this.rows);
+    this.draw();
+  }
+
   /** Those of the oldest requests go, below what one looks at. */
   dropBefore(request) {
     const from = this.rows.findIndex((row) => row.request.id >= request);

@@ -3,7 +3,7 @@
 
 import {worst} from './format.js';
 
-/** More rows than this and the oldest go; the host still has them. */
+/** More rows than this and the oldest go; the host still has them, and the reader can ask for them. */
 const mostRows = 20000;
 
 const counts = (findings) => {
@@ -37,39 +37,57 @@ function rowOfRecord(request, record) {
   };
 }
 
+/** In the order in which they are kept: the request's own is the last. */
+function rowsOf(request, records) {
+  const ofRecords = request.action === 'batch' ? records.map((record) => rowOfRecord(request, record)).reverse() : [];
+  return [...ofRecords, rowOfRequest(request, records)];
+}
+
 export class Traffic {
   constructor() {
-    this.rows = [];
     this.actions = new Set();
-    this.total = 0;
+    this.clear();
   }
+
+  /** The number of the oldest request that is here. */
+  get oldest() { return this.rows[0]?.request.id; }
 
   /** Adds a request with its records; returns its rows in the order in which they are kept: the request's own is the last. */
   add({request, records}) {
-    const rows = [];
-    if (request.action === 'batch') for (const record of records) rows.unshift(rowOfRecord(request, record));
-    rows.push(rowOfRequest(request, records));
+    const rows = rowsOf(request, records);
     for (const row of rows) {
       this.rows.push(row);
       this.actions.add(row.action);
     }
-    this.total++;
+    return rows;
+  }
+
+  /** Puts older ones, the newest of them first, before all others, and stays as long as it is by then; returns their rows.
+   *  `areAll`: the host has none that are older still. */
+  addOlder(requests, areAll) {
+    const rows = [...requests].reverse().flatMap(({request, records}) => rowsOf(request, records));
+    this.rows = rows.concat(this.rows);
+    for (const row of rows) this.actions.add(row.action);
+    this.room = Math.max(this.room, this.rows.length);
+    this.hasOlder = !areAll;
     return rows;
   }
 
   /** Drops the oldest requests beyond the cap, whole ones and many at a time. Returns whether any went. */
   trim() {
-    if (this.rows.length <= mostRows * 1.1) return false;
-    let cut = this.rows.length - mostRows;
+    if (this.rows.length <= this.room * 1.1) return false;
+    let cut = this.rows.length - this.room;
     while (cut < this.rows.length && this.rows[cut - 1].request === this.rows[cut].request) cut++;
     this.rows.splice(0, cut);
+    this.hasOlder = true;
     return true;
   }
 
   clear() {
     this.rows = [];
     this.actions.clear();
-    this.total = 0;
+    this.room = mostRows;
+    this.hasOlder = false;  // at the host
   }
 
   forget(device) {

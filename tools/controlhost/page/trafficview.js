@@ -1,6 +1,7 @@
 // The view of what came: time line, filters, list and the chosen record, over one Traffic.
 
-import {copy} from './copy.js';
+import {api} from './api.js';
+import {copy, toast} from './copy.js';
 import {byId, el, icon, offer} from './dom.js';
 import {noFilter, predicate, query, shownAmong, shownOf} from './filter.js';
 import {counted, shortDevice} from './format.js';
@@ -27,6 +28,7 @@ export class TrafficView {
     this.fillEmpty();
     this.fillFilters();
     byId('unfilter').addEventListener('click', () => { this.setFilter({...noFilter}); byId('search').focus(); });
+    byId('show-older').addEventListener('click', () => this.showOlder().catch((error) => toast(`${error.message} ${error.hint ?? ''}`, 'error')));
     byId('filters').addEventListener('submit', (event) => event.preventDefault());
     byId('export').addEventListener('keydown', (event) => {
       if (event.key !== 'Escape') return;
@@ -75,6 +77,17 @@ export class TrafficView {
     this.count();
     this.timeline.soon();
     this.announcing ??= setTimeout(() => this.announce(), Math.max(announceAfter, this.announcedAt + announceEvery - performance.now()));
+  }
+
+  async showOlder() {
+    const {oldest} = this.traffic;
+    const {requests, areAll} = await api.requestsBefore(oldest);
+    if (oldest !== this.traffic.oldest) return;  // others have gone meanwhile
+    this.list.appendOlder(shownAmong(this.traffic.addOlder(requests, areAll), this.matches));
+    this.offerActions();
+    this.count();
+    this.timeline.soon();
+    if (areAll) byId('list').focus();  // the button is gone
   }
 
   update(devices) {
@@ -127,6 +140,7 @@ export class TrafficView {
     const shown = this.list.count;
     byId('count').textContent = shown === all ? counted(all, 'line') : `${shown.toLocaleString('en')} of ${counted(all, 'line')}`;
     byId('no-match').hidden = shown > 0 || all === 0;
+    byId('older').hidden = !this.traffic.hasOlder;
   }
 
   setFilter(filter) {
