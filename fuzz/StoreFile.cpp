@@ -23,8 +23,7 @@ using fliprugair::Value;
 struct Folder {
   Folder() {
     const std::filesystem::path memory = "/dev/shm";
-    std::string name =
-        (exists(memory) ? memory : std::filesystem::temp_directory_path()) / "fliprugair-fuzz-XXXXXX";
+    std::string name = (exists(memory) ? memory : std::filesystem::temp_directory_path()) / "fliprugair-fuzz-XXXXXX";
     if (mkdtemp(name.data()) == nullptr) std::abort();
     path = name;
   }
@@ -32,9 +31,7 @@ struct Folder {
   Folder(const Folder&) = delete;
   Folder& operator=(const Folder&) = delete;
 
-  void write(const char* name, std::string_view bytes) const {
-    std::ofstream(path / name, std::ios::binary) << bytes;
-  }
+  void write(const char* name, std::string_view bytes) const { std::ofstream(path / name, std::ios::binary) << bytes; }
 
   std::filesystem::path path;
 };

@@ -1,6 +1,6 @@
-#include "tools/controlhost/BodyRoom.h"
-
 #include <gtest/gtest.h>
+
+#include "tools/controlhost/BodyRoom.h"
 
 namespace fliprugair::controlhost {
 
