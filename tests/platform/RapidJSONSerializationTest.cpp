@@ -94,6 +94,13 @@ TEST(JSONText, EscapesWhereverTheCharacterStandsInATextOfAnyLength) {
   }
 }
 
+TEST(JSONText, EscapesTheLastCharacterWhateverStoodBehindItBefore) {
+  std::string raw(64, 'x');
+  raw.resize(20);
+  raw.back() = '"';
+  EXPECT_EQ(textOf(std::move(raw)), '"' + std::string(19, 'x') + R"(\"")");
+}
+
 TEST(JSONText, IsNoneOfWhatHoldsANumberThatJSONLacksWhateverFollowsIt) {
   const Value lacking = std::numeric_limits<double>::quiet_NaN();
   for (const Layout layout : {Layout::compact, Layout::pretty}) {
@@ -283,6 +290,8 @@ TEST(JSONText, ReadsRealsOfAnySizeAsTheNearestThereIs) {
                                             "0." + manyZeros + "1e9600",
                                             "1" + manyZeros + "e-9600",
                                             "123456789012345678901234567890e-340",
+                                            "1" + std::string(300, '0') + "e-1000",
+                                            "1" + std::string(300, '0') + "e-999",
                                             "1e999999999999999999999",
                                             "1e-999999999999999999999",
                                             "-0.0e5",
