@@ -93,6 +93,17 @@ RowImage::RowImage(const std::string& path) : file_(bytesOfFile(path)), log_(byt
   for (const auto& [number, content] : log.pages()) pages_[number] = content;
 }
 
+bool RowImage::hasAlteredHeader() const {
+  const std::string_view first = page(1).empty() ? std::string_view(file_) : page(1);
+  if (first.size() < fileHeaderSize) return false;
+  constexpr unsigned newestWriting = 2;
+  constexpr unsigned newestReading = 2;
+  constexpr unsigned newestSchema = 4;
+  constexpr unsigned newestStore = 0xFF;  // of a library that has come to its second
+  return bigEndian<1>(first, 18) > newestWriting || bigEndian<1>(first, 19) > newestReading ||
+         bigEndian<4>(first, 44) > newestSchema || bigEndian<4>(first, 60) > newestStore;
+}
+
 bool RowImage::isStore() const {
   const std::string_view first = page(1);
   return !first.empty() && bigEndian<4>(first, 68) == RowFile::applicationId;

@@ -21,6 +21,10 @@ class RowImage {
   RowImage(const RowImage&) = delete;
   RowImage& operator=(const RowImage&) = delete;
 
+  /// Whether the header names a format of SQLite's, or of a store, that there is not and hardly will be. SQLite leaves
+  /// such a file alone as one of a later version, for good.
+  bool hasAlteredHeader() const;
+
   /// Whether this is a store, its format, and the number of rows that stand in it but do not check.
   bool isStore() const;
   std::int64_t formatVersion() const;

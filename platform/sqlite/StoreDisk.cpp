@@ -132,7 +132,7 @@ void StoreDisk::connect(StoreMemory& memory, Lines& lines) {
   takeLock();
   examineLog(lines);
   prepareFile(path_);
-  auto file = std::make_unique<RowFile>(path_.string(), options_.durability);
+  auto file = openFile();
   try {
     mirror_ = RowMirror(file->rows());
     if (mirror_.account().unused > 0) throw StoreError::damaged("rows without an owner");
@@ -151,6 +151,16 @@ void StoreDisk::connect(StoreMemory& memory, Lines& lines) {
   if (file_->logIsLong()) {  // a process that is killed soon may never come to it
     file_->emptyLog(RowFile::LogRoom::givenBack);
     file_->touch();
+  }
+}
+
+std::unique_ptr<RowFile> StoreDisk::openFile() const {
+  try {
+    return std::make_unique<RowFile>(path_.string(), options_.durability);
+  } catch (const StoreError& error) {
+    const bool leavesAlone = error.kind() == StoreError::Kind::unavailable || error.kind() == StoreError::Kind::newer;
+    if (leavesAlone && RowImage(path_.string()).hasAlteredHeader()) throw StoreError::damaged(error.what());
+    throw;
   }
 }
 

@@ -44,6 +44,7 @@ class StoreDisk {
   void attempt(StoreMemory& memory, Lines& lines);
   void writeAll(StoreMemory& memory, Lines& lines);
   void connect(StoreMemory& memory, Lines& lines);
+  std::unique_ptr<RowFile> openFile() const;
   void disconnect(StoreMemory& memory);
   void examineLog(Lines& lines) const;
   void takeLock();

@@ -169,6 +169,23 @@ TEST(DamagedFiles, LoseNoMoreThanTheirDamagedPageWhereverAByteIsFlipped) {
   }
 }
 
+TEST(DamagedFiles, AreWrittenAgainWhenTheirHeaderNamesAFormatThatThereIsNot) {
+  const TemporaryFolder folder;
+  const auto file = folder / "store";
+  leave(file, 60);
+  const std::string whole = contentOf(file);
+  for (const std::size_t place : {18, 19, 47, 60, 61, 62}) {  // SQLite's for writing, reading and tables; our own
+    const TemporaryFolder copies(memory());
+    const auto copy = copies / "store";
+    std::string damaged = whole;
+    damaged[place] = static_cast<char>(damaged[place] ^ 0x10);
+    std::ofstream(copy, std::ios::binary) << damaged;
+    expectWhatIsLeft(copy, 60, "flipped at " + std::to_string(place));
+    openStore(copy)->setObject("written", "later");
+    EXPECT_EQ(openStore(copy)->objectForKey("later"), Value("written")) << place;
+  }
+}
+
 TEST(DamagedFiles, LoseNoMoreThanWhatIsCutOff) {
   const TemporaryFolder folder;
   const auto file = folder / "store";
