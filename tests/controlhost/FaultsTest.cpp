@@ -147,6 +147,12 @@ TEST(Faults, WhatIsPutBackGoesOnCountingItsHits) {
   EXPECT_EQ(faults.apply(ReceivedRequest(), reply), "");
 }
 
+TEST(Faults, ANumberMayHaveAnExponent) {
+  Faults faults;
+  EXPECT_TRUE(faults.addJSON(Value{{"kind", "delay"}, {"delay_ms", 1e3}}).empty());
+  EXPECT_EQ(faults.json().dictionary()["faults"].array()[0].dictionary()["delay_ms"], Value(1000));
+}
+
 TEST(Faults, FaultyOnesChangeNothingAndSayWhatIsWrong) {
   Faults faults;
   EXPECT_EQ(
@@ -169,6 +175,7 @@ TEST(Faults, FaultyOnesChangeNothingAndSayWhatIsWrong) {
   EXPECT_EQ(faults.addJSON(Value{{"kind", "delay"}}),
             std::vector<std::string>{"the fault.delay_ms is null, and should be a whole number from 1 to 600000"});
   EXPECT_EQ(faults.addJSON(Value{{"kind", "delay"}, {"delay_ms", 0}}).size(), 1u);
+  EXPECT_EQ(faults.addJSON(Value{{"kind", "delay"}, {"delay_ms", 0.5}}).size(), 1u);
   EXPECT_EQ(
       faults.addJSON(Value{{"kind", "status"}, {"status", 103}}),
       std::vector<std::string>{"the fault.status is the number 103, and should be a whole number from 200 to 599"});

@@ -69,8 +69,7 @@ class Reader {
   std::int64_t number(std::string_view key, std::int64_t usual, std::int64_t least, std::int64_t most) const {
     if (!members_.holds(key)) return usual;
     const Value value = members_[key];
-    const bool good =
-        value.kind() == Value::Kind::integer && value.integerValue() >= least && value.integerValue() <= most;
+    const bool good = isWhole(value) && value.integerValue() >= least && value.integerValue() <= most;
     if (!good) complain(key, value, "a whole number from " + std::to_string(least) + " to " + std::to_string(most));
     return good ? value.integerValue() : usual;
   }

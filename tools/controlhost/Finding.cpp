@@ -70,6 +70,12 @@ std::string inWords(const Value& value) {
   return "";
 }
 
+bool isWhole(const Value& value) {
+  const bool isReal = value.kind() == Value::Kind::real;
+  return value.kind() == Value::Kind::integer ||
+         (isReal && value.realValue() == static_cast<double>(value.integerValue()));
+}
+
 std::string notKnown(const std::string& path, const std::vector<std::string_view>& known) {
   std::string names;
   for (const std::string_view name : known) names += (names.empty() ? "" : ", ") + std::string(name);

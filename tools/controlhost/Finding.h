@@ -26,6 +26,9 @@ std::string shortened(const std::string& text, std::size_t most = 60);
 /// A value in words, for "is ..., and should be ...": "the text \"5\"", "the number 5", "an object".
 std::string inWords(const Value& value);
 
+/// Whether it is a number without a fraction, however that is written: 1000 or 1e3.
+bool isWhole(const Value& value);
+
 /// Says of the member at `path` that it is none of `known`.
 std::string notKnown(const std::string& path, const std::vector<std::string_view>& known);
 

@@ -9,8 +9,6 @@ namespace fliprugair::controlhost {
 
 namespace {
 
-bool isInteger(const Value& value) { return value.kind() == Value::Kind::integer; }
-
 /// "" when `value` is right, else what would be.
 using Check = std::function<std::string(const Value&)>;
 
@@ -23,13 +21,13 @@ struct Rule {
 
 Check integerBetween(std::int64_t least, std::int64_t most) {
   return [least, most](const Value& value) -> std::string {
-    if (isInteger(value) && value.integerValue() >= least && value.integerValue() <= most) return "";
+    if (isWhole(value) && value.integerValue() >= least && value.integerValue() <= most) return "";
     return "a whole number from " + std::to_string(least) + " to " + std::to_string(most);
   };
 }
 
 std::string number(const Value& value) {
-  if (isInteger(value) || value.kind() == Value::Kind::real) return "";
+  if (isWhole(value) || value.kind() == Value::Kind::real) return "";
   const std::string& text = value.text();
   const bool numeric = !text.empty() && text.find_first_not_of("0123456789", text[0] == '-') == std::string::npos;
   return numeric && text != "-" ? "" : "a number, or its text, as 60 or \"60\"";

@@ -22,7 +22,7 @@ std::string_view trimmed(std::string_view text) {
   return begin == std::string_view::npos ? "" : text.substr(begin, text.find_last_not_of(" \t") + 1 - begin);
 }
 
-bool isNumber(std::string_view text) {
+bool isDigits(std::string_view text) {
   return !text.empty() && text.find_first_not_of("0123456789") == std::string_view::npos;
 }
 
@@ -37,7 +37,7 @@ std::optional<std::string_view> takenLine(std::string_view& bytes) {
 }
 
 HttpProblem lengthProblem(const std::vector<std::string>& lengths, std::size_t longest) {
-  if (!std::all_of(lengths.begin(), lengths.end(), isNumber)) {
+  if (!std::all_of(lengths.begin(), lengths.end(), isDigits)) {
     return {400, "The header Content-Length is \"" + listed(lengths) + "\", and should be a number of bytes.",
             "Say in digits how long the body is."};
   }

@@ -44,7 +44,8 @@ EXAMPLES
 
   fliprugair-controlhost run -- ./my-app
       Starts an app with the host's address in FLIPRUGAIR_CONTROL_HOST, and shows
-      what it sent when it has ended. The app must have allowed that
+      what it sent when it has ended; SIGTERM, SIGINT and SIGHUP are handed
+      on to it. The app must have allowed that
       (LinuxOptions::allowControlHostFromEnvironment), as the example does:
       fliprugair-controlhost run -- fliprugair-visit --folder visit
 
