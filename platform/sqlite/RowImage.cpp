@@ -94,8 +94,8 @@ RowImage::RowImage(const std::string& path) : file_(bytesOfFile(path)), log_(byt
 }
 
 bool RowImage::hasAlteredHeader() const {
-  const std::string_view first = page(1).empty() ? std::string_view(file_) : page(1);
-  if (first.size() < fileHeaderSize) return false;
+  std::string first(page(1).empty() ? std::string_view(file_) : page(1));
+  first.resize(fileHeaderSize);  // SQLite takes what is missing for zeros
   constexpr unsigned newestWriting = 2;
   constexpr unsigned newestReading = 2;
   constexpr unsigned newestSchema = 4;

@@ -186,6 +186,17 @@ TEST(DamagedFiles, AreWrittenAgainWhenTheirHeaderNamesAFormatThatThereIsNot) {
   }
 }
 
+TEST(DamagedFiles, AreWrittenAgainWhenNotEvenTheirHeaderIsWhole) {
+  const TemporaryFolder folder;
+  const auto file = folder / "store";
+  fill(file, 1);
+  std::string damaged = contentOf(file).substr(0, 78);
+  damaged[47] = 0x10;
+  std::ofstream(file, std::ios::binary) << damaged;
+  openStore(file)->setObject("written", "later");
+  EXPECT_EQ(openStore(file)->objectForKey("later"), Value("written"));
+}
+
 TEST(DamagedFiles, LoseNoMoreThanWhatIsCutOff) {
   const TemporaryFolder folder;
   const auto file = folder / "store";
