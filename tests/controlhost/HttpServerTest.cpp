@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <mutex>
+
 #include "controlhost/Socket.h"
 #include "support/Eventually.h"
 #include "tools/controlhost/HttpServer.h"
@@ -15,6 +17,7 @@ class Endless {
     return [this](const HttpRequest&) {
       HttpReply reply{200, "text/plain"};
       const auto used = std::make_shared<int>();
+      const std::lock_guard lock(mutex_);
       used_ = used;
       reply.next = [used]() -> std::optional<std::string> {
         std::this_thread::sleep_for(std::chrono::milliseconds(1));  // as a source that waits; else the server spins
@@ -23,9 +26,13 @@ class Endless {
       return reply;
     };
   }
-  bool isUsed() const { return !used_.expired(); }
+  bool isUsed() const {
+    const std::lock_guard lock(mutex_);
+    return !used_.expired();
+  }
 
  private:
+  mutable std::mutex mutex_;  ///< around the rest
   std::weak_ptr<int> used_;
 };
 
