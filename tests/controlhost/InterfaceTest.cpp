@@ -91,6 +91,21 @@ TEST_F(InterfaceTest, ShowsOneRequestWhole) {
   EXPECT_FALSE(request["problems"].array().empty());
 }
 
+TEST_F(InterfaceTest, ABodyThatIsNotUTF8IsNoJSONAndSaysWhere) {
+  const HttpAnswer answer = test::httpPost(host_.port(), "/marlune/v4", "[\n{\"action\":\"caf\xE9\"}]");
+  EXPECT_EQ(answer.status, 400);
+  EXPECT_EQ(answer.json().dictionary()["error"], Value("The body is not UTF-8: line 2, column 15: byte 17 is 0xE9."));
+  const Dictionary request = json("/api/requests/1");
+  EXPECT_EQ(request["body"].dictionary()["base64"], Value("Wwp7ImFjdGlvbiI6ImNhZukifV0="));
+  EXPECT_TRUE(request["body"].dictionary()["text"].isNull());
+  EXPECT_TRUE(request["body"].dictionary()["json"].isNull());
+  EXPECT_TRUE(request["items"].array().empty());
+  const Array problems = request["problems"].array();
+  ASSERT_EQ(problems.size(), 1U);
+  EXPECT_EQ(problems[0].dictionary()["code"], Value("not-json"));
+  EXPECT_EQ(problems[0].dictionary()["expected"], Value("UTF-8"));
+}
+
 TEST_F(InterfaceTest, ARecordCanBeSentAgainAndBeProvoked) {
   post(host_.port(), Array{event("it's")});
   const Dictionary record = json("/api/records/1.0");
@@ -284,6 +299,7 @@ TEST_F(InterfaceTest, TellsOfDevicesAndTheirSessions) {
 TEST_F(InterfaceTest, EveryFindingSaysWhatWasExpectedWhatCameAndWhatToDo) {
   send("POST", "/marlune/v4", "nonsense");
   send("POST", "/marlune/v4", "");
+  send("POST", "/marlune/v4", "{\"action\":\"\xE9\"}");
   send("POST", "/elsewhere", "{}");
   send("PUT", "/marlune/v4", "{}");
   send("POST", "/marlune/v4", "7");

@@ -52,6 +52,14 @@ test('a body that is not JSON is shown as it came, with what is wrong', async ()
   assert.equal(await page.locator('pre.text').first().innerText(), '{"action": "init", oops');
 });
 
+test('a body that is not UTF-8 is shown byte by byte, with where it is not', async () => {
+  const page = await stage.open();
+  await stage.host.send(Buffer.from('{"action":"caf\xe9"}', 'latin1'), {raw: true});
+  await (await latest(page, stage.host)).click();
+  await page.getByRole('region', {name: 'Findings'}).getByText('The body is not UTF-8: line 1, column 15: byte 15 is 0xE9.').waitFor();
+  assert.match(await page.getByRole('group', {name: 'Bytes'}).innerText(), /^000000 {2}7b 22 .* {2}{"action":"caf·"/);
+});
+
 test('numbers, escapes and the order of keys are shown exactly as they came', async () => {
   const page = await stage.open();
   const body = '{"action":"event","data":{"b":1.50,"10":1,"2":12345678901234567890,"text":"\\u00e9\\/","a":1e3}}';

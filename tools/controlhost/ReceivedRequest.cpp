@@ -1,7 +1,5 @@
 #include "tools/controlhost/ReceivedRequest.h"
 
-#include <optional>
-
 #include "platform/json/RapidJSONSerialization.h"
 #include "tools/controlhost/Finding.h"
 #include "tools/controlhost/HttpHeaders.h"
@@ -9,8 +7,6 @@
 namespace fliprugair::controlhost {
 
 namespace {
-
-std::optional<Value> parsed(const std::string& text) { return RapidJSONSerialization().value(text); }
 
 double milliseconds(std::chrono::microseconds time) { return static_cast<double>(time.count()) / 1000; }
 
@@ -32,8 +28,12 @@ Dictionary joined(const Dictionary& first, const Dictionary& second) {
 
 }  // namespace
 
+std::optional<Value> jsonIn(const std::string& bytes) {
+  return isUTF8(bytes) ? RapidJSONSerialization().value(bytes) : std::nullopt;
+}
+
 Value ReceivedRequest::body() const {
-  const std::optional<Value> value = parsed(bytes);
+  const std::optional<Value> value = jsonIn(bytes);
   return value ? *value : Value(bytes);
 }
 
@@ -99,7 +99,7 @@ Value bytesOf(const std::string& bytes, bool isRead) {
   Dictionary members =
       Value{{"bytes", static_cast<std::int64_t>(bytes.size())}, {"base64", base64(bytes)}}.dictionary();
   if (isUTF8(bytes)) members = joined(members, Value{{"text", bytes}}.dictionary());
-  if (const auto json = isRead ? parsed(bytes) : std::nullopt)
+  if (const auto json = isRead ? jsonIn(bytes) : std::nullopt)
     members = joined(members, Value{{"json", *json}}.dictionary());
   return members;
 }

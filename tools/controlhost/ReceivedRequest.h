@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -26,6 +27,8 @@ Value newsOf(const ReceivedRequest& request);
 Value recordOf(const ReceivedRequest& request, const Value& record, std::int64_t index);
 Array recordsOf(const ReceivedRequest& request);
 
+/// Bytes as JSON; nothing when they are none, or not UTF-8, of which a reader would only guess what was meant.
+std::optional<Value> jsonIn(const std::string& bytes);
 /// Of bytes: their number, base64, text and JSON as far as they are such; without `isRead` no JSON.
 Value bytesOf(const std::string& bytes, bool isRead = true);
 std::string base64(std::string_view bytes);

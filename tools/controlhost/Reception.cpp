@@ -89,6 +89,9 @@ Problem problemOf(const ReceivedRequest& request, const std::optional<Value>& bo
             request.method};
   }
   if (!body) {
+    if (const auto place = utf8Problem(request.bytes)) {
+      return {{400, "The body is not UTF-8: " + *place, "Send JSON in UTF-8."}, "not-json", "UTF-8", *place};
+    }
     const std::string what = jsonProblem(request.bytes);
     return {{400, "The body is not JSON: " + what, "Send one JSON text."},
             "not-json",
@@ -113,7 +116,7 @@ std::optional<Finding> aboutContentType(const ReceivedRequest& request) {
 /// Nothing when it is no JSON, or could not be read.
 std::optional<Value> bodyOf(const ReceivedRequest& request) {
   if (request.problem.status != 0) return std::nullopt;
-  return RapidJSONSerialization().value(request.bytes);
+  return jsonIn(request.bytes);
 }
 
 /// What is said of the reply itself; what is about its connection the server adds.

@@ -173,14 +173,14 @@ export class RecordPane {
 
   body(request, record, findings) {
     const {body} = request;
-    if (body.json === undefined) return rawText(body);
+    if (body.json === undefined || body.text === undefined) return rawText(body);
     return jsonView(linesOf(request, record), findings);
   }
 
   reply(reply) {
     const sent = [reply.status ? `Status ${reply.status}` : 'No reply was sent.', reply.delay_ms ? `after ${reply.delay_ms} ms` : ''].filter((one) => one).join(' ');
     return el('div', {}, el('p', {class: 'facts', text: reply.cut ? `${sent}, ${reply.cut}:` : sent}),
-      reply.json === undefined ? rawText(reply) : jsonView(jsonLines(reply.text), []));
+      reply.json === undefined || reply.text === undefined ? rawText(reply) : jsonView(jsonLines(reply.text), []));
   }
 }
 
