@@ -121,6 +121,27 @@ TEST_F(InterfaceTest, ARecordCanBeSentAgainAndBeProvoked) {
             R"("event_data":"7"}}]')"));
 }
 
+TEST_F(InterfaceTest, ARecordOfABatchIsSentAgainAsItStandsThere) {
+  const std::string record = R"({"action":"event", "data":{"a":12345678901234567890123,"b":1.10,"b":"\u00e9"}})";
+  test::httpPost(host_.port(), "/marlune/v4", R"([{"action":"init"}, )" + record + " ]");
+  const std::string command = json("/api/records/1.1")["curl"].text();
+  EXPECT_TRUE(command.ends_with(" --data-binary '[" + record + "]'")) << command;
+}
+
+TEST_F(InterfaceTest, ARequestIsSentAgainAsItCame) {
+  send("PUT", "/marlune/v4?x=1", "plain", {{"Content-Type", "text/plain"}});
+  send("POST", "/elsewhere/[1]", "@file", {{"Content-Type", "text/plain"}});
+  send("POST", "/marlune/v4", "");
+  EXPECT_EQ(
+      get("/api/requests/1/curl").body,
+      "curl -sS -X 'PUT' '" + host_.url() + "/marlune/v4?x=1' -H 'Content-Type: text/plain' --data-binary 'plain'\n");
+  EXPECT_EQ(get("/api/requests/2/curl").body,
+            "echo QGZpbGU= | base64 -d | curl -sS '" + host_.url() +
+                "' --request-target '/elsewhere/[1]' -H 'Content-Type: text/plain' --data-binary @-\n");
+  EXPECT_EQ(get("/api/requests/3/curl").body,
+            "curl -sS '" + host_.url() + "/marlune/v4' -H 'Content-Type:' --data-binary ''\n");
+}
+
 TEST_F(InterfaceTest, SaysWhatIsWrongAndWhatToDo) {
   for (const auto& [path, status] : std::vector<std::pair<std::string, int>>{{"/api/requests/7", 404},
                                                                              {"/api/requests/x", 404},

@@ -21,6 +21,20 @@ std::string quotedForShell(const std::string& text) {
   return result + '\'';
 }
 
+std::string methodForCurl(const std::string& method) {
+  if (method.empty() || method == "POST") return "";
+  return method == "HEAD" ? " -I" : " -X " + quotedForShell(method);
+}
+
+/// In the address as far as curl sends that as it stands: it would expand brackets, resolve "/../", and cut off a
+/// fragment.
+std::string placeForCurl(const std::string& url, const std::string& path) {
+  constexpr std::string_view plain = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789/-._~%?&=+,:;@!$";
+  const bool isPlain = path.find_first_not_of(plain) == std::string::npos && path.find("/.") == std::string::npos;
+  if (path.empty() || (path.front() == '/' && isPlain)) return quotedForShell(url + path);
+  return quotedForShell(url) + " --request-target " + quotedForShell(path);
+}
+
 std::string isoTime(double seconds) {
   const auto whole = static_cast<std::time_t>(std::floor(seconds));
   std::tm parts{};
@@ -110,12 +124,15 @@ Value archiveEntry(const ReceivedRequest& request, const std::string& url) {
 
 }  // namespace
 
-std::string curlCommand(const std::string& url, const std::string& body) {
-  const bool isText = Value(body).text() == body && body.find('\0') == std::string::npos;
-  const std::string head =
-      "curl -sS '" + url + "/marlune/v4' -H 'Content-Type: application/json; charset=utf-8' --data-binary ";
-  if (isText) return head + quotedForShell(body);
-  return "echo " + base64(body) + " | base64 -d | " + head + "@-";
+std::string curlCommand(const std::string& url, const ReceivedRequest& request, const std::string& body) {
+  const std::string type = headerOf(request.headers, "Content-Type");
+  const std::string head = "curl -sS" + methodForCurl(request.method) + ' ' + placeForCurl(url, request.path) + " -H " +
+                           quotedForShell(type.empty() ? "Content-Type:" : "Content-Type: " + type);
+  if (request.method == "HEAD" || (body.empty() && request.method != "POST")) return head;
+  // What begins with @ names a file there.
+  const bool isText = isUTF8(body) && body.find('\0') == std::string::npos && !body.starts_with('@');
+  if (isText) return head + " --data-binary " + quotedForShell(body);
+  return "echo " + base64(body) + " | base64 -d | " + head + " --data-binary @-";
 }
 
 ExportForm linesForm() {

@@ -10,8 +10,9 @@
 
 namespace fliprugair::controlhost {
 
-/// The shell command that sends `body` to the host at `url` once more.
-std::string curlCommand(const std::string& url, const std::string& body);
+/// The shell command that sends `body` to the host at `url` as `request` came: by its method, to its path, as what its
+/// Content-Type says.
+std::string curlCommand(const std::string& url, const ReceivedRequest& request, const std::string& body);
 
 /// How requests are written one behind the other.
 struct ExportForm {

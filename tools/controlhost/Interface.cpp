@@ -14,6 +14,7 @@
 #include "tools/controlhost/InitSettings.h"
 #include "tools/controlhost/JSONProblem.h"
 #include "tools/controlhost/Match.h"
+#include "tools/controlhost/RecordText.h"
 #include "tools/controlhost/SimulatorLines.h"
 #include "tools/controlhost/Waiting.h"
 
@@ -305,7 +306,7 @@ HttpReply Interface::oneRequest(const HttpRequest&, const std::string& rest) {
   const auto id = numberOf(curl ? rest.substr(0, rest.size() - 5) : rest, 1, INT64_MAX);
   const RequestPointer found = id ? reception_.log().request(*id) : nullptr;
   if (!found) return notKept("request " + rest);
-  return curl ? textReply(curlCommand(url(), found->bytes) + '\n') : jsonReply(wholeOf(*found));
+  return curl ? textReply(curlCommand(url(), *found, found->bytes) + '\n') : jsonReply(wholeOf(*found));
 }
 
 HttpReply Interface::records(const HttpRequest& request, const std::string&) {
@@ -331,12 +332,12 @@ HttpReply Interface::oneRecord(const HttpRequest&, const std::string& rest) {
   const Array records = found ? found->items() : Array();
   if (!found || static_cast<std::size_t>(*index) >= records.size()) return notKept("record " + rest);
   const Value& record = records[static_cast<std::size_t>(*index)];
-  const bool isBatch = found->action == "batch";
-  const std::string body = isBatch ? RapidJSONSerialization().textOfAny(Array{record}) : found->bytes;
+  const std::string body =
+      found->body().isArray() ? '[' + std::string(recordText(found->bytes, *index)) + ']' : found->bytes;
   const SimulatorLines lines = simulatorLines(record, reception_.check());
   return jsonReply(recordOf(*found, record, *index)
                        .dictionary()
-                       .setting("curl", curlCommand(url(), body))
+                       .setting("curl", curlCommand(url(), *found, body))
                        .setting("sim", lines.text.empty() ? Value() : Value(lines.text))
                        .setting("sim_reason", lines.reason));
 }
