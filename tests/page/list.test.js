@@ -39,6 +39,23 @@ test('beyond so many lines the page says that the host has older ones, and shows
   await page.getByRole('heading', {name: 'event "Event 199"', exact: true}).waitFor();
 });
 
+test('what the host has of others is shown once the only device in the list is forgotten', async () => {
+  const other = 'MIFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFF';
+  for (let number = 0; number < 5; number++) await stage.host.send(Array(4500).fill({action: 'x', marlune_device_id: other}));
+  const page = await stage.open();
+  await page.getByText('18,004 lines', {exact: true}).waitFor();
+  const seen = [];
+  await page.route('**/api/events*', async (route) => {  // the page asks anew
+    seen.push(await page.getByRole('heading', {name: 'Waiting for the first request'}).isVisible());
+    await route.continue();
+  });
+  await stage.host.tell('DELETE', `api/devices/${other}`);
+  await page.getByText('201 lines', {exact: true}).waitFor();
+  await lines(page, 'event "Event 0"').waitFor();
+  assert.deepEqual(seen, [false]);
+  assert.equal(await page.getByRole('button', {name: 'Show older requests'}).isVisible(), false);
+});
+
 test('rows that are higher on a narrow page stand below each other there, too', async () => {
   const page = await stage.open();
   await page.setViewportSize(phone);

@@ -120,6 +120,7 @@ new Live({
   answers: () => attempt(() => answers.ask()),
   faults: () => attempt(askFaults),
   paused: () => attempt(() => pausing.ask()),
+  anew: () => traffic.drop(),
   cleared: () => traffic.cleared(),
   forgotten: ({device}) => traffic.forgotten(device),
 });

@@ -2,7 +2,8 @@
 
 const longestWait = 5000;
 
-/** Calls `handlers[event](data)` for every event, and `handlers.state` with "live" or "lost". */
+/** Calls `handlers[event](data)` for every event, and `handlers.state` with "live" or "lost"; `handlers.anew()` before all
+ *  that the host has is told once more. */
 export class Live {
   constructor(handlers) {
     this.handlers = handlers;
@@ -19,7 +20,7 @@ export class Live {
       this.last = data.request.id;
       this.handlers.request(data);
     });
-    for (const type of ['cleared', 'forgotten']) source.addEventListener(type, (event) => this.erased(type, JSON.parse(event.data)));
+    for (const type of ['cleared', 'forgotten']) source.addEventListener(type, (event) => this.erased(source, type, JSON.parse(event.data)));
     for (const type of ['devices', 'missed', 'answers', 'faults', 'paused']) {
       source.addEventListener(type, (event) => this.handlers[type](JSON.parse(event.data)));
     }
@@ -37,14 +38,14 @@ export class Live {
     this.handlers.hello(hello);
   }
 
-  erased(type, data) {
+  erased(source, type, data) {
     this.erasures = data.erasures;
-    this.handlers[type](data);
+    if (this.handlers[type](data)?.lacksOlder) this.anew(source);
   }
 
   anew(source) {
     source.close();
-    this.handlers.cleared({});
+    this.handlers.anew();
     this.run = undefined;
     this.last = 0;
     this.open();

@@ -97,6 +97,11 @@ export class TrafficView {
   }
 
   cleared() {
+    this.drop();
+    this.showOrEmpty();
+  }
+
+  drop() {
     this.waiting = [];
     this.traffic.clear();
     this.timeline.clear();
@@ -105,9 +110,9 @@ export class TrafficView {
     this.offerDevices();
     this.offerActions();
     this.refilter();
-    this.showOrEmpty();
   }
 
+  /** Returns as `lacksOlder` whether nothing is left here, but perhaps at the host. */
   forgotten(device) {
     this.waiting = this.waiting.filter(({request}) => request.device !== device);
     this.traffic.forget(device);
@@ -119,7 +124,9 @@ export class TrafficView {
     this.offerDevices();
     if (this.filter.device === device) this.setFilter({...this.filter, device: null});
     this.refilter();
-    this.showOrEmpty();
+    const lacksOlder = this.traffic.hasOlder && !this.traffic.rows.length && !this.waiting.length;
+    if (!lacksOlder) this.showOrEmpty();
+    return {lacksOlder};
   }
 
   showOrEmpty() {
