@@ -78,12 +78,13 @@ void RowFile::examine() {
     throw StoreError(StoreError::Kind::newer,
                      "was written by a newer version of this library (format " + std::to_string(version) + ")");
   }
-  constexpr const char* columns =
-      "SELECT count(*) FROM pragma_table_info('rows')"
-      " WHERE name IN ('id', 'parent', 'position', 'name', 'value', 'checksum')";
-  const std::int64_t expected = version == formatVersion ? 6 : 5;
-  const bool hasTwins = database_.integer("SELECT count(*) FROM sqlite_schema WHERE name = 'twins'") == 1;
-  if (version < 1 || database_.integer(columns) != expected || hasTwins != (version == formatVersion))
+  const auto columnsOf = [this](const std::string& table) {
+    return database_.integer(("SELECT count(*) FROM pragma_table_info('" + table +
+                              "') WHERE name IN ('id', 'parent', 'position', 'name', 'value', 'checksum')")
+                                 .c_str());
+  };
+  const bool isFirst = version == 1;
+  if (version < 1 || columnsOf("rows") != (isFirst ? 5 : 6) || columnsOf("twins") != (isFirst ? 0 : 6))
     throw StoreError::damaged("no table of a store");
 }
 

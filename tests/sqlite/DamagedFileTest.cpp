@@ -169,6 +169,25 @@ TEST(DamagedFiles, LoseNoMoreThanTheirDamagedPageWhereverAByteIsFlipped) {
   }
 }
 
+TEST(DamagedFiles, AreWrittenAgainWhicheverLetterOfTheirTablesDescriptionWasAltered) {
+  const TemporaryFolder folder;
+  const auto file = folder / "store";
+  leave(file, 2);
+  const std::string whole = contentOf(file);
+  for (const std::string_view table : {"CREATE TABLE rows", "CREATE TABLE twins"}) {
+    const std::size_t begin = whole.find(table);
+    for (std::size_t place = begin; whole[place - 1] != ')'; ++place) {
+      const TemporaryFolder copies(memory());
+      const auto copy = copies / "store";
+      std::string damaged = whole;
+      damaged[place] = static_cast<char>(damaged[place] ^ 0x01);
+      std::ofstream(copy, std::ios::binary) << damaged;
+      openStore(copy)->setObject("written", "later");
+      EXPECT_EQ(openStore(copy)->objectForKey("later"), Value("written")) << whole.substr(begin, place - begin);
+    }
+  }
+}
+
 TEST(DamagedFiles, AreWrittenAgainWhenTheirHeaderNamesAFormatThatThereIsNot) {
   const TemporaryFolder folder;
   const auto file = folder / "store";

@@ -20,18 +20,17 @@ export class Host {
     const host = new Host();
     host.process = spawn(path.join(programs, 'fliprugair-controlhost'), ['--port', String(port)], {stdio: ['ignore', 'pipe', 'inherit']});
     host.ended = new Promise((resolve) => host.process.once('exit', resolve));
-    const lines = createInterface({input: host.process.stdout});
-    for await (const line of lines) {
-      const [address] = line.match(/127\.0\.0\.1:\d+/) ?? [];
-      if (address) return Object.assign(host, {address, url: `http://${address}/`, port: Number(address.split(':')[1])}).drain();
-    }
-    throw new Error('The control host ended before it said where it listens.');
-  }
-
-  /** What it prints must not fill its pipe. */
-  drain() {
-    this.process.stdout.resume();
-    return this;
+    const lines = createInterface({input: host.process.stdout});  // stays: what it prints must not fill its pipe
+    host.address = await new Promise((resolve, reject) => {
+      lines.on('line', (line) => {
+        const [address] = line.match(/127\.0\.0\.1:\d+/) ?? [];
+        if (address) resolve(address);
+      });
+      lines.once('close', () => reject(new Error('The control host ended before it said where it listens.')));
+    });
+    host.url = `http://${host.address}/`;
+    host.port = Number(host.address.split(':')[1]);
+    return host;
   }
 
   async stop() {
