@@ -1,4 +1,5 @@
-/* A host app in C: cc main.c $(pkg-config --cflags --libs fliprugair). Arguments: HOST:PORT FOLDER. */
+/* A host app in C, with the shared library: cc main.c $(pkg-config --cflags --libs fliprugair); docs/languages.md has
+   the static ones. Arguments: HOST:PORT FOLDER. */
 #include <Fliprugair/fliprugair.h>
 #include <stdio.h>
 #include <stdlib.h>
