@@ -16,7 +16,7 @@ namespace {
 
 // What the file says that it is, in its own header.
 constexpr std::int64_t application = 0x466C6970;
-constexpr std::int64_t version = 2;
+constexpr std::int64_t formatVersion = 2;
 
 constexpr const char* makeTable =
     "BEGIN IMMEDIATE; CREATE TABLE requests (id INTEGER PRIMARY KEY, received REAL, method TEXT, path TEXT, remote "
@@ -127,8 +127,8 @@ SavedRequests::SavedRequests(const std::string& path) : path_(path) {
     throw std::runtime_error(path + ": no file of this program's; it stays as it is. Give --save a file of its own.");
   }
   if (found == Kind::later) {
-    throw std::runtime_error(path +
-                             ": saved by a later version of this program. Use that one, or give --save another file.");
+    throw std::runtime_error(
+        path + ": saved by a later version of this program. Use that one, or give --save another file.");
   }
   open(path, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE);
   sqlite3_busy_timeout(database_.get(), 2000);
@@ -154,7 +154,7 @@ SavedRequests::Kind SavedRequests::kind() {
   if (!isDatabase && result == SQLITE_NOTADB) return Kind::foreign;
   const std::int64_t owner = number("PRAGMA application_id");
   const std::int64_t found = number("PRAGMA user_version");
-  if (owner == application) return found > version ? Kind::later : Kind::ours;
+  if (owner == application) return found > formatVersion ? Kind::later : Kind::ours;
   if (owner != 0) return Kind::foreign;
   if (found == 0 && number("SELECT count(*) FROM sqlite_master") == 0) return Kind::unused;
   return found == 1 && number(columnsOfTheFirst) == 1 ? Kind::earlier : Kind::foreign;
