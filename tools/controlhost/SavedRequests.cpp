@@ -127,8 +127,8 @@ SavedRequests::SavedRequests(const std::string& path) : path_(path) {
     throw std::runtime_error(path + ": no file of this program's; it stays as it is. Give --save a file of its own.");
   }
   if (found == Kind::later) {
-    throw std::runtime_error(
-        path + ": saved by a later version of this program. Use that one, or give --save another file.");
+    throw std::runtime_error(path +
+                             ": saved by a later version of this program. Use that one, or give --save another file.");
   }
   open(path, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE);
   sqlite3_busy_timeout(database_.get(), 2000);
