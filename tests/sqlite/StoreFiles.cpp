@@ -67,4 +67,18 @@ void leaveWithLog(const std::filesystem::path& file, const std::function<void(SQ
   ASSERT_GT(logSize(file), 0U);
 }
 
+void expectWhatIsLeft(const std::filesystem::path& file, std::size_t least, const std::string& what) {
+  StoreLog log;
+  const auto store = openStore(file, log.sink());
+  ASSERT_TRUE(store) << what;
+  EXPECT_EQ(store->objectForKey(identifier), Value("MI1")) << what;
+  const Array queue = store->objectForKey("queue").array();
+  for (const Value& item : queue) {
+    ASSERT_EQ(item, record(static_cast<int>(item.dictionary()["number"].integerValue()))) << what;
+  }
+  EXPECT_GE(queue.size(), least) << what;
+  const bool isWhole = queue.size() == 60 && store->objectForKey("key") == Value("identity");
+  EXPECT_TRUE(isWhole || !log.lines().empty()) << what;
+}
+
 }  // namespace fliprugair

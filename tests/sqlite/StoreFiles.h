@@ -30,4 +30,7 @@ void makeLockable(const std::filesystem::path& file);
 void leaveWithLog(const std::filesystem::path& file, const std::function<void(SQLiteUserDefaults&)>& write,
                   int records = 3);
 
+/// What is to hold whatever became of the bytes in a store of sixty records and an identifier, `what` said.
+void expectWhatIsLeft(const std::filesystem::path& file, std::size_t least, const std::string& what);
+
 }  // namespace fliprugair
