@@ -6,6 +6,7 @@
 #include <iterator>
 
 #include "Fliprugair/ControlHost.h"
+#include "Fliprugair/platform/Text.h"
 #include "controlhost/HttpClient.h"
 #include "support/TemporaryFolder.h"
 #include "tools/controlhost/Gunzip.h"
@@ -114,12 +115,12 @@ TEST_F(CompressedRequests, AreExportedInBothForms) {
   const auto json = [&](const char* path) { return test::httpGet(host_.port(), path).json().dictionary(); };
   const Dictionary body = json("/api/export.ndjson")["body"].dictionary();
   EXPECT_EQ(body["text"], Value(twoEvents));
-  EXPECT_EQ(body["compressed"], Value({{"bytes", std::int64_t(came.size())}, {"base64", base64(came)}}));
+  EXPECT_EQ(body["compressed"], Value({{"bytes", std::int64_t(came.size())}, {"base64", base64Text(came)}}));
   const Dictionary entry = json("/api/export.har")["log"].dictionary()["entries"].array()[0].dictionary();
   const Dictionary request = entry["request"].dictionary();
   EXPECT_EQ(request["bodySize"], Value(std::int64_t(came.size())));
   EXPECT_EQ(request["postData"].dictionary()["text"], Value(twoEvents));
-  EXPECT_EQ(request["postData"].dictionary()["_compressed"], Value(base64(came)));
+  EXPECT_EQ(request["postData"].dictionary()["_compressed"], Value(base64Text(came)));
 }
 
 TEST_F(CompressedRequests, ThatAreBrokenOrTooLargeAreRefusedAndKeptAsTheyCame) {

@@ -6,6 +6,7 @@
 #include <utility>
 #include <vector>
 
+#include "Fliprugair/platform/Text.h"
 #include "platform/json/RapidJSONSerialization.h"
 #include "tools/controlhost/HttpServer.h"
 
@@ -48,7 +49,7 @@ std::string isoTime(double seconds) {
 /// Bytes as an archive of text can hold them: as they are, or in base64 when they are no UTF-8.
 Dictionary archived(const std::string& bytes, const std::string& type, const char* encoding) {
   const bool isText = isUTF8(bytes);
-  const Value members{{"mimeType", type}, {"text", isText ? bytes : base64(bytes)}};
+  const Value members{{"mimeType", type}, {"text", isText ? bytes : base64Text(bytes)}};
   return isText ? members.dictionary() : members.dictionary().setting(encoding, "base64");
 }
 
@@ -80,7 +81,7 @@ Value archivedRequest(const ReceivedRequest& request, const std::string& url) {
   const std::string type = headerOf(request.headers, "Content-Type");
   // The format has no names of its own for these two.
   Dictionary body = archived(request.bytes, type, "_encoding");
-  if (!request.compressed.empty()) body = body.setting("_compressed", base64(request.compressed));
+  if (!request.compressed.empty()) body = body.setting("_compressed", base64Text(request.compressed));
   const std::string& sent = request.compressed.empty() ? request.bytes : request.compressed;
   return Value{{"method", request.method},
                {"url", url + request.path},
@@ -132,7 +133,7 @@ std::string curlCommand(const std::string& url, const ReceivedRequest& request, 
   // What begins with @ names a file there.
   const bool isText = isUTF8(body) && body.find('\0') == std::string::npos && !body.starts_with('@');
   if (isText) return head + " --data-binary " + quotedForShell(body);
-  return "echo " + base64(body) + " | base64 -d | " + head + " --data-binary @-";
+  return "echo " + base64Text(body) + " | base64 -d | " + head + " --data-binary @-";
 }
 
 ExportForm linesForm() {

@@ -1,5 +1,6 @@
 #include "tools/controlhost/ReceivedRequest.h"
 
+#include "Fliprugair/platform/Text.h"
 #include "platform/json/RapidJSONSerialization.h"
 #include "tools/controlhost/Finding.h"
 #include "tools/controlhost/HttpHeaders.h"
@@ -78,26 +79,9 @@ void describe(ReceivedRequest& request, const Value& body) {
   if (isRecord(body)) request.names.push_back(nameOf(recordName(body)));
 }
 
-std::string base64(std::string_view bytes) {
-  constexpr std::string_view letters = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
-  std::string text;
-  text.reserve((bytes.size() + 2) / 3 * 4);
-  for (std::size_t at = 0; at < bytes.size(); at += 3) {
-    const auto byte = [&](std::size_t offset) -> unsigned {
-      return at + offset < bytes.size() ? static_cast<unsigned char>(bytes[at + offset]) : 0U;
-    };
-    const unsigned three = byte(0) << 16U | byte(1) << 8U | byte(2);
-    text += letters[three >> 18U & 63U];
-    text += letters[three >> 12U & 63U];
-    text += at + 1 < bytes.size() ? letters[three >> 6U & 63U] : '=';
-    text += at + 2 < bytes.size() ? letters[three & 63U] : '=';
-  }
-  return text;
-}
-
 Value bytesOf(const std::string& bytes, bool isRead) {
   Dictionary members =
-      Value{{"bytes", static_cast<std::int64_t>(bytes.size())}, {"base64", base64(bytes)}}.dictionary();
+      Value{{"bytes", static_cast<std::int64_t>(bytes.size())}, {"base64", base64Text(bytes)}}.dictionary();
   if (isUTF8(bytes)) members = joined(members, Value{{"text", bytes}}.dictionary());
   if (const auto json = isRead ? jsonIn(bytes) : std::nullopt)
     members = joined(members, Value{{"json", *json}}.dictionary());
@@ -135,7 +119,8 @@ Value findingsAbout(const ReceivedRequest& request, std::optional<std::int64_t> 
 
 /// The body before it was read: how many bytes came, and which.
 Value compressedOf(const ReceivedRequest& request) {
-  return Value{{"bytes", static_cast<std::int64_t>(request.compressed.size())}, {"base64", base64(request.compressed)}};
+  return Value{{"bytes", static_cast<std::int64_t>(request.compressed.size())},
+               {"base64", base64Text(request.compressed)}};
 }
 
 }  // namespace

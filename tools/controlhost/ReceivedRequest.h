@@ -31,6 +31,5 @@ Array recordsOf(const ReceivedRequest& request);
 std::optional<Value> jsonIn(const std::string& bytes);
 /// Of bytes: their number, base64, text and JSON as far as they are such; without `isRead` no JSON.
 Value bytesOf(const std::string& bytes, bool isRead = true);
-std::string base64(std::string_view bytes);
 
 }  // namespace fliprugair::controlhost
