@@ -64,6 +64,8 @@ std::shared_ptr<MarluneNetworkAccess> CurlNetwork::makeAccess() { return std::ma
 
 void CurlNetwork::stop() { thread_->stop(); }
 
+void CurlNetwork::adviseNoMore() { thread_->adviseNoMore(); }
+
 bool CurlNetwork::isIdle() const { return thread_->isIdle(); }
 
 void CurlNetwork::whenIdle(std::function<void()> action) { thread_->whenIdle(std::move(action)); }

@@ -53,6 +53,9 @@ class CurlNetwork {
   /// delegate, and its background task is ended. Later sends fail at once. Not from a delegate's method.
   void stop();
 
+  /// A first request that fails from now on is not said: the host app itself cuts it off. Any thread.
+  void adviseNoMore();
+
   /// Whether nothing is being sent: every request that was begun has ended, and so has the call of its delegate. Any
   /// thread.
   bool isIdle() const;

@@ -39,6 +39,9 @@ class NetworkThread : public std::enable_shared_from_this<NetworkThread> {
   /// Could not be begun. Any thread.
   void refuse(const NetworkRequest& request, std::string_view reason) { ledger_.refuse(request, reason); }
 
+  /// Any thread.
+  void adviseNoMore() { ledger_.adviseNoMore(); }
+
   LoopbackScheme loopbackScheme() const { return options_.loopbackScheme; }
 
   bool isIdle() const { return isInherited() || unfinished_.isIdle(); }

@@ -45,6 +45,9 @@ class RequestLedger {
   /// That it is no longer listed is not made durable: every start of the tracker empties the list.
   void end(const NetworkRequest& request, const NetworkOutcome& outcome);
 
+  /// Any thread.
+  void adviseNoMore() { advises_->store(false); }
+
  private:
   void deliver(const NetworkRequest& request, const std::string& reply);
   void endBackgroundTask(const NetworkRequest& request);

@@ -199,6 +199,7 @@ void LinuxEnvironment::beginTermination() {
 /// Nothing leaves from the first line on, whatever tasks still run before the loop has stopped.
 void LinuxEnvironment::stopAtOnce() {
   if (parts_->closed) return;
+  parts_->network.adviseNoMore();
   parts_->network.stop();
   parts_->terminationHasBegun = true;
   if (parts_->options.mainThread == MainThread::own && parts_->thread.start()) {

@@ -127,11 +127,15 @@ Piece<MarluneNetworkAccess> openNetworkItself(const LinuxOptions& options, Platf
   }
 #if FLIPRUGAIR_CURL
   const auto network = std::make_shared<CurlNetwork>(options.network, store, json, application, log, options.advises);
-  return {[network] { return network->makeAccess(); }, [network] { network->stop(); },
-          [network] { return network->isOwnThread(); }, [network] { return network->isIdle(); },
-          [network](std::function<void()> action) { network->whenIdle(std::move(action)); }};
+  return {[network] { return network->makeAccess(); },
+          [network] { network->stop(); },
+          [network] { return network->isOwnThread(); },
+          [network] { return network->isIdle(); },
+          [network](std::function<void()> action) { network->whenIdle(std::move(action)); },
+          [network] { network->adviseNoMore(); }};
 #else
-  throw std::runtime_error("The platform was built without its network: give LinuxOptions a makeNetworkAccess.");
+  throw std::runtime_error(
+      "The platform was built without its network (FLIPRUGAIR_CURL), and the app has none of its own.");
 #endif
 }
 

@@ -25,6 +25,7 @@ struct Piece {
   std::function<bool()> isIdle = [] { return true; };  ///< whether nothing is under way
   /// Calls its argument once, when nothing is under way: at once, or later on a thread of the piece's.
   std::function<void(std::function<void()>)> whenIdle = [](const std::function<void()>& action) { action(); };
+  std::function<void()> adviseNoMore = [] {};  ///< what fails from now on fails by the host app's own wish
 };
 
 /// Everything given outlives the result. Throws as openUserDefaults.

@@ -1,6 +1,7 @@
 // A user who agrees, takes it back, and agrees once more.
 
 #include "Fliprugair/core/Identity.h"
+#include "curl/TestServer.h"
 #include "e2e/HostApp.h"
 
 namespace fliprugair::e2e {
@@ -17,10 +18,10 @@ LinuxOptions optionsOf(const TemporaryFolder& folder) {
 
 /// A visit that can end with the user's consent.
 struct Visit {
-  Visit(const LinuxOptions& options, const ControlHost& host)
+  Visit(const LinuxOptions& options, const std::string& hostname)
       : environment(LinuxEnvironment::open(options).environment) {
-    tracker = MarluneTracker::initMarluneWithParams(*environment,
-                                                    {{"marluneAppId", "demo"}, {"trackerHostname", host.hostname()}});
+    tracker =
+        MarluneTracker::initMarluneWithParams(*environment, {{"marluneAppId", "demo"}, {"trackerHostname", hostname}});
     environment->applicationDidFinishLaunching();
     environment->applicationDidBecomeActive();
   }
@@ -40,7 +41,7 @@ TEST(StoppingForGood, SendsNothingOfWhatWaitsAndLeavesNothing) {
     const TemporaryFolder folder;
     LinuxOptions options = optionsOf(folder);
     options.mainThread = mainThread;
-    Visit visit(options, host);
+    Visit visit(options, host.hostname());
     ASSERT_TRUE(visit.environment->waitUntilSent(std::chrono::seconds(30)).isEmpty());
     const std::size_t before = host.requests().size();
     visit.tracker->trackEvent("late", "value");
@@ -63,7 +64,7 @@ TEST(StoppingForGood, DoesNotWaitForWhatIsBeingSent) {
   const TemporaryFolder folder;
   LinuxOptions options = optionsOf(folder);
   options.backgroundTaskTime = std::chrono::minutes(10);
-  Visit visit(options, host);
+  Visit visit(options, host.hostname());
   ASSERT_TRUE(visit.environment->waitUntilSent(std::chrono::seconds(30)).isEmpty());
   delay = 1000;
   for (int number = 0; number < 25; ++number) visit.tracker->trackEvent(std::to_string(number), "value");
@@ -72,15 +73,43 @@ TEST(StoppingForGood, DoesNotWaitForWhatIsBeingSent) {
   EXPECT_TRUE(std::filesystem::is_empty(folder.path()));
 }
 
+/// The lines of a visit to a host that takes the connection and never answers, with logging off.
+std::vector<std::string> linesOfUnansweredVisit(const std::function<void(Visit&)>& end) {
+  const test::SilentPort host;
+  const TemporaryFolder folder;
+  std::mutex mutex;
+  std::vector<std::string> lines;
+  LinuxOptions options = optionsOf(folder);
+  options.backgroundTaskTime = std::chrono::milliseconds(0);
+  options.log = [&](std::string_view line) {
+    const std::lock_guard lock(mutex);
+    lines.emplace_back(line);
+  };
+  Visit visit(options, host.hostname());
+  end(visit);
+  return lines;
+}
+
+TEST(StoppingForGood, DoesNotBlameTheHostForTheFirstRequestThatItCutsOff) {
+  const std::vector<std::string> lines = linesOfUnansweredVisit([](Visit& visit) { visit.stopForGood(); });
+  EXPECT_TRUE(lines.empty()) << lines[0];
+}
+
+TEST(TerminatingInstead, SaysThatTheFirstRequestWasNotDelivered) {
+  const std::vector<std::string> lines = linesOfUnansweredVisit([](Visit& visit) { visit.environment->terminate(); });
+  ASSERT_EQ(lines.size(), 1U);
+  EXPECT_NE(lines[0].find("the first request to http://127.0.0.1:"), std::string::npos) << lines[0];
+}
+
 TEST(StoppingForGood, MakesTheNextConsentThatOfANewInstallation) {
   CheckedHost host({}, {"device-changed"});
   const TemporaryFolder folder;
   const LinuxOptions options = optionsOf(folder);
-  Visit first(options, host);
+  Visit first(options, host.hostname());
   const std::string device = first.deviceId();
   ASSERT_TRUE(first.environment->waitUntilSent(std::chrono::seconds(30)).isEmpty());
   EXPECT_EQ(first.stopForGood(), "");
-  Visit second(options, host);
+  Visit second(options, host.hostname());
   EXPECT_NE(second.deviceId(), device);
   ASSERT_TRUE(second.environment->waitUntilSent(std::chrono::seconds(30)).isEmpty());
   EXPECT_EQ(requestsOf(host, "initial").size(), 2U);
