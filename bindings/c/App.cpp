@@ -196,7 +196,7 @@ fliprugair_tracker* fliprugair_start(fliprugair_app* app, const char* parameters
       throw std::runtime_error(noMainThread);
     }
     if (!handle->tracker) {
-      throw std::invalid_argument("parameters hold neither marluneAppId nor partnerId and partnerName as texts");
+      throw std::invalid_argument(R"(a tracker needs "marluneAppId", or "partnerId" and "partnerName", as texts)");
     }
     const std::lock_guard lock(app->mutex);
     app->trackers.push_back(std::move(handle));

@@ -36,15 +36,15 @@ fs::path storePath(const LinuxOptions& options) {
   if (options.storePath) return *options.storePath;
   const std::string folder = options.bundleIdentifier.value_or("");
   if (folder.empty()) {
-    throw std::runtime_error("The store has no place: give LinuxOptions a bundleIdentifier or a storePath.");
+    throw std::runtime_error("The store has no place: give a bundle identifier, or the store's path.");
   }
   if (folder.find('/') != folder.npos || folder == "." || folder == "..") {
-    throw std::runtime_error("The bundleIdentifier \"" + folder +
-                             "\" cannot name a folder, where the store would be: give LinuxOptions another one, as "
-                             "\"com.example.app\", or a storePath.");
+    throw std::runtime_error("The bundle identifier \"" + folder +
+                             "\" cannot name a folder, where the store would be: give another one, as "
+                             "\"com.example.app\", or the store's path.");
   }
   const std::optional<fs::path> data = dataFolder(processVariable);
-  if (!data) throw std::runtime_error("The store has no place: the user has no home. Give LinuxOptions a storePath.");
+  if (!data) throw std::runtime_error("The store has no place: the user has no home. Give the store's path.");
   return *data / folder / "fliprugair.sqlite";
 }
 #endif
@@ -85,7 +85,8 @@ std::shared_ptr<UserDefaults> openStore(const LinuxOptions& options, [[maybe_unu
   }
   return std::get<std::unique_ptr<SQLiteUserDefaults>>(std::move(opened));
 #else
-  throw std::runtime_error("The platform was built without its store: give LinuxOptions a userDefaults of your own.");
+  throw std::runtime_error(
+      "The platform was built without its store (FLIPRUGAIR_SQLITE), and the app has none of its own.");
 #endif
 }
 

@@ -90,6 +90,14 @@ TEST_F(AppInC, SaysWhyNothingWasErased) {
   EXPECT_TRUE(std::filesystem::exists(store));
 }
 
+TEST_F(AppInC, SpeaksOfNoTypeOfCxxWhenItRefuses) {
+  EXPECT_EQ(fliprugair_open("{}", nullptr, &error), nullptr);
+  EXPECT_EQ(error.taken(), "The store has no place: give a bundle identifier, or the store's path.");
+  open();
+  EXPECT_EQ(fliprugair_start(app, "{}", &error), nullptr);
+  EXPECT_EQ(error.taken(), R"(a tracker needs "marluneAppId", or "partnerId" and "partnerName", as texts)");
+}
+
 TEST_F(AppInC, StopsForGoodAndLeavesNothing) {
   open();
   ASSERT_EQ(fliprugair_track_event(tracker, "level", "7", nullptr), FLIPRUGAIR_OK);

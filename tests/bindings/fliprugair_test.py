@@ -105,18 +105,39 @@ class Module(unittest.TestCase):
                 call()
 
     def test_names_an_option_that_there_is_not(self):
-        with self.assertRaisesRegex(fliprugair.Error, 'option "storePaht" is not known'):
+        with self.assertRaisesRegex(fliprugair.Error, 'option "store_paht" is not known; there are bundle_identifier, '):
             fliprugair.App(store_paht="x")
-        with self.assertRaisesRegex(fliprugair.Error, 'option "storePaht" is not known'):
+        with self.assertRaisesRegex(fliprugair.Error, 'option "store_paht" is not known'):
             fliprugair.erase(store_paht="x")
         app, _ = self.open()
         app.start("demo", hots="127.0.0.1:1")
         self.assertEqual([line for line in self.lines if 'there is no option "hots"' in line], self.lines[-1:])
 
     def test_takes_facts_in_its_own_spelling(self):
-        with self.assertRaisesRegex(fliprugair.Error, 'option "systemVersion" is a text'):
+        with self.assertRaisesRegex(fliprugair.Error, 'option "system_version" is a text'):
             fliprugair.App(facts={"system_version": 12}, **self.options)
         fliprugair.App(facts={"system_version": "12"}, **self.options).close()
+
+    def test_refuses_options_in_the_words_of_python(self):
+        for options, refusal in [
+            ({"requests_at_a_time": 9}, 'option "requests_at_a_time" is a whole number from 1 to 8'),
+            ({"facts": 1}, 'option "facts" is a dictionary'),
+            ({"advises": 1}, 'option "advises" is True or False'),
+            ({"durability": "luck"}, 'option "durability" is "process" or "power_cut"'),
+        ]:
+            with self.assertRaises(fliprugair.Error) as refused:
+                fliprugair.App(**{**self.options, **options})
+            self.assertEqual(str(refused.exception), refusal)
+
+    def test_says_that_the_store_has_no_place(self):
+        with self.assertRaisesRegex(fliprugair.Error, "give a bundle identifier, or the store's path"):
+            fliprugair.App(version="1")
+
+    def test_keeps_a_path_as_it_was_given(self):
+        path = str(self.folder / "inMyOwnSpelling" / "\u00e4")
+        (self.folder / "inMyOwnSpelling").write_text("no folder")
+        with self.assertRaisesRegex(fliprugair.Error, "inMyOwnSpelling"):
+            fliprugair.App(**dict(self.options, store_path=path))
 
     def test_refuses_text_that_c_would_cut_off(self):
         app, tracker = self.open()
@@ -199,14 +220,13 @@ class Module(unittest.TestCase):
     def test_replaces_what_the_app_states_about_the_device(self):
         app, _ = self.open()
         app.set_facts(system_name="Example", preferred_languages=["fi"], screen={"width": 1, "height": 2, "brightness": 1})
-        with self.assertRaisesRegex(fliprugair.Error, 'option "systemName" is a text'):
+        with self.assertRaisesRegex(fliprugair.Error, 'option "system_name" is a text'):
             app.set_facts(system_name=1)
 
     def test_takes_what_the_store_survives(self):
         options = dict(self.options, durability="power_cut", unreadable_store="is_joined")
         fliprugair.App(**options).close()
-        with self.assertRaisesRegex(fliprugair.Error, 'option "durability" is "process" or "powerCut"'):
-            fliprugair.App(**dict(self.options, durability="luck"))
+        fliprugair.App(**dict(self.options, durability="process")).close()
 
     def test_asks_about_search_ads_and_takes_one_answer(self):
         class Host(http.server.BaseHTTPRequestHandler):
@@ -246,8 +266,9 @@ class Module(unittest.TestCase):
         app = fliprugair.App(log=self.lines.append, **self.options)
         self.addCleanup(app.close)
         self.assertIsInstance(app.start(partner_id="1", partner_name="Example"), fliprugair.Tracker)
-        with self.assertRaisesRegex(fliprugair.Error, "neither marluneAppId nor partnerId and partnerName"):
+        with self.assertRaises(fliprugair.Error) as refused:
             app.start()
+        self.assertEqual(str(refused.exception), 'a tracker needs "app_id", or "partner_id" and "partner_name", as texts')
 
     def test_bounds_what_waits(self):
         with self.assertRaisesRegex(fliprugair.Error, "is a whole number from 1 on"):

@@ -267,7 +267,7 @@ std::string refusalOf(const std::optional<std::string>& bundleIdentifier) {
 
 TEST(LinuxEnvironment, WithoutAPlaceForTheStoreThereIsAReasonInsteadOfAnEnvironment) {
   for (const auto& identifier : {std::optional<std::string>(), std::optional<std::string>("")}) {
-    EXPECT_EQ(refusalOf(identifier), "The store has no place: give LinuxOptions a bundleIdentifier or a storePath.");
+    EXPECT_EQ(refusalOf(identifier), "The store has no place: give a bundle identifier, or the store's path.");
   }
 }
 

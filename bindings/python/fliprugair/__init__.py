@@ -16,6 +16,7 @@ the system looks for libraries; FLIPRUGAIR_LIBRARY names another file.
 import ctypes
 import json
 import os
+import re
 import typing
 
 __all__ = ["App", "Error", "Tracker", "Waiting", "erase", "version"]
@@ -126,7 +127,7 @@ def _call(name, *arguments):
     result = getattr(_library, "fliprugair_" + name)(*arguments, ctypes.byref(error))
     reason = _take(error.value)
     if reason is not None:
-        raise Error(reason)
+        raise Error(_spelled(reason))
     return result
 
 
@@ -151,6 +152,20 @@ def _camel(name):
 
 def _camel_keys(values):
     return {_camel(key): value for key, value in values.items()}
+
+
+def _spelled(reason):
+    """What is wrong with an option, in the words in which Python gives it."""
+    if not reason.startswith(("option ", "a tracker needs ")):
+        return reason
+    reason = re.sub(r"\b[a-z]+(?:[A-Z][a-z]*)+\b", lambda name: re.sub(r"(?=[A-Z])", "_", name[0]).lower(), reason)
+    for of_c, of_python in [
+        ("is an object", "is a dictionary"),
+        ("is true or false", "is True or False"),
+        ('"marlune_app_id"', '"app_id"'),
+    ]:
+        reason = reason.replace(of_c, of_python)
+    return reason
 
 
 def _options(values):
