@@ -15,11 +15,14 @@ void print(const char* name, Times& times) {
     std::printf("%s_p%g %.3f\n", name, percent, times.percentile(percent));
 }
 
+/// Those that no batch has taken along yet.
+Array records(const App& app) { return app.environment->userDefaults().objectForKey(key::batchEventQueue).array(); }
+
 /// The newest record as it is stored.
 std::string newestRecord(const App& app) {
-  const Array records = app.environment->userDefaults().objectForKey(key::batchEventQueue).array();
-  require(!records.empty(), "the newest record");
-  return textOf(records[records.size() - 1]);
+  const Array waiting = records(app);
+  require(!waiting.empty(), "the newest record");
+  return textOf(waiting[waiting.size() - 1]);
 }
 
 }  // namespace
@@ -31,13 +34,18 @@ void callsBesideCommits(std::int64_t calls, const std::string& file, const std::
   Floor floor(floorFile, newestRecord(app));
   Times floorTimes;
   Times callTimes;
+  Times fillingTimes;
+  Times otherTimes;
   const std::uint64_t before = sink.batches();
   for (std::int64_t count = 0; count < calls; ++count) {
     floorTimes.time([&] { floor.commit(); });
-    callTimes.time([&] { call(app); });
+    const double seconds = callTimes.time([&] { call(app); });
+    (records(app).empty() ? fillingTimes : otherTimes).add(seconds);
   }
   print("floor", floorTimes);
   print("call", callTimes);
+  print("filling", fillingTimes);
+  print("other", otherTimes);
   std::printf("batches_meanwhile %llu\n", static_cast<unsigned long long>(sink.batches() - before));
   app.environment->terminate();
 }

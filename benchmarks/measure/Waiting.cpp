@@ -41,7 +41,7 @@ void memoryWaiting(const std::string& file) {
   const Sink sink(Sink::Manner::keepsSilent);
   const App app = launch(file, sink.hostname());
   rest();
-  std::printf("started %ld\n", residentKibibytes());
+  std::printf("started %ld\nstarted_anonymous %ld\n", residentKibibytes(), anonymousKibibytes());
   app.environment->applicationDidBecomeActive();
   sink.waitForRequests(requestsAtATime);
   rest();
