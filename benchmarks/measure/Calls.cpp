@@ -24,4 +24,9 @@ void callsWithStore(std::int64_t calls, const std::string& file) {
   app.environment->terminate();
 }
 
+void commitsAlone(std::int64_t commits, const std::string& file) {
+  Floor floor(file);
+  for (std::int64_t count = 0; count < commits; ++count) floor.commit();
+}
+
 }  // namespace fliprugair::bench

@@ -10,6 +10,8 @@ namespace fliprugair::bench {
 /// So many calls of trackEvent and nothing else, to be counted from outside.
 void callsOnVirtualDevice(std::int64_t calls);
 void callsWithStore(std::int64_t calls, const std::string& file);
+/// Or so many commits of a record's bytes with SQLite alone.
+void commitsAlone(std::int64_t commits, const std::string& file);
 
 /// So many calls while their batches are being sent, each beside the floor's commit of the same bytes in `floorFile`;
 /// in microseconds.
@@ -30,6 +32,8 @@ void postBodies(const std::string& file);
 /// The memory of a tracker that has sent everything and rests, and of this very program without one, in kibibytes.
 void memoryIdle(const std::string& file);
 void memoryOfProgram();
+/// And of this program when it has made one commit with SQLite and one request with libcurl.
+void memoryOfLibraries(const std::string& file);
 
 /// The bytes that an event of 60 random hexadecimal digits takes in full batches, heads of the requests included.
 void wire(bool takesGzip, std::int64_t events, const std::string& file);

@@ -120,6 +120,22 @@ void postBodies(const std::string& file) {
   std::printf("post %.3f\nbatches %zu\n", times.percentile(50) / 1000, bodies.size());
 }
 
+void memoryOfLibraries(const std::string& file) {
+  const Sink sink(Sink::Manner::answers);
+  const std::string url = "http://" + sink.hostname() + "/";
+  Floor store(file);
+  store.commit();
+  curl_global_init(CURL_GLOBAL_DEFAULT);
+  const std::unique_ptr<curl_slist, Cleanup> headers(curl_slist_append(nullptr, "Expect:"));
+  const std::string body = textOf(record(0));
+  const std::unique_ptr<CURLM, Cleanup> multi(curl_multi_init());
+  const Easy post = postOf(url, body, headers.get());
+  curl_multi_add_handle(multi.get(), post.get());
+  perform(multi.get());
+  curl_multi_remove_handle(multi.get(), post.get());
+  std::printf("libraries %ld\n", residentKibibytes());
+}
+
 void wire(bool takesGzip, std::int64_t events, const std::string& file) {
   const Sink sink(takesGzip ? Sink::Manner::answersTakesGzip : Sink::Manner::answers);
   const App app = install(file, sink.hostname());
