@@ -5,17 +5,20 @@
 #include <type_traits>
 #include <utility>
 
+#include "Fliprugair/platform/Text.h"
 #include "Fliprugair/platform/URL.h"
 #include "Fliprugair/platform/Value.h"
 
 namespace fliprugair {
 
-/// An untyped object, as callers from another language runtime hand it over: whatever a value can be made of, or a URL.
+/// An untyped object, as callers from another language runtime hand it over: whatever a value can be made of, text as
+/// the other operations take it, or a URL.
 class AnyObject {
  public:
   AnyObject() = default;
   template <class Source, std::enable_if_t<std::is_convertible_v<Source&&, Value>, int> = 0>
   AnyObject(Source&& source) : value_(std::forward<Source>(source)) {}
+  AnyObject(const Text& text) : value_(text.value()) {}
   AnyObject(URL url) : url_(std::move(url)) {}
   /// A dictionary, as with Value.
   AnyObject(std::initializer_list<std::pair<std::string_view, Value>> pairs) : value_(pairs) {}

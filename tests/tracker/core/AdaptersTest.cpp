@@ -52,6 +52,18 @@ TEST(Adapters, ForwardWhatIsOfTheRightKind) {
   EXPECT_EQ(phone.stored("app_limit_tracking"), Value(true));
 }
 
+TEST(Adapters, TakeTextAsTheOtherOperationsDo) {
+  InstalledPhone phone;
+  const Text title = "title";
+  const Text none;
+  phone.tracker->swiftTrackEvent(title, none);
+  phone.tracker->swiftSpatialEvent(none, 1, 2, 3);
+  EXPECT_TRUE(phone.batch().empty());
+  phone.tracker->swiftTrackEvent(title, title);
+  ASSERT_EQ(phone.batch().size(), 1U);
+  EXPECT_EQ(phone.batch()[0].dictionary()["data"].dictionary()["event_name"], Value("title"));
+}
+
 TEST(Adapters, GiveTheAttributionResultAsCompactText) {
   InstalledPhone phone;
   EXPECT_EQ(phone.tracker->swiftRetrieveAttribution(), "");

@@ -269,7 +269,7 @@ TEST_F(MissingArguments, PropertiesCanBeCleared) {
   expectNothing();
 }
 
-TEST_F(MissingArguments, AResultThatIsMissingIsNothing) {
+TEST_F(MissingArguments, AResultThatIsMissingIsNull) {
   EXPECT_TRUE(tracker->retrieveAttribution().isNull());
   EXPECT_EQ(tracker->swiftRetrieveAttribution(), "");
   for (const Value& stored : {Value("text"), Value(1), Value(Array())}) {
@@ -326,6 +326,7 @@ TEST(ThePublicFace, TakesNullWrittenAsNullptrAndAsEmptyBraces) {
   tracker.trackEventWithEventTitleString(nullptr, nullptr, true);
   tracker.trackEventWithEventTitleString({}, {}, true);
   tracker.identityLinkEvent(nullptr);
+  tracker.identityLinkEvent({});
   tracker.spatialEvent(nullptr, 1, 2, 3);
   tracker.spatialEvent({}, 1, 2, 3);
   tracker.setTrackerDelegate(nullptr);
@@ -338,6 +339,7 @@ TEST(ThePublicFace, TakesNullWrittenAsNullptrAndAsEmptyBraces) {
   tracker.swiftTrackEvent("x", nullptr);
   tracker.swiftTrackEvent({}, {});
   tracker.swiftIdentityLinkEvent(nullptr);
+  tracker.swiftIdentityLinkEvent({});
   tracker.swiftSpatialEvent(nullptr, 1, 2, 3);
   tracker.swiftSpatialEvent({}, 1, 2, 3);
   tracker.swiftSendDeepLink(nullptr, "x");
