@@ -2,8 +2,6 @@
 #include <limits>
 
 #include "Fliprugair/platform/Value.h"
-#include "platform/Locked.h"
-#include "platform/PairList.h"
 
 namespace fliprugair {
 namespace {
@@ -200,49 +198,6 @@ TEST(Value, KeepsItsDepthWhenOtherEntriesCome) {
   for (int key = 1; key < 100; ++key) dictionary = dictionary.setting(std::to_string(key), key);
   EXPECT_EQ(Value(dictionary.removing("5")).depth(), 3U);
   EXPECT_EQ(Value(Array().appending(array).appending(1)).depth(), 3U);
-}
-
-TEST(PairList, EndsAtTheFirstAbsentValue) {
-  const Dictionary list = PairList().add("a", 1).add("b", nullptr).add("c", 3).dictionary();
-  EXPECT_EQ(list, Value({{"a", 1}}).dictionary());
-  EXPECT_TRUE(PairList().add("a", Value()).add("b", 2).dictionary().empty());
-  EXPECT_TRUE(PairList().dictionary().empty());
-}
-
-TEST(PairList, KeepsWhatIsPresentButEmpty) {
-  const Dictionary list = PairList().add("text", "").add("zero", 0).add("no", false).add("list", Array()).dictionary();
-  EXPECT_EQ(list.size(), 4U);
-}
-
-TEST(PairList, CanBeContinuedBehindItsEnd) {
-  const Dictionary list = PairList().add("a", 1).add("b", nullptr).dictionary().setting("c", 3);
-  EXPECT_EQ(list, Value({{"a", 1}, {"c", 3}}).dictionary());
-}
-
-TEST(Locked, AnswersWithWhatWasHeldBefore) {
-  Locked<Value> held;
-  EXPECT_TRUE(held.load().isNull());
-  held.store(1);
-  EXPECT_EQ(held.exchange("two"), Value(1));
-  EXPECT_EQ(held.load(), Value("two"));
-}
-
-/// Uses what holds it while it is destroyed.
-struct LooksBack {
-  Locked<std::shared_ptr<LooksBack>>* holder;
-  bool* looked;
-  ~LooksBack() {
-    holder->load();
-    *looked = true;
-  }
-};
-
-TEST(Locked, DestroysWhatItReplacesOutsideTheLock) {
-  Locked<std::shared_ptr<LooksBack>> held;
-  bool looked = false;
-  held.store(std::shared_ptr<LooksBack>(new LooksBack{&held, &looked}));
-  held.store(nullptr);  // with the lock held this would never return
-  EXPECT_TRUE(looked);
 }
 
 }  // namespace

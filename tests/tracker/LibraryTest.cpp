@@ -184,6 +184,21 @@ TEST(TheLibrary, PlatformsDoNotIncludeTheInsideOfTheTracker) {
   }
 }
 
+TEST(TheLibrary, PortablePiecesStandOnNoPlatformAndOnNoOtherPieceButJSON) {
+  for (const std::string piece : {"sqlite", "curl", "gpsd", "plist", "json"}) {
+    const std::array<std::string, 5> below{"platform/" + piece + '/', "platform/json/", "platform/posix/",
+                                           "Fliprugair/collaborators/", "Fliprugair/platform/"};
+    const auto includes = includesOf(filesBelow("platform/" + piece, true));
+    ASSERT_GT(includes.size(), 5U) << piece;
+    for (const auto& [file, header, inBrackets] : includes) {
+      if (inBrackets) continue;
+      const bool isBase = fs::path(header).parent_path() == "platform";
+      EXPECT_TRUE(isBase || beginsWithOneOf(header, below)) << file << ": " << header;
+      EXPECT_FALSE(header.starts_with("Fliprugair/platform/linux/")) << file << ": " << header;
+    }
+  }
+}
+
 /// Fails unless the headers below `roots.front()` include nothing but the standard library and what stands in `roots`.
 void expectClosed(const std::vector<fs::path>& roots, std::size_t least) {
   const auto headers = filesBelow(roots.front(), true);
