@@ -15,7 +15,7 @@ class UnreadValue {
   /// Reads compact JSON text. Null when that is not possible.
   using Read = Value (*)(std::string_view text);
 
-  /// Nothing when `text` is none of a dictionary or an array, of an empty one, or of one that nests deeper than
+  /// None when `text` is none of a dictionary or an array, of an empty one, or of one that nests deeper than
   /// Value::deepest.
   static std::optional<Value> of(std::string_view text, Read read);
 

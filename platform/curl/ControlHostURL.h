@@ -15,7 +15,7 @@ struct ControlHostURL {
 };
 
 /// The URL for `hostname`, which is a name, an IPv4 address or an IPv6 address in brackets, with ":port" or without.
-/// Nothing when it is anything else: no text can reach beyond the host's place in the URL. International names are
+/// None when it is anything else: no text can reach beyond the host's place in the URL. International names are
 /// given in their ASCII form ("xn--").
 std::optional<ControlHostURL> controlHostURL(std::string_view hostname, LoopbackScheme loopbackScheme);
 

@@ -6,7 +6,7 @@
 
 namespace fliprugair {
 
-/// `text` in the gzip format. Nothing when that is not shorter, or there is no memory for it.
+/// `text` in the gzip format. None when that is not shorter, or there is no memory for it.
 std::optional<std::string> gzipped(std::string_view text);
 
 /// Whether a host is sent gzip, from how its requests have ended.
@@ -27,7 +27,7 @@ class GzipConsent {
 };
 
 /// What a line of a reply's head says about gzip in the body of a request (RFC 7694): "Accept-Encoding: gzip" that it
-/// is taken, the same header without it that it is not. Nothing when it is another header.
+/// is taken, the same header without it that it is not. None when it is another header.
 std::optional<bool> takesGzip(std::string_view headerLine);
 
 }  // namespace fliprugair

@@ -113,7 +113,7 @@ std::optional<Clock::time_point> EventLoop::nextDeadline() const {
     const std::lock_guard lock(mutex_);
     if (!posted_.empty()) return Clock::now();
   }
-  return timers_.next();
+  return timers_.nextDeadline();
 }
 
 int EventLoop::fileDescriptor() const { return handles_ == nullptr ? -1 : uv_backend_fd(&handles_->loop); }
@@ -127,7 +127,7 @@ void EventLoop::runTimersAndSetAlarm() {
   runGuarded(runDue, "Running timers", log_);
 
   uv_timer_stop(&handles_->alarm);
-  std::optional<Clock::time_point> next = timers_.next();
+  std::optional<Clock::time_point> next = timers_.nextDeadline();
   {
     const std::lock_guard lock(mutex_);
     const auto look = Clock::now() + secondLook;

@@ -39,7 +39,7 @@ std::shared_ptr<Timer> TimerList::add(TimePoint due, std::string_view selector, 
   return timer;
 }
 
-std::optional<TimerList::TimePoint> TimerList::next() const {
+std::optional<TimerList::TimePoint> TimerList::nextDeadline() const {
   if (timers_ == nullptr || timers_->empty()) return std::nullopt;
   return timers_->begin()->first.first;
 }

@@ -25,7 +25,7 @@ class TimerList {
   std::shared_ptr<Timer> add(TimePoint due, std::string_view selector, Action action);
 
   /// When the next timer is due; none when there is no timer.
-  std::optional<TimePoint> next() const;
+  std::optional<TimePoint> nextDeadline() const;
 
   /// Hands the actions that are due to `run`, one after the other. Neither those that an earlier one of them
   /// invalidates nor those that it adds are among them.

@@ -30,7 +30,7 @@ struct flock wholeFile() {
   return whole;
 }
 
-/// Nothing when nobody else has the lock.
+/// None when nobody else has the lock.
 std::optional<std::string> ownerOf(int file) {
   struct flock lock = wholeFile();
   if (::fcntl(file, F_GETLK, &lock) != 0 || lock.l_type == F_UNLCK) return std::nullopt;

@@ -115,14 +115,14 @@ std::shared_ptr<Timer> VirtualMainQueue::scheduleTimer(double seconds, std::stri
   return timer;
 }
 
-std::optional<Nanoseconds> VirtualMainQueue::nextDue() const {
+std::optional<Nanoseconds> VirtualMainQueue::nextDeadline() const {
   if (timers_->armed.empty()) return std::nullopt;
   const Nanoseconds due = timers_->armed.begin()->first.first;
   return due == never ? std::nullopt : std::optional(due);
 }
 
 bool VirtualMainQueue::fireNext(Nanoseconds uptime) {
-  const auto due = nextDue();
+  const auto due = nextDeadline();
   if (!due || *due > uptime) return false;
   const auto next = timers_->armed.begin();
   const auto timer = next->second;

@@ -45,7 +45,7 @@ class VirtualMainQueue final : public MainQueue {
   bool fireNext(VirtualDevice::Nanoseconds uptime);
 
   /// When the next timer is due, be it in the past; none when no timer will fire.
-  std::optional<VirtualDevice::Nanoseconds> nextDue() const;
+  std::optional<VirtualDevice::Nanoseconds> nextDeadline() const;
 
   struct Armed {
     std::string selector;

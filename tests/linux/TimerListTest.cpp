@@ -28,7 +28,7 @@ TEST(TimerList, TheEarlierDueTimeFiresFirst) {
   TimerList list;
   list.add(TimePoint{3s}, "late", [] {});
   list.add(TimePoint{1s}, "early", [] {});
-  EXPECT_EQ(list.next(), TimePoint{1s});
+  EXPECT_EQ(list.nextDeadline(), TimePoint{1s});
   EXPECT_EQ(due(list, TimePoint{10s}), (std::vector<std::string>{"early", "late"}));
 }
 
@@ -60,7 +60,7 @@ TEST(TimerList, AnInvalidatedTimerLetsGoOfItsActionAtOnce) {
   const auto timer = list.add(TimePoint{1s}, "tested", [held] {});
   timer->invalidate();
   EXPECT_EQ(held.use_count(), 1);
-  EXPECT_EQ(list.next(), std::nullopt);
+  EXPECT_EQ(list.nextDeadline(), std::nullopt);
 }
 
 }  // namespace

@@ -14,7 +14,7 @@ constexpr std::string_view more = "...";
 std::string jsonText(const Value& value) { return RapidJSONSerialization().text(value).value_or("no JSON"); }
 
 /// The line as JSON: each "..." outside of a text, which means that there may be more members, becomes a member.
-/// Nothing when there is none.
+/// None when there is none.
 std::optional<std::string> withMarkersAsMembers(const std::string& line) {
   std::string json;
   bool isInText = false;

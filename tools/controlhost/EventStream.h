@@ -17,7 +17,7 @@ class EventStream {
   /// Tells of the requests behind `since` that match.
   EventStream(Reception& reception, std::int64_t since, Match match = Match(""));
 
-  /// The next events; "" when a moment went by without one. Nothing when there will be none any more.
+  /// The next events; "" when a moment went by without one. None when there will be none any more.
   std::optional<std::string> next();
 
  private:

@@ -35,7 +35,7 @@ class Export {
   /// `log` must outlive it.
   Export(const RequestLog& log, Match match, ExportForm form);
 
-  /// Nothing when there are no more.
+  /// None when there are no more.
   std::optional<std::string> next();
 
  private:

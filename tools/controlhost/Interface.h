@@ -16,7 +16,7 @@ class Interface {
   /// `hosts`: what a "Host" header may say, as "127.0.0.1:8080".
   Interface(Reception& reception, std::vector<std::string> hosts);
 
-  /// Nothing when the request is not meant for the interface, but for a tracker's host.
+  /// None when the request is not meant for the interface, but for a tracker's host.
   std::optional<HttpReply> reply(const HttpRequest& request);
 
  private:

@@ -113,7 +113,7 @@ std::optional<Finding> aboutContentType(const ReceivedRequest& request) {
   return finding;
 }
 
-/// Nothing when it is no JSON, or could not be read.
+/// None when it is no JSON, or could not be read.
 std::optional<Value> bodyOf(const ReceivedRequest& request) {
   if (request.problem.status != 0) return std::nullopt;
   return jsonIn(request.bytes);

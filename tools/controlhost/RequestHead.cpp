@@ -26,7 +26,7 @@ bool isDigits(std::string_view text) {
   return !text.empty() && text.find_first_not_of("0123456789") == std::string_view::npos;
 }
 
-/// Takes a line, without its end, off `bytes`. Nothing when there is none that could stand in a head.
+/// Takes a line, without its end, off `bytes`. None when there is none that could stand in a head.
 std::optional<std::string_view> takenLine(std::string_view& bytes) {
   const std::size_t end = bytes.find("\r\n");
   if (end == std::string_view::npos) return std::nullopt;

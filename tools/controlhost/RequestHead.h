@@ -20,7 +20,7 @@ struct RequestHead {
   bool hasBody() const;
 };
 
-/// Nothing when `bytes` are not the whole head of an HTTP/1 request.
+/// None when `bytes` are not the whole head of an HTTP/1 request.
 std::optional<RequestHead> requestHeadOf(std::string_view bytes);
 
 /// Why it cannot be told how long the body is, or that it is longer than `longest`. Two readers of such a request may

@@ -21,9 +21,9 @@ class Arguments {
   bool boolean(std::size_t index) const;
   float real(std::size_t index) const;
   int code(std::size_t index) const;
-  /// An object without "$url" or "$standard", or nothing.
+  /// An object without "$url" or "$standard", or null.
   Value dictionary(std::size_t index) const;
-  /// A dictionary, an array or nothing.
+  /// A dictionary, an array or null.
   Value payload(std::size_t index) const;
   URL url(std::size_t index) const;
   std::unique_ptr<EventStandardParameters> standard(std::size_t index) const;

@@ -43,7 +43,7 @@ void SwarmDevice::plan(Act act, Time at) {
 }
 
 Time SwarmDevice::due() const {
-  const auto timer = process_ != nullptr ? process_->mainQueue().nextDue() : std::nullopt;
+  const auto timer = process_ != nullptr ? process_->mainQueue().nextDeadline() : std::nullopt;
   return timer ? std::min(actAt_, static_cast<Time>(*timer)) : actAt_;
 }
 
