@@ -20,13 +20,6 @@ constexpr std::array copiedDetails{
     CopiedDetail{"iAdImpressionDate", "iad_impression_date"},
 };
 
-void stopIfValid(TimerReference& reference) {
-  const auto timer = reference.load();
-  if (timer == nullptr || !timer->isValid()) return;
-  timer->invalidate();
-  reference.store(nullptr);
-}
-
 }  // namespace
 
 void SearchAdAttribution::ask(const Dictionary& data, const Dictionary& watched) {
@@ -55,8 +48,8 @@ void SearchAdAttribution::iAdAttributionData(const Value& details, bool unknown)
 bool SearchAdAttribution::isFinal(bool unknown) {
   const std::lock_guard lock(monitor_);
   context_.postToMainQueue([this] {
-    stopIfValid(shared_.retryiAdAttributionTimer);
-    stopIfValid(shared_.iAdAttributionPayloadTimer);
+    stop(shared_.retryiAdAttributionTimer);
+    stop(shared_.iAdAttributionPayloadTimer);
   });
   if (shared_.iAdDelegateProcessed) return false;
   const std::int64_t attempts = ++shared_.iAdAttributionAttempts;
@@ -100,7 +93,7 @@ void SearchAdAttribution::armRetryIfDue() {
 void SearchAdAttribution::retryiAdAttribution() {
   {
     const std::lock_guard lock(monitor_);
-    context_.postToMainQueue([this] { stopIfValid(shared_.retryiAdAttributionTimer); });
+    context_.postToMainQueue([this] { stop(shared_.retryiAdAttributionTimer); });
   }
   context_.postToMainQueue([this] {
     const auto wait = static_cast<double>(context_.store().integerForKey(key::iAdAttributionWait));
@@ -133,8 +126,8 @@ void SearchAdAttribution::reset() {
 void SearchAdAttribution::tearDown(MainQueue& mainQueue, std::shared_ptr<Shared> shared) {
   const std::lock_guard lock(monitor_);
   mainQueue.async([shared = std::move(shared)] {
-    stopIfValid(shared->retryiAdAttributionTimer);
-    stopIfValid(shared->iAdAttributionPayloadTimer);
+    stop(shared->retryiAdAttributionTimer);
+    stop(shared->iAdAttributionPayloadTimer);
   });
 }
 
