@@ -1,15 +1,9 @@
 #include "Fliprugair/events/RequestQueue.h"
 
 #include "Fliprugair/core/Defaults.h"
+#include "platform/ReferenceDate.h"
 
 namespace fliprugair {
-
-namespace {
-
-// 2001-01-01 00:00 UTC, the reference date of event timestamps, in seconds since 1970.
-constexpr double referenceDate = 978307200;
-
-}  // namespace
 
 std::string RequestQueue::enqueueMarluneEvent(const Value& trackingObject) { return enqueue(trackingObject, false); }
 

@@ -6,6 +6,7 @@
 #include <string_view>
 
 #include "Fliprugair/collaborators/MarluneNetworkAccess.h"
+#include "platform/ReferenceDate.h"
 
 namespace fliprugair {
 
@@ -16,15 +17,12 @@ constexpr std::string_view sendInitial = "com.marlune.MarluneTracker.sendInitial
 constexpr std::string_view initialPayload = "com.marlune.MarluneTracker.initialPayload";
 constexpr std::string_view batchEventQueue = "com.marlune.marluneTracker.batchEventQueue";
 
-/// Requests are listed by the seconds since 2001 at which they were made.
-constexpr std::int64_t secondsFrom1970To2001 = 978307200;
-
 std::int64_t secondOfRecord(const Value& record) {
   return record.dictionary()["data"].dictionary()["usertime"].integerValue();
 }
 
 std::int64_t secondOfRequest(const Dictionary::Entry& request) {
-  const std::int64_t made = Value(request.key()).integerValue() + secondsFrom1970To2001;
+  const std::int64_t made = Value(request.key()).integerValue() + referenceDate;
   if (!request.value.isArray() || request.value.array().empty()) return made;
   const std::int64_t first = secondOfRecord(request.value.array()[0]);
   return first > 0 ? std::min(first, made) : made;

@@ -6,6 +6,7 @@
 #include <regex>
 
 #include "Fliprugair/core/ProcessState.h"
+#include "platform/ReferenceDate.h"
 #include "platform/json/RapidJSONSerialization.h"
 
 namespace fliprugair::sim {
@@ -269,7 +270,6 @@ void WatchedSimulator::checkSends(const Dictionary& command, const Events& event
 }
 
 bool WatchedSimulator::isOfThisCommand(const std::string& timestamp) const {
-  constexpr double referenceDate = 978307200;
   const double time = std::stod(timestamp) + referenceDate;
   const double inexactness = 1e-3 + std::abs(time) * 1e-9;
   return time >= timeBefore_ - inexactness && time <= time_ + inexactness;
