@@ -25,6 +25,13 @@ void sortByOrder(std::vector<const Dictionary::Entry*>& entries) {
             [](const Dictionary::Entry* left, const Dictionary::Entry* right) { return left->order < right->order; });
 }
 
+std::vector<Dictionary::Entry> copied(const std::vector<const Dictionary::Entry*>& entries) {
+  std::vector<Dictionary::Entry> copies;
+  copies.reserve(entries.size());
+  for (const Dictionary::Entry* entry : entries) copies.push_back(*entry);
+  return copies;
+}
+
 }  // namespace
 
 /// Entries, shared and immutable. Inside a bucket they stand in the order of insertion; `Entry::order` restores that
@@ -51,6 +58,34 @@ struct Dictionary::Node {
       if (entry.name == key) return &entry;
     }
     return nullptr;
+  }
+
+  /// Whether the very same entry is here: in the same place, under the same name, the same object.
+  bool has(const Entry& entry) const {
+    const Bucket& entries = bucket(bucketIndex(entry.name));
+    return std::any_of(entries.begin(), entries.end(), [&](const Entry& other) {
+      return other.order == entry.order && other.value.isSameObject(entry.value) && other.name == entry.name;
+    });
+  }
+
+  /// The entries that `other`, which may be null, has not; groups and buckets that both share are passed over.
+  std::vector<const Entry*> entriesNotIn(const Node* other) const {
+    std::vector<const Entry*> found;
+    const auto look = [&](const Bucket& bucket) {
+      for (const Entry& entry : bucket) {
+        if (other == nullptr || !other->has(entry)) found.push_back(&entry);
+      }
+    };
+    look(own);
+    const bool hasSameLayout = other != nullptr && other->bucketCount == bucketCount;
+    for (std::size_t group = 0; group < groups.size(); ++group) {
+      if (hasSameLayout && groups[group] == other->groups[group]) continue;
+      for (std::size_t index = 0; index < groups[group]->size(); ++index) {
+        const std::shared_ptr<const Bucket>& bucket = (*groups[group])[index];
+        if (!hasSameLayout || bucket != (*other->groups[group])[index]) look(*bucket);
+      }
+    }
+    return found;
   }
 
   std::shared_ptr<Node> replacing(std::size_t index, Bucket bucket) const {
@@ -205,44 +240,12 @@ Dictionary::Entries Dictionary::entries() const {
 
 Dictionary::Difference Dictionary::difference(const Dictionary& before, const Dictionary& after) {
   if (before.node_ == after.node_) return {};
-  const auto isIn = [](const Dictionary& dictionary, const Entry& entry) {
-    if (!dictionary.node_) return false;
-    const Bucket& bucket = dictionary.node_->bucket(dictionary.node_->bucketIndex(entry.name));
-    return std::any_of(bucket.begin(), bucket.end(), [&](const Entry& other) {
-      return other.order == entry.order && other.value.isSameObject(entry.value) && other.name == entry.name;
-    });
+  const auto missing = [](const Dictionary& from, const Dictionary& in) {
+    return from.node_ ? from.node_->entriesNotIn(in.node_.get()) : std::vector<const Entry*>();
   };
-  const bool sameLayout = before.node_ && after.node_ && before.node_->groups.size() == after.node_->groups.size() &&
-                          before.node_->bucketCount == after.node_->bucketCount;
-  const auto collect = [&](const Dictionary& from, const Dictionary& against, std::vector<const Entry*>& into) {
-    if (!from.node_) return;
-    for (std::size_t index = 0; index < from.node_->bucketCount; ++index) {
-      if (sameLayout && !from.node_->groups.empty()) {
-        const std::size_t group = index / groupSize;
-        if (from.node_->groups[group] == against.node_->groups[group]) {
-          index += groupSize - 1;
-          continue;
-        }
-      }
-      const Bucket& bucket = from.node_->bucket(index);
-      if (sameLayout && &bucket == &against.node_->bucket(index)) continue;
-      for (const Entry& entry : bucket) {
-        if (!isIn(against, entry)) into.push_back(&entry);
-      }
-    }
-  };
-  const auto copied = [](const std::vector<const Entry*>& found) {
-    std::vector<Entry> copies;
-    copies.reserve(found.size());
-    for (const Entry* entry : found) copies.push_back(*entry);
-    return copies;
-  };
-  std::vector<const Entry*> removed;
-  collect(before, after, removed);
-  std::vector<const Entry*> added;
-  collect(after, before, added);
+  std::vector<const Entry*> added = missing(after, before);
   sortByOrder(added);
-  return {copied(removed), copied(added)};
+  return {copied(missing(before, after)), copied(added)};
 }
 
 bool operator==(const Dictionary& left, const Dictionary& right) {
