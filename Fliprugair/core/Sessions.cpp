@@ -21,15 +21,21 @@ void Sessions::sessionEvent(std::string_view state) {
 bool Sessions::areTracked() const { return store_.integerForKey(key::sessionTracking) == full; }
 
 std::string_view Sessions::trackingWord() const {
-  const std::int64_t code = store_.integerForKey(key::sessionTracking);
-  return code == full ? "full" : code == none ? "none" : "";
+  switch (store_.integerForKey(key::sessionTracking)) {
+    case full:
+      return "full";
+    case none:
+      return "none";
+    default:
+      return "";
+  }
 }
 
 void Sessions::adoptTracking(const Value& word) {
   if (word.isNull()) return;
-  const std::int64_t code = word == Value("full")   ? full
-                            : word == Value("none") ? none
-                                                    : store_.integerForKey(key::sessionTracking);
+  std::int64_t code = store_.integerForKey(key::sessionTracking);
+  if (word == Value("full")) code = full;
+  if (word == Value("none")) code = none;
   store_.setObject(code, key::sessionTracking);
 }
 

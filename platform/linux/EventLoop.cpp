@@ -77,7 +77,10 @@ void EventLoop::post(Task task, bool atOnce) {
   const std::lock_guard lock(mutex_);
   if (closed_) return;  // the caller's frame destroys the task, after the lock is gone
   posted_.push_back(std::move(task));
-  if (looksAgain_ ? atOnce || isMainThread() : posted_.size() == 1) uv_async_send(&handles_->wake);
+  // A loop that looks again by itself is woken for what shall not wait for that: a task that somebody waits for, and
+  // one of its own thread's.
+  const bool isToWake = looksAgain_ ? atOnce || isMainThread() : posted_.size() == 1;
+  if (isToWake) uv_async_send(&handles_->wake);
 }
 
 std::shared_ptr<Timer> EventLoop::scheduleTimer(double seconds, std::string_view selector, Task action) {

@@ -72,10 +72,6 @@ auto hostAppsMaker(Maker maker, const char* name, Platform& platform, const Log&
   };
 }
 
-}  // namespace
-
-namespace {
-
 std::shared_ptr<UserDefaults> openStore(const LinuxOptions& options, [[maybe_unused]] const Log& log) {
   if (options.userDefaults != nullptr) return options.userDefaults;
 #if FLIPRUGAIR_SQLITE
@@ -87,6 +83,27 @@ std::shared_ptr<UserDefaults> openStore(const LinuxOptions& options, [[maybe_unu
 #else
   throw std::runtime_error(
       "The platform was built without its store (FLIPRUGAIR_SQLITE), and the app has none of its own.");
+#endif
+}
+
+Piece<MarluneNetworkAccess> openUnredirectedNetwork(const LinuxOptions& options, Platform& platform,
+                                                    [[maybe_unused]] UserDefaults& store,
+                                                    [[maybe_unused]] const JSONSerialization& json,
+                                                    [[maybe_unused]] Application& application, const Log& log) {
+  if (options.makeNetworkAccess) {
+    return {.make = hostAppsMaker<NoNetworkAccess>(options.makeNetworkAccess, "makeNetworkAccess", platform, log)};
+  }
+#if FLIPRUGAIR_CURL
+  const auto network = std::make_shared<CurlNetwork>(options.network, store, json, application, log, options.advises);
+  return {.make = [network] { return network->makeAccess(); },
+          .stop = [network] { network->stop(); },
+          .isOwnThread = [network] { return network->isOwnThread(); },
+          .isIdle = [network] { return network->isIdle(); },
+          .whenIdle = [network](std::function<void()> action) { network->whenIdle(std::move(action)); },
+          .adviseNoMore = [network] { network->adviseNoMore(); }};
+#else
+  throw std::runtime_error(
+      "The platform was built without its network (FLIPRUGAIR_CURL), and the app has none of its own.");
 #endif
 }
 
@@ -117,34 +134,9 @@ std::shared_ptr<Documents> openDocuments(const LinuxOptions& options) {
 #endif
 }
 
-namespace {
-
-Piece<MarluneNetworkAccess> openNetworkItself(const LinuxOptions& options, Platform& platform,
-                                              [[maybe_unused]] UserDefaults& store,
-                                              [[maybe_unused]] const JSONSerialization& json,
-                                              [[maybe_unused]] Application& application, const Log& log) {
-  if (options.makeNetworkAccess) {
-    return {hostAppsMaker<NoNetworkAccess>(options.makeNetworkAccess, "makeNetworkAccess", platform, log)};
-  }
-#if FLIPRUGAIR_CURL
-  const auto network = std::make_shared<CurlNetwork>(options.network, store, json, application, log, options.advises);
-  return {[network] { return network->makeAccess(); },
-          [network] { network->stop(); },
-          [network] { return network->isOwnThread(); },
-          [network] { return network->isIdle(); },
-          [network](std::function<void()> action) { network->whenIdle(std::move(action)); },
-          [network] { network->adviseNoMore(); }};
-#else
-  throw std::runtime_error(
-      "The platform was built without its network (FLIPRUGAIR_CURL), and the app has none of its own.");
-#endif
-}
-
-}  // namespace
-
 Piece<MarluneNetworkAccess> openNetwork(const LinuxOptions& options, Platform& platform, UserDefaults& store,
                                         const JSONSerialization& json, Application& application, const Log& log) {
-  Piece<MarluneNetworkAccess> network = openNetworkItself(options, platform, store, json, application, log);
+  Piece<MarluneNetworkAccess> network = openUnredirectedNetwork(options, platform, store, json, application, log);
   const std::optional<std::string> hostname = processVariable("FLIPRUGAIR_CONTROL_HOST");
   if (!options.allowControlHostFromEnvironment || !hostname || hostname->empty()) return network;
   network.make = [make = std::move(network.make), hostname = *hostname] {
@@ -155,14 +147,16 @@ Piece<MarluneNetworkAccess> openNetwork(const LinuxOptions& options, Platform& p
 
 Piece<MarluneLocationManager> openLocation(const LinuxOptions& options, Platform& platform, const Log& log) {
   if (options.makeLocationManager) {
-    return {hostAppsMaker<NoLocationManager>(options.makeLocationManager, "makeLocationManager", platform, log)};
+    return {.make =
+                hostAppsMaker<NoLocationManager>(options.makeLocationManager, "makeLocationManager", platform, log)};
   }
 #if FLIPRUGAIR_GPS
   const auto location = std::make_shared<GpsdLocation>(GpsdOptions{options.gpsdHost, options.gpsdPort}, log);
-  return {[location] { return location->makeManager(); }, [location] { location->stop(); },
-          [location] { return location->isOwnThread(); }};
+  return {.make = [location] { return location->makeManager(); },
+          .stop = [location] { location->stop(); },
+          .isOwnThread = [location] { return location->isOwnThread(); }};
 #else
-  return {[] { return std::make_shared<NoLocationManager>(); }};
+  return {.make = [] { return std::make_shared<NoLocationManager>(); }};
 #endif
 }
 
