@@ -1,6 +1,6 @@
-#include "platform/linux/MachineIdentity.h"
-
 #include <set>
+
+#include "platform/linux/MachineIdentity.h"
 
 namespace fliprugair {
 namespace {

@@ -16,17 +16,20 @@ namespace fliprugair::controlhost {
 
 namespace {
 
+struct Range {
+  std::int64_t least;
+  std::int64_t most;
+  std::int64_t usual;
+  std::string_view unit;
+};
+
 struct Setting {
   std::string_view key;
   std::string_view kind;
   std::string_view what;
   std::string_view absent = "What the tracker has stays as it is.";
   bool isFlag = true;
-  // Of an integer alone.
-  std::string_view unit = "";
-  std::int64_t least = 0;
-  std::int64_t most = 0;
-  std::optional<std::int64_t> usual = std::nullopt;
+  std::optional<Range> range = std::nullopt;  ///< of an integer
 };
 
 constexpr std::int64_t week = 604800;
@@ -42,37 +45,23 @@ const std::vector<Setting>& settings() {
       {.key = "mlinit_wait",
        .kind = "integer",
        .what = "How long a start asks for no settings again.",
-       .unit = "s",
-       .least = 60,
-       .most = week,
-       .usual = 60},
+       .range = Range{.least = 60, .most = week, .usual = 60, .unit = "s"}},
       {.key = "mltracker_wait",
        .kind = "integer",
        .what = "How long records wait for more before their batch leaves.",
-       .unit = "s",
-       .least = 60,
-       .most = week,
-       .usual = 60},
+       .range = Range{.least = 60, .most = week, .usual = 60, .unit = "s"}},
       {.key = "iad_attribution_attempts",
        .kind = "integer",
        .what = "How often search-ad details are asked for.",
-       .least = 1,
-       .most = 10,
-       .usual = 3},
+       .range = Range{.least = 1, .most = 10, .usual = 3, .unit = ""}},
       {.key = "iad_attribution_wait",
        .kind = "integer",
        .what = "How long a repeated question for search-ad details may take.",
-       .unit = "s",
-       .least = 1,
-       .most = 120,
-       .usual = 20},
+       .range = Range{.least = 1, .most = 120, .usual = 20, .unit = "s"}},
       {.key = "iad_retry_wait",
        .kind = "integer",
        .what = "The time before search-ad details are asked for again.",
-       .unit = "s",
-       .least = 1,
-       .most = 60,
-       .usual = 10},
+       .range = Range{.least = 1, .most = 60, .usual = 10, .unit = "s"}},
       {.key = "send_id_updates",
        .kind = "boolean",
        .what = "Whether a new advertising identifier is reported.",
@@ -85,26 +74,17 @@ const std::vector<Setting>& settings() {
        .kind = "integer",
        .what = "How exact a position has to be.",
        .absent = "50 holds. Read only while \"whitelist\" holds \"location\".",
-       .unit = "m",
-       .least = 10,
-       .most = 5000,
-       .usual = 50},
+       .range = Range{.least = 10, .most = 5000, .usual = 50, .unit = "m"}},
       {.key = "location_timeout",
        .kind = "integer",
        .what = "How long the search for a position may take.",
        .absent = "15 holds. Read only while \"whitelist\" holds \"location\".",
-       .unit = "s",
-       .least = 3,
-       .most = 60,
-       .usual = 15},
+       .range = Range{.least = 3, .most = 60, .usual = 15, .unit = "s"}},
       {.key = "location_staleness",
        .kind = "integer",
        .what = "The least age of the last position before the next one is searched.",
        .absent = "15 holds. Read only while \"whitelist\" holds \"location\".",
-       .unit = "min",
-       .least = 1,
-       .most = 10080,
-       .usual = 15},
+       .range = Range{.least = 1, .most = 10080, .usual = 15, .unit = "min"}},
       {.key = "currency",
        .kind = "text",
        .what = "The currency of all events that follow.",
@@ -117,10 +97,7 @@ const std::vector<Setting>& settings() {
        .kind = "integer",
        .what = "The time between the installation's report and the first question for its attribution.",
        .absent = "7 seconds; none before the first reply.",
-       .unit = "s",
-       .least = 1,
-       .most = 30,
-       .usual = 7},
+       .range = Range{.least = 1, .most = 30, .usual = 7, .unit = "s"}},
       {.key = "success",
        .kind = "boolean",
        .what = "1 says that all is well. The rest is adopted in any case.",
@@ -174,25 +151,25 @@ std::string shown(const Value& value) {
   return value.isText() ? '"' + value.text() + '"' : RapidJSONSerialization().textOfAny(value);
 }
 
-Value numberEffect(const Setting& setting, const Value& value, bool locationIsOn) {
+Value numberEffect(const Setting& setting, const Range& range, const Value& value, bool locationIsOn) {
   const std::string key(setting.key);
-  const std::string range = std::to_string(setting.least) + " to " + std::to_string(setting.most);
+  const std::string bounds = std::to_string(range.least) + " to " + std::to_string(range.most);
   if (isLocation(setting) && !locationIsOn) {
     return effect(placeOf(setting), "note", {}, key + " is not read: \"whitelist\" does not hold \"location\".");
   }
   const bool numeric = value.isNumber() || value.isText();
   if (isLocation(setting) && !numeric) {
-    return effect(placeOf(setting), "warning", *setting.usual,
-                  key + " is " + inWords(value) + "; a tracker takes a number from " + range + ", and keeps " +
-                      std::to_string(*setting.usual) + '.');
+    return effect(placeOf(setting), "warning", range.usual,
+                  key + " is " + inWords(value) + "; a tracker takes a number from " + bounds + ", and keeps " +
+                      std::to_string(range.usual) + '.');
   }
-  const std::int64_t becomes = std::clamp(numberOf(value), setting.least, setting.most);
+  const std::int64_t becomes = std::clamp(numberOf(value), range.least, range.most);
   const bool isNumber = value.kind() == Value::Kind::integer || value.kind() == Value::Kind::real;
   const bool exact =
       isNumber ? value.realValue() == static_cast<double>(becomes) : value.text() == std::to_string(becomes);
   if (exact) return effect(placeOf(setting), "ok", becomes, key + " becomes " + std::to_string(becomes) + '.');
   return effect(placeOf(setting), "warning", becomes,
-                key + " is " + (numeric ? shown(value) : inWords(value)) + "; a tracker takes " + range +
+                key + " is " + (numeric ? shown(value) : inWords(value)) + "; a tracker takes " + bounds +
                     ", so it becomes " + std::to_string(becomes) + '.');
 }
 
@@ -268,7 +245,7 @@ Value listEffect(const Setting& setting, const Value& value) {
 }
 
 Value effectOf(const Setting& setting, const Value& value, bool locationIsOn) {
-  if (setting.kind == "integer") return numberEffect(setting, value, locationIsOn);
+  if (setting.range) return numberEffect(setting, *setting.range, value, locationIsOn);
   if (setting.kind == "boolean") return truthEffect(setting, value);
   if (setting.kind == "texts") return listEffect(setting, value);
   if (setting.kind == "object") {
@@ -309,14 +286,14 @@ void addEffects(const Dictionary& members, bool flags, bool locationIsOn, std::v
 Array initSettings() {
   std::vector<Value> list;
   for (const Setting& setting : settings()) {
-    const bool ranged = setting.kind == "integer";
+    const std::optional<Range>& range = setting.range;
     list.push_back(Value{{"key", setting.key},
                          {"path", placeOf(setting)},
                          {"kind", setting.kind},
-                         {"unit", setting.unit},
-                         {"min", ranged ? Value(setting.least) : Value()},
-                         {"max", ranged ? Value(setting.most) : Value()},
-                         {"default", setting.usual ? Value(*setting.usual) : Value()},
+                         {"unit", range ? range->unit : ""},
+                         {"min", range ? Value(range->least) : Value()},
+                         {"max", range ? Value(range->most) : Value()},
+                         {"default", range ? Value(range->usual) : Value()},
                          {"choices", setting.kind == "choice" ? Array{"full", "none"} : Array()},
                          {"what", setting.what},
                          {"absent", setting.absent}});
