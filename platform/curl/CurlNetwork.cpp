@@ -43,7 +43,7 @@ class CurlNetworkAccess final : public MarluneNetworkAccess {
       return false;
     }
     request.url = std::move(*url);
-    return thread->send(std::move(request));
+    return thread->send(request);
   }
 
  private:

@@ -22,7 +22,13 @@ class IdleWatch {
       const std::lock_guard lock(mutex_);
       if (--underWay_ == 0) due.swap(actions_);
     }
-    for (const auto& action : due) action();
+    for (const auto& action : due) {
+      try {
+        action();
+      } catch (...) {
+        // Out of memory; whoever waits has a time-out of its own.
+      }
+    }
   }
 
   bool isIdle() const {

@@ -5,10 +5,8 @@
 #include <algorithm>
 #include <array>
 #include <exception>
-#include <iterator>
 #include <limits>
 #include <new>
-#include <optional>
 #include <stdexcept>
 #include <string>
 #include <system_error>
@@ -41,7 +39,31 @@ bool canConnect() {
   });
 }
 
-NetworkOutcome stopped() { return {false, "", "failed, the network has been stopped"}; }
+/// The end of a request that got no answer. The log does without a reason that there is no memory for.
+template <class... Parts>
+NetworkOutcome unanswered(const Parts&... parts) noexcept {
+  NetworkOutcome outcome;
+  try {
+    (outcome.message.append(parts), ...);
+  } catch (const std::bad_alloc&) {
+    outcome.message.clear();
+  }
+  return outcome;
+}
+
+constexpr const char* hasStoppedText = "failed, the network has been stopped";
+constexpr const char* noMemoryText = "not sent, out of memory";
+
+/// What the host has said stands, even when there is no memory for how it said it.
+NetworkOutcome outcomeOf(CurlTransfer& transfer, CURLcode result) noexcept {
+  try {
+    return transfer.outcome(result);
+  } catch (const std::bad_alloc&) {
+    NetworkOutcome outcome;
+    outcome.accepted = outcome.isVerdict = transfer.isAccepted();
+    return outcome;
+  }
+}
 
 }  // namespace
 
@@ -67,20 +89,21 @@ NetworkThread::NetworkThread(CurlNetworkOptions options, const JSONSerialization
   }
 }
 
-bool NetworkThread::send(NetworkRequest request) {
+bool NetworkThread::send(const NetworkRequest& request) {
   if (isInherited()) return false;
-  unfinished_.begin();
-  const NetworkRequest kept = request;
-  const auto leave = [weak = weak_from_this(), request = std::move(request)] {
-    if (const auto thread = weak.lock()) thread->queue(request);
+  const auto one = std::make_shared<Requests>();
+  one->push_back(request);
+  const std::function<void()> leave = [weak = weak_from_this(), one] {
+    if (const auto thread = weak.lock()) thread->queue(*one);
   };
+  unfinished_.begin();  // from here on nothing throws, so that it ends
   if (hasStopped()) {
-    end(kept, stopped());
-  } else if (!ledger_.begin(kept, leave)) {
-    end(kept, {false, "", "not sent, the store has failed"});
-  } else {
-    return true;
+    end(request, unanswered(hasStoppedText));
+    return false;
   }
+  if (ledger_.begin(request, leave) || one->empty()) return true;
+  one->clear();  // a store that has thrown may still have kept `leave`
+  end(request, unanswered("not sent, the store has failed"));
   return false;
 }
 
@@ -89,21 +112,20 @@ bool NetworkThread::hasStopped() {
   return stopping_;
 }
 
-void NetworkThread::queue(const NetworkRequest& request) {
-  if (isInherited()) return;
-  try {
+/// Takes the request out of `one`.
+void NetworkThread::queue(Requests& one) {
+  if (isInherited() || one.empty()) return;
+  {
     const std::lock_guard lock(mutex_);
     if (!stopping_) {
-      queued_.push_back(request);
+      queued_.splice(queued_.end(), one);
       // A longer queue means that somebody has woken the thread, and it has not come to look yet.
       if (queued_.size() == 1) curl_multi_wakeup(multi_.get());
       return;
     }
-  } catch (const std::bad_alloc&) {
-    end(request, {false, "", "not sent, out of memory"});
-    return;
   }
-  end(request, stopped());
+  end(one.front(), unanswered(hasStoppedText));
+  one.clear();
 }
 
 void NetworkThread::whenIdle(std::function<void()> action) {
@@ -140,34 +162,40 @@ void NetworkThread::run() {
 
 /// False when the thread is to end.
 bool NetworkThread::takeQueued() {
-  std::deque<NetworkRequest> queued;
-  bool stopping = false;
-  {
-    const std::lock_guard lock(mutex_);
-    queued_.swap(queued);
-    stopping = stopping_;
-  }
-  std::move(queued.begin(), queued.end(), std::back_inserter(waiting_));
-  return !stopping;
+  const std::lock_guard lock(mutex_);
+  waiting_.splice(waiting_.end(), queued_);
+  return !stopping_;
 }
 
 void NetworkThread::startWaiting() {
   const HostTrouble::Time now = std::chrono::steady_clock::now();
   for (auto place = waiting_.begin(); place != waiting_.end() && running_.size() < options_.requestsAtATime;) {
-    HostTrouble& host = hosts_[place->url.text].trouble;
-    const HostTrouble::Answer answer = host.ask(now);
+    Host* const host = hostOf(*place);
+    const HostTrouble::Answer answer = host == nullptr ? HostTrouble::Answer::refuse : host->trouble.ask(now);
     if (answer == HostTrouble::Answer::wait) {
       ++place;
       continue;
     }
-    const NetworkRequest request = std::move(*place);
-    place = waiting_.erase(place);
+    Requests one;
+    one.splice(one.end(), waiting_, place++);
+    const NetworkRequest& request = one.front();
     if (answer == HostTrouble::Answer::send) {
       start(request);
+    } else if (host == nullptr) {
+      end(request, unanswered(noMemoryText));
     } else {
-      const auto seconds = std::to_string(host.pauseLeft(now).count());
-      end(request, {false, "", "not sent, the host is in trouble and left alone for another " + seconds + " s"});
+      const std::string seconds = std::to_string(host->trouble.pauseLeft(now).count());
+      end(request, unanswered("not sent, the host is in trouble and left alone for another ", seconds, " s"));
     }
+  }
+}
+
+/// Null when there is no memory for one that is new.
+NetworkThread::Host* NetworkThread::hostOf(const NetworkRequest& request) noexcept {
+  try {
+    return &hosts_[request.url.text];
+  } catch (const std::bad_alloc&) {
+    return nullptr;
   }
 }
 
@@ -186,9 +214,9 @@ void NetworkThread::start(const NetworkRequest& request) {
       running_.push_back({std::move(transfer)});
       return;
     }
-    failure = transfer->outcome(code);
+    failure = outcomeOf(*transfer, code);
   } catch (const std::exception& exception) {
-    failure.message = std::string("not sent, ") + exception.what();
+    failure = unanswered("not sent, ", exception.what());
   }
   endSent(request, failure);
 }
@@ -206,7 +234,7 @@ bool NetworkThread::transferSome() {
       return running.transfer->handle() == message->easy_handle;
     });
     const std::unique_ptr<CurlTransfer> transfer = takeRunning(place);
-    endSent(transfer->request(), transfer->outcome(result));
+    endSent(transfer->request(), outcomeOf(*transfer, result));
     any = true;
   }
   return any;
@@ -215,28 +243,31 @@ bool NetworkThread::transferSome() {
 /// A reply may take its time, or never end: what is known already does not wait for it. What came together is made
 /// durable together.
 void NetworkThread::confirmAccepted() {
-  const auto isToBeConfirmed = [](const Running& running) {
-    return !running.isConfirmed && running.transfer->isAccepted();
-  };
-  if (std::none_of(running_.begin(), running_.end(), isToBeConfirmed)) return;
-  const StoreGroup group = ledger_.group();
-  for (Running& running : running_) {
-    if (!isToBeConfirmed(running)) continue;
-    running.isConfirmed = true;
-    ledger_.confirm(running.transfer->request());
-  }
+  const auto first = std::find_if(running_.begin(), running_.end(), std::mem_fn(&Running::isToBeConfirmed));
+  if (first == running_.end()) return;
+  ledger_.together(first->transfer->request(), [this] {
+    for (Running& running : running_) {
+      if (!running.isToBeConfirmed()) continue;
+      running.isConfirmed = true;
+      ledger_.confirm(running.transfer->request());
+    }
+  });
 }
 
 void NetworkThread::endSent(const NetworkRequest& request, const NetworkOutcome& outcome) {
-  Host& host = hosts_[request.url.text];
+  Host& host = hosts_[request.url.text];  // which there is since it was asked whether to send
   host.gzip.note(outcome.takesGzip, outcome.isNotRead);
   if (outcome.isVerdict || outcome.isNotRead) {
     host.trouble.answered();
   } else {
     host.trouble.failed(std::chrono::steady_clock::now(), outcome.retryAfter);
   }
-  if (outcome.isNotRead) return waiting_.push_front(request);  // as JSON this time
-  end(request, outcome);
+  if (!outcome.isNotRead) return end(request, outcome);
+  try {
+    waiting_.push_front(request);  // as JSON this time
+  } catch (const std::bad_alloc&) {
+    end(request, unanswered(noMemoryText));
+  }
 }
 
 /// What a delegate sends in its call is begun before this ends: the network is not idle in between.
@@ -253,8 +284,8 @@ std::unique_ptr<CurlTransfer> NetworkThread::takeRunning(std::vector<Running>::i
 }
 
 void NetworkThread::abandonAll() {
-  while (!running_.empty()) end(takeRunning(running_.begin())->request(), stopped());
-  for (const NetworkRequest& request : waiting_) end(request, stopped());
+  while (!running_.empty()) end(takeRunning(running_.begin())->request(), unanswered(hasStoppedText));
+  for (const NetworkRequest& request : waiting_) end(request, unanswered(hasStoppedText));
   waiting_.clear();
 }
 

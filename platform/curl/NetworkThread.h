@@ -2,8 +2,8 @@
 
 #include <curl/curl.h>
 
-#include <deque>
 #include <functional>
+#include <list>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -25,6 +25,9 @@ namespace fliprugair {
 /// The thread that all requests of one environment run on, over one curl multi handle. Senders leave their requests in
 /// `queued_` and wake it; everything without a comment below is the thread's own. Owned by CurlNetwork; a sender holds
 /// it for the length of a call.
+///
+/// A lack of memory costs a request its sending or its reply; the thread lives on, and each request that began ends.
+/// That is why requests wait in lists, between which they go without a new allocation.
 class NetworkThread : public std::enable_shared_from_this<NetworkThread> {
  public:
   NetworkThread(CurlNetworkOptions options, const JSONSerialization& json, RequestLedger ledger);
@@ -34,7 +37,7 @@ class NetworkThread : public std::enable_shared_from_this<NetworkThread> {
 
   /// The request leaves once what its sender has written is durable. Any thread. False when the thread has been
   /// stopped, or the store failed.
-  bool send(NetworkRequest request);
+  bool send(const NetworkRequest& request);
 
   /// Could not be begun. Any thread.
   void refuse(const NetworkRequest& request, std::string_view reason) { ledger_.refuse(request, reason); }
@@ -58,6 +61,8 @@ class NetworkThread : public std::enable_shared_from_this<NetworkThread> {
   bool isOwnThread() const { return isThreadOf(this); }
 
  private:
+  using Requests = std::list<NetworkRequest>;
+
   /// libcurl counts its users itself.
   struct Library {
     Library();
@@ -77,13 +82,16 @@ class NetworkThread : public std::enable_shared_from_this<NetworkThread> {
   struct Running {
     std::unique_ptr<CurlTransfer> transfer;
     bool isConfirmed = false;
+
+    bool isToBeConfirmed() const { return !isConfirmed && transfer->isAccepted(); }
   };
 
   bool hasStopped();
-  void queue(const NetworkRequest& request);
+  void queue(Requests& one);
   void run();
   bool takeQueued();
   void startWaiting();
+  Host* hostOf(const NetworkRequest& request) noexcept;
   void start(const NetworkRequest& request);
   bool transferSome();
   void confirmAccepted();
@@ -101,12 +109,12 @@ class NetworkThread : public std::enable_shared_from_this<NetworkThread> {
   IdleWatch unfinished_;
   const RequestContents contents_;
   std::unique_ptr<CURLM, Cleanup> multi_;
-  std::deque<NetworkRequest> waiting_;
+  Requests waiting_;
   std::map<std::string, Host> hosts_;  ///< by URL
   std::vector<Running> running_;
 
   std::mutex mutex_;  ///< around the next two, and around waking: the thread frees the multi handle when it ends
-  std::deque<NetworkRequest> queued_;
+  Requests queued_;
   bool stopping_ = false;
 
   std::thread thread_;

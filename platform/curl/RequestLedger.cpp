@@ -34,14 +34,42 @@ void removeEntry(UserDefaults& store, std::string_view key, const std::string& e
 
 }  // namespace
 
-bool RequestLedger::begin(const NetworkRequest& request, std::function<void()> leave) {
+template <class Line>
+void RequestLedger::log(const Line& line) noexcept {
+  try {
+    log_(line());
+  } catch (...) {
+    // There is nobody left to tell.
+  }
+}
+
+template <class Call>
+bool RequestLedger::guarded(std::string_view what, const NetworkRequest& request, const Call& call) noexcept {
+  const auto exceptionCaught = [&](std::string_view reason) {
+    log([&] {
+      return "Marlune library - EXCEPTION (CAUGHT) in " + std::string(what) + ' ' + described(request.payload) + " - " +
+             std::string(reason);
+    });
+  };
+  try {
+    call();
+    return true;
+  } catch (const std::exception& exception) {
+    exceptionCaught(exception.what());
+  } catch (...) {
+    exceptionCaught("not a std::exception");
+  }
+  return false;
+}
+
+bool RequestLedger::begin(const NetworkRequest& request, const std::function<void()>& leave) {
   return guarded("the store before", request, [&] {
     if (!request.eventTimestamp.isNull()) {
       store_.update(key::eventsSending, [&](const Value& entries) {
         return Value(entries.dictionary().setting(request.eventTimestamp.string(), true));
       });
     }
-    store_.whenDurable(std::move(leave));
+    store_.whenDurable(leave);
   });
 }
 
@@ -50,6 +78,12 @@ void RequestLedger::refuse(const NetworkRequest& request, std::string_view reaso
   // Without a payload it is no request: a flush of records that are gone.
   if (!request.payload.isNull() && advises_->exchange(false)) advise(request, reason);
   endBackgroundTask(request);
+}
+
+void RequestLedger::together(const NetworkRequest& first, const std::function<void()>& confirmations) {
+  const bool isGroup = guarded("the store after", first, [&] { store_.beginGroup(); });
+  confirmations();
+  if (isGroup) guarded("the store after", first, [&] { store_.endGroup(); });
 }
 
 void RequestLedger::confirm(const NetworkRequest& request) {
@@ -72,11 +106,11 @@ void RequestLedger::end(const NetworkRequest& request, const NetworkOutcome& out
 }
 
 void RequestLedger::deliver(const NetworkRequest& request, const std::string& reply) {
-  const Callback callback = callbackOf(actionOf(request.payload));
-  if (callback == nullptr) return;
-  const std::shared_ptr<MarluneNetworkAccessDelegate> delegate = request.delegate.lock();
-  if (delegate == nullptr) return;
   guarded("the reply to", request, [&] {
+    const Callback callback = callbackOf(actionOf(request.payload));
+    if (callback == nullptr) return;
+    const std::shared_ptr<MarluneNetworkAccessDelegate> delegate = request.delegate.lock();
+    if (delegate == nullptr) return;
     const std::optional<Value> value = json_.value(reply, replyDepth);
     if (value && value->isDictionary()) return (delegate.get()->*callback)(*value);
     if (reply.empty()) return;
@@ -91,43 +125,23 @@ void RequestLedger::endBackgroundTask(const NetworkRequest& request) {
 }
 
 void RequestLedger::advise(const NetworkRequest& request, std::string_view message) {
-  const std::string destination = request.url.text.empty() ? "" : " to " + request.url.text;
-  const std::string later = request.eventTimestamp.isNull() ? " It is made again by a later start."
-                                                            : " It waits, and is sent again at a later activation.";
-  log("Marlune library - the first request" + destination + ": " + std::string(message) +
-      ". See that \"trackerHostname\" names your control host (with its port) and that it can be reached from here; "
-      "\"enableLogging\" shows every request." +
-      later);
-}
-
-bool RequestLedger::guarded(std::string_view what, const NetworkRequest& request, const std::function<void()>& call) {
-  const auto exceptionCaught = [&](std::string_view reason) {
-    log("Marlune library - EXCEPTION (CAUGHT) in " + std::string(what) + ' ' + described(request.payload) + " - " +
-        std::string(reason));
-  };
-  try {
-    call();
-    return true;
-  } catch (const std::exception& exception) {
-    exceptionCaught(exception.what());
-  } catch (...) {
-    exceptionCaught("not a std::exception");
-  }
-  return false;
+  log([&] {
+    const std::string destination = request.url.text.empty() ? "" : " to " + request.url.text;
+    const std::string later = request.eventTimestamp.isNull() ? " It is made again by a later start."
+                                                              : " It waits, and is sent again at a later activation.";
+    return "Marlune library - the first request" + destination + ": " + std::string(message) +
+           ". See that \"trackerHostname\" names your control host (with its port) and that it can be reached from "
+           "here; \"enableLogging\" shows every request." +
+           later;
+  });
 }
 
 void RequestLedger::report(const NetworkRequest& request, std::string_view message) {
   if (!request.loggingEnabled) return;
-  const std::string destination = request.url.text.empty() ? "" : " to " + request.url.text;
-  log("Marlune library - request " + described(request.payload) + destination + ": " + std::string(message));
-}
-
-void RequestLedger::log(std::string_view line) {
-  try {
-    log_(line);
-  } catch (...) {
-    // There is nobody left to tell.
-  }
+  log([&] {
+    const std::string destination = request.url.text.empty() ? "" : " to " + request.url.text;
+    return "Marlune library - request " + described(request.payload) + destination + ": " + std::string(message);
+  });
 }
 
 }  // namespace fliprugair

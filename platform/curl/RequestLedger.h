@@ -14,7 +14,7 @@ namespace fliprugair {
 
 /// What is due around a request besides its transport: the entries in the store, the delegate's call, the end of the
 /// background task, the log line. Owned by the network thread; `begin` and `refuse` are called by the senders' threads.
-/// Holds no lock, and what any of these throws costs its own call alone.
+/// Holds no lock; what any of these throws, or a lack of memory, costs its own call alone, and nothing gets out.
 class RequestLedger {
  public:
   using Log = std::function<void(std::string_view)>;
@@ -30,13 +30,13 @@ class RequestLedger {
   /// Lists the request as being sent, and calls `leave` once everything that the sender has written is durable: a
   /// process that is killed afterwards knows what it has sent, as whom. False when the store threw; then `leave` is not
   /// called.
-  bool begin(const NetworkRequest& request, std::function<void()> leave);
+  bool begin(const NetworkRequest& request, const std::function<void()>& leave);
 
   /// A request that could not be begun, and was not listed.
   void refuse(const NetworkRequest& request, std::string_view reason);
 
-  /// What is confirmed while it lives is made durable together at its end.
-  StoreGroup group() { return StoreGroup(store_); }
+  /// Has what is confirmed by `confirmations`, of which `first` is the first, made durable together.
+  void together(const NetworkRequest& first, const std::function<void()>& confirmations);
 
   /// The host has accepted the request, while its reply may still be coming: from now on it is not sent again, also
   /// after a kill. Before `end`, so that the request is listed as long as it is queued.
@@ -53,10 +53,14 @@ class RequestLedger {
   void endBackgroundTask(const NetworkRequest& request);
   void report(const NetworkRequest& request, std::string_view message);
   void advise(const NetworkRequest& request, std::string_view message);
-  void log(std::string_view line);
+
+  /// Without memory for `line()` there is no line.
+  template <class Line>
+  void log(const Line& line) noexcept;
 
   /// Whether `call` returned. `what` is for the log, as in "the reply to ...".
-  bool guarded(std::string_view what, const NetworkRequest& request, const std::function<void()>& call);
+  template <class Call>
+  bool guarded(std::string_view what, const NetworkRequest& request, const Call& call) noexcept;
 
   UserDefaults& store_;
   const JSONSerialization& json_;

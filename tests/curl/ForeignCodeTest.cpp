@@ -18,6 +18,8 @@ class ThrowingDefaults final : public MemoryUserDefaults {
     MemoryUserDefaults::update(key, change);
   }
   void synchronize() override { throwIf("synchronize"); }
+  void beginGroup() override { throwIf("beginGroup"); }
+  void endGroup() override { throwIf("endGroup"); }
   void whenDurable(std::function<void()> action) override {
     throwIf("whenDurable");
     action();
@@ -74,7 +76,7 @@ TEST_F(ForeignCode, AStoreThatThrowsBeforeARequestKeepsItFromLeaving) {
 }
 
 TEST_F(ForeignCode, AStoreThatThrowsAfterARequestLeavesTheDelegateItsReply) {
-  for (const char* operation : {"update list", "update queue", "synchronize"}) {
+  for (const char* operation : {"update list", "update queue", "synchronize", "beginGroup", "endGroup"}) {
     TestServer server([&](const TestServer::Request&) {
       throwing_.fails.put(operation);
       return TestServer::Reply{};
@@ -98,6 +100,38 @@ TEST_F(ForeignCode, AStoreThatThrowsOnOneListStillRemovesFromTheOther) {
   send(server.hostname(), Value{{"action", "initial"}}, "1.000000");
   application_.ended.wait(1);
   EXPECT_EQ(throwing_.objectForKey(networkQueue), Value(Dictionary()));
+}
+
+TEST_F(ForeignCode, AStoreThatThrowsWhereAGroupBeginsOrEndsHasTheRequestConfirmed) {
+  for (const char* operation : {"beginGroup", "endGroup"}) {
+    TestServer server;
+    throwing_.fails.put(operation);
+    throwing_.setObject(Value{{"1.000000", "entry"}}, networkQueue);
+    const Running running = start();
+    const std::size_t before = application_.ended.items().size();
+    send(server.hostname(), Value{{"action", "initial"}}, "1.000000");
+    EXPECT_EQ(application_.ended.wait(before + 1).size(), before + 1) << operation;
+    EXPECT_EQ(throwing_.objectForKey(networkQueue), Value(Dictionary())) << operation;
+    expectLogged(std::string("the store after \"initial\" - ") + operation + " went wrong");
+  }
+}
+
+TEST_F(ForeignCode, AStoreThatThrowsAfterItHasLetARequestGoHasItEndOnce) {
+  struct Store : MemoryUserDefaults {
+    void whenDurable(std::function<void()> action) override {
+      action();
+      throw std::runtime_error("too late");
+    }
+  } store;
+  TestServer server;
+  network_ = std::make_unique<CurlNetwork>(CurlNetworkOptions(), store, json_, application_,
+                                           [this](std::string_view line) { log_.put(std::string(line)); });
+  const Running running(*this);
+  EXPECT_TRUE(send(server.hostname(), Value{{"action", "initial"}}));
+  application_.ended.wait(1);
+  network_->stop();
+  EXPECT_EQ(application_.ended.items().size(), 1U);
+  EXPECT_EQ(delegate_->calls.items().size(), 1U);
 }
 
 TEST_F(ForeignCode, AnApplicationThatThrowsIsLoggedAndTheThreadLivesOn) {
