@@ -257,6 +257,45 @@ TEST(ACollaborator, ThatThrowsIsLoggedAndTheTrackerGoesOn) {
   EXPECT_EQ(phone.stored("networkQueue").dictionary().size(), 1U);
 }
 
+/// A phone whose network collaborator throws for as long as `isRefusing`.
+struct RefusingPhone : InstalledPhone {
+  RefusingPhone() {
+    environment.onMake = [this] {
+      if (isRefusing) throw std::runtime_error("the host's own");
+    };
+    tracker = MarluneTracker::initMarluneWithParams(environment, Value{{"marluneAppId", "demo"}});
+    forgetEvents();
+  }
+  ~RefusingPhone() { tracker = nullptr; }  // before its environment
+  RefusingPhone(const RefusingPhone&) = delete;
+  RefusingPhone& operator=(const RefusingPhone&) = delete;
+
+  bool isRefusing = true;
+  ObservedEnvironment environment{process};
+};
+
+TEST(ACollaborator, ThatThrowsHasAParkedReportNotSentTwice) {
+  RefusingPhone phone;
+  phone.store("initialPayload", Value{{"action", "initial"}});
+  EXPECT_NO_THROW(phone.parts().installReport.sendParked());
+  EXPECT_EQ(phone.stored("networkQueue").dictionary().size(), 1U);
+  phone.isRefusing = false;
+  phone.parts().installReport.sendParked();
+  EXPECT_EQ(phone.stored("networkQueue").dictionary().size(), 1U);
+  EXPECT_TRUE(phone.requests("initial").empty());
+}
+
+TEST(ACollaborator, ThatThrowsHasAChangeNotReportedTwice) {
+  RefusingPhone phone;
+  phone.device.facts.languages = {"de"};
+  EXPECT_NO_THROW(phone.parts().properties.checkWatchPropertiesChanged());
+  EXPECT_EQ(phone.stored("networkQueue").dictionary().size(), 1U);
+  phone.isRefusing = false;
+  phone.parts().properties.checkWatchPropertiesChanged();
+  EXPECT_EQ(phone.stored("networkQueue").dictionary().size(), 1U);
+  EXPECT_TRUE(phone.requests("update").empty());
+}
+
 TEST(AStore, ThatThrowsWhereItsGroupsBeginOrEndHarmsNobody) {
   Phone phone;
   ObservedEnvironment environment(phone.process);
