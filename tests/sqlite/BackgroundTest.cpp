@@ -344,6 +344,7 @@ TEST(StoreBackground, IsNotNeededToCutTheLongestLog) {
   EXPECT_GT(length, 6'000'000U);
   std::vector<double> starts;
   std::vector<double> empty;
+  std::vector<double> beyond;
   for (int round = 0; round < rounds; ++round) {
     const TemporaryFolder copy;
     for (const auto& entry : std::filesystem::directory_iterator(folder.path()))
@@ -354,11 +355,16 @@ TEST(StoreBackground, IsNotNeededToCutTheLongestLog) {
     EXPECT_GT(store->objectForKey("key19").text().size(), 40000U);
     std::unique_ptr<SQLiteUserDefaults> fresh;
     empty.push_back(millisecondsToOpen(copy / "another", fresh));
+    beyond.push_back(starts.back() - empty.back());
   }
-  std::ranges::sort(starts);
-  std::ranges::sort(empty);
-  std::printf("soak: a start with a log of %ju bytes took %.1f ms in the middle, an empty store's %.1f ms\n", length,
-              starts[starts.size() / 2], empty[empty.size() / 2]);
+  std::printf("soak: %d starts with a log of %ju bytes\n", rounds, length);
+  const std::array<std::pair<const char*, std::vector<double>*>, 3> rows{
+      {{"such a start", &starts}, {"an empty store's", &empty}, {"such a start beyond an empty store's", &beyond}}};
+  for (const auto& [name, milliseconds] : rows) {
+    std::ranges::sort(*milliseconds);
+    std::printf("soak: %s: %.1f ms in the middle, the slowest %.1f ms\n", name,
+                (*milliseconds)[milliseconds->size() / 2], milliseconds->back());
+  }
 }
 
 TEST(StoreBackground, DoesUrgentWorkAtOnce) {
