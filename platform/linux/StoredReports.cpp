@@ -6,6 +6,7 @@
 #include <string_view>
 
 #include "Fliprugair/collaborators/MarluneNetworkAccess.h"
+#include "platform/Counted.h"
 #include "platform/ReferenceDate.h"
 
 namespace fliprugair {
@@ -26,10 +27,6 @@ std::int64_t secondOfRequest(const Dictionary::Entry& request) {
   if (!request.value.isArray() || request.value.array().empty()) return made;
   const std::int64_t first = secondOfRecord(request.value.array()[0]);
   return first > 0 ? std::min(first, made) : made;
-}
-
-std::string counted(std::size_t count, const char* thing) {
-  return std::to_string(count) + ' ' + thing + (count == 1 ? "" : "s");
 }
 
 }  // namespace

@@ -5,6 +5,7 @@
 #include <thread>
 #include <utility>
 
+#include "platform/Counted.h"
 #include "platform/sqlite/FileBytes.h"
 #include "platform/sqlite/LogCopier.h"
 #include "platform/sqlite/LogImage.h"
@@ -19,10 +20,6 @@ namespace {
 /// How long nothing is written before a long log is copied: the writes of one occasion are closer together, and the
 /// disk is theirs.
 constexpr std::chrono::seconds pause{1};
-
-std::string counted(std::size_t count, const char* what) {
-  return std::to_string(count) + " " + what + (count == 1 ? "" : "s");
-}
 
 }  // namespace
 
