@@ -29,6 +29,11 @@ class AttributionPoll {
   struct Shared {
     TimerReference marluneAttributionCheckTimer;
     TimerReference marluneAttributionTimer;
+
+    void stopTimers() {
+      stop(marluneAttributionCheckTimer);
+      stop(marluneAttributionTimer);
+    }
   };
 
   AttributionPoll(Context& context, Shared& shared, RequestQueue& requests, const RequestEnvelope& envelope,

@@ -147,10 +147,9 @@ void TrackerImplementation::tearDown() {
   lifecycle.unsubscribe(platform_.notificationCenter());
   location.tearDown();
   platform_.mainQueue().async([process = process_] {
-    stop(process->rcascadeTimer);
-    stop(process->mlTrackerWaitTimer);
-    stop(process->marluneAttributionCheckTimer);
-    stop(process->marluneAttributionTimer);
+    process->Handshake::Shared::stopTimers();
+    process->BatchQueue::Shared::stopTimers();
+    process->AttributionPoll::Shared::stopTimers();
   });
   searchAd.tearDown(platform_.mainQueue(), process_);
 }

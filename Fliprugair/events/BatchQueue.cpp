@@ -48,7 +48,7 @@ void BatchQueue::armTrackerWaitTimer(double seconds) {
 }
 
 void BatchQueue::stopTrackerWaitTimer() {
-  context_.postToMainQueue([this] { stop(shared_.mlTrackerWaitTimer); });
+  context_.postToMainQueue([this] { shared_.stopTimers(); });
 }
 
 void BatchQueue::batchQueueTimerFired() {

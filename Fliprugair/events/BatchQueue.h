@@ -30,6 +30,8 @@ class BatchQueue {
   struct Shared {
     TimerReference mlTrackerWaitTimer;
     Turns<BackgroundTaskIdentifier> flushes;  ///< one at a time, so that each record leaves once
+
+    void stopTimers() { stop(mlTrackerWaitTimer); }
   };
 
   BatchQueue(Context& context, Shared& shared, RequestQueue& requests, const SessionClock& clock,

@@ -30,6 +30,8 @@ class Handshake {
   struct Shared {
     std::atomic<std::int32_t> rcascadeTimerDelay = 0;  ///< seconds; the current back-off of the init request
     TimerReference rcascadeTimer;
+
+    void stopTimers() { stop(rcascadeTimer); }
   };
 
   Handshake(Context& context, Shared& shared, const SessionClock& clock, RequestQueue& requests, Identity& identity,

@@ -47,10 +47,7 @@ void SearchAdAttribution::iAdAttributionData(const Value& details, bool unknown)
 /// Counts the answer. The first that is known, or uses up the attempts, is final; what follows it is ignored.
 bool SearchAdAttribution::isFinal(bool unknown) {
   const std::lock_guard lock(monitor_);
-  context_.postToMainQueue([this] {
-    stop(shared_.retryiAdAttributionTimer);
-    stop(shared_.iAdAttributionPayloadTimer);
-  });
+  context_.postToMainQueue([this] { shared_.stopTimers(); });
   if (shared_.iAdDelegateProcessed) return false;
   const std::int64_t attempts = ++shared_.iAdAttributionAttempts;
   if (attempts < context_.store().integerForKey(key::iAdAttributionAttempts) && unknown) {
@@ -125,10 +122,7 @@ void SearchAdAttribution::reset() {
 /// The task outlives the tracker, so it holds on to the process's state alone.
 void SearchAdAttribution::tearDown(MainQueue& mainQueue, std::shared_ptr<Shared> shared) {
   const std::lock_guard lock(monitor_);
-  mainQueue.async([shared = std::move(shared)] {
-    stop(shared->retryiAdAttributionTimer);
-    stop(shared->iAdAttributionPayloadTimer);
-  });
+  mainQueue.async([shared = std::move(shared)] { shared->stopTimers(); });
 }
 
 }  // namespace fliprugair

@@ -39,6 +39,11 @@ class SearchAdAttribution {
     std::atomic<bool> iAdDelegateProcessed = false;        ///< the answer has been merged
     TimerReference retryiAdAttributionTimer;
     TimerReference iAdAttributionPayloadTimer;
+
+    void stopTimers() {
+      stop(retryiAdAttributionTimer);
+      stop(iAdAttributionPayloadTimer);
+    }
   };
   using MakeManager = std::function<std::shared_ptr<MarluneRetrieveiAdAttribution>()>;
 
