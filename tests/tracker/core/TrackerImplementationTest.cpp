@@ -203,6 +203,20 @@ TEST(AnEnd, OfAStartThatFailedStopsNothing) {
   EXPECT_TRUE(timer->valid);
 }
 
+/// The timers, and the observers of the application's life, are the parent's.
+TEST(AnEnd, InAForkOfTheProcessStopsNothing) {
+  Phone phone;
+  ObservedEnvironment environment(phone.process);
+  auto tracker = MarluneTracker::initMarluneWithParams(environment, demoApp);
+  const auto timer = std::make_shared<FakeTimer>();
+  ProcessState::of(environment)->mlTrackerWaitTimer.store(timer);
+  environment.inert = true;
+  tracker.reset();
+  phone.process.runQueues();
+  EXPECT_TRUE(timer->valid);
+  environment.inert = false;
+}
+
 /// A store that holds something else than the tracker ever wrote.
 TEST(Construction, CopesWithAnyStoredValue) {
   Phone reference;
