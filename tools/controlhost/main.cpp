@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "Fliprugair/ControlHost.h"
+#include "platform/Counted.h"
 #include "platform/json/RapidJSONSerialization.h"
 #include "tools/EndSignals.h"
 #include "tools/controlhost/ChildProgram.h"
@@ -235,14 +236,14 @@ int showRequests(const std::string& address, const std::string& query) {
     for (const Value& request : page->dictionary()["requests"].array()) requests.push_back(request);
     next = page->dictionary()["next"];
   }
-  std::map<std::string, std::int64_t> counts;
+  std::map<std::string, std::size_t> counts;
   for (const Value& request : requests) {
     for (const auto& entry : request.dictionary()["findings"].dictionary().entries()) {
-      counts[entry.key()] += entry.value.integerValue();
+      counts[entry.key()] += static_cast<std::size_t>(entry.value.integerValue());
     }
   }
-  std::cout << requestTable(Array(std::move(requests))) << "  Findings: " << counts["error"] << " errors, "
-            << counts["warning"] << " warnings, " << counts["note"] << " notes\n";
+  std::cout << requestTable(Array(std::move(requests))) << "  Findings: " << counted(counts["error"], "error") << ", "
+            << counted(counts["warning"], "warning") << ", " << counted(counts["note"], "note") << '\n';
   return 0;
 }
 
