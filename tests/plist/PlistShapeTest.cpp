@@ -319,8 +319,8 @@ TEST(XMLPlistShape, DeepNestingIsRefused) {
 }
 
 TEST(XMLPlistShape, TooManyValuesAreRefused) {
-  EXPECT_TRUE(isBoundedXML(inPlist("<array>" + repeated("<true/>", PlistBounds::values - 1) + "</array>")));
-  EXPECT_FALSE(isBoundedXML(inPlist("<array>" + repeated("<true/>", PlistBounds::values) + "</array>")));
+  EXPECT_TRUE(isBoundedXMLPlist(inPlist("<array>" + repeated("<true/>", PlistBounds::values - 1) + "</array>")));
+  EXPECT_FALSE(isBoundedXMLPlist(inPlist("<array>" + repeated("<true/>", PlistBounds::values) + "</array>")));
 }
 
 TEST(XMLPlistShape, ADictionaryMayHaveManyKeys) {
