@@ -38,7 +38,7 @@ def of_callgrind(file):
     spent = collections.Counter()
     names = {}
 
-    def name_of(value):
+    def name_of(kind, value):
         number, _, text = value.partition(" ")
         if text:
             names[kind, number] = text
@@ -50,7 +50,7 @@ def of_callgrind(file):
         if match := re.match(r"(c?)(ob|fl|fi|fe|fn)=(.*)", line):
             key = match[2]
             kind = "fl" if key in ("fi", "fe") else key
-            text = name_of(match[3])
+            text = name_of(kind, match[3])
             if not match[1] and kind in ("ob", "fl"):
                 where["fi" if key in ("fi", "fe") else key] = text
                 if key == "fl":
