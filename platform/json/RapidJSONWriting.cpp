@@ -1,6 +1,4 @@
-#include <algorithm>
 #include <cstring>
-#include <type_traits>
 
 #include "platform/UnreadValue.h"
 #include "platform/json/RapidJSON.h"
@@ -10,100 +8,163 @@ namespace fliprugair {
 
 namespace {
 
+using rapidjson::StringBuffer;
+using Scalar = rapidjson::Writer<StringBuffer>;
+
 constexpr std::size_t usualSize = 1024;  // bytes, of a record with room for a few texts
 
-/// Whether no byte of `text` is to be escaped: a control character, a quotation mark, a backslash. Eight bytes are
-/// looked at in one step, of the last ones some twice.
-bool isPlain(std::string_view text) {
-  constexpr std::uint64_t ones = 0x0101010101010101;
-  constexpr std::uint64_t tops = 0x8080808080808080;
-  const auto hasZero = [](std::uint64_t bytes) { return ((bytes - ones) & ~bytes & tops) != 0; };
-  const auto isPlainAt = [&](std::size_t position) {
-    std::uint64_t bytes = 0;
-    std::memcpy(&bytes, text.data() + position, sizeof bytes);
-    const bool hasControl = ((bytes - ones * 0x20) & ~bytes & tops) != 0;
-    return !hasControl && !hasZero(bytes ^ (ones * '"')) && !hasZero(bytes ^ (ones * '\\'));
-  };
-  if (text.size() < sizeof(std::uint64_t)) {
-    return std::all_of(text.begin(), text.end(), [](char character) {
-      return static_cast<unsigned char>(character) >= 0x20 && character != '"' && character != '\\';
-    });
-  }
-  for (std::size_t position = 0; position + sizeof(std::uint64_t) < text.size(); position += sizeof(std::uint64_t)) {
-    if (!isPlainAt(position)) return false;
-  }
-  return isPlainAt(text.size() - sizeof(std::uint64_t));
+/// Not 0 when one of these bytes is to be escaped: a control character, a quotation mark, a backslash.
+template <class Bytes>
+Bytes escapedIn(Bytes bytes) {
+  constexpr auto ones = static_cast<Bytes>(0x0101010101010101);
+  constexpr auto tops = static_cast<Bytes>(0x8080808080808080);
+  const auto below = [&](Bytes all, unsigned limit) { return all - ones * limit; };  // says so in their top bits
+  return (below(bytes, ' ') | below(bytes ^ (ones * '"'), 1) | below(bytes ^ (ones * '\\'), 1)) & ~bytes & tops;
 }
 
-/// Copies texts that need no escapes, as nearly all do; RapidJSON's own writer looks at each character by itself.
-class CompactWriter : public rapidjson::Writer<rapidjson::StringBuffer> {
- public:
-  using Writer::Writer;
+/// Word by word, the last one together with bytes that came before it.
+template <class Word>
+bool copyPlain(std::string_view text, char* to) {
+  Word escaped = 0;
+  const auto copyAt = [&](std::size_t place) {
+    Word word = 0;
+    std::memcpy(&word, text.data() + place, sizeof word);
+    std::memcpy(to + place, &word, sizeof word);
+    escaped |= escapedIn(word);
+  };
+  for (std::size_t place = 0; place + sizeof(Word) < text.size(); place += sizeof(Word)) copyAt(place);
+  copyAt(text.size() - sizeof(Word));
+  return escaped == 0;
+}
 
-  bool Key(const char* text, rapidjson::SizeType length) { return String(text, length); }
-  bool String(const char* text, rapidjson::SizeType length) {
-    if (!isPlain({text, length})) return Writer::String(text, length);
-    Prefix(rapidjson::kStringType);
-    char* place = os_->Push(length + 2);
-    *place++ = '"';
-    place = std::copy_n(text, length, place);
-    *place = '"';
-    return EndValue(true);
-  }
-  bool Compact(std::string_view text) {
-    Prefix(rapidjson::kObjectType);
-    std::copy(text.begin(), text.end(), os_->Push(text.size()));
-    return EndValue(true);
-  }
+/// False when the copy is of no use, because something in it is to be escaped.
+bool copyPlain(std::string_view text, char* to) {
+  if (text.size() >= sizeof(std::uint64_t)) return copyPlain<std::uint64_t>(text, to);
+  if (text.size() >= sizeof(std::uint32_t)) return copyPlain<std::uint32_t>(text, to);
+  return text.empty() || copyPlain<std::uint8_t>(text, to);
+}
+
+/// Writes brackets, commas and what needs no escapes, as nearly all texts do, itself; numbers and the other texts are
+/// RapidJSON's. Behind each member there is a comma at first.
+class Writing {
+ public:
+  explicit Writing(JSONSerialization::Layout layout) : isPretty_(layout == JSONSerialization::Layout::pretty) {}
+
+  /// False when `value` holds a number that is none of JSON's.
+  bool add(const Value& value);
+
+  std::string taken() { return {buffer_.GetString(), buffer_.GetSize()}; }
+
+ private:
+  bool addArray(const Array& array);
+  bool addDictionary(const Dictionary& dictionary);
+  void addText(std::string_view text);
+  [[gnu::cold]] void addEscaped(std::string_view text);
+  bool addUnread(const Value& value);
+  void add(char character) { *buffer_.Push(1) = character; }
+  void breakLine();
+  void open(char bracket);
+  void close(char bracket, bool isEmpty);
+
+  StringBuffer buffer_{nullptr, usualSize};
+  const bool isPretty_;
+  std::size_t level_ = 0;
 };
 
-template <class Writer>
-bool write(Writer& writer, const Value& value) {
-  if constexpr (std::is_same_v<Writer, CompactWriter>) {
-    if (const std::string* text = UnreadValue::textOf(value)) return writer.Compact(*text);
-  }
+bool Writing::add(const Value& value) {
   switch (value.kind()) {
     case Value::Kind::null:
-      return writer.Null();
+      return Scalar(buffer_).Null();
     case Value::Kind::boolean:
-      return writer.Bool(value.boolValue());
+      return Scalar(buffer_).Bool(value.boolValue());
     case Value::Kind::integer:
-      return value.isUnsigned() ? writer.Uint64(value.unsignedValue()) : writer.Int64(value.integerValue());
+      return value.isUnsigned() ? Scalar(buffer_).Uint64(value.unsignedValue())
+                                : Scalar(buffer_).Int64(value.integerValue());
     case Value::Kind::real:
-      return writer.Double(value.realValue());
+      return Scalar(buffer_).Double(value.realValue());
     case Value::Kind::text:
-      return writer.String(value.text().data(), static_cast<rapidjson::SizeType>(value.text().size()));
-    case Value::Kind::array: {
-      bool good = writer.StartArray();
-      for (const Value& item : value.array()) good = good && write(writer, item);
-      return good && writer.EndArray();
-    }
-    case Value::Kind::dictionary: {
-      bool good = writer.StartObject();
-      for (const Dictionary::Entry& entry : value.dictionary().entries()) {
-        good = good && writer.Key(entry.name.data(), static_cast<rapidjson::SizeType>(entry.name.size()));
-        good = good && write(writer, entry.value);
-      }
-      return good && writer.EndObject();
-    }
+      addText(value.text());
+      return true;
+    case Value::Kind::array:
+      return addUnread(value) || addArray(value.array());
+    case Value::Kind::dictionary:
+      return addUnread(value) || addDictionary(value.dictionary());
   }
   return false;
+}
+
+bool Writing::addArray(const Array& array) {
+  open('[');
+  for (const Value& item : array) {
+    breakLine();
+    if (!add(item)) return false;
+    add(',');
+  }
+  close(']', array.empty());
+  return true;
+}
+
+bool Writing::addDictionary(const Dictionary& dictionary) {
+  open('{');
+  for (const Dictionary::Entry& entry : dictionary.entries()) {
+    breakLine();
+    addText(entry.name);
+    add(':');
+    if (isPretty_) add(' ');
+    if (!add(entry.value)) return false;
+    add(',');
+  }
+  close('}', dictionary.empty());
+  return true;
+}
+
+void Writing::addText(std::string_view text) {
+  char* place = buffer_.Push(text.size() + 2);
+  *place = '"';
+  if (copyPlain(text, place + 1)) {
+    place[text.size() + 1] = '"';
+  } else {
+    buffer_.Pop(text.size() + 2);
+    addEscaped(text);
+  }
+}
+
+void Writing::addEscaped(std::string_view text) {
+  Scalar(buffer_).String(text.data(), static_cast<rapidjson::SizeType>(text.size()));
+}
+
+bool Writing::addUnread(const Value& value) {
+  const std::string* text = isPretty_ ? nullptr : UnreadValue::textOf(value);
+  if (text != nullptr) std::memcpy(buffer_.Push(text->size()), text->data(), text->size());
+  return text != nullptr;
+}
+
+void Writing::breakLine() {
+  if (!isPretty_) return;
+  add('\n');
+  rapidjson::PutN(buffer_, ' ', 4 * level_);
+}
+
+void Writing::open(char bracket) {
+  add(bracket);
+  ++level_;
+}
+
+void Writing::close(char bracket, bool isEmpty) {
+  --level_;
+  if (!isEmpty) {
+    buffer_.Pop(1);  // the last member's comma
+    breakLine();
+  }
+  add(bracket);
 }
 
 }  // namespace
 
 std::optional<std::string> RapidJSONSerialization::text(const Value& value, Layout layout) const {
-  rapidjson::StringBuffer buffer(nullptr, usualSize);
-  bool good = false;
-  if (layout == Layout::pretty) {
-    rapidjson::PrettyWriter<rapidjson::StringBuffer> writer(buffer);
-    good = write(writer, value);
-  } else {
-    CompactWriter writer(buffer);
-    good = write(writer, value);
-  }
-  if (!good) return std::nullopt;
-  return std::string(buffer.GetString(), buffer.GetSize());
+  Writing writing(layout);
+  if (!writing.add(value)) return std::nullopt;
+  return writing.taken();
 }
 
 }  // namespace fliprugair
