@@ -18,24 +18,30 @@ void VirtualStore::setObject(Value value, std::string_view key) {
 
 void VirtualStore::update(std::string_view key, const std::function<Value(const Value&)>& change) {
   const std::lock_guard writing(writing_);
-  const Value before = objectForKey(key);
-  const Value after = change(before);
-  const Value replaced = put(key, after);  // and destroyed after the lock
+  Value before;  // destroyed after the inner lock
+  Value after;
+  {
+    const std::lock_guard lock(mutex_);
+    unpack();
+    const auto found = values_.find(key);
+    if (found != values_.end()) before = found->second.value;
+    after = change(before);
+    put(key, found, after);
+  }
   if (observer_) observer_(key, before, after);
 }
 
-/// Answers what stood there.
-Value VirtualStore::put(std::string_view key, const Value& value) {
-  const std::lock_guard lock(mutex_);
-  const auto found = values_.find(key);
-  if (found == values_.end()) {
-    if (!value.isNull()) values_.emplace(key, Stored{++lastNumber_, value});
-    return {};
+/// Only with the lock; `place` is where `key` was found.
+void VirtualStore::put(std::string_view key, Values::iterator place, const Value& value) {
+  if (place != values_.end()) {
+    if (value.isNull()) {
+      values_.erase(place);
+    } else {
+      place->second.value = value;
+    }
+  } else if (!value.isNull()) {
+    values_.emplace(key, Stored{++lastNumber_, value});
   }
-  if (!value.isNull()) return std::exchange(found->second.value, value);
-  Value before = std::move(found->second.value);
-  values_.erase(found);
-  return before;
 }
 
 Dictionary VirtualStore::all() const {

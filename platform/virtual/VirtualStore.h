@@ -48,7 +48,7 @@ class VirtualStore final : public UserDefaults {
 
   static Dictionary inOrder(const Values& values);
   void unpack() const;
-  Value put(std::string_view key, const Value& value);
+  void put(std::string_view key, Values::iterator place, const Value& value);
 
   const Observer observer_;
   std::mutex writing_;

@@ -68,5 +68,31 @@ TEST(VirtualStore, CanBePackedWhileEmpty) {
   EXPECT_TRUE(store.objectForKey("a").isNull());
 }
 
+TEST(VirtualStore, TellsItsObserverOfEachWriteWhenReadersSeeIt) {
+  std::string seen;
+  VirtualStore* observed = nullptr;
+  const VirtualStore::Observer observer = [&](std::string_view key, const Value& before, const Value& after) {
+    EXPECT_EQ(observed->objectForKey(key), after);
+    seen += std::string(key) + ':' + before.text() + '>' + after.text() + ' ';
+  };
+  VirtualStore store(observer);
+  observed = &store;
+  store.setObject("1", "a");
+  store.update("a", [](const Value& stored) { return Value(stored.text() + "2"); });
+  store.removeObject("a");
+  store.removeObject("a");
+  EXPECT_EQ(seen, "a:>1 a:1>12 a:12> a:> ");
+  EXPECT_TRUE(store.all().empty());
+}
+
+TEST(VirtualStore, KeepsWhatItHeldWhenAChangeThrows) {
+  VirtualStore store;
+  store.setObject(1, "a");
+  EXPECT_THROW(store.update("a", [](const Value&) -> Value { throw 1; }), int);
+  EXPECT_EQ(store.objectForKey("a"), Value(1));
+  store.setObject(2, "a");
+  EXPECT_EQ(store.objectForKey("a"), Value(2));
+}
+
 }  // namespace
 }  // namespace fliprugair
