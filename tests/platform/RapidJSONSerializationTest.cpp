@@ -94,6 +94,24 @@ TEST(JSONText, EscapesWhereverTheCharacterStandsInATextOfAnyLength) {
   }
 }
 
+TEST(JSONText, EscapesBesideWhatIsNotASCII) {
+  for (const std::string_view other : {"\xC3\xA9", "\xE2\x82\xAC", "\xF0\x9F\x98\x80", "\xC2\x9C", "\xC2\xA2"}) {
+    for (std::size_t length = 0; length < 20; ++length) {
+      const std::string raw = std::string(length, 'x') + std::string(other);
+      EXPECT_EQ(textOf(raw), '"' + raw + '"');
+      EXPECT_EQ(textOf(raw + '"'), '"' + raw + R"(\"")");
+      EXPECT_EQ(textOf('\n' + raw), R"("\n)" + raw + '"');
+    }
+  }
+}
+
+TEST(JSONText, EscapesInKeysAsInValues) {
+  const Value value = Dictionary({{"", ""}, {"a\"b", "c\\d"}, {"long enough for two words\n", 1}});
+  EXPECT_EQ(textOf(value), R"({"":"","a\"b":"c\\d","long enough for two words\n":1})");
+  EXPECT_EQ(textOf(value, Layout::pretty),
+            "{\n    \"\": \"\",\n    \"a\\\"b\": \"c\\\\d\",\n    \"long enough for two words\\n\": 1\n}");
+}
+
 TEST(JSONText, EscapesTheLastCharacterWhateverStoodBehindItBefore) {
   std::string raw(64, 'x');
   raw.resize(20);
@@ -256,6 +274,12 @@ TEST(JSONText, LaysOutAMemberALine) {
   const Value value = Dictionary({{"a", 1}, {"b", Array({true, Value()})}, {"c", Dictionary()}, {"d", Array()}});
   EXPECT_EQ(textOf(value, Layout::pretty),
             "{\n    \"a\": 1,\n    \"b\": [\n        true,\n        null\n    ],\n    \"c\": {},\n    \"d\": []\n}");
+}
+
+TEST(JSONText, LaysOutWhatIsEmptyOrAloneOnOneLine) {
+  EXPECT_EQ(textOf(Dictionary(), Layout::pretty), "{}");
+  EXPECT_EQ(textOf(Array(), Layout::pretty), "[]");
+  EXPECT_EQ(textOf("a", Layout::pretty), R"("a")");
 }
 
 /// As the C library reads it; null when it is beyond all reals.
