@@ -6,7 +6,7 @@
 namespace fliprugair::bench {
 
 void callsOnVirtualDevice(std::int64_t calls) {
-  VirtualDevice device([](const Dictionary& /*event*/) {}, [](std::string_view /*bytes*/) { return false; });
+  VirtualDevice device([](const VirtualEvent& /*event*/) {}, [](std::string_view /*bytes*/) { return false; });
   VirtualProcess process(device);
   const auto tracker = MarluneTracker::initMarluneWithParams(process, {{"marluneAppId", "demo"}});
   require(tracker != nullptr, "the tracker");

@@ -8,12 +8,12 @@
 #include "Fliprugair/collaborators/MarluneRetrieveiAdAttribution.h"
 #include "Fliprugair/collaborators/WebViewUserAgent.h"
 #include "platform/Locked.h"
-#include "platform/PairList.h"
+#include "platform/virtual/VirtualEvent.h"
 
 namespace fliprugair {
 
 /// Where the virtual collaborators write what they are asked.
-using VirtualEventWriter = std::function<void(const Dictionary& event)>;
+using VirtualEventWriter = std::function<void(const VirtualEvent& event)>;
 
 /// A search-ad service that answers when it is told to.
 class VirtualSearchAd final : public MarluneRetrieveiAdAttribution {
@@ -24,7 +24,7 @@ class VirtualSearchAd final : public MarluneRetrieveiAdAttribution {
     delegate_.store(std::move(delegate));
   }
   void retrieveiAdAttribution(bool loggingEnabled) override {
-    write_(PairList().add("event", "search_ad_request").add("logging", loggingEnabled).dictionary());
+    write_({"search_ad_request", [&](PairList& event) { event.add("logging", loggingEnabled); }});
   }
 
   /// False when nobody is there to receive it.
@@ -48,12 +48,9 @@ class VirtualLocationManager final : public MarluneLocationManager {
     delegate_.store(std::move(delegate));
   }
   void initLocationServices(bool loggingEnabled, std::int64_t accuracy, std::int64_t timeout) override {
-    write_(PairList()
-               .add("event", "location_request")
-               .add("accuracy", accuracy)
-               .add("timeout", timeout)
-               .add("logging", loggingEnabled)
-               .dictionary());
+    write_({"location_request", [&](PairList& event) {
+              event.add("accuracy", accuracy).add("timeout", timeout).add("logging", loggingEnabled);
+            }});
   }
 
   /// False when nobody is there to receive it.
@@ -83,7 +80,7 @@ class VirtualUserAgent final : public WebViewUserAgent {
       : userAgent_(std::move(userAgent)), write_(std::move(write)) {}
 
   Text userAgentString() override {
-    write_(PairList().add("event", "user_agent_request").dictionary());
+    write_({"user_agent_request", [](PairList& /*event*/) {}});
     return userAgent_;
   }
 

@@ -8,8 +8,6 @@ VirtualDevice::VirtualDevice(EventSink events, ArchiveReader archives, std::uint
                              VirtualStore::Observer storeObserver)
     : store(std::move(storeObserver)), events_(std::move(events)), archives_(std::move(archives)), seed_(seed) {}
 
-void VirtualDevice::write(const Dictionary& event) { events_(event); }
-
 double VirtualDevice::now() const { return clockBase_ + static_cast<double>(uptime_ - clockSetAt_) / 1e9; }
 
 void VirtualDevice::setNow(double secondsSince1970) {

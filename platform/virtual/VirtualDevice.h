@@ -10,6 +10,7 @@
 
 #include "Fliprugair/platform/Device.h"
 #include "Fliprugair/platform/Text.h"
+#include "platform/virtual/VirtualEvent.h"
 #include "platform/virtual/VirtualStore.h"
 
 namespace fliprugair {
@@ -43,9 +44,9 @@ class VirtualDevice {
  public:
   /// Wide enough for whatever a script lets pass.
   __extension__ using Nanoseconds = __int128;
-  /// Receives what happens, in order: one dictionary an event, its name under "event". Called on whatever thread it
+  /// Receives what happens, in order; one that takes a dictionary receives each as one. Called on whatever thread it
   /// happens on, with no lock held.
-  using EventSink = std::function<void(const Dictionary& event)>;
+  using EventSink = std::function<void(const VirtualEvent& event)>;
   /// Whether a file's bytes are a keyed archive that can be read as an object.
   using ArchiveReader = std::function<bool(std::string_view bytes)>;
 
@@ -56,7 +57,7 @@ class VirtualDevice {
   VirtualFacts facts;
   VirtualStore store;
 
-  void write(const Dictionary& event);
+  void write(const VirtualEvent& event) { events_(event); }
   bool readsAsArchive(std::string_view bytes) const { return archives_(bytes); }
 
   /// The wall clock, in seconds since 1970.

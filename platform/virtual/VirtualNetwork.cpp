@@ -1,7 +1,5 @@
 #include "platform/virtual/VirtualNetwork.h"
 
-#include "platform/PairList.h"
-
 namespace fliprugair {
 
 class VirtualNetwork::Access final : public MarluneNetworkAccess {
@@ -33,14 +31,15 @@ std::shared_ptr<MarluneNetworkAccess> VirtualNetwork::makeAccess() { return std:
 void VirtualNetwork::send(Request request) {
   const std::uint64_t number = device_.nextRequest();
   const Value task = request.backgroundTask == invalidBackgroundTask ? Value() : Value(request.backgroundTask);
-  device_.write(Dictionary({{"event", "send"},
-                            {"request", number},
-                            {"hostname", request.hostname},
-                            {"payload", request.payload},
-                            {"event_timestamp", request.eventTimestamp},
-                            {"delegate", request.hasDelegate},
-                            {"background_task", task},
-                            {"logging", request.logging}}));
+  device_.write({"send", [&](PairList& event) {
+                   event.set("request", number)
+                       .set("hostname", request.hostname)
+                       .set("payload", request.payload)
+                       .set("event_timestamp", request.eventTimestamp)
+                       .set("delegate", request.hasDelegate)
+                       .set("background_task", task)
+                       .set("logging", request.logging);
+                 }});
   if (!request.eventTimestamp.isNull()) {
     device_.store.update(key::eventsSending, [&](const Value& sending) -> Value {
       return sending.dictionary().setting(request.eventTimestamp.text(), true);

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cmath>
 
-#include "platform/PairList.h"
 #include "platform/virtual/VirtualCollaborators.h"
 
 namespace fliprugair {
@@ -18,16 +17,14 @@ VirtualProcess::VirtualProcess(VirtualDevice& device) : device_(device), mainQue
 
 VirtualProcess::~VirtualProcess() { die(); }
 
-void VirtualProcess::write(const Dictionary& event) {
+void VirtualProcess::write(const VirtualEvent& event) {
   if (!dead_) device_.write(event);
 }
 
 void VirtualProcess::runQueues() {
-  bool any = true;
-  while (any) {
-    any = mainQueue_.tasks().runEmpty();
-    any = globalQueue_.tasks().runEmpty() || any;
-  }
+  do {
+    mainQueue_.tasks().runEmpty();
+  } while (globalQueue_.tasks().runEmpty());
 }
 
 void VirtualProcess::advance(double seconds) {
@@ -70,7 +67,7 @@ std::vector<BackgroundTaskIdentifier> VirtualProcess::backgroundTasks() const {
 }
 
 std::shared_ptr<VirtualSearchAd> VirtualProcess::makeSearchAd() {
-  return std::make_shared<VirtualSearchAd>([this](Dictionary event) { write(event); });
+  return std::make_shared<VirtualSearchAd>([this](const VirtualEvent& event) { write(event); });
 }
 
 std::shared_ptr<MarluneRetrieveiAdAttribution> VirtualProcess::makeSearchAdOfTheHostApp() { return makeSearchAd(); }
@@ -81,7 +78,7 @@ std::shared_ptr<MarluneRetrieveiAdAttribution> VirtualProcess::makeRetrieveiAdAt
 }
 
 std::shared_ptr<MarluneLocationManager> VirtualProcess::makeLocationManager() {
-  return std::make_shared<VirtualLocationManager>([this](Dictionary event) { write(event); });
+  return std::make_shared<VirtualLocationManager>([this](const VirtualEvent& event) { write(event); });
 }
 
 std::shared_ptr<MarluneHardwareInfo> VirtualProcess::makeHardwareInfo() {
@@ -89,17 +86,17 @@ std::shared_ptr<MarluneHardwareInfo> VirtualProcess::makeHardwareInfo() {
 }
 
 std::shared_ptr<WebViewUserAgent> VirtualProcess::makeWebViewUserAgent() {
-  return std::make_shared<VirtualUserAgent>(facts().userAgent, [this](Dictionary event) { write(event); });
+  return std::make_shared<VirtualUserAgent>(facts().userAgent, [this](const VirtualEvent& event) { write(event); });
 }
 
 void VirtualProcess::log(std::string_view line) {
-  write(PairList().add("event", "log").add("text", line).dictionary());
+  write({"log", [&](PairList& event) { event.add("text", line); }});
 }
 
 BackgroundTaskIdentifier VirtualProcess::beginBackgroundTask(std::string_view name,
                                                              std::function<void()> expirationHandler) {
   const BackgroundTaskIdentifier task = device_.nextTask();
-  write(PairList().add("event", "background_task_began").add("name", name).add("task", task).dictionary());
+  write({"background_task_began", [&](PairList& event) { event.add("name", name).add("task", task); }});
   const std::lock_guard lock(backgroundTasksMutex_);
   backgroundTasks_.emplace(task, std::move(expirationHandler));
   return task;
@@ -110,7 +107,7 @@ void VirtualProcess::endBackgroundTask(BackgroundTaskIdentifier task) {
     const std::lock_guard lock(backgroundTasksMutex_);
     if (backgroundTasks_.erase(task) == 0) return;
   }
-  write(PairList().add("event", "background_task_ended").add("task", task).dictionary());
+  write({"background_task_ended", [&](PairList& event) { event.add("task", task); }});
 }
 
 Value VirtualProcess::infoEntry(std::string_view key) const {

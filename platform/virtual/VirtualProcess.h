@@ -56,7 +56,7 @@ class VirtualProcess final : public Environment,
   Platform& platform() override { return *this; }
 
  private:
-  void write(const Dictionary& event);
+  void write(const VirtualEvent& event);
   std::shared_ptr<VirtualSearchAd> makeSearchAd();
 
   // Environment

@@ -2,8 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
-
-#include "platform/PairList.h"
+#include <utility>
 
 namespace fliprugair {
 
@@ -33,116 +32,118 @@ bool VirtualTasks::runEmpty() {
     Task task;
     {
       const std::lock_guard lock(mutex_);
-      if (tasks_.empty()) {
-        tasks_.shrink_to_fit();
+      if (next_ == tasks_.size()) {
+        forgetRun();
         return any;
       }
-      task = std::move(tasks_.front());
-      tasks_.erase(tasks_.begin());
+      task = std::move(tasks_[next_++]);
     }
     any = true;
     task();
   }
 }
 
+/// Only with the lock, and when all have been taken. A device that rests keeps room for its next event, and no more.
+void VirtualTasks::forgetRun() {
+  constexpr std::size_t usual = 2;
+  tasks_.clear();
+  if (tasks_.capacity() > usual) tasks_.shrink_to_fit();
+  next_ = 0;
+}
+
 void VirtualTasks::close() {
   std::vector<Task> dropped;  // destroyed after the lock: a task may own a tracker
   const std::lock_guard lock(mutex_);
   closed_ = true;
+  next_ = 0;
   dropped.swap(tasks_);
 }
 
-/// The armed timers by due time and order of arming. Timers may outlive the queue, so they share this.
-struct VirtualMainQueue::Timers {
-  using Position = std::pair<Nanoseconds, std::uint64_t>;
-  std::map<Position, std::shared_ptr<VirtualTimer>> armed;
-  std::uint64_t nextOrder = 0;
-  VirtualDevice* device = nullptr;  ///< none once the queue is closed
-};
-
 class VirtualMainQueue::VirtualTimer final : public Timer {
  public:
-  VirtualTimer(std::weak_ptr<Timers> timers, Timers::Position position, std::string_view selector, double seconds,
-               Nanoseconds armedAt, Task action)
-      : timers_(std::move(timers)),
-        position_(position),
-        selector_(selector),
+  VirtualTimer(VirtualMainQueue& queue, double seconds, std::string_view selector, Task action)
+      : queue_(&queue),
+        armedAt_(queue.device_.uptime()),
+        due_(dueTime(armedAt_, seconds)),
         seconds_(seconds),
-        armedAt_(armedAt),
+        selector_(selector),
         action_(std::move(action)) {}
 
   void invalidate() override {
-    const auto timers = timers_.lock();
-    if (timers == nullptr || timers->armed.erase(position_) == 0) return;
-    timers->device->write(PairList().add("event", "timer_stopped").add("selector", selector_).dictionary());
+    if (queue_ != nullptr) queue_->stop(*this);
   }
+  bool isValid() const override { return queue_ != nullptr; }
 
-  bool isValid() const override {
-    const auto timers = timers_.lock();
-    return timers != nullptr && timers->armed.contains(position_);
-  }
-
+  void leaveQueue() { queue_ = nullptr; }
   void run() const { action_(); }
-  const std::string& selector() const { return selector_; }
+  std::string_view selector() const { return selector_; }
+  Nanoseconds due() const { return due_; }
 
   double dueIn(Nanoseconds now) const {
-    const auto [due, order] = position_;
-    if (due == never) return seconds_ - static_cast<double>(now - armedAt_) / 1e9;
-    return static_cast<double>(due - now) / 1e9;
+    if (due_ == never) return seconds_ - static_cast<double>(now - armedAt_) / 1e9;
+    return static_cast<double>(due_ - now) / 1e9;
   }
 
  private:
-  std::weak_ptr<Timers> timers_;
-  Timers::Position position_;
-  std::string selector_;
-  double seconds_;
+  VirtualMainQueue* queue_;  ///< that it is armed in; null afterwards, for it may outlive the queue
   Nanoseconds armedAt_;
+  Nanoseconds due_;
+  double seconds_;
+  std::string_view selector_;
   Task action_;
 };
 
-VirtualMainQueue::VirtualMainQueue(VirtualDevice& device) : device_(device), timers_(std::make_shared<Timers>()) {
-  timers_->device = &device;
-}
+VirtualMainQueue::VirtualMainQueue(VirtualDevice& device) : device_(device) {}
 
 VirtualMainQueue::~VirtualMainQueue() { close(); }
 
 std::shared_ptr<Timer> VirtualMainQueue::scheduleTimer(double seconds, std::string_view selector, Task action) {
-  const Timers::Position position{dueTime(device_.uptime(), seconds), timers_->nextOrder++};
-  const auto timer =
-      std::make_shared<VirtualTimer>(timers_, position, selector, seconds, device_.uptime(), std::move(action));
-  device_.write(PairList().add("event", "timer_armed").add("selector", selector).add("seconds", seconds).dictionary());
-  timers_->armed.emplace(position, timer);
+  auto timer = std::make_shared<VirtualTimer>(*this, seconds, selector, std::move(action));
+  device_.write({"timer_armed", [&](PairList& event) { event.add("selector", selector).add("seconds", seconds); }});
+  const auto isBefore = [](Nanoseconds due, const auto& other) { return due < other->due(); };
+  armed_.insert(std::upper_bound(armed_.begin(), armed_.end(), timer->due(), isBefore), timer);
+  return timer;
+}
+
+void VirtualMainQueue::stop(const VirtualTimer& timer) {
+  const auto isIt = [&](const auto& each) { return each.get() == &timer; };
+  const auto stopped = taken(std::find_if(armed_.begin(), armed_.end(), isIt));
+  device_.write({"timer_stopped", [&](PairList& event) { event.add("selector", stopped->selector()); }});
+}
+
+/// Answers what was there: whoever stops or fires a timer goes on with it.
+std::shared_ptr<VirtualMainQueue::VirtualTimer> VirtualMainQueue::taken(Timers::iterator place) {
+  const auto timer = std::move(*place);
+  armed_.erase(place);
+  timer->leaveQueue();
   return timer;
 }
 
 std::optional<Nanoseconds> VirtualMainQueue::nextDeadline() const {
-  if (timers_->armed.empty()) return std::nullopt;
-  const Nanoseconds due = timers_->armed.begin()->first.first;
-  return due == never ? std::nullopt : std::optional(due);
+  if (armed_.empty() || armed_.front()->due() == never) return std::nullopt;
+  return armed_.front()->due();
 }
 
 bool VirtualMainQueue::fireNext(Nanoseconds uptime) {
   const auto due = nextDeadline();
   if (!due || *due > uptime) return false;
-  const auto next = timers_->armed.begin();
-  const auto timer = next->second;
-  device_.moveTo(std::max(device_.uptime(), next->first.first));
-  timers_->armed.erase(next);
-  device_.write(PairList().add("event", "timer_fired").add("selector", timer->selector()).dictionary());
+  device_.moveTo(std::max(device_.uptime(), *due));
+  const auto timer = taken(armed_.begin());
+  device_.write({"timer_fired", [&](PairList& event) { event.add("selector", timer->selector()); }});
   timer->run();
   return true;
 }
 
 std::vector<VirtualMainQueue::Armed> VirtualMainQueue::armed() const {
   std::vector<Armed> result;
-  for (const auto& [position, timer] : timers_->armed) {
-    result.push_back({timer->selector(), timer->dueIn(device_.uptime())});
+  for (const auto& timer : armed_) {
+    result.push_back({std::string(timer->selector()), timer->dueIn(device_.uptime())});
   }
   return result;
 }
 
 void VirtualMainQueue::close() {
-  timers_->armed.clear();
+  for (const auto& timer : std::exchange(armed_, {})) timer->leaveQueue();
   tasks_.close();
 }
 

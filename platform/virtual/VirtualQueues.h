@@ -1,6 +1,5 @@
 #pragma once
 
-#include <map>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -24,8 +23,11 @@ class VirtualTasks {
   void close();
 
  private:
+  void forgetRun();
+
   std::mutex mutex_;
-  std::vector<Task> tasks_;  ///< the first to run is the first
+  std::vector<Task> tasks_;
+  std::size_t next_ = 0;  ///< to run; those before it have been taken
   bool closed_ = false;
 };
 
@@ -59,11 +61,15 @@ class VirtualMainQueue final : public MainQueue {
 
  private:
   class VirtualTimer;
-  struct Timers;
+
+  using Timers = std::vector<std::shared_ptr<VirtualTimer>>;
+
+  void stop(const VirtualTimer& timer);
+  std::shared_ptr<VirtualTimer> taken(Timers::iterator place);
 
   VirtualDevice& device_;
   VirtualTasks tasks_;
-  std::shared_ptr<Timers> timers_;
+  Timers armed_;  ///< by due time and order of arming
 };
 
 /// The global queue: its tasks run when the main queue is empty.

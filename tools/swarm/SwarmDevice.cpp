@@ -27,7 +27,7 @@ SwarmDevice::SwarmDevice(const Fleet& fleet, std::uint32_t number, Network& netw
       number_(number),
       network_(network),
       random_(Random::mixed(fleet.seed, number)),
-      device_([this](const Dictionary& event) { happen(event); }, [](std::string_view) { return false; },
+      device_([this](const VirtualEvent& event) { happen(event); }, [](std::string_view) { return false; },
               random_.next()) {
   device_.setNow(fleet.startsAt);
   device_.facts.idfv = device_.randomUUID();
@@ -61,11 +61,11 @@ void SwarmDevice::live(Time then) {
 }
 
 /// What the tracker asks of the outside. It is in the middle of something, so nothing is answered here.
-void SwarmDevice::happen(const Dictionary& event) {
-  const Value name = event["event"];
-  if (name == Value("send")) {
-    sent_.push_back({static_cast<std::uint64_t>(event["request"].integerValue()), event["payload"]});
-  } else if (name == Value("search_ad_request")) {
+void SwarmDevice::happen(const VirtualEvent& event) {
+  if (event.name() == "send") {
+    const Dictionary sent = event;
+    sent_.push_back({static_cast<std::uint64_t>(sent["request"].integerValue()), sent["payload"]});
+  } else if (event.name() == "search_ad_request") {
     isSearchAdAsked_ = true;
   }
 }

@@ -57,7 +57,7 @@ class SwarmDevice {
  private:
   enum class Act : std::uint8_t { openApp, useApp, leaveApp, endApp };
 
-  void happen(const Dictionary& event);
+  void happen(const VirtualEvent& event);
   void settle();
   void letLeave();
   void rest();
