@@ -21,7 +21,7 @@ Nanoseconds dueTime(Nanoseconds now, double seconds) {
 
 }  // namespace
 
-void VirtualTasks::post(Task task) {
+void VirtualTasks::post(Task&& task) {
   const std::lock_guard lock(mutex_);
   if (!closed_) tasks_.push_back(std::move(task));
 }

@@ -16,7 +16,7 @@ class VirtualTasks {
  public:
   using Task = std::function<void()>;
 
-  void post(Task task);
+  void post(Task&& task);
   /// Runs until none is left, those included that are posted meanwhile. Whether there was any.
   bool runEmpty();
   /// Drops what is left and what is posted from now on.

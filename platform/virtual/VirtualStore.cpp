@@ -18,16 +18,13 @@ void VirtualStore::setObject(Value value, std::string_view key) {
 
 void VirtualStore::update(std::string_view key, const std::function<Value(const Value&)>& change) {
   const std::lock_guard writing(writing_);
-  Value before;  // destroyed after the inner lock
-  Value after;
-  {
-    const std::lock_guard lock(mutex_);
-    unpack();
-    const auto found = values_.find(key);
-    if (found != values_.end()) before = found->second.value;
-    after = change(before);
-    put(key, found, after);
-  }
+  std::unique_lock lock(mutex_);
+  unpack();
+  const auto found = values_.find(key);
+  const Value before = found == values_.end() ? Value() : found->second.value;
+  const Value after = change(before);
+  put(key, found, after);
+  lock.unlock();
   if (observer_) observer_(key, before, after);
 }
 
