@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <atomic>
 
 #include "Fliprugair/platform/Value.h"
 #include "platform/Nesting.h"
@@ -7,34 +8,79 @@ namespace fliprugair {
 
 namespace {
 
-/// Every chunk but the last is full, so an index finds its chunk by division. Appending copies one chunk and the list
-/// of chunks: a few hundred reference counts at ten thousand items.
 constexpr std::size_t chunkSize = 64;
 
-using Chunk = std::vector<Value>;
+/// Items that lists share, each a beginning of them.
+class Chunk {
+ public:
+  explicit Chunk(std::vector<Value> items) : items_(std::move(items)), used_(items_.size()) {}
+
+  const Value& operator[](std::size_t index) const { return *(items_.data() + index); }
+
+  /// Adds `item` behind the first `size`, unless there is no room or another list has gone on from there.
+  bool goesOn(std::size_t size, Value& item) {
+    if (size >= items_.capacity() || !used_.compare_exchange_strong(size, size + 1)) return false;
+    items_.push_back(std::move(item));
+    return true;
+  }
+
+  /// Another one, of the first `size` of these and `item`, with room for as many again.
+  std::shared_ptr<Chunk> copied(std::size_t size, Value&& item) const {
+    std::vector<Value> items;
+    items.reserve(std::min(2 * (size + 1), chunkSize));
+    items.insert(items.end(), items_.data(), items_.data() + size);
+    items.push_back(std::move(item));
+    return std::make_shared<Chunk>(std::move(items));
+  }
+
+ private:
+  std::vector<Value> items_;
+  std::atomic<std::size_t> used_;
+};
+
+using Chunks = std::vector<std::shared_ptr<Chunk>>;
 
 }  // namespace
 
+/// Every chunk but the last is full, so an index finds its chunk by division. Appending goes on in the last chunk of
+/// the list that it appends to, or copies that.
 struct Array::Node {
-  std::vector<std::shared_ptr<const Chunk>> chunks;
+  std::shared_ptr<const Chunks> full;  ///< null when there is none
+  std::shared_ptr<Chunk> last;
   std::size_t size = 0;
   std::size_t depth = 1;
+
+  const std::shared_ptr<Chunk>& chunk(std::size_t index) const {
+    return index < (size - 1) / chunkSize ? (*full)[index] : last;
+  }
+
+  /// Of a node that nobody else has yet.
+  void append(Value&& item) {
+    depth = std::max(depth, depthAround(item));
+    const std::size_t ofLast = size % chunkSize;
+    if (size > 0 && ofLast == 0) {
+      auto more = full ? std::make_shared<Chunks>(*full) : std::make_shared<Chunks>();
+      more->push_back(std::move(last));
+      full = std::move(more);
+    }
+    if (ofLast == 0) {
+      last = Chunk({}).copied(0, std::move(item));
+    } else if (!last->goesOn(ofLast, item)) {
+      last = last->copied(ofLast, std::move(item));
+    }
+    ++size;
+  }
 };
 
 Array::Array(std::vector<Value> items) {
   if (items.empty()) return;
   auto node = std::make_shared<Node>();
-  node->size = items.size();
-  for (Value& item : items) node->depth = std::max(node->depth, depthAround(item));
   if (items.size() <= chunkSize) {
-    node->chunks.push_back(std::make_shared<const Chunk>(std::move(items)));
+    for (Value& item : items) node->depth = std::max(node->depth, depthAround(item));
+    node->size = items.size();
+    node->last = std::make_shared<Chunk>(std::move(items));
   } else {
-    for (std::size_t begin = 0; begin < items.size(); begin += chunkSize) {
-      const auto first = items.begin() + static_cast<std::ptrdiff_t>(begin);
-      const auto count = static_cast<std::ptrdiff_t>(std::min(chunkSize, items.size() - begin));
-      node->chunks.push_back(
-          std::make_shared<const Chunk>(std::make_move_iterator(first), std::make_move_iterator(first + count)));
-    }
+    for (Value& item : items) node->append(std::move(item));
   }
   node_ = std::move(node);
 }
@@ -46,23 +92,12 @@ std::size_t Array::size() const { return node_ ? node_->size : 0; }
 std::size_t Array::depth() const { return node_ ? node_->depth : 1; }
 
 const Value& Array::operator[](std::size_t index) const {
-  return (*node_->chunks[index / chunkSize])[index % chunkSize];
+  return (*node_->chunk(index / chunkSize))[index % chunkSize];
 }
 
 Array Array::appending(Value item) const {
   auto node = node_ ? std::make_shared<Node>(*node_) : std::make_shared<Node>();
-  const bool lastIsFull = node->size % chunkSize == 0;
-  auto last = std::make_shared<Chunk>();
-  if (lastIsFull) {
-    node->chunks.emplace_back();
-  } else {
-    last->reserve(node->chunks.back()->size() + 1);
-    *last = *node->chunks.back();
-  }
-  node->depth = std::max(node->depth, depthAround(item));
-  last->push_back(std::move(item));
-  node->chunks.back() = std::move(last);
-  ++node->size;
+  node->append(std::move(item));
   Array result;
   result.node_ = std::move(node);
   return result;
@@ -81,7 +116,7 @@ std::size_t Array::sharedPrefix(const Array& other) const {
   const std::size_t common = std::min(size(), other.size());
   std::size_t index = 0;
   while (index < common) {
-    if (node_->chunks[index / chunkSize] == other.node_->chunks[index / chunkSize]) {
+    if (node_->chunk(index / chunkSize) == other.node_->chunk(index / chunkSize)) {
       index = std::min(common, index + chunkSize);
     } else {
       const std::size_t chunkEnd = std::min(common, index + chunkSize);

@@ -1,8 +1,8 @@
 #pragma once
 
-#include <algorithm>
 #include <cstddef>
-#include <functional>
+#include <cstdint>
+#include <cstring>
 #include <string_view>
 
 namespace fliprugair {
@@ -11,8 +11,14 @@ namespace fliprugair {
 struct NameHash {
   using is_transparent = void;
   std::size_t operator()(std::string_view name) const {
-    constexpr std::size_t telling = 12;
-    return std::hash<std::string_view>{}(name.substr(name.size() - std::min(name.size(), telling)));
+    std::uint64_t end = 0;
+    if (name.size() < sizeof end) {
+      std::memcpy(&end, name.data(), name.size());
+    } else {
+      std::memcpy(&end, name.data() + name.size() - sizeof end, sizeof end);
+    }
+    end = (end ^ name.size()) * 0x9E3779B97F4A7C15U;
+    return end ^ (end >> 32);
   }
 };
 

@@ -6,12 +6,12 @@
 
 namespace fliprugair {
 
-PairList& PairList::add(LiteralKey key, Value value) {
+PairList& PairList::add(LiteralKey key, Value&& value) {
   ended_ = ended_ || value.isNull();
   return ended_ ? *this : set(key, std::move(value));
 }
 
-PairList& PairList::set(LiteralKey key, Value value) {
+PairList& PairList::set(LiteralKey key, Value&& value) {
   depth_ = std::max(depth_, depthAround(value));
   entries_.emplace_back(key.text(), nullptr, std::move(value), entries_.size());
   return *this;

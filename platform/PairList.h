@@ -29,19 +29,20 @@ class LiteralKey {
 /// in which order the rest stands are part of the formats.
 class FLIPRUGAIR_EXPORT PairList {
  public:
-  PairList() { entries_.reserve(mostPairs); }
+  /// With room for so many; a longer list grows.
+  explicit PairList(std::size_t pairs = 12) { entries_.reserve(pairs); }
 
-  PairList& add(LiteralKey key, Value value);
+  PairList& add(LiteralKey key, Value&& value);
+  PairList& add(LiteralKey key, const Value& value) { return add(key, Value(value)); }
 
   /// Adds a pair behind the list, whether that has ended or not.
-  PairList& set(LiteralKey key, Value value);
+  PairList& set(LiteralKey key, Value&& value);
+  PairList& set(LiteralKey key, const Value& value) { return set(key, Value(value)); }
 
   /// What the list holds. Pairs can be added behind it with `Dictionary::setting`, too.
   Dictionary dictionary();
 
  private:
-  static constexpr std::size_t mostPairs = 12;  ///< of an event; longer lists grow
-
   std::vector<Dictionary::Entry> entries_;
   std::size_t depth_ = 1;
   bool ended_ = false;

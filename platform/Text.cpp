@@ -3,10 +3,11 @@
 #include <algorithm>
 #include <array>
 #include <charconv>
-#include <cstring>
 #include <limits>
 #include <locale>
 #include <sstream>
+
+#include "platform/PlainAscii.h"
 
 namespace fliprugair {
 
@@ -76,22 +77,13 @@ Utf8Sequence sequenceAt(std::string_view text, std::size_t position) {
   return {length, true};
 }
 
-/// How many bytes of plain ASCII, at least, `text` begins with: eight are looked at in one step.
-std::size_t asciiAtBeginning(std::string_view text) {
-  std::size_t position = 0;
-  for (std::uint64_t bytes = 0; position + sizeof bytes <= text.size(); position += sizeof bytes) {
-    std::memcpy(&bytes, text.data() + position, sizeof bytes);
-    if ((bytes & 0x8080808080808080) != 0) break;
-  }
-  return position;
-}
-
 constexpr std::string_view base64Alphabet = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
 
 }  // namespace
 
 std::string validUtf8(std::string text) {
-  std::size_t position = asciiAtBeginning(text);
+  if (isPlainAscii(text)) return text;
+  std::size_t position = 0;
   while (position < text.size()) {
     const Utf8Sequence sequence = sequenceAt(text, position);
     if (!sequence.valid) break;

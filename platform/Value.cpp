@@ -2,8 +2,10 @@
 
 #include <cmath>
 #include <limits>
+#include <memory>
 
 #include "Fliprugair/platform/Text.h"
+#include "platform/PlainAscii.h"
 #include "platform/UnreadValue.h"
 
 namespace fliprugair {
@@ -18,24 +20,46 @@ std::int64_t truncated(double number) {
   return static_cast<std::int64_t>(number);
 }
 
+/// Whether a string has room for `text` in place; to share it would cost more than to copy it.
+bool isShort(std::string_view text) { return text.size() <= std::string().capacity(); }
+
 }  // namespace
 
 Value::Value(const Value& other) = default;
 Value::Value(Value&& other) noexcept = default;
-Value& Value::operator=(const Value& other) = default;
-Value& Value::operator=(Value&& other) noexcept = default;
+
+Value& Value::operator=(const Value& other) { return *this = Value(other); }
+
+// By hand, for the standard library's has code for each pair of kinds.
+Value& Value::operator=(Value&& other) noexcept {
+  if (this != &other) {
+    std::destroy_at(&content_);
+    std::construct_at(&content_, std::move(other.content_));
+  }
+  return *this;
+}
+
 Value::~Value() = default;
 
 Value::Value(Array array) : content_(std::move(array)) {}
 
 Value::Value(Dictionary dictionary) : content_(std::move(dictionary)) {}
 
-Value::Value(std::string text) : content_(std::make_shared<const std::string>(validUtf8(std::move(text)))) {}
+Value::Value(std::string text) : content_(contentOf(std::move(text))) {}
 
-Value::Value(std::string_view text) : Value(std::string(text)) {}
+Value::Value(std::string_view text) : content_(contentOf(text)) {}
 
-Value::Value(const char* text) {
-  if (text != nullptr) *this = Value(std::string(text));
+Value::Value(const char* text) : content_(text == nullptr ? Content() : contentOf(std::string_view(text))) {}
+
+Value::Content Value::contentOf(std::string_view text) {
+  if (isShort(text) && isPlainAscii(text)) return Content(std::in_place_type<ShortText>, text);
+  return contentOf(std::string(text));
+}
+
+Value::Content Value::contentOf(std::string&& text) {
+  if (!isPlainAscii(text)) text = validUtf8(std::move(text));
+  if (isShort(text)) return Content(std::in_place_type<ShortText>, std::string_view(text));
+  return Content(std::in_place_type<SharedText>, std::make_shared<const std::string>(std::move(text)));
 }
 
 Value::Value(std::initializer_list<std::pair<std::string_view, Value>> pairs) {
@@ -45,7 +69,10 @@ Value::Value(std::initializer_list<std::pair<std::string_view, Value>> pairs) {
   content_ = Dictionary(std::move(owned));
 }
 
-Value::Kind Value::kindOfOther() const { return isUnsigned() ? Kind::integer : std::get<SharedUnread>(content_)->kind; }
+Value::Kind Value::kindOfOther() const {
+  if (isUnsigned()) return Kind::integer;
+  return std::holds_alternative<SharedText>(content_) ? Kind::text : std::get<SharedUnread>(content_)->kind;
+}
 
 /// What an unread value stands for; every other one itself.
 Value Value::read() const {
@@ -93,8 +120,9 @@ double Value::realValue() const {
   return isNumber() ? static_cast<double>(integerValue()) : 0.0;
 }
 
-const std::string& Value::text() const {
+const std::string& Value::text() const& {
   static const std::string none;
+  if (const auto* text = std::get_if<ShortText>(&content_)) return *text;
   const auto* shared = std::get_if<SharedText>(&content_);
   return shared != nullptr ? **shared : none;
 }
@@ -118,18 +146,11 @@ std::size_t Value::depth() const {
 
 bool Value::isSameObject(const Value& other) const {
   if (content_.index() != other.content_.index()) return false;
-  if (const auto* unread = std::get_if<SharedUnread>(&content_))
-    return *unread == std::get<SharedUnread>(other.content_);
-  switch (kind()) {
-    case Kind::text:
-      return std::get<SharedText>(content_) == std::get<SharedText>(other.content_);
-    case Kind::array:
-      return std::get<Array>(content_).node_ == std::get<Array>(other.content_).node_;
-    case Kind::dictionary:
-      return std::get<Dictionary>(content_).node_ == std::get<Dictionary>(other.content_).node_;
-    default:
-      return *this == other;
+  if (const auto* array = std::get_if<Array>(&content_)) return array->node_ == std::get<Array>(other.content_).node_;
+  if (const auto* dictionary = std::get_if<Dictionary>(&content_)) {
+    return dictionary->node_ == std::get<Dictionary>(other.content_).node_;
   }
+  return content_ == other.content_;
 }
 
 bool operator==(const Value& left, const Value& right) {

@@ -12,10 +12,12 @@ constexpr std::string_view versioniBeaconPartString;
 constexpr std::string_view versionCoreLocationPartString;
 constexpr std::string_view versionCookieCollectionPartString;
 
+constexpr std::size_t mostPairs = 6;
+
 }  // namespace
 
 Dictionary RequestEnvelope::request(std::string_view action, Form form, const Value& data) const {
-  PairList list;
+  PairList list(mostPairs);
   list.add("marlune_device_id", identity_.deviceId()).add("marlune_app_id", identity_.appId()).add("action", action);
   switch (form) {
     case Form::full:

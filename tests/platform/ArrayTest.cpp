@@ -1,4 +1,5 @@
 #include <random>
+#include <thread>
 
 #include "Fliprugair/platform/Value.h"
 
@@ -45,6 +46,28 @@ TEST(Array, CanBeContinuedInTwoWays) {
   EXPECT_EQ(common.size(), 100U);
 }
 
+TEST(Array, CanBeContinuedByManyThreadsAtOnce) {
+  for (const std::int64_t count : {0, 1, 5, 60, 64, 100}) {
+    const Array common = upTo(count);
+    std::vector<Array> continued(4);
+    std::vector<std::thread> threads;
+    for (Array& each : continued) {
+      threads.emplace_back([&each, &common, own = std::to_string(threads.size())] {
+        each = common;
+        for (int round = 0; round < 100; ++round) each = each.appending(own);
+      });
+    }
+    for (std::thread& thread : threads) thread.join();
+    for (std::size_t index = 0; index < continued.size(); ++index) {
+      ASSERT_EQ(continued[index].size(), static_cast<std::size_t>(count) + 100);
+      EXPECT_EQ(continued[index].sharedPrefix(common), common.size());
+      for (auto item = common.size(); item < continued[index].size(); ++item) {
+        EXPECT_EQ(continued[index][item], Value(std::to_string(index)));
+      }
+    }
+  }
+}
+
 TEST(Array, FindsTextAndNothingElse) {
   const Array list{1, "location", Array{"inner"}, Value(), ""};
   EXPECT_TRUE(list.containsText("location"));
@@ -66,10 +89,10 @@ TEST(Array, SharesWhatItWasAppendedTo) {
 }
 
 TEST(Array, SharesNoMoreThanTheSameObjects) {
-  const Value common = "common";
-  const Array left{common, 1, "a", "b"};
-  const Array right{common, 1, "a", "b"};
-  EXPECT_EQ(left.sharedPrefix(right), 2U);  // equal text is another object
+  const Value common = Array{"common"};
+  const Array left{common, 1, "a", Array{"b"}};
+  const Array right{common, 1, "a", Array{"b"}};
+  EXPECT_EQ(left.sharedPrefix(right), 3U);  // an equal list is another object
   EXPECT_EQ(left.sharedPrefix(Array()), 0U);
   EXPECT_EQ(Array().sharedPrefix(left), 0U);
   EXPECT_EQ(Array().sharedPrefix(Array()), 0U);
@@ -77,7 +100,7 @@ TEST(Array, SharesNoMoreThanTheSameObjects) {
 
 TEST(Array, SharedPrefixAgreesWithALookAtEachItem) {
   std::mt19937 random(3);
-  const std::vector<Value> pool{"a", "b", 1, 2, Array{1}, Value()};
+  const std::vector<Value> pool{"a", std::string(100, 'b'), 1, 2, Array{1}, Value()};
   for (int round = 0; round < 500; ++round) {
     Array left;
     const std::size_t common = random() % 150;

@@ -113,15 +113,43 @@ TEST(Value, ADictionaryEqualsOneWithItsKeysAlone) {
 }
 
 TEST(Value, TheSameObjectIsOneThatIsShared) {
-  const Value text = "a";
+  const Value text = std::string(100, 'a');
   const Value copy = text;
   EXPECT_TRUE(text.isSameObject(copy));
-  EXPECT_FALSE(text.isSameObject(Value("a")));
+  EXPECT_FALSE(text.isSameObject(std::string(100, 'a')));
+  EXPECT_TRUE(Value("a").isSameObject(Value("a")));
+  EXPECT_FALSE(Value("a").isSameObject(Value("b")));
+  EXPECT_FALSE(Value("a").isSameObject(text));
   EXPECT_TRUE(Value(1).isSameObject(Value(1)));
   EXPECT_FALSE(Value(1).isSameObject(Value(true)));
   const Array list{1, 2};
   EXPECT_TRUE(Value(list).isSameObject(Value(list)));
   EXPECT_FALSE(Value(list).isSameObject(Value(Array{1, 2})));
+}
+
+TEST(Value, HoldsTextOfAnyLength) {
+  for (std::size_t length = 0; length < 70; ++length) {
+    std::string text(length, 'x');
+    if (length > 2) text[length / 2] = '\0';
+    const Value value = text;
+    const Value viewed = std::string_view(text);
+    EXPECT_EQ(value.kind(), Kind::text);
+    EXPECT_EQ(value.text(), text);
+    EXPECT_EQ(viewed, value);
+    EXPECT_FALSE(value == Value(text + "x"));
+    text += "\xC3\xA9";
+    EXPECT_EQ(Value(text).text(), text);
+    EXPECT_EQ(Value(std::string_view(text)).text(), text);
+    EXPECT_EQ(Value(text + '\xFF').text(), text + "\xEF\xBF\xBD");
+    EXPECT_EQ(Value('\xFF' + text).text(), "\xEF\xBF\xBD" + text);
+  }
+}
+
+TEST(Value, TextOfATemporaryOneOutlivesIt) {
+  for (const std::string& expected : {std::string("short"), std::string(100, 'l')}) {
+    const std::string& text = Value(expected).text();
+    EXPECT_EQ(text, expected);
+  }
 }
 
 TEST(Value, TextIsAlwaysValidUtf8) {

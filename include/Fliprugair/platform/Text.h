@@ -31,8 +31,9 @@ class Text {
 
   const Value& value() const { return value_; }
   bool isNull() const { return value_.isNull(); }
-  /// "" when it is null.
-  const std::string& string() const { return value_.text(); }
+  /// "" when it is null. Valid as long as this object; of a temporary one it is a copy.
+  const std::string& string() const& { return value_.text(); }
+  std::string string() && { return value_.text(); }
 
  private:
   Value value_;

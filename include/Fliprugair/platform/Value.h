@@ -164,8 +164,9 @@ class FLIPRUGAIR_EXPORT Value {
   /// The integer of one that isUnsigned(); 0 for everything else.
   std::uint64_t unsignedValue() const;
 
-  /// The text, or "" when this is none. Valid as long as this value.
-  const std::string& text() const;
+  /// The text, or "" when this is none. Valid as long as this value; of a temporary one it is a copy.
+  const std::string& text() const&;
+  std::string text() && { return text(); }
 
   /// A number as a real; 0 for everything else.
   double realValue() const;
@@ -179,7 +180,8 @@ class FLIPRUGAIR_EXPORT Value {
   /// dictionary may still count.
   std::size_t depth() const;
 
-  /// Whether both are one object (text, array, dictionary) or equal scalars: never looks into containers.
+  /// Whether both are one object (long text, array, dictionary) or equal scalars, among which short text counts: never
+  /// looks into containers.
   bool isSameObject(const Value& other) const;
 
   /// Equal in kind and content: the integer 1, the real 1.0 and the boolean YES are three different values.
@@ -188,16 +190,21 @@ class FLIPRUGAIR_EXPORT Value {
  private:
   friend class UnreadValue;
   struct Unread;
+  using ShortText = std::string;  ///< which has room for it in place
   using SharedText = std::shared_ptr<const std::string>;
   using SharedUnread = std::shared_ptr<const Unread>;
 
+  // The kinds in their order; behind them the integers and the texts that are too large for the first form, and arrays
+  // and dictionaries as the store has them.
+  using Content = std::variant<std::monostate, bool, std::int64_t, double, ShortText, Array, Dictionary, std::uint64_t,
+                               SharedText, SharedUnread>;
+
   Kind kindOfOther() const;
   Value read() const;
+  static Content contentOf(std::string_view text);
+  static Content contentOf(std::string&& text);
 
-  // The kinds in their order, and behind them the integers that are too large for the first form, and arrays and
-  // dictionaries as the store has them.
-  std::variant<std::monostate, bool, std::int64_t, double, SharedText, Array, Dictionary, std::uint64_t, SharedUnread>
-      content_;
+  Content content_;
 };
 
 struct Dictionary::Entry {
