@@ -19,15 +19,6 @@ namespace fliprugair {
 
 namespace {
 
-CurlNetworkOptions withinLimits(CurlNetworkOptions options) {
-  const CurlNetworkOptions standard;
-  options.requestsAtATime = std::clamp<std::size_t>(options.requestsAtATime, 1, standard.requestsAtATime);
-  // To libcurl 0 means other times than ours, and what is below 0 is an error.
-  if (options.connectTimeout <= options.connectTimeout.zero()) options.connectTimeout = standard.connectTimeout;
-  if (options.timeout <= options.timeout.zero()) options.timeout = standard.timeout;
-  return options;
-}
-
 constexpr int connectionDescriptors = 4;  ///< a connection, its name look-up, and the file of certificates
 constexpr int descriptorsNeeded = 2 + connectionDescriptors;
 
@@ -66,6 +57,15 @@ NetworkOutcome outcomeOf(CurlTransfer& transfer, CURLcode result) noexcept {
 }
 
 }  // namespace
+
+CurlNetworkOptions withinLimits(CurlNetworkOptions options) {
+  const CurlNetworkOptions standard;
+  options.requestsAtATime = std::clamp<std::size_t>(options.requestsAtATime, 1, standard.requestsAtATime);
+  // To libcurl 0 means other times than ours, and what is below 0 is an error.
+  if (options.connectTimeout <= options.connectTimeout.zero()) options.connectTimeout = standard.connectTimeout;
+  if (options.timeout <= options.timeout.zero()) options.timeout = standard.timeout;
+  return options;
+}
 
 NetworkThread::Library::Library() {
   if (curl_global_init(CURL_GLOBAL_DEFAULT) != CURLE_OK) throw std::runtime_error("libcurl cannot be initialized");

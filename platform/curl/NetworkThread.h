@@ -22,6 +22,9 @@
 
 namespace fliprugair {
 
+/// What a host app asks for, as far as it can be had.
+CurlNetworkOptions withinLimits(CurlNetworkOptions options);
+
 /// The thread that all requests of one environment run on, over one curl multi handle. Senders leave their requests in
 /// `queued_` and wake it; everything without a comment below is the thread's own. Owned by CurlNetwork; a sender holds
 /// it for the length of a call.

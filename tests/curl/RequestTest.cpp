@@ -275,6 +275,20 @@ TEST_F(Request, WhoseTextCannotBeMadeHasNotReachedTheHost) {
   expectLogged("the first request to http://" + server.hostname());
 }
 
+TEST_F(Request, ThatFailsFirstIsNoAdviceOnceTheHostAppItselfCutsItOff) {
+  const DeadPort port;
+  network_ = std::make_unique<CurlNetwork>(
+      CurlNetworkOptions(), store_, json_, application_, [this](std::string_view line) { log_.put(std::string(line)); },
+      true);
+  const Running running(*this);
+  network_->adviseNoMore();
+  const std::shared_ptr<MarluneNetworkAccess> access = network_->makeAccess();
+  access->setBackgroundTask(application_.beginBackgroundTask("", [] {}));
+  access->sendHTTPRequestWithHostname(port.hostname(), Value{{"action", "init"}});
+  ASSERT_EQ(application_.ended.wait(1).size(), 1u);
+  EXPECT_TRUE(log_.items().empty());
+}
+
 TEST_F(Request, LogsNothingUnlessLoggingIsEnabled) {
   TestServer server;
   const Running running = start();

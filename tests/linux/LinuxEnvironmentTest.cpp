@@ -278,6 +278,32 @@ TEST(LinuxEnvironment, ABundleIdentifierThatCannotNameTheStoresFolderIsNamedInTh
   }
 }
 
+#if FLIPRUGAIR_CURL
+TEST(LinuxEnvironment, DoesNotWaitUntilARequestIsSentOnTheThreadThatSendsIt) {
+  LinuxOptions options = isolatedOptions();
+  options.makeNetworkAccess = nullptr;
+  Clock::duration waited{};
+  std::thread::id thread;
+  Happening returned;
+  std::unique_ptr<LinuxEnvironment> environment;
+  options.log = [&](std::string_view) {
+    if (returned.hasHappened()) return;
+    thread = std::this_thread::get_id();
+    const auto begin = Clock::now();
+    environment->waitUntilSent(20s);
+    waited = Clock::now() - begin;
+    returned.happens();
+  };
+  environment = opened(options);
+  const auto access = environment->makeNetworkAccess();
+  access->setLoggingEnabled(true);
+  access->sendHTTPRequestWithHostname("127.0.0.1:1", Value{{"action", "init"}});  // nobody listens there
+  ASSERT_TRUE(returned.happened());
+  EXPECT_NE(thread, std::this_thread::get_id());
+  EXPECT_LT(waited, 10s);
+}
+#endif
+
 TEST(LinuxEnvironment, TheClockIsTheWallClock) {
   const auto environment = opened(isolatedOptions());
   const double before = std::chrono::duration<double>(std::chrono::system_clock::now().time_since_epoch()).count();
