@@ -1,6 +1,6 @@
-#include "platform/curl/NetworkThread.h"
-
 #include <gtest/gtest.h>
+
+#include "platform/curl/NetworkThread.h"
 
 namespace fliprugair::test {
 

@@ -339,6 +339,26 @@ TEST(DamagedFiles, AreReadOnceWhenTheyCannotBeSetAsideAtOnce) {
   EXPECT_EQ(AfterSuddenDeath(file)->objectForKey("queue"), Value(Array({record(7)})));
 }
 
+TEST(DamagedFiles, AreNotSetAsideAgainAndAgainByAMediumThatDamagesFreshOnes) {
+  const TemporaryFolder folder;
+  const auto file = folder / "store";
+  fill(file);
+  std::unique_ptr<SQLiteUserDefaults> store;
+  {
+    const FaultyMedium medium(FaultyMedium::Operation::trueReading, 0, FaultyMedium::Span::lasting);
+    store = openStore(file);
+    const std::size_t setAside = filesSetAside(folder).size();
+    EXPECT_GT(setAside, 0U);
+    for (int number = 0; number < 3; ++number) {
+      store->setObject(number, "number");
+      store->synchronize();
+    }
+    EXPECT_EQ(filesSetAside(folder).size(), setAside);
+  }
+  store->synchronize();
+  EXPECT_EQ(AfterSuddenDeath(file)->objectForKey("number"), Value(2));
+}
+
 TEST(DamagedFiles, TakeTheirLogWithThem) {
   const TemporaryFolder folder;
   std::ofstream(folder / "store") << "damage";

@@ -45,7 +45,9 @@ int forward(sqlite3_file* file, Arguments... arguments) {
 
 int read(sqlite3_file* file, void* bytes, int size, sqlite3_int64 place) {
   if (fails(FaultyMedium::Operation::read)) return SQLITE_IOERR_READ;
-  return realOf(file)->pMethods->xRead(realOf(file), bytes, size, place);
+  const int code = realOf(file)->pMethods->xRead(realOf(file), bytes, size, place);
+  if (code == SQLITE_OK && fails(FaultyMedium::Operation::trueReading)) *static_cast<unsigned char*>(bytes) ^= 0xFF;
+  return code;
 }
 
 int write(sqlite3_file* file, const void* bytes, int size, sqlite3_int64 place) {
