@@ -120,6 +120,21 @@ TEST(WatchReports, HaveAWatchDurableBeforeItIsReported) {
   EXPECT_GT(appended, 0);
 }
 
+TEST(WatchReports, ReportAnEventThatNobodyComesBackForSinceTheFirstReplyCameMeanwhile) {
+  NewPhone phone;
+  phone.store("pairedAppleWatches", Array({"link"}));
+  ObservedEnvironment environment(phone.process);
+  const auto tracker = MarluneTracker::initMarluneWithParams(environment, {{"marluneAppId", "demo"}});
+  int looks = 0;
+  environment.store.onGet = [&](std::string_view key) {
+    if (key.ends_with("firstInitReceived") && ++looks == 2) phone.store("firstInitReceived", true);
+  };
+  tracker->trackWatchEvent("title", "value");
+  ASSERT_EQ(phone.batch().size(), 1U);
+  EXPECT_EQ(dataOf(phone.batch()[0])["event_name"], Value("title"));
+  EXPECT_TRUE(phone.stored("trackWatchEventDeferred").isNull());
+}
+
 TEST(WatchReports, PutEventsOffInTheirOrder) {
   NewPhone phone;
   phone.tracker->trackWatchEvent("a", "1");
