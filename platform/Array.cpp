@@ -45,7 +45,7 @@ using Chunks = std::vector<std::shared_ptr<Chunk>>;
 /// Every chunk but the last is full, so an index finds its chunk by division. Appending goes on in the last chunk of
 /// the list that it appends to, or copies that.
 struct Array::Node {
-  std::shared_ptr<const Chunks> full;  ///< null when there is none
+  std::shared_ptr<Chunks> full;  ///< null when there is none
   std::shared_ptr<Chunk> last;
   std::size_t size = 0;
   std::size_t depth = 1;
@@ -54,21 +54,24 @@ struct Array::Node {
     return index < (size - 1) / chunkSize ? (*full)[index] : last;
   }
 
-  /// Of a node that nobody else has yet.
+  /// Nobody else has this node yet, nor its full chunks if the last one is full, too.
   void append(Value&& item) {
     depth = std::max(depth, depthAround(item));
     const std::size_t ofLast = size % chunkSize;
-    if (size > 0 && ofLast == 0) {
-      auto more = full ? std::make_shared<Chunks>(*full) : std::make_shared<Chunks>();
-      more->push_back(std::move(last));
-      full = std::move(more);
-    }
     if (ofLast == 0) {
+      if (last) keepLast();
       last = Chunk({}).copied(0, std::move(item));
     } else if (!last->goesOn(ofLast, item)) {
       last = last->copied(ofLast, std::move(item));
     }
     ++size;
+  }
+
+ private:
+  /// Counts the last chunk, which is full, among the others.
+  void keepLast() {
+    if (!full) full = std::make_shared<Chunks>();
+    full->push_back(std::move(last));
   }
 };
 
@@ -97,6 +100,9 @@ const Value& Array::operator[](std::size_t index) const {
 
 Array Array::appending(Value item) const {
   auto node = node_ ? std::make_shared<Node>(*node_) : std::make_shared<Node>();
+  const bool lastIsFull = node->size % chunkSize == 0;
+  if (lastIsFull && node->full)
+    node->full = std::make_shared<Chunks>(*node->full);  // to leave the other one's as they are
   node->append(std::move(item));
   Array result;
   result.node_ = std::move(node);

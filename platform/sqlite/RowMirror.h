@@ -8,7 +8,6 @@
 #include <unordered_map>
 #include <vector>
 
-#include "platform/NameHash.h"
 #include "platform/sqlite/Row.h"
 #include "platform/sqlite/StoreMemory.h"
 
@@ -70,7 +69,7 @@ class RowMirror {
   void put(const Place& place, Stored& stored, Value value, std::vector<RowChange>& changes);
   Array takeRowsOfDonor(const Array& array, Stored& stored);
 
-  std::unordered_map<std::string, Key, NameHash, std::equal_to<>> keys_;
+  std::unordered_map<std::string, Key> keys_;
   Account account_;
   std::vector<Key*> donors_;  ///< while staging: keys whose array is about to go
   std::int64_t nextNumber_ = 1;

@@ -46,6 +46,14 @@ TEST(Array, CanBeContinuedInTwoWays) {
   EXPECT_EQ(common.size(), 100U);
 }
 
+TEST(Array, OfAMillionItemsIsMadeInOneGo) {
+  const std::size_t count = 1'000'000;
+  const Array list(std::vector<Value>(count, Value(true)));
+  ASSERT_EQ(list.size(), count);
+  EXPECT_EQ(list[count - 1], Value(true));
+  EXPECT_EQ(list.appending(false)[count], Value(false));
+}
+
 TEST(Array, CanBeContinuedByManyThreadsAtOnce) {
   for (const std::int64_t count : {0, 1, 5, 60, 64, 100}) {
     const Array common = upTo(count);

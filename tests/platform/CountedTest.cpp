@@ -1,6 +1,6 @@
-#include "platform/Counted.h"
-
 #include <gtest/gtest.h>
+
+#include "platform/Counted.h"
 
 namespace fliprugair {
 namespace {

@@ -77,6 +77,11 @@ TEST(AnUnreadValue, TravelsAsItsTextAndIsLaidOutForAReaderLikeAnyOther) {
             json.text(Array{readJSON(record), readJSON("[1]"), 2}, JSONSerialization::Layout::pretty));
 }
 
+TEST(AnUnreadValue, IsNotWrittenAnewWhereItsTextWillDo) {
+  const RapidJSONSerialization json;
+  EXPECT_EQ(json.text(Array{unread("[1.50]"), unread(R"({"a":1.50})")}), R"([[1.50],{"a":1.50}])");
+}
+
 TEST(AnUnreadValue, ThatCannotBeReadIsEmpty) {
   const Value value = *UnreadValue::of("{not json}", readJSON);
   EXPECT_TRUE(value.isDictionary());

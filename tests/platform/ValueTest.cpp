@@ -117,6 +117,7 @@ TEST(Value, TheSameObjectIsOneThatIsShared) {
   const Value copy = text;
   EXPECT_TRUE(text.isSameObject(copy));
   EXPECT_FALSE(text.isSameObject(std::string(100, 'a')));
+  EXPECT_FALSE(Value(std::string_view(text.text())).isSameObject(std::string_view(text.text())));
   EXPECT_TRUE(Value("a").isSameObject(Value("a")));
   EXPECT_FALSE(Value("a").isSameObject(Value("b")));
   EXPECT_FALSE(Value("a").isSameObject(text));
