@@ -1,5 +1,6 @@
 #include "Fliprugair/platform/Value.h"
 
+#include <algorithm>
 #include <cmath>
 #include <limits>
 #include <memory>
@@ -63,9 +64,8 @@ Value::Content Value::contentOf(std::string&& text) {
 }
 
 Value::Value(std::initializer_list<std::pair<std::string_view, Value>> pairs) {
-  std::vector<std::pair<std::string, Value>> owned;
-  owned.reserve(pairs.size());
-  for (const auto& [key, value] : pairs) owned.emplace_back(key, value);
+  std::vector<std::pair<std::string, Value>> owned(pairs.size());
+  std::copy(pairs.begin(), pairs.end(), owned.begin());
   content_ = Dictionary(std::move(owned));
 }
 
