@@ -29,7 +29,7 @@ class LiteralKey {
 /// in which order the rest stands are part of the formats.
 class FLIPRUGAIR_EXPORT PairList {
  public:
-  /// With room for so many; a longer list grows.
+  /// With room for so many, those of an event unless told; a longer list grows.
   explicit PairList(std::size_t pairs = 12) { entries_.reserve(pairs); }
 
   PairList& add(LiteralKey key, Value&& value);
