@@ -1,6 +1,8 @@
 #include "platform/UnreadValue.h"
 
 #include <algorithm>
+#include <utility>
+#include <variant>
 
 namespace fliprugair {
 
@@ -47,13 +49,33 @@ std::optional<Value> UnreadValue::of(std::string_view text, Read read) {
   if (depth == 0 || depth > Value::deepest) return std::nullopt;
   const Value::Kind kind = text[0] == '{' ? Value::Kind::dictionary : Value::Kind::array;
   Value value;
-  value.content_ = std::make_shared<const Value::Unread>(Value::Unread{std::string(text), read, kind, depth});
+  value.content_ = std::make_shared<const Value::Unread>(Value::Unread{std::string(text), read, kind, depth, {}});
   return value;
 }
 
-const std::string* UnreadValue::textOf(const Value& value) {
-  const auto* unread = std::get_if<Value::SharedUnread>(&value.content_);
-  return unread == nullptr ? nullptr : &(*unread)->text;
+Value UnreadValue::of(std::shared_ptr<const Source> source, Read read, std::size_t depth) {
+  Value value;
+  value.content_ =
+      std::make_shared<const Value::Unread>(Value::Unread{{}, read, Value::Kind::array, depth, std::move(source)});
+  return value;
+}
+
+bool UnreadValue::is(const Value& value) { return std::holds_alternative<Value::SharedUnread>(value.content_); }
+
+std::shared_ptr<const std::string> UnreadValue::textOf(const Value& value) {
+  if (!is(value)) return nullptr;
+  const auto& unread = std::get<Value::SharedUnread>(value.content_);
+  if (unread->source) return std::make_shared<const std::string>(unread->source->text());
+  return {unread, &unread->text};
+}
+
+const UnreadValue::Source* UnreadValue::sourceOf(const Value& value) {
+  return is(value) ? std::get<Value::SharedUnread>(value.content_)->source.get() : nullptr;
+}
+
+std::size_t UnreadValue::sizeOfArray(const Value& value) {
+  const Source* source = sourceOf(value);
+  return source != nullptr ? source->size() : value.array().size();
 }
 
 }  // namespace fliprugair

@@ -77,7 +77,7 @@ Value::Kind Value::kindOfOther() const {
 /// What an unread value stands for; every other one itself.
 Value Value::read() const {
   const auto* unread = std::get_if<SharedUnread>(&content_);
-  return unread == nullptr ? *this : (*unread)->read((*unread)->text);
+  return unread == nullptr ? *this : (*unread)->read(*UnreadValue::textOf(*this));
 }
 
 bool Value::isNumber() const { return kind() == Kind::boolean || kind() == Kind::integer || kind() == Kind::real; }
@@ -129,12 +129,12 @@ const std::string& Value::text() const& {
 
 Array Value::array() const {
   if (const auto* array = std::get_if<Array>(&content_)) return *array;
-  return std::holds_alternative<SharedUnread>(content_) ? read().array() : Array();
+  return kind() == Kind::array ? read().array() : Array();
 }
 
 Dictionary Value::dictionary() const {
   if (const auto* dictionary = std::get_if<Dictionary>(&content_)) return *dictionary;
-  return std::holds_alternative<SharedUnread>(content_) ? read().dictionary() : Dictionary();
+  return kind() == Kind::dictionary ? read().dictionary() : Dictionary();
 }
 
 std::size_t Value::depth() const {
@@ -155,8 +155,8 @@ bool Value::isSameObject(const Value& other) const {
 
 bool operator==(const Value& left, const Value& right) {
   if (left.isText() && right.isText()) return left.text() == right.text();
-  const bool isUnread = UnreadValue::textOf(left) != nullptr || UnreadValue::textOf(right) != nullptr;
-  if (isUnread) return left.isSameObject(right) || (left.kind() == right.kind() && left.read() == right.read());
+  if (UnreadValue::is(left) || UnreadValue::is(right))
+    return left.isSameObject(right) || (left.kind() == right.kind() && left.read() == right.read());
   return left.content_ == right.content_;
 }
 

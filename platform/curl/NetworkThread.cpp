@@ -200,7 +200,6 @@ NetworkThread::Host* NetworkThread::hostOf(const NetworkRequest& request) noexce
 }
 
 void NetworkThread::start(const NetworkRequest& request) {
-  NetworkOutcome failure;
   try {
     // The text is made now, and not when the request was sent: of thousands that wait there are eight at most. What was
     // stored reads the same after a restart: a number that JSON has none for must not hold up a whole batch.
@@ -214,11 +213,10 @@ void NetworkThread::start(const NetworkRequest& request) {
       running_.push_back({std::move(transfer)});
       return;
     }
-    failure = outcomeOf(*transfer, code);
+    endSent(request, outcomeOf(*transfer, code));
   } catch (const std::exception& exception) {
-    failure = unanswered("not sent, ", exception.what());
+    end(request, unanswered("not sent, ", exception.what()));  // which is not the host's doing
   }
-  endSent(request, failure);
 }
 
 /// Whether a request has ended.

@@ -3,6 +3,8 @@
 #include <exception>
 #include <optional>
 
+#include "platform/UnreadValue.h"
+
 namespace fliprugair {
 
 namespace {
@@ -22,7 +24,7 @@ Callback callbackOf(const std::string& action) {
 std::string actionOf(const Value& payload) { return payload.dictionary()["action"].text(); }
 
 std::string described(const Value& payload) {
-  if (payload.isArray()) return "batch of " + std::to_string(payload.array().size());
+  if (payload.isArray()) return "batch of " + std::to_string(UnreadValue::sizeOfArray(payload));
   return payload.isDictionary() ? '"' + actionOf(payload) + '"' : "nothing";
 }
 

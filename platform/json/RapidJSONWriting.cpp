@@ -134,9 +134,10 @@ void Writing::addEscaped(std::string_view text) {
 }
 
 bool Writing::addUnread(const Value& value) {
-  const std::string* text = isPretty_ ? nullptr : UnreadValue::textOf(value);
-  if (text != nullptr) std::memcpy(buffer_.Push(text->size()), text->data(), text->size());
-  return text != nullptr;
+  if (isPretty_ || !UnreadValue::is(value)) return false;
+  const auto text = UnreadValue::textOf(value);
+  std::memcpy(buffer_.Push(text->size()), text->data(), text->size());
+  return true;
 }
 
 void Writing::breakLine() {

@@ -3,6 +3,7 @@
 #include <string>
 
 #include "Fliprugair/collaborators/MarluneNetworkAccess.h"
+#include "platform/UnreadValue.h"
 
 namespace fliprugair {
 
@@ -31,7 +32,7 @@ Value CappedStore::withinCap(const Value& queue, Dropped& dropped) const {
     if (isInstallReport(request.value)) continue;
     left = left.removing(request.key());
     ++dropped.requests;
-    dropped.records += request.value.array().size();
+    dropped.records += UnreadValue::sizeOfArray(request.value);
   }
   return left;
 }

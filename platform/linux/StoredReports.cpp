@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <exception>
 #include <string>
 #include <string_view>
 
@@ -24,8 +25,9 @@ std::int64_t secondOfRecord(const Value& record) {
 
 std::int64_t secondOfRequest(const Dictionary::Entry& request) {
   const std::int64_t made = Value(request.key()).integerValue() + referenceDate;
-  if (!request.value.isArray() || request.value.array().empty()) return made;
-  const std::int64_t first = secondOfRecord(request.value.array()[0]);
+  const Array records = request.value.array();
+  if (records.empty()) return made;
+  const std::int64_t first = secondOfRecord(records[0]);
   return first > 0 ? std::min(first, made) : made;
 }
 
@@ -66,7 +68,11 @@ Waiting StoredReports::waiting(const JSONSerialization& json) const {
   };
   for (const Value& record : records.array()) count(waiting.records, record, secondOfRecord(record));
   for (const auto& request : requests.dictionary().entries()) {
-    count(waiting.requests, request.value, secondOfRequest(request));
+    try {
+      count(waiting.requests, request.value, secondOfRequest(request));
+    } catch (const std::exception&) {
+      ++waiting.requests;  // the store cannot read it just now, so its size is not known
+    }
   }
   if (oldest > 0) waiting.oldest = std::chrono::system_clock::time_point(std::chrono::seconds(oldest));
   return waiting;

@@ -7,7 +7,6 @@
 #include <cerrno>
 #include <system_error>
 
-#include "platform/posix/FileDescriptor.h"
 #include "platform/sqlite/Database.h"
 
 namespace fliprugair {
@@ -29,21 +28,30 @@ void refuseWhatIsNoFile(const std::string& path) {
   if (!S_ISREG(state.st_mode)) throw StoreError(StoreError::Kind::noFile, path + " is no regular file");
 }
 
-std::string bytesOfFile(const std::string& path) {
+FileBytes::FileBytes(const std::string& path) : path_(path) {
   refuseWhatIsNoFile(path);
-  const FileDescriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
-  if (!file && errno == ENOENT) return {};
+  file_ = FileDescriptor(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+  if (!file_ && errno == ENOENT) return;
   struct stat state {};
-  if (!file || ::fstat(file.get(), &state) != 0) fail(path);
-  std::string bytes(static_cast<std::size_t>(state.st_size), '\0');
+  if (!file_ || ::fstat(file_.get(), &state) != 0) fail(path);
+  size_ = static_cast<std::uintmax_t>(state.st_size);
+}
+
+std::size_t FileBytes::read(std::uintmax_t place, char* to, std::size_t size) const {
   std::size_t read = 0;
-  while (read < bytes.size()) {
-    const ssize_t count = ::pread(file.get(), bytes.data() + read, bytes.size() - read, static_cast<off_t>(read));
-    if (count < 0) fail(path);
+  while (file_ && read < size) {
+    const ssize_t count = ::pread(file_.get(), to + read, size - read, static_cast<off_t>(place + read));
+    if (count < 0) fail(path_);
     if (count == 0) break;
     read += static_cast<std::size_t>(count);
   }
-  bytes.resize(read);
+  return read;
+}
+
+std::string bytesOfFile(const std::string& path) {
+  const FileBytes file(path);
+  std::string bytes(file.size(), '\0');
+  bytes.resize(file.read(0, bytes.data(), bytes.size()));
   return bytes;
 }
 

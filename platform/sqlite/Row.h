@@ -24,7 +24,9 @@ struct Row {
   Value value;
 
   /// What stands beside a row whose value is `text`.
-  std::int64_t checksum(std::string_view text) const {
+  std::int64_t checksum(std::string_view text) const { return checksumOf(id, parent, position, name, text); }
+  static std::int64_t checksumOf(std::int64_t id, std::int64_t parent, std::int64_t position, std::string_view name,
+                                 std::string_view text) {
     const auto number = [](std::int64_t each) { return static_cast<std::uint64_t>(each); };
     return Checksum().add(number(id)).add(number(parent)).add(number(position)).add(name).add(text).value();
   }
@@ -34,6 +36,7 @@ struct Row {
 struct RowRange {
   std::int64_t first;
   std::int64_t last;
+  friend bool operator==(const RowRange&, const RowRange&) = default;
 };
 
 /// A row to be written, in place of one with its number if there is one, or rows to be removed.

@@ -7,7 +7,7 @@
 #include <filesystem>
 #include <utility>
 
-#include "platform/UnreadValue.h"
+#include "platform/sqlite/StoredValue.h"
 
 namespace fliprugair {
 
@@ -28,23 +28,21 @@ bool isLongLog(const std::string& path) {
   return !isAbsent && size > std::uintmax_t{RowFile::logTarget} * RowFile::pageSize;
 }
 
-Value readRecord(std::string_view text) { return RapidJSONSerialization().value(text).value_or(Value()); }
-
 }  // namespace
 
-RowFile::RowFile(const std::string& path, StoreDurability durability)
+RowFile::RowFile(const std::string& path, StoreDurability durability, Structure structure)
     : database_(path, Database::Mode::readWriteCreate), place_(path), hasOlderLog_(isLongLog(path + "-wal")) {
   try {
     const bool waits = durability == StoreDurability::powerCut;
     database_.execute(waits ? "PRAGMA synchronous = FULL" : "PRAGMA synchronous = NORMAL");
-    prepare();
+    prepare(structure);
   } catch (const StoreError&) {
     leaveFilesAlone();
     throw;
   }
 }
 
-void RowFile::prepare() {
+void RowFile::prepare(Structure structure) {
   // What was deleted must not stand in the file any more, where reading a damaged one would find it.
   database_.execute("PRAGMA secure_delete = ON; PRAGMA temp_store = MEMORY");
   // SQLite makes do with reading, and would not look again whether it may write.
@@ -57,7 +55,7 @@ void RowFile::prepare() {
   if (isNew) create();
   examine();
   keepALog();
-  checkStructure();
+  if (structure == Structure::isUnknown) checkStructure();
   if (database_.integer("PRAGMA user_version") < formatVersion) upgrade();
   learnToGiveBackRoom();
   begin_.emplace(database_.get(), "BEGIN IMMEDIATE");
@@ -105,26 +103,23 @@ void RowFile::checkStructure() {
 
 void RowFile::create() {
   database_.execute(("PRAGMA page_size = " + std::to_string(pageSize)).c_str());
-  database_.execute(
-      "PRAGMA auto_vacuum = INCREMENTAL; PRAGMA journal_mode = WAL; BEGIN;"
-      "CREATE TABLE rows (id INTEGER PRIMARY KEY, parent INTEGER NOT NULL, position INTEGER NOT NULL,"
-      " name TEXT NOT NULL, value TEXT NOT NULL, checksum INTEGER NOT NULL)");
-  createTwins();
+  database_.execute("PRAGMA auto_vacuum = INCREMENTAL; PRAGMA journal_mode = WAL; BEGIN");
+  for (const char* table : {"rows", "twins"}) database_.execute(definition(table).c_str());
   database_.execute(("PRAGMA application_id = " + std::to_string(applicationId)).c_str());
   database_.execute(("PRAGMA user_version = " + std::to_string(formatVersion)).c_str());
   database_.execute("COMMIT");
 }
 
-void RowFile::createTwins() {
-  database_.execute(
-      "CREATE TABLE twins (id INTEGER PRIMARY KEY, parent INTEGER NOT NULL, position INTEGER NOT NULL,"
-      " name TEXT NOT NULL, value TEXT NOT NULL, checksum INTEGER NOT NULL)");
+std::string RowFile::definition(std::string_view table) {
+  return "CREATE TABLE " + std::string(table) +
+         " (id INTEGER PRIMARY KEY, parent INTEGER NOT NULL, position INTEGER NOT NULL,"
+         " name TEXT NOT NULL, value TEXT NOT NULL, checksum INTEGER NOT NULL)";
 }
 
 /// The first format had neither checksums nor twins.
 void RowFile::upgrade() {
   database_.execute("BEGIN IMMEDIATE; ALTER TABLE rows ADD COLUMN checksum INTEGER NOT NULL DEFAULT 0");
-  createTwins();
+  database_.execute(definition("twins").c_str());
   {
     Statement select(database_.get(), "SELECT id, parent, position, name, value FROM rows");
     Statement set(database_.get(), "UPDATE rows SET checksum = ? WHERE id = ?");
@@ -157,9 +152,7 @@ std::vector<Row> RowFile::rows() const {
     Row row{select.integer(0), select.integer(1), select.integer(2), std::string(select.text(3)), {}};
     const std::string_view text = select.text(4);
     const bool isWhole = select.integer(5) == row.checksum(text);
-    // What is whole is what was written. A record is read when its turn has come.
-    std::optional<Value> value = isWhole ? UnreadValue::of(text, readRecord) : std::nullopt;
-    if (isWhole && !value) value = json_.value(text);
+    auto value = isWhole ? storedValue(text) : std::nullopt;
     if (!value) throw StoreError::damaged("row " + std::to_string(row.id) + " is not what was written");
     row.value = *std::move(value);
     rows.push_back(std::move(row));

@@ -31,8 +31,13 @@ class RowFile {
   static constexpr int logLimit = 2000;   ///< pages; from here on without one
   static constexpr int logBound = 3000;   ///< pages; from here on who writes waits until it is empty
 
-  /// Opens the file, or begins one.
-  RowFile(const std::string& path, StoreDurability durability);
+  /// How SQLite is told of one of the two tables, "rows" and "twins".
+  static std::string definition(std::string_view table);
+
+  enum class Structure { isUnknown, isSound };
+
+  /// Opens the file, or begins one. SQLite is spared the examination of a file that is known to be sound.
+  RowFile(const std::string& path, StoreDurability durability, Structure structure = Structure::isUnknown);
   RowFile(const RowFile&) = delete;
   RowFile& operator=(const RowFile&) = delete;
 
@@ -69,9 +74,8 @@ class RowFile {
   void leaveFilesAlone() const { database_.leaveFilesAlone(); }
 
  private:
-  void prepare();
+  void prepare(Structure structure);
   void create();
-  void createTwins();
   void examine();
   void keepALog();
   void checkStructure();

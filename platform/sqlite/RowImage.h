@@ -5,10 +5,11 @@
 #include <map>
 #include <optional>
 #include <string>
-#include <string_view>
 #include <vector>
 
 #include "platform/sqlite/Row.h"
+#include "platform/sqlite/RowCells.h"
+#include "platform/sqlite/StorePages.h"
 
 namespace fliprugair {
 
@@ -16,33 +17,28 @@ namespace fliprugair {
 /// can still be read of a damaged store, and for a store that cannot be written. Owned by who made it.
 class RowImage {
  public:
-  /// Reads the file and its log. Throws StoreError::Kind::unavailable when they cannot be read, or are none.
-  explicit RowImage(const std::string& path);
+  /// Throws StoreError::Kind::unavailable when the file or its log cannot be read, or are none, as every call may.
+  explicit RowImage(const std::string& path) : pages_(path) {}
   RowImage(const RowImage&) = delete;
   RowImage& operator=(const RowImage&) = delete;
 
   /// Whether the header names a format of SQLite's, or of a store, that there is not and hardly will be. SQLite leaves
   /// such a file alone as one of a later version, for good.
-  bool hasAlteredHeader() const;
+  bool hasAlteredHeader();
 
   /// Whether this is a store, its format, and the number of rows that stand in it but do not check.
-  bool isStore() const;
-  std::int64_t formatVersion() const;
+  bool isStore();
+  std::int64_t formatVersion();
   std::size_t damagedRows() const { return damagedRows_; }
 
   /// The rows that check, each once. Those of a first store, whose rows have no checksums, only if `trustsUnchecked`.
   std::vector<Row> rows(bool trustsUnchecked);
 
  private:
-  std::string_view page(std::uint32_t number) const;
-  void readLeaf(std::string_view page, std::size_t header, bool trustsUnchecked);
-  void readCell(std::string_view page, std::size_t place, bool trustsUnchecked);
-  std::optional<std::string> payload(std::string_view page, std::size_t place, std::size_t size) const;
-  std::optional<Row> row(std::int64_t id, std::string_view payload, bool trustsUnchecked) const;
+  void readLeaf(std::uint32_t page, bool trustsUnchecked);
+  static std::optional<Row> row(const RowCell& cell, bool trustsUnchecked);
 
-  std::string file_;
-  std::string log_;
-  std::map<std::uint32_t, std::string_view> pages_;
+  StorePages pages_;
   std::map<std::int64_t, Row> rows_;
   std::size_t damagedRows_ = 0;
 };

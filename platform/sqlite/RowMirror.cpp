@@ -8,19 +8,9 @@ namespace fliprugair {
 
 namespace {
 
-/// Removes the rows of `ids` from `begin` to `end`; neighbours go together.
-void erase(std::vector<std::int64_t>& ids, std::size_t begin, std::size_t end, std::vector<RowChange>& changes) {
-  for (std::size_t index = begin; index < end;) {
-    RowRange range{ids[index], ids[index]};
-    while (++index < end && ids[index] == range.last + 1) ++range.last;
-    changes.emplace_back(range);
-  }
-  ids.erase(ids.begin() + static_cast<std::ptrdiff_t>(begin), ids.begin() + static_cast<std::ptrdiff_t>(end));
-}
-
 template <class Stored>
 void eraseAll(Stored& stored, std::vector<RowChange>& changes) {
-  erase(stored.items, 0, stored.items.size(), changes);
+  stored.items.erase(0, stored.items.size(), changes);
   if (stored.id != 0) changes.emplace_back(RowRange{stored.id, stored.id});
   if (stored.hasTwin) changes.emplace_back(RowRange{-stored.id, -stored.id});
   stored = {};
@@ -47,29 +37,78 @@ std::size_t sharedEnd(const Array& before, const Array& after, std::size_t kept)
 
 }  // namespace
 
-RowMirror::RowMirror(std::vector<Row> rows) {
-  rows = withoutTwins(std::move(rows));
-  Children children;
-  for (const Row& row : rows) {
-    nextNumber_ = std::max({nextNumber_, row.id + 1, row.position + 1});
-    children[row.parent].push_back(&row);
-  }
-  for (auto& [parent, siblings] : children) {
-    std::sort(siblings.begin(), siblings.end(),
-              [](const Row* left, const Row* right) { return left->position < right->position; });
-  }
-  const auto roots = children.find(0);
-  if (roots != children.end()) {
-    for (const Row* row : roots->second) {
-      if (keys_.contains(row->name)) continue;
-      Key& key = keys_[row->name];
-      key.value = assemble(key, *row, children);
-      account_.keys += 1;
-      account_.records += key.row.items.size() + key.entries.size();
-      for (const auto& [order, entry] : key.entries) account_.records += entry.items.size();
+/// Makes values of rows.
+class RowMirror::Assembly {
+ public:
+  Assembly(const std::vector<Row>& rows, std::unordered_map<std::int64_t, StoredRows::LeftItems>& left,
+           StoredArrays* arrays)
+      : left_(left), arrays_(arrays) {
+    for (const Row& row : rows) children_[row.parent].push_back(&row);
+    for (auto& [parent, siblings] : children_) {
+      std::sort(siblings.begin(), siblings.end(),
+                [](const Row* first, const Row* second) { return first->position < second->position; });
     }
   }
-  account_.unused = rows.size() - account_.keys - account_.records;
+
+  const std::vector<const Row*>& keys() { return children_[0]; }
+
+  Value value(Key& key, const Row& row) {
+    const auto entries = children_.find(row.id);
+    if (entries == children_.end() || !row.value.isDictionary()) return array(key.row, row);
+    key.row = {row.id, row.position, true, {}};
+    std::vector<std::pair<std::string, Value>> pairs;
+    pairs.reserve(entries->second.size());
+    std::unordered_set<std::string_view> names;
+    for (const Row* entry : entries->second) {
+      if (!names.insert(entry->name).second) continue;
+      Value value = array(key.entries[pairs.size()], *entry);
+      pairs.emplace_back(entry->name, std::move(value));
+    }
+    // The dictionary numbers its entries in this very order.
+    return Dictionary(std::move(pairs));
+  }
+
+ private:
+  Value array(Stored& stored, const Row& row) {
+    stored = {row.id, row.position, mayHaveItems(row.value), {}};
+    if (const auto items = left_.find(row.id); items != left_.end()) {
+      stored.items = items->second.rows;
+      return arrays_->array(std::move(items->second.rows), items->second.depth);
+    }
+    const auto items = children_.find(row.id);
+    if (items == children_.end() || !row.value.isArray()) return row.value;
+    std::vector<Value> values;
+    values.reserve(items->second.size());
+    for (const Row* item : items->second) {
+      values.push_back(item->value);
+      stored.items.add(item->id);
+    }
+    return Array(std::move(values));
+  }
+
+  std::unordered_map<std::int64_t, std::vector<const Row*>> children_;
+  std::unordered_map<std::int64_t, StoredRows::LeftItems>& left_;
+  StoredArrays* const arrays_;
+};
+
+RowMirror::RowMirror(StoredRows stored, const std::shared_ptr<StoredArrays>& arrays) {
+  const std::vector<Row> rows = withoutTwins(std::move(stored.rows));
+  std::size_t count = rows.size();
+  for (const Row& row : rows) nextNumber_ = std::max({nextNumber_, row.id + 1, row.position + 1});
+  for (const auto& [parent, items] : stored.left) {
+    count += items.rows.size();
+    nextNumber_ = std::max(nextNumber_, items.rows.ranges().back().last + 1);
+  }
+  Assembly assembly(rows, stored.left, arrays.get());
+  for (const Row* row : assembly.keys()) {
+    if (keys_.contains(row->name)) continue;
+    Key& key = keys_[row->name];
+    key.value = assembly.value(key, *row);
+    account_.keys += 1;
+    account_.records += key.row.items.size() + key.entries.size();
+    for (const auto& [order, entry] : key.entries) account_.records += entry.items.size();
+  }
+  account_.unused = count - account_.keys - account_.records;
 }
 
 std::vector<Row> RowMirror::withoutTwins(std::vector<Row> rows) {
@@ -84,35 +123,6 @@ std::vector<Row> RowMirror::withoutTwins(std::vector<Row> rows) {
 
 void RowMirror::forEachKey(const std::function<void(const std::string&, const Value&)>& visit) const {
   for (const auto& [name, key] : keys_) visit(name, key.value);
-}
-
-Value RowMirror::assemble(Key& key, const Row& row, const Children& children) {
-  const auto entries = children.find(row.id);
-  if (entries == children.end() || !row.value.isDictionary()) return assembleItems(key.row, row, children);
-  key.row = {row.id, row.position, true, {}};
-  std::vector<std::pair<std::string, Value>> pairs;
-  pairs.reserve(entries->second.size());
-  std::unordered_set<std::string_view> names;
-  for (const Row* entry : entries->second) {
-    if (!names.insert(entry->name).second) continue;
-    Value value = assembleItems(key.entries[pairs.size()], *entry, children);
-    pairs.emplace_back(entry->name, std::move(value));
-  }
-  // The dictionary numbers its entries in this very order.
-  return Dictionary(std::move(pairs));
-}
-
-Value RowMirror::assembleItems(Stored& stored, const Row& row, const Children& children) {
-  stored = {row.id, row.position, mayHaveItems(row.value), {}};
-  const auto items = children.find(row.id);
-  if (items == children.end() || !row.value.isArray()) return row.value;
-  std::vector<Value> values;
-  values.reserve(items->second.size());
-  for (const Row* item : items->second) {
-    values.push_back(item->value);
-    stored.items.push_back(item->id);
-  }
-  return Array(std::move(values));
 }
 
 void RowMirror::stage(const std::vector<StoreMemory::Write>& writes, std::vector<RowChange>& changes) {
@@ -144,7 +154,7 @@ void RowMirror::stageKey(const std::string& name, Key& key, const Value& now, st
     if (now.isNull()) {
       eraseAll(key.row, changes);
     } else if (now.isDictionary()) {
-      erase(key.row.items, 0, key.row.items.size(), changes);
+      key.row.items.erase(0, key.row.items.size(), changes);
       put({0, name}, key.row, Dictionary(), changes);
       stageEntries(key, Dictionary(), now.dictionary(), changes);
     } else {
@@ -188,21 +198,24 @@ void RowMirror::stageItems(Stored& stored, const Array& before, const Array& aft
   std::size_t kept = before.sharedPrefix(after);
   while (kept < common && before[kept] == after[kept]) ++kept;
   const std::size_t end = after.size() < before.size() ? sharedEnd(before, after, kept) : 0;
-  erase(stored.items, kept, stored.items.size() - end, changes);
+  stored.items.erase(kept, stored.items.size() - end, changes);
   for (std::size_t index = kept; index < after.size() - end; ++index) {
     const std::int64_t id = nextNumber_++;
     changes.emplace_back(Row{id, stored.id, id, {}, after[index]});
-    stored.items.push_back(id);
+    stored.items.add(id);
   }
 }
 
 void RowMirror::stageValue(const Place& place, Stored& stored, const Value& before, const Value& after,
                            std::vector<RowChange>& changes) {
   if (stored.id != 0 && before.isArray() && after.isArray()) {
-    return stageItems(stored, before.array(), after.array(), changes);
+    const auto rows = StoredArrays::rowsOf(before);
+    if (rows && rows == StoredArrays::rowsOf(after)) return;
+    if (rows) stored.items.erase(0, stored.items.size(), changes);  // rather than read what goes
+    return stageItems(stored, rows ? Array() : before.array(), after.array(), changes);
   }
   if (stored.id != 0 && before == after) return;
-  erase(stored.items, 0, stored.items.size(), changes);
+  stored.items.erase(0, stored.items.size(), changes);
   if (!after.isArray()) return put(place, stored, after, changes);
   const Array array = after.array();
   const Array taken = takeRowsOfDonor(array, stored);

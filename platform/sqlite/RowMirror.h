@@ -3,13 +3,18 @@
 #include <cstdint>
 #include <functional>
 #include <map>
+#include <memory>
 #include <string>
 #include <string_view>
 #include <unordered_map>
+#include <utility>
 #include <vector>
 
 #include "platform/sqlite/Row.h"
+#include "platform/sqlite/RowNumbers.h"
 #include "platform/sqlite/StoreMemory.h"
+#include "platform/sqlite/StoredArrays.h"
+#include "platform/sqlite/StoredRows.h"
 
 namespace fliprugair {
 
@@ -23,8 +28,9 @@ namespace fliprugair {
 class RowMirror {
  public:
   RowMirror() = default;
-  /// A row without its own is made good by its twin.
-  explicit RowMirror(std::vector<Row> rows);
+  /// A row without its own is made good by its twin. Items that were left in the file are read by `arrays`.
+  RowMirror(StoredRows stored, const std::shared_ptr<StoredArrays>& arrays);
+  explicit RowMirror(std::vector<Row> rows) : RowMirror({std::move(rows), {}}, nullptr) {}
 
   /// What the rows of the constructor made up: keys, records (rows below a key), and rows that fit nowhere.
   struct Account {
@@ -44,7 +50,7 @@ class RowMirror {
     std::int64_t id = 0;  ///< 0 when there is no row
     std::int64_t position = 0;
     bool hasTwin = false;
-    std::vector<std::int64_t> items;  ///< the rows of an array's items
+    RowNumbers items;  ///< the rows of an array's items
   };
   struct Key {
     Value value;
@@ -55,11 +61,9 @@ class RowMirror {
     std::int64_t parent;
     std::string_view name;
   };
-  using Children = std::unordered_map<std::int64_t, std::vector<const Row*>>;
+  class Assembly;
 
   static std::vector<Row> withoutTwins(std::vector<Row> rows);
-  static Value assemble(Key& key, const Row& row, const Children& children);
-  static Value assembleItems(Stored& stored, const Row& row, const Children& children);
 
   void stageKey(const std::string& name, Key& key, const Value& now, std::vector<RowChange>& changes);
   void stageEntries(Key& key, const Dictionary& before, const Dictionary& after, std::vector<RowChange>& changes);

@@ -27,6 +27,7 @@ SQLiteUserDefaults::SQLiteUserDefaults(std::unique_ptr<StoreMemory> memory, std:
 SQLiteUserDefaults::~SQLiteUserDefaults() {
   if (!isInert()) {
     disk_->commit(*memory_);
+    memory_.reset();  // first, so that the file is not read for values that nobody has
     return;
   }
   // Their thread is not in this process, their locks may be held for ever, and the files are the parent's.

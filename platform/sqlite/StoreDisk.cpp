@@ -11,6 +11,7 @@
 #include "platform/sqlite/LogImage.h"
 #include "platform/sqlite/RowImage.h"
 #include "platform/sqlite/SetAside.h"
+#include "platform/sqlite/SoundStore.h"
 #include "platform/sqlite/StoreFolder.h"
 
 namespace fliprugair {
@@ -27,8 +28,20 @@ StoreDisk::StoreDisk(std::filesystem::path path, StoreOptions options, std::func
     : path_(std::move(path)),
       options_(options),
       log_(std::move(log)),
+      arrays_(std::make_shared<StoredArrays>(path_.string())),
       identityCopy_(path_, options_.durability),
       checkpointer_([this] { return checkpoint(); }, pause) {}
+
+/// The file's own connection is to be the last, which brings the log into the file.
+StoreDisk::~StoreDisk() {
+  mirror_ = {};
+  try {
+    arrays_->keepAll();  // for values that outlive the store
+  } catch (...) {
+    // They cannot be read, like all others whose file is out of reach.
+  }
+  arrays_->close();
+}
 
 std::optional<std::string> StoreDisk::open(StoreMemory& memory) {
   Lines lines;
@@ -106,8 +119,12 @@ void StoreDisk::writeAll(StoreMemory& memory, Lines& lines) {
     lines.push_back("the store " + path_.string() + " was taken away; it is written anew from memory");
     // Another store in its place has something to say; an empty place has not.
     wasRead_ = file_->fileIsInPlace() || isAbsent(path_);
+    // What stands in it alone can still be read.
+    if (const std::size_t lost = arrays_->keepAll(); lost > 0)
+      lines.push_back("the store " + path_.string() + " was damaged: " + counted(lost, "record") + " lost");
     disconnect(memory);
   }
+  if (file_ && arrays_->hasFoundDamage()) throw StoreError::damaged("a record is not what was written");
   if (!file_) connect(memory, lines);
   // While the medium refuses, what is written gathers in memory, where a later value replaces an earlier one.
   if (isFailing_) {
@@ -115,6 +132,7 @@ void StoreDisk::writeAll(StoreMemory& memory, Lines& lines) {
     file_->touch();
   }
   memory.takeWrites(writes_);
+  const StoredArrays::Keeping keeping(*arrays_);
   for (const auto& write : writes_) identityChanged_ = identityChanged_ || IdentityCopy::holds(*write.name);
   mirror_.stage(writes_, changes_);
   writes_.clear();
@@ -129,10 +147,13 @@ void StoreDisk::connect(StoreMemory& memory, Lines& lines) {
   takeLock();
   examineLog(lines);
   prepareFile(path_);
-  auto file = openFile();
+  auto sound = SoundStore(path_.string()).rows();  // gone again before SQLite opens the file
+  auto file = openFile(sound ? RowFile::Structure::isSound : RowFile::Structure::isUnknown);
   try {
-    mirror_ = RowMirror(file->rows());
+    const bool hasLeft = sound && !sound->left.empty();
+    mirror_ = RowMirror(sound ? *std::move(sound) : StoredRows{file->rows(), {}}, arrays_);
     if (mirror_.account().unused > 0) throw StoreError::damaged("rows without an owner");
+    if (hasLeft) arrays_->open();
   } catch (...) {
     file->leaveFilesAlone();
     throw;
@@ -151,9 +172,9 @@ void StoreDisk::connect(StoreMemory& memory, Lines& lines) {
   }
 }
 
-std::unique_ptr<RowFile> StoreDisk::openFile() const {
+std::unique_ptr<RowFile> StoreDisk::openFile(RowFile::Structure structure) const {
   try {
-    return std::make_unique<RowFile>(path_.string(), options_.durability);
+    return std::make_unique<RowFile>(path_.string(), options_.durability, structure);
   } catch (const StoreError& error) {
     const bool leavesAlone = error.kind() == StoreError::Kind::unavailable || error.kind() == StoreError::Kind::newer;
     if (leavesAlone && RowImage(path_.string()).hasAlteredHeader()) throw StoreError::damaged(error.what());
@@ -163,6 +184,7 @@ std::unique_ptr<RowFile> StoreDisk::openFile() const {
 
 /// Lets go of the file as it is; the next attempt opens it anew and finds out what it lacks.
 void StoreDisk::disconnect(StoreMemory& memory) {
+  arrays_->close();
   if (file_) file_->leaveFilesAlone();
   file_.reset();
   mirror_ = {};
@@ -232,6 +254,10 @@ void StoreDisk::beginAfresh(const StoreError& damage, StoreMemory& memory, Lines
   disconnect(memory);
   std::string account = "it is written anew from memory";
   RowMirror kept;
+  if (arrays_->hasUnkept()) {
+    const auto [waited, lost] = arrays_->keepAll(RowImage(path_.string()).rows(false));
+    account += ", with " + counted(waited, "record") + " that waited in the file; " + counted(lost, "record") + " lost";
+  }
   if (!wasRead_) {
     RowImage image(path_.string());
     kept = RowMirror(image.rows(false));

@@ -18,6 +18,7 @@
 #include "platform/sqlite/RowFile.h"
 #include "platform/sqlite/RowMirror.h"
 #include "platform/sqlite/StoreMemory.h"
+#include "platform/sqlite/StoredArrays.h"
 
 namespace fliprugair {
 
@@ -26,6 +27,9 @@ namespace fliprugair {
 class StoreDisk {
  public:
   StoreDisk(std::filesystem::path path, StoreOptions options, std::function<void(std::string_view)> log);
+  StoreDisk(const StoreDisk&) = delete;
+  StoreDisk& operator=(const StoreDisk&) = delete;
+  ~StoreDisk();
 
   /// Opens the file and gives its values to `memory`, before anything else is called. Answers with a reason when there
   /// is to be no store.
@@ -44,7 +48,7 @@ class StoreDisk {
   void attempt(StoreMemory& memory, Lines& lines);
   void writeAll(StoreMemory& memory, Lines& lines);
   void connect(StoreMemory& memory, Lines& lines);
-  std::unique_ptr<RowFile> openFile() const;
+  std::unique_ptr<RowFile> openFile(RowFile::Structure structure) const;
   void disconnect(StoreMemory& memory);
   void examineLog(Lines& lines) const;
   void takeLock();
@@ -66,6 +70,7 @@ class StoreDisk {
   std::mutex mutex_;  ///< taken before the memory's, never after it; guards what follows
   ProcessLock lock_;
   std::unique_ptr<RowFile> file_;  ///< none as long as it could not be opened
+  const std::shared_ptr<StoredArrays> arrays_;
   RowMirror mirror_;
   std::vector<StoreMemory::Write> writes_;
   std::vector<RowChange> changes_;  ///< staged and not yet in the file

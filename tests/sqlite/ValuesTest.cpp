@@ -218,8 +218,8 @@ TEST(RecordsThatWait, StayTextUntilTheirTurnHasCome) {
   }
   const auto store = openStore(folder / "store");
   const Dictionary queue = store->objectForKey("queue").dictionary();
-  for (const Value& item : queue["1.000000"].array()) EXPECT_NE(UnreadValue::textOf(item), nullptr);
-  EXPECT_NE(UnreadValue::textOf(queue["2.000000"]), nullptr);
+  EXPECT_TRUE(UnreadValue::is(queue["1.000000"]));
+  EXPECT_TRUE(UnreadValue::is(queue["2.000000"]));
   EXPECT_EQ(RapidJSONSerialization().textOfAny(queue["1.000000"]), RapidJSONSerialization().textOfAny(batch));
   EXPECT_EQ(Value(queue), Value({{"1.000000", batch}, {"2.000000", record(3)}}));
 }

@@ -1,0 +1,59 @@
+#pragma once
+
+#include <cstdint>
+#include <limits>
+#include <optional>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+#include "platform/sqlite/RowCells.h"
+#include "platform/sqlite/StorePages.h"
+#include "platform/sqlite/StoredRows.h"
+
+namespace fliprugair {
+
+/// Reads a store's files without SQLite as long as all is as it should be: every page has its one place, every row
+/// checks, and nothing is there that this library does not write. The texts of the records in waiting batches are
+/// looked at and left where they are, so that a start with a hundred thousand of them takes milliseconds. Owned by who
+/// made it.
+class SoundStore {
+ public:
+  /// Failures as StorePages.
+  explicit SoundStore(const std::string& path) : pages_(path) {}
+  SoundStore(const SoundStore&) = delete;
+  SoundStore& operator=(const SoundStore&) = delete;
+
+  /// Null when anything is unusual: SQLite is to say what, and whether that is damage.
+  std::optional<StoredRows> rows();
+
+ private:
+  /// What a row is to those below it; an entry is an array that is one.
+  enum class Owner { array, dictionary, entry, none };
+  struct Child {
+    std::uint32_t page;
+    std::int64_t largest;  ///< number of a row in it
+  };
+
+  bool readHeader();
+  bool readFreePages(std::uint32_t trunk, std::uint32_t count);
+  bool readTables();
+  bool readTable(std::uint32_t root);
+  bool readPage(std::uint32_t page, std::size_t level);
+  bool readChildren(std::uint32_t page, std::vector<Child>& children);
+  bool readLeaf(std::uint32_t page);
+  bool take(const RowCell& cell);
+  bool keep(const RowCell& cell);
+  bool leave(const RowCell& cell);
+  bool use(std::uint32_t page);
+  bool allAreUsed() const;
+
+  StorePages pages_;
+  RowCells cells_{pages_};
+  std::vector<bool> used_;                                          ///< pages, by their numbers
+  std::int64_t latest_ = std::numeric_limits<std::int64_t>::min();  ///< number of a row of the table
+  std::unordered_map<std::int64_t, Owner> owners_;
+  StoredRows found_;
+};
+
+}  // namespace fliprugair

@@ -1,0 +1,84 @@
+#pragma once
+
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <thread>
+#include <unordered_set>
+#include <utility>
+#include <vector>
+
+#include "platform/UnreadValue.h"
+#include "platform/posix/ProcessMark.h"
+#include "platform/sqlite/Database.h"
+#include "platform/sqlite/RowNumbers.h"
+
+namespace fliprugair {
+
+/// Arrays whose items stay in the store's file until somebody needs them, and the connection that reads them then.
+/// Shared by the store and the values that it has given away. Failures are StoreErrors. Threads: any; nothing else is
+/// called with its lock held, so that a value can be read under every other lock.
+class StoredArrays : public std::enable_shared_from_this<StoredArrays> {
+ public:
+  explicit StoredArrays(std::string path) : path_(std::move(path)) {}
+
+  /// Before its arrays can be read.
+  void open();
+  /// They cannot be read until it is opened again; the file is left as it is.
+  void close() noexcept;
+
+  /// The array of the items in `rows`, none of which nests deeper than `depth`.
+  Value array(RowNumbers rows, std::size_t depth);
+
+  /// The rows of an array made here whose items are in the file alone; nothing for every other value.
+  static std::optional<RowNumbers> rowsOf(const Value& value);
+
+  /// Brings the items of all arrays that somebody still has into memory, where they do without the file. Answers how
+  /// many are lost, not being what was written.
+  std::size_t keepAll();
+
+  /// The same where the file is damaged, with what could be read of it.
+  struct Account {
+    std::size_t waited = 0;
+    std::size_t lost = 0;
+  };
+  Account keepAll(const std::vector<Row>& rows);
+
+  /// What this thread reads is kept in memory, as long as this object lives: it is about to be written elsewhere, and
+  /// may then be removed from where it stands. One at a time.
+  class Keeping {
+   public:
+    explicit Keeping(StoredArrays& arrays) : arrays_(arrays) { arrays_.setKeeper(std::this_thread::get_id()); }
+    ~Keeping() { arrays_.setKeeper({}); }
+    Keeping(const Keeping&) = delete;
+    Keeping& operator=(const Keeping&) = delete;
+
+   private:
+    StoredArrays& arrays_;
+  };
+
+  /// Whether somebody has an array that cannot do without the file.
+  bool hasUnkept() const;
+
+  /// Whether something was read that is not what was written, since it was opened.
+  bool hasFoundDamage() const;
+
+ private:
+  class Stored;
+
+  std::string read(const RowNumbers& rows);
+  void append(const RowRange& range, std::string& text);
+  void setKeeper(std::thread::id thread);
+
+  const std::string path_;
+  const ProcessMark mark_;
+  mutable std::mutex mutex_;
+  std::unordered_set<Stored*> arrays_;
+  std::optional<Database> database_;
+  std::optional<Statement> select_;
+  bool hasFoundDamage_ = false;
+  std::thread::id keeper_;
+};
+
+}  // namespace fliprugair
