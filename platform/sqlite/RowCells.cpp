@@ -5,7 +5,6 @@
 
 #include "platform/sqlite/BigEndian.h"
 #include "platform/sqlite/Row.h"
-#include "platform/sqlite/SQLiteFormat.h"
 
 namespace fliprugair {
 
@@ -26,17 +25,16 @@ std::optional<RowCells::Record> RowCells::record(std::uint32_t page, std::size_t
   const std::uint64_t size = reader.varint();
   const auto id = static_cast<std::int64_t>(reader.varint());
   if (reader.hasFailed() || size > pages_.count() * StorePages::pageSize) return std::nullopt;
-  const auto bytes = payload(content, reader.place(), static_cast<std::size_t>(size));
-  return bytes ? std::optional<Record>({id, *bytes}) : std::nullopt;
+  const auto bytes = payload(reader, static_cast<std::size_t>(size));
+  return bytes ? std::optional<Record>({id, *bytes, reader.place()}) : std::nullopt;
 }
 
-std::optional<std::string_view> RowCells::payload(std::string_view page, std::size_t place, std::size_t size) {
+std::optional<std::string_view> RowCells::payload(RecordReader& reader, std::size_t size) {
   // How much of a row stands in its own page is laid down in SQLite's file format.
   constexpr std::size_t largest = StorePages::pageSize - 35;
   constexpr std::size_t least = (StorePages::pageSize - 12) * 32 / 255 - 23;
   const std::size_t fitting = least + (size < least ? 0 : (size - least) % (StorePages::pageSize - 4));
   const std::size_t local = size <= largest ? size : fitting <= largest ? fitting : least;
-  RecordReader reader(page, place);
   const std::string_view beginning = reader.bytes(local);
   if (size == local) return reader.hasFailed() ? std::nullopt : std::optional(beginning);
   gathered_ = beginning;

@@ -7,6 +7,7 @@
 #include <string_view>
 #include <vector>
 
+#include "platform/sqlite/SQLiteFormat.h"
 #include "platform/sqlite/StorePages.h"
 
 namespace fliprugair {
@@ -35,6 +36,7 @@ class RowCells {
   struct Record {
     std::int64_t id;
     std::string_view bytes;
+    std::size_t end;  ///< of its cell, in its page
   };
   std::optional<Record> record(std::uint32_t page, std::size_t place);
 
@@ -45,7 +47,7 @@ class RowCells {
   static std::optional<RowCell> row(const Record& record);
 
  private:
-  std::optional<std::string_view> payload(std::string_view page, std::size_t place, std::size_t size);
+  std::optional<std::string_view> payload(RecordReader& reader, std::size_t size);
 
   StorePages& pages_;
   std::string gathered_;

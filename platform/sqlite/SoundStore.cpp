@@ -15,6 +15,8 @@ namespace {
 
 // What follows is laid down in SQLite's file format.
 constexpr std::size_t deepestTree = 20;  // levels
+constexpr std::size_t leafHeader = 8;    // bytes
+constexpr std::size_t interiorHeader = 12;
 constexpr std::uint32_t mostPages =
     0x40000000 / StorePages::pageSize;                            // behind them comes a page that is for locks only
 constexpr std::uint32_t mapReach = StorePages::pageSize / 5 + 1;  // pages: a map and those that it tells the places of
@@ -89,15 +91,18 @@ bool SoundStore::readTables() {
   std::uint32_t rows = 0;
   std::uint32_t twins = 0;
   const auto places = RowCells::placesIn(pages_.page(1), fileHeaderSize);
+  room_.clear();
   for (const std::size_t place : places) {
     const auto record = cells_.record(1, place);
+    if (record) room_.add(place, record->end);
     const auto table = record ? tableIn(record->bytes) : std::nullopt;
     if (!table || table->definition != RowFile::definition(table->name)) return false;
     if (table->name == "rows") rows = table->root;
     if (table->name == "twins") twins = table->root;
   }
   // The twins last, when it is known whose they are.
-  return places.size() == 2 && readTable(rows) && readTable(twins);
+  return places.size() == 2 && room_.isAll(pages_.page(1), fileHeaderSize, leafHeader) && readTable(rows) &&
+         haveOwners() && readTable(twins);
 }
 
 bool SoundStore::readTable(std::uint32_t root) {
@@ -118,34 +123,37 @@ bool SoundStore::readPage(std::uint32_t page, std::size_t level) {
 }
 
 bool SoundStore::readChildren(std::uint32_t page, std::vector<Child>& children) {
-  constexpr std::size_t pointers = 12;
   const std::string_view content = pages_.page(page);
   const std::size_t count = bigEndian<2>(content, 3);
-  if (static_cast<unsigned char>(content[0]) != interiorOfATable || count > (StorePages::pageSize - pointers) / 2)
+  if (static_cast<unsigned char>(content[0]) != interiorOfATable || count > (StorePages::pageSize - interiorHeader) / 2)
     return false;
+  room_.clear();
   for (std::size_t index = 0; index < count; ++index) {
-    RecordReader cell(content,
-                      std::min<std::size_t>(bigEndian<2>(content, pointers + 2 * index), StorePages::pageSize));
+    const std::size_t place = bigEndian<2>(content, interiorHeader + 2 * index);
+    RecordReader cell(content, place);
     const auto child = static_cast<std::uint32_t>(cell.bigEndian(4));
     const auto largest = static_cast<std::int64_t>(cell.varint());
     if (cell.hasFailed()) return false;
+    room_.add(place, cell.place());
     children.push_back({child, largest});
   }
-  children.push_back({bigEndian<4>(content, 8), unbounded});
-  return true;
+  children.push_back({bigEndian<4>(content, leafHeader), unbounded});
+  return room_.isAll(content, 0, interiorHeader);
 }
 
 bool SoundStore::readLeaf(std::uint32_t page) {
+  room_.clear();
   for (const std::size_t place : RowCells::placesIn(pages_.page(page))) {
     const auto record = cells_.record(page, place);
     const auto cell = record ? RowCells::row(*record) : std::nullopt;
     if (!cell || !cell->isChecked || cell->id <= latest_) return false;
+    room_.add(place, record->end);
     latest_ = cell->id;
     const auto& overflow = cells_.overflow();
     if (!std::all_of(overflow.begin(), overflow.end(), [this](std::uint32_t each) { return use(each); })) return false;
     if (!take(*cell)) return false;
   }
-  return true;
+  return room_.isAll(pages_.page(page), 0, leafHeader);
 }
 
 bool SoundStore::take(const RowCell& cell) {
@@ -156,7 +164,13 @@ bool SoundStore::take(const RowCell& cell) {
     return keep(cell);
   }
   const auto parent = owners_.find(cell.parent);
-  if (parent == owners_.end()) return false;
+  if (parent == owners_.end()) {
+    // An array that moved keeps its number, which may be below that of the dictionary which it is an entry of now.
+    if (cell.text != "[]") return false;
+    younger_.push_back(cell.parent);
+    owners_[cell.id] = Owner::entry;
+    return keep(cell);
+  }
   switch (parent->second) {
     case Owner::dictionary:
       owners_[cell.id] = cell.text == "[]" ? Owner::entry : Owner::none;
@@ -197,6 +211,13 @@ bool SoundStore::use(std::uint32_t page) {
   if (page == 0 || page >= used_.size() || isMap(page) || used_[page]) return false;
   used_[page] = true;
   return true;
+}
+
+bool SoundStore::haveOwners() const {
+  return std::all_of(younger_.begin(), younger_.end(), [this](std::int64_t id) {
+    const auto owner = owners_.find(id);
+    return owner != owners_.end() && owner->second == Owner::dictionary;
+  });
 }
 
 bool SoundStore::allAreUsed() const {

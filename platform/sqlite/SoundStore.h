@@ -7,6 +7,7 @@
 #include <unordered_map>
 #include <vector>
 
+#include "platform/sqlite/PageRoom.h"
 #include "platform/sqlite/RowCells.h"
 #include "platform/sqlite/StorePages.h"
 #include "platform/sqlite/StoredRows.h"
@@ -47,12 +48,15 @@ class SoundStore {
   bool leave(const RowCell& cell);
   bool use(std::uint32_t page);
   bool allAreUsed() const;
+  bool haveOwners() const;
 
   StorePages pages_;
   RowCells cells_{pages_};
+  PageRoom room_;                                                   ///< of the page that is being read
   std::vector<bool> used_;                                          ///< pages, by their numbers
   std::int64_t latest_ = std::numeric_limits<std::int64_t>::min();  ///< number of a row of the table
   std::unordered_map<std::int64_t, Owner> owners_;
+  std::vector<std::int64_t> younger_;  ///< rows that are to be dictionaries, as arrays have moved there
   StoredRows found_;
 };
 

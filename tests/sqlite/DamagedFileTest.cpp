@@ -6,6 +6,7 @@
 #include <functional>
 
 #include "platform/sqlite/Database.h"
+#include "platform/sqlite/RowFile.h"
 #include "sqlite/FaultyMedium.h"
 #include "sqlite/StoreFiles.h"
 
@@ -151,6 +152,38 @@ TEST(DamagedFiles, LoseNoMoreThanTheirDamagedPageWhereverAByteIsFlipped) {
     std::ofstream(copy, std::ios::binary) << damaged;
     std::ofstream(copy.string() + ".identity", std::ios::binary) << identity;
     expectWhatIsLeft(copy, 50, "flipped at " + std::to_string(place));
+  }
+}
+
+TEST(DamagedFiles, LoseNoRecordWhicheverBitOfWhatAPageSaysOfItsRoomWasAltered) {
+  const TemporaryFolder folder(memory());
+  const auto file = folder / "store";
+  std::vector<Value> records;
+  for (int number = 0; number < 12; ++number) records.push_back(record(number));
+  openStore(file)->setObject(Value{{"1.000000", Array(records)}}, "queue");
+  const std::string whole = contentOf(file);
+  for (std::size_t page = RowFile::pageSize * 2; page < whole.size(); page += RowFile::pageSize) {
+    for (std::size_t bit = 8; bit < 64; ++bit) {
+      std::string damaged = whole;
+      damaged[page + bit / 8] = static_cast<char>(damaged[page + bit / 8] ^ (1 << bit % 8));
+      const TemporaryFolder copies(memory());
+      const auto copy = copies / "store";
+      std::ofstream(copy, std::ios::binary) << damaged;
+      const std::string what = "bit " + std::to_string(bit) + " at " + std::to_string(page);
+      StoreLog log;
+      {
+        const auto store = openStore(copy, log.sink());
+        const Dictionary queue = store->objectForKey("queue").dictionary();
+        EXPECT_TRUE(!log.lines().empty() || queue["1.000000"].array().size() == records.size()) << what;
+        store->setObject(Value(queue.setting("2.000000", Array(records)).setting("3.000000", Array(records))), "queue");
+      }
+      const std::size_t lines = log.lines().size();
+      const Dictionary queue = openStore(copy, log.sink())->objectForKey("queue").dictionary();
+      EXPECT_EQ(queue["2.000000"], Value(Array(records))) << what;
+      EXPECT_EQ(queue["3.000000"], Value(Array(records))) << what;
+      EXPECT_TRUE(lines > 0 || queue["1.000000"] == Value(Array(records))) << what;
+      EXPECT_EQ(log.lines().size(), lines) << what << ": " << log.lines().back();
+    }
   }
 }
 
