@@ -132,10 +132,10 @@ void StoreDisk::writeAll(StoreMemory& memory, Lines& lines) {
     file_->touch();
   }
   memory.takeWrites(writes_);
-  const StoredArrays::Keeping keeping(*arrays_);
   for (const auto& write : writes_) identityChanged_ = identityChanged_ || IdentityCopy::holds(*write.name);
   mirror_.stage(writes_, changes_);
   writes_.clear();
+  arrays_->keepErased(changes_);
   if (!changes_.empty()) file_->write(changes_);
   changes_.clear();
   copyIdentity();
@@ -150,10 +150,13 @@ void StoreDisk::connect(StoreMemory& memory, Lines& lines) {
   auto sound = SoundStore(path_.string()).rows();  // gone again before SQLite opens the file
   auto file = openFile(sound ? RowFile::Structure::isSound : RowFile::Structure::isUnknown);
   try {
-    const bool hasLeft = sound && !sound->left.empty();
     mirror_ = RowMirror(sound ? *std::move(sound) : StoredRows{file->rows(), {}}, arrays_);
     if (mirror_.account().unused > 0) throw StoreError::damaged("rows without an owner");
-    if (hasLeft) arrays_->open();
+    if (arrays_->hasUnkept()) arrays_->open();
+    // It may have been replaced while it was not open.
+    if (const std::size_t lost = wasRead_ ? arrays_->dropMissing() : 0; lost > 0)
+      lines.push_back("the store " + path_.string() + " no longer has " + counted(lost, "record") +
+                      " that waited in it");
   } catch (...) {
     file->leaveFilesAlone();
     throw;

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <unordered_map>
+#include <utility>
 
 #include "platform/sqlite/StoredValue.h"
 
@@ -27,9 +28,7 @@ class StoredArrays::Stored final : public UnreadValue::Source {
     }
     const std::lock_guard lock(arrays_->mutex_);
     if (kept_) return *kept_;
-    std::string text = arrays_->read(rows_);
-    if (arrays_->keeper_ == std::this_thread::get_id()) kept_ = text;
-    return text;
+    return arrays_->read(rows_);
   }
 
   std::size_t size() const override { return rows_.size(); }
@@ -102,6 +101,39 @@ StoredArrays::Account StoredArrays::keepAll(const std::vector<Row>& rows) {
   return account;
 }
 
+void StoredArrays::keepErased(const std::vector<RowChange>& changes) {
+  std::vector<RowRange> erased;
+  for (const RowChange& change : changes) {
+    if (const auto* range = std::get_if<RowRange>(&change)) erased.push_back(*range);
+  }
+  if (erased.empty()) return;
+  const auto isErased = [&](const RowRange& rows) {
+    return std::any_of(erased.begin(), erased.end(),
+                       [&](const RowRange& range) { return range.first <= rows.last && rows.first <= range.last; });
+  };
+  const std::lock_guard lock(mutex_);
+  for (Stored* array : arrays_) {
+    const std::vector<RowRange>& rows = array->rows_.ranges();
+    if (array->kept_ || std::none_of(rows.begin(), rows.end(), isErased)) continue;
+    try {
+      array->kept_ = read(array->rows_);
+    } catch (const StoreError& error) {
+      if (error.kind() == StoreError::Kind::damaged) throw;
+    }
+  }
+}
+
+std::size_t StoredArrays::dropMissing() {
+  const std::lock_guard lock(mutex_);
+  std::size_t lost = 0;
+  for (Stored* array : arrays_) {
+    if (array->kept_ || count(array->rows_) == array->rows_.size()) continue;
+    array->kept_ = "[]";
+    lost += array->rows_.size();
+  }
+  return lost;
+}
+
 bool StoredArrays::hasFoundDamage() const {
   const std::lock_guard lock(mutex_);
   return hasFoundDamage_;
@@ -114,41 +146,48 @@ bool StoredArrays::hasUnkept() const {
 
 std::string StoredArrays::read(const RowNumbers& rows) {
   if (!database_) throw StoreError(StoreError::Kind::unavailable, "the store is not open");
+  // One that ends in the middle of its rows would hold on to the log.
+  auto select = std::exchange(select_, std::nullopt);
   try {
-    if (!select_) {
-      select_.emplace(database_->get(),
-                      "SELECT id, parent, position, name, value, checksum FROM rows WHERE id BETWEEN ? AND ?");
+    if (!select) {
+      select.emplace(database_->get(),
+                     "SELECT id, parent, position, name, value, checksum FROM rows WHERE id BETWEEN ? AND ?");
     }
     std::string text = "[";
-    for (const RowRange& range : rows.ranges()) append(range, text);
+    for (const RowRange& range : rows.ranges()) append(range, *select, text);
     text.back() = ']';
+    select_ = std::move(select);
     return text;
   } catch (const StoreError& error) {
     if (error.kind() == StoreError::Kind::damaged) hasFoundDamage_ = true;
-    select_.reset();  // it may be in the middle of something, and hold on to the log
     throw;
   }
 }
 
+std::size_t StoredArrays::count(const RowNumbers& rows) {
+  Statement select(database_->get(), "SELECT count(*) FROM rows WHERE id BETWEEN ? AND ?");
+  std::size_t count = 0;
+  for (const RowRange& range : rows.ranges()) {
+    select.bind(1, range.first).bind(2, range.last);
+    while (select.step()) count += static_cast<std::size_t>(select.integer(0));
+  }
+  return count;
+}
+
 /// Every item with a comma behind it.
-void StoredArrays::append(const RowRange& range, std::string& text) {
+void StoredArrays::append(const RowRange& range, Statement& select, std::string& text) {
   std::int64_t next = range.first;
-  select_->bind(1, range.first).bind(2, range.last);
-  while (select_->step()) {
-    const Row row{select_->integer(0), select_->integer(1), select_->integer(2), std::string(select_->text(3)), {}};
-    const std::string_view item = select_->text(4);
-    if (select_->integer(5) != row.checksum(item)) {
+  select.bind(1, range.first).bind(2, range.last);
+  while (select.step()) {
+    const Row row{select.integer(0), select.integer(1), select.integer(2), std::string(select.text(3)), {}};
+    const std::string_view item = select.text(4);
+    if (select.integer(5) != row.checksum(item)) {
       throw StoreError::damaged("row " + std::to_string(row.id) + " is not what was written");
     }
     if (row.id == next) ++next;
     text.append(item) += ',';
   }
   if (next != range.last + 1) throw StoreError(StoreError::Kind::unavailable, "a record is no longer in the store");
-}
-
-void StoredArrays::setKeeper(std::thread::id thread) {
-  const std::lock_guard lock(mutex_);
-  keeper_ = thread;
 }
 
 }  // namespace fliprugair

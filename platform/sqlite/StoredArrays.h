@@ -4,7 +4,6 @@
 #include <mutex>
 #include <optional>
 #include <string>
-#include <thread>
 #include <unordered_set>
 #include <utility>
 #include <vector>
@@ -45,18 +44,13 @@ class StoredArrays : public std::enable_shared_from_this<StoredArrays> {
   };
   Account keepAll(const std::vector<Row>& rows);
 
-  /// What this thread reads is kept in memory, as long as this object lives: it is about to be written elsewhere, and
-  /// may then be removed from where it stands. One at a time.
-  class Keeping {
-   public:
-    explicit Keeping(StoredArrays& arrays) : arrays_(arrays) { arrays_.setKeeper(std::this_thread::get_id()); }
-    ~Keeping() { arrays_.setKeeper({}); }
-    Keeping(const Keeping&) = delete;
-    Keeping& operator=(const Keeping&) = delete;
+  /// The same for arrays whose rows `changes` are about to remove. What cannot be read now stays where it is and is
+  /// lost to whoever still has it.
+  void keepErased(const std::vector<RowChange>& changes);
 
-   private:
-    StoredArrays& arrays_;
-  };
+  /// For arrays of a file that is another one now: those that it lacks are empty from now on. Answers how many items
+  /// are lost.
+  std::size_t dropMissing();
 
   /// Whether somebody has an array that cannot do without the file.
   bool hasUnkept() const;
@@ -68,8 +62,8 @@ class StoredArrays : public std::enable_shared_from_this<StoredArrays> {
   class Stored;
 
   std::string read(const RowNumbers& rows);
-  void append(const RowRange& range, std::string& text);
-  void setKeeper(std::thread::id thread);
+  std::size_t count(const RowNumbers& rows);
+  static void append(const RowRange& range, Statement& select, std::string& text);
 
   const std::string path_;
   const ProcessMark mark_;
@@ -78,7 +72,6 @@ class StoredArrays : public std::enable_shared_from_this<StoredArrays> {
   std::optional<Database> database_;
   std::optional<Statement> select_;
   bool hasFoundDamage_ = false;
-  std::thread::id keeper_;
 };
 
 }  // namespace fliprugair

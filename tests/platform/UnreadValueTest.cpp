@@ -1,5 +1,10 @@
 #include <gtest/gtest.h>
 
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <utility>
+
 #include "platform/UnreadValue.h"
 #include "platform/json/RapidJSONSerialization.h"
 
@@ -94,6 +99,95 @@ TEST(AnUnreadValue, KeepsItsTextForWhoeverSendsIt) {
   EXPECT_EQ(*UnreadValue::textOf(value), record);
   EXPECT_EQ(UnreadValue::textOf(readJSON(record)), nullptr);
   EXPECT_EQ(UnreadValue::textOf(Value()), nullptr);
+}
+
+/// The text of an array, which counts how often it is asked for.
+class CountingSource : public UnreadValue::Source {
+ public:
+  explicit CountingSource(std::string text) : text_(std::move(text)) {}
+  std::string text() const override {
+    ++readings;
+    if (refuses) throw std::runtime_error("refused");
+    return text_;
+  }
+  std::size_t size() const override { return 7; }
+
+  mutable int readings = 0;
+  bool refuses = false;
+
+ private:
+  const std::string text_;
+};
+
+class AnUnreadArrayElsewhere : public testing::Test {
+ protected:
+  const std::shared_ptr<CountingSource> source_ = std::make_shared<CountingSource>("[1," + record + "]");
+  const Value value_ = UnreadValue::of(source_, readJSON, 5);
+};
+
+TEST_F(AnUnreadArrayElsewhere, IsAnArrayOfItsSizeAndDepthWithoutItsText) {
+  EXPECT_TRUE(UnreadValue::is(value_));
+  EXPECT_EQ(value_.kind(), Value::Kind::array);
+  EXPECT_FALSE(value_.isDictionary());
+  EXPECT_EQ(value_.depth(), 5U);
+  EXPECT_EQ(UnreadValue::sizeOfArray(value_), 7U);
+  EXPECT_EQ(UnreadValue::sourceOf(value_), source_.get());
+  EXPECT_EQ(Value(Array{value_, 1}).depth(), 6U);
+  EXPECT_EQ(source_->readings, 0);
+}
+
+TEST_F(AnUnreadArrayElsewhere, IsNoDictionaryTextOrNumberAndSaysSoWithoutItsText) {
+  EXPECT_TRUE(value_.dictionary().empty());
+  EXPECT_EQ(value_.text(), "");
+  EXPECT_EQ(value_.integerValue(), 0);
+  EXPECT_FALSE(value_.boolValue());
+  EXPECT_EQ(source_->readings, 0);
+}
+
+TEST_F(AnUnreadArrayElsewhere, IsReadEachTimeThatSomebodyLooksIntoIt) {
+  EXPECT_EQ(value_.array()[1], readJSON(record));
+  EXPECT_EQ(value_.array().size(), 2U);
+  EXPECT_EQ(*UnreadValue::textOf(value_), "[1," + record + "]");
+  EXPECT_EQ(RapidJSONSerialization().textOfAny(value_), "[1," + record + "]");
+  EXPECT_EQ(source_->readings, 4);
+}
+
+TEST_F(AnUnreadArrayElsewhere, IsTheSameObjectAsItsCopiesWithoutItsText) {
+  const Value& copy = Value(value_);
+  EXPECT_TRUE(copy.isSameObject(value_));
+  EXPECT_EQ(copy, value_);
+  EXPECT_FALSE(value_.isSameObject(UnreadValue::of(source_, readJSON, 5)));
+  EXPECT_NE(value_, Value(1));
+  EXPECT_NE(value_, Value(Dictionary()));
+  EXPECT_EQ(source_->readings, 0);
+}
+
+TEST_F(AnUnreadArrayElsewhere, IsEqualToWhatHasItsContent) {
+  EXPECT_EQ(value_, Value(Array{1, readJSON(record)}));
+  EXPECT_EQ(Value(Array{1, readJSON(record)}), value_);
+  EXPECT_EQ(value_, unread("[1," + record + "]"));
+  EXPECT_EQ(value_, UnreadValue::of(source_, readJSON, 5));
+  EXPECT_NE(value_, Value(Array{1, 2}));
+}
+
+TEST_F(AnUnreadArrayElsewhere, ThrowsWhatItsTextCannotBeHadFor) {
+  source_->refuses = true;
+  EXPECT_THROW(value_.array(), std::runtime_error);
+  EXPECT_THROW(UnreadValue::textOf(value_), std::runtime_error);
+  EXPECT_THROW(RapidJSONSerialization().textOfAny(Value{{"inside", value_}}), std::runtime_error);
+  EXPECT_THROW(static_cast<void>(value_ == Value(Array{1, 2})), std::runtime_error);
+  source_->refuses = false;
+  EXPECT_EQ(value_.array().size(), 2U);
+}
+
+TEST(AnUnreadValue, HasItsSourceOnlyWhenItsTextIsElsewhere) {
+  EXPECT_EQ(UnreadValue::sourceOf(unread("[1]")), nullptr);
+  EXPECT_EQ(UnreadValue::sourceOf(Array{1}), nullptr);
+  EXPECT_TRUE(UnreadValue::is(unread("[1]")));
+  EXPECT_FALSE(UnreadValue::is(Array{1}));
+  EXPECT_EQ(UnreadValue::sizeOfArray(unread("[1,2]")), 2U);
+  EXPECT_EQ(UnreadValue::sizeOfArray(Array{1, 2, 3}), 3U);
+  EXPECT_EQ(UnreadValue::sizeOfArray(unread(record)), 0U);
 }
 
 }  // namespace
