@@ -27,7 +27,7 @@ class HostTrouble {
     refuse,
   };
 
-  /// `send` counts as done: `answered` or `failed` must follow.
+  /// `send` counts as done: `answered`, `failed` or `notSent` must follow.
   Answer ask(Time now);
 
   /// The host has dealt with a request, accepting it or not.
@@ -35,6 +35,9 @@ class HostTrouble {
 
   /// A request has not reached the host, or was turned away by it. `retryAfter` is 0 when the host named no time.
   void failed(Time now, Seconds retryAfter);
+
+  /// A request has come to nothing here, which says nothing of the host.
+  void notSent() { --sent_; }
 
   /// What is left of the pause.
   Seconds pauseLeft(Time now) const;

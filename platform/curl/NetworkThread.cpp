@@ -200,6 +200,7 @@ NetworkThread::Host* NetworkThread::hostOf(const NetworkRequest& request) noexce
 }
 
 void NetworkThread::start(const NetworkRequest& request) {
+  NetworkOutcome failure;
   try {
     // The text is made now, and not when the request was sent: of thousands that wait there are eight at most. What was
     // stored reads the same after a restart: a number that JSON has none for must not hold up a whole batch.
@@ -213,10 +214,12 @@ void NetworkThread::start(const NetworkRequest& request) {
       running_.push_back({std::move(transfer)});
       return;
     }
-    endSent(request, outcomeOf(*transfer, code));
+    failure = outcomeOf(*transfer, code);
   } catch (const std::exception& exception) {
-    end(request, unanswered("not sent, ", exception.what()));  // which is not the host's doing
+    hosts_[request.url.text].trouble.notSent();
+    return end(request, unanswered("not sent, ", exception.what()));
   }
+  endSent(request, failure);
 }
 
 /// Whether a request has ended.

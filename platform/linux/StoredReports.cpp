@@ -62,8 +62,8 @@ Waiting StoredReports::waiting(const JSONSerialization& json) const {
   waiting.installReport = isInstallReportDue();
   std::int64_t oldest = 0;
   const auto count = [&](std::size_t& kind, const Value& value, std::int64_t second) {
-    ++kind;
     waiting.bytes += json.textOfAny(value).size();
+    ++kind;
     if (second > 0 && (oldest == 0 || second < oldest)) oldest = second;
   };
   for (const Value& record : records.array()) count(waiting.records, record, secondOfRecord(record));

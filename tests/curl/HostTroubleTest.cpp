@@ -127,6 +127,18 @@ TEST_F(AHost, IsNotTriedBeforeEverythingFromBeforeHasEnded) {
   EXPECT_EQ(trouble_.pauseLeft(now_), seconds(2));
 }
 
+TEST_F(AHost, IsTriedWithTheNextRequestWhenTheOneBeforeCameToNothing) {
+  ASSERT_EQ(trouble_.ask(now_), Answer::send);
+  trouble_.notSent();
+  EXPECT_EQ(failUntilRefused(), 5U);
+  now_ += seconds(1);
+  ASSERT_EQ(trouble_.ask(now_), Answer::send);
+  trouble_.notSent();
+  EXPECT_EQ(trouble_.pauseLeft(now_), seconds(0));
+  EXPECT_EQ(trouble_.ask(now_), Answer::send);
+  EXPECT_EQ(trouble_.ask(now_), Answer::wait);
+}
+
 }  // namespace
 
 }  // namespace fliprugair::test

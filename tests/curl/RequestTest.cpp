@@ -7,6 +7,7 @@
 
 #include "curl/NetworkTest.h"
 #include "curl/TestServer.h"
+#include "support/UnreadableArray.h"
 
 namespace fliprugair::test {
 
@@ -33,6 +34,15 @@ TEST_F(Request, ABatchTravelsAsABareArrayAndCallsNobody) {
   EXPECT_EQ(server.requests.items().at(0).body, R"([{"action":"init"},{"action":"event"}])");
   expectAccepted();
   EXPECT_TRUE(delegate_->calls.items().empty());
+}
+
+TEST_F(Request, ABatchThatIsReadOnceLeaves) {
+  TestServer server;
+  const Running running = start();
+  sendQueued(server.hostname(), UnreadableArray::value(1));
+  EXPECT_EQ(server.requests.items().at(0).body, "[1,2,3,4,5,6,7]");
+  expectAccepted();
+  expectLogged("request batch of 7 to");
 }
 
 TEST_F(Request, ALargeBodyArrivesWhole) {

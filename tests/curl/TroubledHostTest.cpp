@@ -2,6 +2,7 @@
 
 #include "curl/NetworkTest.h"
 #include "curl/TestServer.h"
+#include "support/UnreadableArray.h"
 
 namespace fliprugair::test {
 
@@ -132,6 +133,34 @@ TEST_F(TroubledHost, ThatRecoversReceivesOneRequestAndThenTheOthersThatWaitedFor
   EXPECT_EQ(inside.items().size(), 1U);
   gate.open();
   EXPECT_EQ(inside.wait(6).size(), 6U);
+}
+
+TEST_F(TroubledHost, IsNotOneWhoseRequestsCannotBeRead) {
+  TestServer server;
+  const Running running = start();
+  for (int number = 0; number < 6; ++number) {
+    sendQueued(server.hostname(), UnreadableArray::value());
+    expectStillQueued();
+  }
+  expectLogged("request batch of 7 to");
+  expectLogged("not sent, a record cannot be read");
+  EXPECT_TRUE(server.requests.items().empty());
+  sendQueued(server.hostname(), Array{1});
+  EXPECT_EQ(server.requests.items().size(), 1U);
+  expectAccepted();
+}
+
+TEST_F(TroubledHost, IsTriedAgainAlthoughARequestBeforeItsTroubleCouldNotBeRead) {
+  std::atomic<int> status = 503;
+  TestServer server([&](const TestServer::Request&) { return TestServer::Reply{status, "", "", "1"}; });
+  const Running running = start();
+  send(server.hostname(), UnreadableArray::value());
+  application_.ended.wait(1);
+  sendOne(server.hostname());
+  status = 200;
+  const auto deadline = std::chrono::steady_clock::now() + patience;
+  while (server.requests.items().size() < 2 && std::chrono::steady_clock::now() < deadline) sendOne(server.hostname());
+  EXPECT_EQ(server.requests.items().size(), 2U);
 }
 
 }  // namespace

@@ -1,6 +1,7 @@
 #include "Fliprugair/collaborators/MarluneNetworkAccess.h"
 #include "linux/Support.h"
 #include "platform/linux/CappedStore.h"
+#include "support/UnreadableArray.h"
 
 namespace fliprugair {
 namespace {
@@ -44,6 +45,14 @@ TEST_F(CappedStoreTest, DropsTheOldestRequestWhenThereIsOneMoreAndCountsInTheLog
   EXPECT_NE(lines[1].find("more requests wait than the 2 that this app allows"), std::string::npos) << lines[1];
   EXPECT_NE(lines[1].find("dropped the oldest, 1 with 2 records; 2 since it was opened"), std::string::npos)
       << lines[1];
+}
+
+TEST_F(CappedStoreTest, DropsAndCountsWhatCannotBeRead) {
+  for (const char* timestamp : {"1", "2", "3"}) enqueue(timestamp, UnreadableArray::value());
+  EXPECT_EQ(waiting(), (Timestamps{"2", "3"}));
+  const std::vector<std::string> lines = record_.lines();
+  ASSERT_EQ(lines.size(), 1U);
+  EXPECT_NE(lines[0].find("dropped the oldest, 1 with 7 records"), std::string::npos) << lines[0];
 }
 
 TEST_F(CappedStoreTest, NeverDropsTheReportOfTheInstallation) {

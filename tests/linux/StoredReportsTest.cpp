@@ -5,6 +5,7 @@
 #include "platform/json/RapidJSONSerialization.h"
 #include "platform/linux/StoredReports.h"
 #include "support/MemoryUserDefaults.h"
+#include "support/UnreadableArray.h"
 
 namespace fliprugair {
 namespace {
@@ -74,6 +75,16 @@ TEST_F(StoredReportsTest, AreAsOldAsTheFirstRecordOrRequest) {
   EXPECT_EQ(oldest(), 978307200 + 100);
   store_.setObject(Value{{"100", Array({recordOf(0)})}}, requests);
   EXPECT_EQ(oldest(), 978307200 + 100);
+}
+
+TEST_F(StoredReportsTest, AreCountedOnceEachAlthoughTheyCannotBeReadAtAllOrOnlyOnce) {
+  store_.setObject(Value{{"100", UnreadableArray::value()}, {"200", UnreadableArray::value(1)}, {"300", Array()}},
+                   requests);
+  EXPECT_EQ(waiting().requests, 3U);
+  EXPECT_EQ(waiting().text(), "3 requests");
+  EXPECT_EQ(waiting().bytes, std::string("[]").size());
+  EXPECT_EQ(oldest(), 978307200 + 300);
+  EXPECT_FALSE(reports_.areAllConfirmed());
 }
 
 }  // namespace
