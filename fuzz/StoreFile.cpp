@@ -4,15 +4,20 @@
 #include <cstdint>
 #include <filesystem>
 #include <fstream>
+#include <map>
 #include <memory>
 #include <sstream>
 #include <string>
 #include <string_view>
 #include <variant>
 
+#include "platform/json/RapidJSONSerialization.h"
+#include "platform/sqlite/LogImage.h"
+#include "platform/sqlite/RowFile.h"
 #include "platform/sqlite/RowImage.h"
 #include "platform/sqlite/RowMirror.h"
 #include "platform/sqlite/SQLiteUserDefaults.h"
+#include "platform/sqlite/SoundStore.h"
 
 namespace {
 
@@ -48,10 +53,48 @@ std::string bytesOf(const std::filesystem::path& file) {
   return std::move(bytes).str();
 }
 
+/// By the numbers of the rows, without those of the twins, which are read only where their rows are missing.
+std::map<std::int64_t, std::string> textsOf(const std::vector<fliprugair::Row>& rows) {
+  std::map<std::int64_t, std::string> texts;
+  for (const fliprugair::Row& row : rows) {
+    if (row.id < 0) continue;
+    texts[row.id] = std::to_string(row.parent) + ' ' + std::to_string(row.position) + ' ' + row.name + ' ' +
+                    fliprugair::RapidJSONSerialization().textOfAny(row.value);
+  }
+  return texts;
+}
+
+/// What is taken for sound without SQLite is the same to SQLite, which finds no fault with it.
+void compareWithSQLite(const std::filesystem::path& file) {
+  const std::string log = bytesOf(file.string() + "-wal");
+  const auto sound =
+      fliprugair::LogImage(log).isDamaged() ? std::nullopt : fliprugair::SoundStore(file.string()).rows();
+  if (!sound) return;
+  const fliprugair::RowFile opened(file.string(), fliprugair::StoreDurability::process);
+  opened.leaveFilesAlone();
+  const auto all = textsOf(opened.rows());
+  std::size_t left = 0;
+  for (const auto& [parent, items] : sound->left) {
+    left += items.rows.size();
+    items.rows.forEach([&](std::int64_t id) {
+      const auto row = all.find(id);
+      if (row == all.end() || !row->second.starts_with(std::to_string(parent) + ' ')) std::abort();
+    });
+  }
+  const auto read = textsOf(sound->rows);
+  if (read.size() + left != all.size()) std::abort();
+  for (const auto& row : read) {
+    const auto found = all.find(row.first);
+    if (found == all.end() || found->second != row.second) std::abort();
+  }
+}
+
 /// A store that is healthy without its log.
 std::string healthyFile() {
   const Folder folder;
-  storeIn(folder.path / "store")->setObject(fliprugair::Array({"a record", Value{{"n", 1}}}), "queue");
+  const fliprugair::Array records({"a record", Value{{"n", 1}}});
+  storeIn(folder.path / "store")->setObject(Value{{"waits", records}, {"is alone", 1}}, "requests");
+  storeIn(folder.path / "store")->setObject(records, "queue");
   return bytesOf(folder.path / "store");
 }
 
@@ -77,6 +120,12 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   folder.write("store", isLog ? std::string_view(healthy) : bytes);
   if (isLog) folder.write("store-wal", bytes);
   readWithoutSQLite(folder.path / "store");
+  {
+    const Folder copy;
+    copy.write("store", isLog ? std::string_view(healthy) : bytes);
+    if (isLog) copy.write("store-wal", bytes);
+    compareWithSQLite(copy.path / "store");
+  }
   // Whatever was there, what is written from now on is kept; but a newer version's store is refused.
   if (auto store = storeIn(folder.path / "store")) {
     store->setObject("written", "fuzzed");

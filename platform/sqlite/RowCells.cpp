@@ -20,6 +20,7 @@ std::vector<std::size_t> RowCells::placesIn(std::string_view page, std::size_t h
 
 std::optional<RowCells::Record> RowCells::record(std::uint32_t page, std::size_t place) {
   overflow_.clear();
+  overflowEnds_ = true;
   const std::string_view content = pages_.page(page);
   RecordReader reader(content, std::min(place, content.size()));
   const std::uint64_t size = reader.varint();
@@ -47,6 +48,7 @@ std::optional<std::string_view> RowCells::payload(RecordReader& reader, std::siz
     next = bigEndian<4>(content, 0);
     gathered_ += content.substr(4, size - gathered_.size());
   }
+  overflowEnds_ = next == 0;
   return gathered_;
 }
 

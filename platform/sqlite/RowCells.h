@@ -42,6 +42,8 @@ class RowCells {
 
   /// Pages beyond its own that the last record stands in.
   const std::vector<std::uint32_t>& overflow() const { return overflow_; }
+  /// Whether the last of them, if there are any, names no other.
+  bool overflowEnds() const { return overflowEnds_; }
 
   /// Null when the record is not as SQLite writes a row of a store, or does not check. Valid as long as the record.
   static std::optional<RowCell> row(const Record& record);
@@ -52,6 +54,7 @@ class RowCells {
   StorePages& pages_;
   std::string gathered_;
   std::vector<std::uint32_t> overflow_;
+  bool overflowEnds_ = true;
 };
 
 }  // namespace fliprugair

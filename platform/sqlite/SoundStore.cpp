@@ -38,19 +38,20 @@ std::optional<Table> tableIn(std::string_view record) {
   std::array<std::uint64_t, 5> type{};
   for (std::uint64_t& each : type) each = types.varint();
   RecordReader contents(record, static_cast<std::size_t>(std::min<std::uint64_t>(headerSize, record.size())));
-  contents.text(type[0]);  // says that it is a table, as the definition does
+  const bool isTable = contents.text(type[0]) == "table";
   Table table;
   table.name = contents.text(type[1]);
-  contents.text(type[2]);
+  const bool isItsOwn = contents.text(type[2]) == table.name;
   table.root = static_cast<std::uint32_t>(contents.integer(type[3]));
   table.definition = contents.text(type[4]);
-  return types.hasFailed() || contents.hasFailed() ? std::nullopt : std::optional(table);
+  const bool isGood = isTable && isItsOwn && !types.hasFailed() && !contents.hasFailed();
+  return isGood ? std::optional(table) : std::nullopt;
 }
 
 }  // namespace
 
 std::optional<StoredRows> SoundStore::rows() {
-  if (!readHeader() || !readTables() || !allAreUsed()) return std::nullopt;
+  if (!readHeader() || !readTables() || !areAllUsed() || !areAllInMaps()) return std::nullopt;
   return std::move(found_);
 }
 
@@ -63,11 +64,13 @@ bool SoundStore::readHeader() {
                       bigEndian<1>(first, 19) == 2 && bigEndian<1>(first, 20) == 0 && bigEndian<4>(first, 56) == 1 &&
                       bigEndian<4>(first, 60) == RowFile::formatVersion &&
                       bigEndian<4>(first, 68) == RowFile::applicationId;
+  const bool isAsWritten = bigEndian<3>(first, 21) == 0x402020 && bigEndian<4>(first, 44) == 4;
   const bool givesRoomBack = bigEndian<4>(first, 52) != 0 && bigEndian<4>(first, 64) != 0;
   const bool knowsItsSize = bigEndian<4>(first, 24) == bigEndian<4>(first, 92) && pages <= pages_.count();
-  if (!isOurs || !givesRoomBack || !knowsItsSize || pages >= mostPages) return false;
+  if (!isOurs || !isAsWritten || !givesRoomBack || !knowsItsSize || pages >= mostPages) return false;
   used_.resize(pages + 1);
-  return use(1) && readFreePages(bigEndian<4>(first, 32), bigEndian<4>(first, 36));
+  used_[1].use = Use::root;
+  return readFreePages(bigEndian<4>(first, 32), bigEndian<4>(first, 36));
 }
 
 /// A list of pages, each of which lists others.
@@ -75,11 +78,11 @@ bool SoundStore::readFreePages(std::uint32_t trunk, std::uint32_t count) {
   std::uint32_t found = 0;
   while (trunk != 0) {
     const std::string_view page = pages_.page(trunk);
-    if (page.empty() || !use(trunk)) return false;
+    if (page.empty() || !use(trunk, Use::free, 0)) return false;
     const std::uint32_t leaves = bigEndian<4>(page, 4);
     if (leaves > StorePages::pageSize / 4 - 2) return false;
     for (std::uint32_t index = 0; index < leaves; ++index) {
-      if (!use(bigEndian<4>(page, 8 + 4 * std::size_t{index}))) return false;
+      if (!use(bigEndian<4>(page, 8 + 4 * std::size_t{index}), Use::free, 0)) return false;
     }
     found += leaves + 1;
     trunk = bigEndian<4>(page, 0);
@@ -101,22 +104,27 @@ bool SoundStore::readTables() {
     if (table->name == "twins") twins = table->root;
   }
   // The twins last, when it is known whose they are.
-  return places.size() == 2 && room_.isAll(pages_.page(1), fileHeaderSize, leafHeader) && readTable(rows) &&
-         haveOwners() && readTable(twins);
+  return places.size() == 2 && std::max(rows, twins) == bigEndian<4>(pages_.page(1), 52) &&
+         room_.isAll(pages_.page(1), fileHeaderSize, leafHeader) && readTable(rows) && haveOwners() && readTable(twins);
 }
 
 bool SoundStore::readTable(std::uint32_t root) {
   latest_ = std::numeric_limits<std::int64_t>::min();
-  return readPage(root, 0);
+  leafLevel_ = deepestTree;
+  return readPage(root, 0, 0);
 }
 
-bool SoundStore::readPage(std::uint32_t page, std::size_t level) {
+bool SoundStore::readPage(std::uint32_t page, std::uint32_t parent, std::size_t level) {
   const std::string_view content = pages_.page(page);
-  if (content.empty() || level > deepestTree || !use(page)) return false;
-  if (static_cast<unsigned char>(content[0]) == leafOfATable) return readLeaf(page);
+  if (content.empty() || level > leafLevel_ || !use(page, level == 0 ? Use::root : Use::child, parent)) return false;
+  if (static_cast<unsigned char>(content[0]) == leafOfATable) {
+    const bool isFirst = leafLevel_ == deepestTree;
+    if (isFirst) leafLevel_ = level;
+    return level == leafLevel_ && readLeaf(page);
+  }
   std::vector<Child> children;
   return readChildren(page, children) && std::all_of(children.begin(), children.end(), [&](const Child& child) {
-           if (!readPage(child.page, level + 1) || latest_ > child.largest) return false;
+           if (!readPage(child.page, page, level + 1) || latest_ > child.largest) return false;
            if (child.largest != unbounded) latest_ = child.largest;
            return true;
          });
@@ -149,9 +157,7 @@ bool SoundStore::readLeaf(std::uint32_t page) {
     if (!cell || !cell->isChecked || cell->id <= latest_) return false;
     room_.add(place, record->end);
     latest_ = cell->id;
-    const auto& overflow = cells_.overflow();
-    if (!std::all_of(overflow.begin(), overflow.end(), [this](std::uint32_t each) { return use(each); })) return false;
-    if (!take(*cell)) return false;
+    if (!useOverflow(page) || !take(*cell)) return false;
   }
   return room_.isAll(pages_.page(page), 0, leafHeader);
 }
@@ -207,10 +213,19 @@ bool SoundStore::leave(const RowCell& cell) {
 }
 
 /// False for a page that has another use already.
-bool SoundStore::use(std::uint32_t page) {
-  if (page == 0 || page >= used_.size() || isMap(page) || used_[page]) return false;
-  used_[page] = true;
+bool SoundStore::use(std::uint32_t page, Use use, std::uint32_t parent) {
+  if (page == 0 || page >= used_.size() || isMap(page) || used_[page].use != Use::none) return false;
+  used_[page] = {use, parent};
   return true;
+}
+
+/// Of the row that was read last, which begins in `page`.
+bool SoundStore::useOverflow(std::uint32_t page) {
+  Use kind = Use::firstOverflow;
+  for (const std::uint32_t next : cells_.overflow()) {
+    if (!use(next, std::exchange(kind, Use::nextOverflow), std::exchange(page, next))) return false;
+  }
+  return cells_.overflowEnds();
 }
 
 bool SoundStore::haveOwners() const {
@@ -220,9 +235,25 @@ bool SoundStore::haveOwners() const {
   });
 }
 
-bool SoundStore::allAreUsed() const {
+bool SoundStore::areAllUsed() const {
   for (std::uint32_t page = 1; page < used_.size(); ++page) {
-    if (!used_[page] && !isMap(page)) return false;
+    if (used_[page].use == Use::none && !isMap(page)) return false;
+  }
+  return true;
+}
+
+/// An entry of a map is a byte for the use and four for the parent.
+bool SoundStore::areAllInMaps() {
+  constexpr std::size_t entrySize = 5;
+  for (std::uint32_t map = 2; map < used_.size(); map += mapReach) {
+    const std::string_view content = pages_.page(map);
+    if (content.empty()) return false;
+    for (std::uint32_t page = map + 1; page < used_.size() && page < map + mapReach; ++page) {
+      const std::size_t place = entrySize * (page - map - 1);
+      const bool isIt = bigEndian<1>(content, place) == static_cast<std::uint64_t>(used_[page].use) &&
+                        bigEndian<4>(content, place + 1) == used_[page].parent;
+      if (!isIt) return false;
+    }
   }
   return true;
 }

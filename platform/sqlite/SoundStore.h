@@ -35,25 +35,34 @@ class SoundStore {
     std::uint32_t page;
     std::int64_t largest;  ///< number of a row in it
   };
+  /// What a page is for, and which page names it; SQLite keeps a map of that.
+  enum class Use : std::uint8_t { none, root, free, firstOverflow, nextOverflow, child };
+  struct Page {
+    Use use = Use::none;
+    std::uint32_t parent = 0;
+  };
 
   bool readHeader();
   bool readFreePages(std::uint32_t trunk, std::uint32_t count);
   bool readTables();
   bool readTable(std::uint32_t root);
-  bool readPage(std::uint32_t page, std::size_t level);
+  bool readPage(std::uint32_t page, std::uint32_t parent, std::size_t level);
   bool readChildren(std::uint32_t page, std::vector<Child>& children);
   bool readLeaf(std::uint32_t page);
   bool take(const RowCell& cell);
   bool keep(const RowCell& cell);
   bool leave(const RowCell& cell);
-  bool use(std::uint32_t page);
-  bool allAreUsed() const;
+  bool use(std::uint32_t page, Use use, std::uint32_t parent);
+  bool useOverflow(std::uint32_t page);
+  bool areAllUsed() const;
+  bool areAllInMaps();
   bool haveOwners() const;
 
   StorePages pages_;
   RowCells cells_{pages_};
-  PageRoom room_;                                                   ///< of the page that is being read
-  std::vector<bool> used_;                                          ///< pages, by their numbers
+  PageRoom room_;           ///< of the page that is being read
+  std::vector<Page> used_;  ///< by the numbers of the pages
+  std::size_t leafLevel_ = 0;
   std::int64_t latest_ = std::numeric_limits<std::int64_t>::min();  ///< number of a row of the table
   std::unordered_map<std::int64_t, Owner> owners_;
   std::vector<std::int64_t> younger_;  ///< rows that are to be dictionaries, as arrays have moved there

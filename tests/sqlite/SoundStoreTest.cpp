@@ -280,6 +280,20 @@ struct Pages {
   std::string bytes;
 };
 
+constexpr std::uint64_t rootOfRows = 3;  // behind the schema and the map of pages
+
+/// The last page of a long row names another.
+void leaveALooseEnd(const std::filesystem::path& path) {
+  const Pages pages(path);
+  for (std::uint64_t page = 3; pages.placeOf(page) < pages.bytes.size(); ++page) {
+    constexpr char nextOverflow = 4;
+    const bool isLast =
+        pages.bytes[pageLength + 5 * (page - 3)] == nextOverflow && pages.number(Pages::placeOf(page)) == 0;
+    if (isLast) return overwrite(path, Pages::placeOf(page), fourBytes(rootOfRows));
+  }
+  FAIL() << "there is no long row";
+}
+
 void addARow(const std::filesystem::path& path, std::int64_t id, std::int64_t parent, const std::string& text) {
   const std::int64_t checksum = Row::checksumOf(id, parent, id, "", text);
   execute(path, ("INSERT INTO rows VALUES (" + std::to_string(id) + ", " + std::to_string(parent) + ", " +
@@ -293,8 +307,6 @@ void addALongItemThatIsNotJSON(const std::filesystem::path& path) {
   byRows({Row{900, 0, 900, "a", Dictionary()}, Row{901, 900, 901, "b", Array()}})(path);
   addARow(path, 902, 901, '"' + std::string(2 * Value::deepest, 'x'));
 }
-
-constexpr std::uint64_t rootOfRows = 3;  // behind the schema and the map of pages
 
 /// One leaf hangs in two places, and another in none.
 void hangALeafTwice(const std::filesystem::path& path) {
@@ -352,6 +364,14 @@ std::vector<Oddity> oddities() {
       {"NoRoomToGiveBack", byNumberAt(52, 0)},
       {"NoRoomToGiveBackByAndBy", byNumberAt(64, 0)},
       {"AnotherTable", throughSQL("CREATE TABLE other (x)")},
+      {"OtherFractions", byByteAt(21, 65)},
+      {"AnotherFormatOfTables", byNumberAt(44, 1)},
+      {"AnotherLastRoot", byNumberAt(52, 5)},
+      {"AWrongUseInTheMap", byByteAt(pageLength + 5 * 3, 4)},
+      {"AWrongParentInTheMap", byByteAt(pageLength + 5 * 3 + 4, 77)},
+      {"AViewOfThatName", throughSQL("PRAGMA writable_schema = ON; UPDATE sqlite_schema SET type = 'view'")},
+      {"ATableOfAnother", throughSQL("PRAGMA writable_schema = ON; UPDATE sqlite_schema SET tbl_name = 'x'")},
+      {"ALooseEnd", leaveALooseEnd},
       {"AnIndex", throughSQL("CREATE INDEX names ON rows (name)")},
       {"NoTwins", throughSQL("DROP TABLE twins")},
       {"AnAlteredTable", throughSQL("PRAGMA writable_schema = ON;"
