@@ -8,8 +8,8 @@
 
 namespace fliprugair {
 
-/// The numbers of the rows of an array's items, in their order, which is ascending. Neighbours stand together as a
-/// range: the records of a batch have been written one after the other.
+/// Numbers of rows in their order, as those of an array's items. Neighbours stand together as a range: the records of a
+/// batch have been written one after the other.
 class RowNumbers {
  public:
   const std::vector<RowRange>& ranges() const { return ranges_; }
@@ -24,8 +24,10 @@ class RowNumbers {
     }
   }
 
-  /// `id` is above all that there are.
   void add(std::int64_t id);
+
+  /// Those of `other` behind these.
+  void append(const RowNumbers& other);
 
   /// Takes those from the place `begin` to `end` out and appends them to `changes`, as rows to be removed.
   void erase(std::size_t begin, std::size_t end, std::vector<RowChange>& changes);

@@ -156,7 +156,7 @@ bool SoundStore::take(const RowCell& cell) {
     return keep(cell);
   }
   const auto parent = owners_.find(cell.parent);
-  if (parent == owners_.end()) return false;
+  if (parent == owners_.end()) return noteLeftover(cell);
   switch (parent->second) {
     case Owner::dictionary:
       owners_[cell.id] = cell.text == "[]" ? Owner::entry : Owner::none;
@@ -185,10 +185,17 @@ bool SoundStore::leave(const RowCell& cell) {
     if (!value) return false;
     depth = value->depth();
   }
-  if (!cell.name.empty() || cell.position != cell.id) return false;
+  if (!isItem(cell.id, cell.parent, cell.position, cell.name)) return false;
   StoredRows::LeftItems& items = found_.left[cell.parent];
   items.rows.add(cell.id);
   items.depth = std::max(items.depth, depth);
+  return true;
+}
+
+bool SoundStore::noteLeftover(const RowCell& cell) {
+  if (!isItem(cell.id, cell.parent, cell.position, cell.name)) return false;
+  found_.leftovers.add(cell.id);
+  found_.newestNumber = std::max(found_.newestNumber, cell.parent);
   return true;
 }
 

@@ -45,6 +45,7 @@ class SoundStore {
   bool take(const RowCell& cell);
   bool keep(const RowCell& cell);
   bool leave(const RowCell& cell);
+  bool noteLeftover(const RowCell& cell);
   bool use(std::uint32_t page);
   bool allAreUsed() const;
 
