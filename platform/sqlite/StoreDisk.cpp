@@ -50,7 +50,7 @@ StoreDisk::~StoreDisk() {
   try {
     arrays_->keepAll();  // for values that outlive the store
   } catch (...) {
-    // They cannot be read, like all others whose file is out of reach.
+    // No memory for them; they cannot be read any more.
   }
   arrays_->close();
 }
@@ -137,7 +137,8 @@ void StoreDisk::writeAll(StoreMemory& memory, Lines& lines) {
     wasRead_ = file_->fileIsInPlace() || isAbsent(path_);
     // What stands in it alone can still be read.
     if (const std::size_t lost = arrays_->keepAll(); lost > 0)
-      lines.push_back("the store " + path_.string() + " was damaged: " + counted(lost, "record") + " lost");
+      lines.push_back("of the records that waited in it alone, " + std::to_string(lost) +
+                      " could not be read and are lost");
     disconnect(memory);
   }
   if (file_ && arrays_->hasFoundDamage()) throw StoreError::damaged("a record is not what was written");

@@ -73,13 +73,10 @@ std::size_t StoredArrays::keepAll() {
   std::size_t lost = 0;
   for (Stored* array : arrays_) {
     if (array->kept_) continue;
-    try {
-      array->kept_ = read(array->rows_);
-    } catch (const StoreError& error) {
-      if (error.kind() != StoreError::Kind::damaged) throw;
-      array->kept_ = "[]";
-      lost += array->rows_.size();
-    }
+    std::optional<std::string> text;
+    for (int attempt = 0; attempt < 2 && !text; ++attempt) text = readable(array->rows_);
+    if (!text) lost += array->rows_.size();
+    array->kept_ = text.value_or("[]");
   }
   return lost;
 }
@@ -127,6 +124,14 @@ std::string StoredArrays::read(const RowNumbers& rows) {
     if (error.kind() == StoreError::Kind::damaged) hasFoundDamage_ = true;
     select_.reset();  // it may be in the middle of something, and hold on to the log
     throw;
+  }
+}
+
+std::optional<std::string> StoredArrays::readable(const RowNumbers& rows) {
+  try {
+    return read(rows);
+  } catch (const StoreError&) {
+    return std::nullopt;
   }
 }
 

@@ -35,7 +35,7 @@ class StoredArrays : public std::enable_shared_from_this<StoredArrays> {
   static std::optional<RowNumbers> rowsOf(const Value& value);
 
   /// Brings the items of all arrays that somebody still has into memory, where they do without the file. Answers how
-  /// many are lost, not being what was written.
+  /// many are lost, because the file, which will not be here again, cannot be read.
   std::size_t keepAll();
 
   /// The same where the file is damaged, with what could be read of it.
@@ -68,6 +68,7 @@ class StoredArrays : public std::enable_shared_from_this<StoredArrays> {
   class Stored;
 
   std::string read(const RowNumbers& rows);
+  std::optional<std::string> readable(const RowNumbers& rows);
   void append(const RowRange& range, std::string& text);
   void setKeeper(std::thread::id thread);
 
