@@ -16,14 +16,6 @@ class RowNumbers {
   std::size_t size() const { return size_; }
   bool empty() const { return size_ == 0; }
 
-  /// With `visit(id)`, in order.
-  template <class Visit>
-  void forEach(const Visit& visit) const {
-    for (const RowRange& range : ranges_) {
-      for (std::int64_t id = range.first; id <= range.last; ++id) visit(id);
-    }
-  }
-
   void add(std::int64_t id);
 
   /// Those of `other` behind these.

@@ -1,7 +1,6 @@
 #include "platform/sqlite/StoredArrays.h"
 
 #include <algorithm>
-#include <unordered_map>
 
 #include "platform/sqlite/StoredValue.h"
 
@@ -11,12 +10,16 @@ class StoredArrays::Stored final : public UnreadValue::Source {
  public:
   Stored(std::shared_ptr<StoredArrays> arrays, RowNumbers rows) : arrays_(std::move(arrays)), rows_(std::move(rows)) {
     const std::lock_guard lock(arrays_->mutex_);
-    arrays_->arrays_.insert(this);
+    place_ = arrays_->arrays_.size();
+    arrays_->arrays_.push_back(this);
   }
   ~Stored() override {
     if (!arrays_->mark_.isOwnProcess()) return;  // in a child the lock may be held for ever
     const std::lock_guard lock(arrays_->mutex_);
-    arrays_->arrays_.erase(this);
+    std::vector<Stored*>& all = arrays_->arrays_;
+    all[place_] = all.back();
+    all[place_]->place_ = place_;
+    all.pop_back();
   }
   Stored(const Stored&) = delete;
   Stored& operator=(const Stored&) = delete;
@@ -39,7 +42,8 @@ class StoredArrays::Stored final : public UnreadValue::Source {
 
   const std::shared_ptr<StoredArrays> arrays_;
   const RowNumbers rows_;
-  mutable std::optional<std::string> kept_;  ///< from some time on; under the lock of all
+  std::size_t place_ = 0;                    ///< among all; under their lock, as what follows
+  mutable std::optional<std::string> kept_;  ///< from some time on
 };
 
 void StoredArrays::open() {
@@ -82,16 +86,16 @@ std::size_t StoredArrays::keepAll() {
 }
 
 StoredArrays::Account StoredArrays::keepAll(const std::vector<Row>& rows) {
-  std::unordered_map<std::int64_t, const Value*> values;
-  for (const Row& row : rows) values[row.id] = &row.value;
   const std::lock_guard lock(mutex_);
   Account account;
   for (Stored* array : arrays_) {
     if (array->kept_) continue;
     std::vector<Value> items;
-    array->rows_.forEach([&](std::int64_t id) {
-      if (const auto found = values.find(id); found != values.end()) items.push_back(*found->second);
-    });
+    for (const RowRange& range : array->rows_.ranges()) {
+      auto row = std::lower_bound(rows.begin(), rows.end(), range.first,
+                                  [](const Row& each, std::int64_t id) { return each.id < id; });
+      for (; row != rows.end() && row->id <= range.last; ++row) items.push_back(row->value);
+    }
     account.waited += array->rows_.size();
     account.lost += array->rows_.size() - items.size();
     array->kept_ = RapidJSONSerialization().textOfAny(Array(std::move(items)));

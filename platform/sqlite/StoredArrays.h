@@ -5,7 +5,6 @@
 #include <optional>
 #include <string>
 #include <thread>
-#include <unordered_set>
 #include <utility>
 #include <vector>
 
@@ -38,7 +37,7 @@ class StoredArrays : public std::enable_shared_from_this<StoredArrays> {
   /// many are lost, because the file, which will not be here again, cannot be read.
   std::size_t keepAll();
 
-  /// The same where the file is damaged, with what could be read of it.
+  /// The same where the file is damaged, with the rows that could be read of it, by their numbers.
   struct Account {
     std::size_t waited = 0;
     std::size_t lost = 0;
@@ -75,7 +74,7 @@ class StoredArrays : public std::enable_shared_from_this<StoredArrays> {
   const std::string path_;
   const ProcessMark mark_;
   mutable std::mutex mutex_;
-  std::unordered_set<Stored*> arrays_;
+  std::vector<Stored*> arrays_;
   std::optional<Database> database_;
   std::optional<Statement> select_;
   bool hasFoundDamage_ = false;
