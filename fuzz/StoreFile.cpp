@@ -64,6 +64,14 @@ std::map<std::int64_t, std::string> textsOf(const std::vector<fliprugair::Row>& 
   return texts;
 }
 
+std::vector<std::int64_t> numbersIn(const fliprugair::RowNumbers& rows) {
+  std::vector<std::int64_t> numbers;
+  for (const fliprugair::RowRange& range : rows.ranges()) {
+    for (std::int64_t id = range.first; id <= range.last; ++id) numbers.push_back(id);
+  }
+  return numbers;
+}
+
 /// What is taken for sound without SQLite is the same to SQLite, which finds no fault with it.
 void compareWithSQLite(const std::filesystem::path& file) {
   const std::string log = bytesOf(file.string() + "-wal");
@@ -76,11 +84,12 @@ void compareWithSQLite(const std::filesystem::path& file) {
   std::size_t left = 0;
   for (const auto& [parent, items] : sound->left) {
     left += items.rows.size();
-    items.rows.forEach([&](std::int64_t id) {
+    for (const std::int64_t id : numbersIn(items.rows)) {
       const auto row = all.find(id);
       if (row == all.end() || !row->second.starts_with(std::to_string(parent) + ' ')) std::abort();
-    });
+    }
   }
+  left += sound->leftovers.size();
   const auto read = textsOf(sound->rows);
   if (read.size() + left != all.size()) std::abort();
   for (const auto& row : read) {

@@ -81,7 +81,7 @@ void RowFile::examine() {
                               "') WHERE name IN ('id', 'parent', 'position', 'name', 'value', 'checksum')")
                                  .c_str());
   };
-  const bool isFirst = version == 1;
+  const bool isFirst = version == firstFormat;
   if (version < 1 || columnsOf("rows") != (isFirst ? 5 : 6) || columnsOf("twins") != (isFirst ? 0 : 6))
     throw StoreError::damaged("no table of a store");
 }
@@ -116,8 +116,9 @@ std::string RowFile::definition(std::string_view table) {
          " name TEXT NOT NULL, value TEXT NOT NULL, checksum INTEGER NOT NULL)";
 }
 
-/// The first format had neither checksums nor twins.
+/// What the second format has in it is the third, in which rows may have lost their owners.
 void RowFile::upgrade() {
+  if (database_.integer("PRAGMA user_version") > firstFormat) return touch();
   database_.execute("BEGIN IMMEDIATE; ALTER TABLE rows ADD COLUMN checksum INTEGER NOT NULL DEFAULT 0");
   database_.execute(definition("twins").c_str());
   {

@@ -26,10 +26,11 @@ class RowFile {
   /// to write.
   static constexpr int pageSize = 2048;
   static constexpr std::int64_t applicationId = 0x466C6970;  ///< says whose file it is
-  static constexpr std::int64_t formatVersion = 2;
-  static constexpr int logTarget = 1000;  ///< pages; from here on the log is to be emptied in a pause
-  static constexpr int logLimit = 2000;   ///< pages; from here on without one
-  static constexpr int logBound = 3000;   ///< pages; from here on who writes waits until it is empty
+  static constexpr std::int64_t formatVersion = 3;
+  static constexpr std::int64_t firstFormat = 1;  ///< had neither checksums nor twins
+  static constexpr int logTarget = 1000;          ///< pages; from here on the log is to be emptied in a pause
+  static constexpr int logLimit = 2000;           ///< pages; from here on without one
+  static constexpr int logBound = 3000;           ///< pages; from here on who writes waits until it is empty
 
   /// How SQLite is told of one of the two tables, "rows" and "twins".
   static std::string definition(std::string_view table);

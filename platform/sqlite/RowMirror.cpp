@@ -92,12 +92,17 @@ class RowMirror::Assembly {
 };
 
 RowMirror::RowMirror(StoredRows stored, const std::shared_ptr<StoredArrays>& arrays) {
-  const std::vector<Row> rows = withoutTwins(std::move(stored.rows));
+  std::vector<Row> rows = withoutTwins(std::move(stored.rows));
+  nextNumber_ = stored.newestNumber + 1;
+  const auto note = [this](std::int64_t number) { nextNumber_ = std::max(nextNumber_, number + 1); };
+  for (const Row& row : rows) note(std::max({row.id, row.parent, row.position}));
+  for (const RowRange& range : stored.leftovers.ranges()) note(range.last);
+  leftovers_ = std::move(stored.leftovers);
+  takeLeftovers(rows);
   std::size_t count = rows.size();
-  for (const Row& row : rows) nextNumber_ = std::max({nextNumber_, row.id + 1, row.position + 1});
   for (const auto& [parent, items] : stored.left) {
     count += items.rows.size();
-    nextNumber_ = std::max(nextNumber_, items.rows.ranges().back().last + 1);
+    note(items.rows.ranges().back().last);
   }
   Assembly assembly(rows, stored.left, arrays.get());
   for (const Row* row : assembly.keys()) {
@@ -109,6 +114,21 @@ RowMirror::RowMirror(StoredRows stored, const std::shared_ptr<StoredArrays>& arr
     for (const auto& [order, entry] : key.entries) account_.records += entry.items.size();
   }
   account_.unused = count - account_.keys - account_.records;
+}
+
+/// A twin would be there if the array's own row were missing for another reason than that it was removed.
+void RowMirror::takeLeftovers(std::vector<Row>& rows) {
+  std::unordered_set<std::int64_t> ids;
+  for (const Row& row : rows) ids.insert(row.id);
+  std::erase_if(rows, [&](const Row& row) {
+    const bool isLeftover = isItem(row.id, row.parent, row.position, row.name) && !ids.contains(row.parent);
+    if (isLeftover) leftovers_.add(row.id);
+    return isLeftover;
+  });
+}
+
+void RowMirror::stageLeftovers(std::size_t most, std::vector<RowChange>& changes) {
+  leftovers_.erase(0, std::min(most, leftovers_.size()), changes);
 }
 
 std::vector<Row> RowMirror::withoutTwins(std::vector<Row> rows) {
@@ -176,7 +196,7 @@ void RowMirror::stageEntries(Key& key, const Dictionary& before, const Dictionar
         successor != added.end() && successor->order == entry.order && successor->name == entry.name;
     if (isReplaced) continue;
     const auto row = key.entries.find(entry.order);
-    eraseAll(row->second, changes);
+    eraseEntry(row->second, changes);
     key.entries.erase(row);
   }
   const auto isNew = [&](const Dictionary::Entry& entry) { return !key.entries.contains(entry.order); };
@@ -191,6 +211,12 @@ void RowMirror::stageEntries(Key& key, const Dictionary& before, const Dictionar
     const auto [row, fresh] = key.entries.try_emplace(entry.order);
     stageValue({key.row.id, entry.name}, row->second, fresh ? Value() : before[entry.name], entry.value, changes);
   }
+}
+
+/// A batch that was confirmed goes while others wait for the file: its records follow when nobody does.
+void RowMirror::eraseEntry(Stored& entry, std::vector<RowChange>& changes) {
+  leftovers_.append(std::exchange(entry.items, {}));
+  eraseAll(entry, changes);
 }
 
 void RowMirror::stageItems(Stored& stored, const Array& before, const Array& after, std::vector<RowChange>& changes) {

@@ -40,6 +40,12 @@ class RowMirror {
   };
   const Account& account() const { return account_; }
 
+  /// How many rows are to be removed in a quiet moment: items of entries that are gone. No others take their numbers.
+  std::size_t leftovers() const { return leftovers_.size(); }
+
+  /// Appends to `changes` the removal of the first `most` of them.
+  void stageLeftovers(std::size_t most, std::vector<RowChange>& changes);
+
   void forEachKey(const std::function<void(const std::string&, const Value&)>& visit) const;
 
   /// Appends to `changes` what leads from the rows as they are to the values in `writes`.
@@ -64,6 +70,8 @@ class RowMirror {
   class Assembly;
 
   static std::vector<Row> withoutTwins(std::vector<Row> rows);
+  void takeLeftovers(std::vector<Row>& rows);
+  void eraseEntry(Stored& entry, std::vector<RowChange>& changes);
 
   void stageKey(const std::string& name, Key& key, const Value& now, std::vector<RowChange>& changes);
   void stageEntries(Key& key, const Dictionary& before, const Dictionary& after, std::vector<RowChange>& changes);
@@ -74,6 +82,7 @@ class RowMirror {
   Array takeRowsOfDonor(const Array& array, Stored& stored);
 
   std::unordered_map<std::string, Key> keys_;
+  RowNumbers leftovers_;
   Account account_;
   std::vector<Key*> donors_;  ///< while staging: keys whose array is about to go
   std::int64_t nextNumber_ = 1;

@@ -25,6 +25,11 @@ void RowNumbers::add(std::int64_t id) {
   ++size_;
 }
 
+void RowNumbers::append(const RowNumbers& other) {
+  ranges_.insert(ranges_.end(), other.ranges_.begin(), other.ranges_.end());
+  size_ += other.size_;
+}
+
 void RowNumbers::erase(std::size_t begin, std::size_t end, std::vector<RowChange>& changes) {
   if (begin == end) return;
   std::vector<RowRange> left;

@@ -8,24 +8,18 @@
 
 namespace fliprugair {
 
-/// The numbers of the rows of an array's items, in their order, which is ascending. Neighbours stand together as a
-/// range: the records of a batch have been written one after the other.
+/// Numbers of rows in their order, as those of an array's items. Neighbours stand together as a range: the records of a
+/// batch have been written one after the other.
 class RowNumbers {
  public:
   const std::vector<RowRange>& ranges() const { return ranges_; }
   std::size_t size() const { return size_; }
   bool empty() const { return size_ == 0; }
 
-  /// With `visit(id)`, in order.
-  template <class Visit>
-  void forEach(const Visit& visit) const {
-    for (const RowRange& range : ranges_) {
-      for (std::int64_t id = range.first; id <= range.last; ++id) visit(id);
-    }
-  }
-
-  /// `id` is above all that there are.
   void add(std::int64_t id);
+
+  /// Those of `other` behind these.
+  void append(const RowNumbers& other);
 
   /// Takes those from the place `begin` to `end` out and appends them to `changes`, as rows to be removed.
   void erase(std::size_t begin, std::size_t end, std::vector<RowChange>& changes);

@@ -170,13 +170,7 @@ bool SoundStore::take(const RowCell& cell) {
     return keep(cell);
   }
   const auto parent = owners_.find(cell.parent);
-  if (parent == owners_.end()) {
-    // An array that moved keeps its number, which may be below that of the dictionary which it is an entry of now.
-    if (cell.text != "[]") return false;
-    younger_.push_back(cell.parent);
-    owners_[cell.id] = Owner::entry;
-    return keep(cell);
-  }
+  if (parent == owners_.end()) return noteLeftover(cell) || awaitOwner(cell);
   switch (parent->second) {
     case Owner::dictionary:
       owners_[cell.id] = cell.text == "[]" ? Owner::entry : Owner::none;
@@ -205,11 +199,27 @@ bool SoundStore::leave(const RowCell& cell) {
     if (!value) return false;
     depth = value->depth();
   }
-  if (!cell.name.empty() || cell.position != cell.id) return false;
+  if (!isItem(cell.id, cell.parent, cell.position, cell.name)) return false;
   StoredRows::LeftItems& items = found_.left[cell.parent];
   items.rows.add(cell.id);
   items.depth = std::max(items.depth, depth);
   return true;
+}
+
+bool SoundStore::noteLeftover(const RowCell& cell) {
+  if (!isItem(cell.id, cell.parent, cell.position, cell.name)) return false;
+  found_.leftovers.add(cell.id);
+  found_.newestNumber = std::max(found_.newestNumber, cell.parent);
+  if (gone_.empty() || gone_.back() != cell.parent) gone_.push_back(cell.parent);
+  return true;
+}
+
+/// An array that moved keeps its number, which may be below that of the dictionary which it is an entry of now.
+bool SoundStore::awaitOwner(const RowCell& cell) {
+  if (cell.text != "[]") return false;
+  younger_.push_back(cell.parent);
+  owners_[cell.id] = Owner::entry;
+  return keep(cell);
 }
 
 /// False for a page that has another use already.
@@ -228,11 +238,14 @@ bool SoundStore::useOverflow(std::uint32_t page) {
   return cells_.overflowEnds();
 }
 
+/// Those that were to come later, and no others.
 bool SoundStore::haveOwners() const {
-  return std::all_of(younger_.begin(), younger_.end(), [this](std::int64_t id) {
+  const auto isDictionary = [this](std::int64_t id) {
     const auto owner = owners_.find(id);
     return owner != owners_.end() && owner->second == Owner::dictionary;
-  });
+  };
+  return std::all_of(younger_.begin(), younger_.end(), isDictionary) &&
+         std::none_of(gone_.begin(), gone_.end(), [this](std::int64_t id) { return owners_.contains(id); });
 }
 
 bool SoundStore::areAllUsed() const {

@@ -52,11 +52,13 @@ class SoundStore {
   bool take(const RowCell& cell);
   bool keep(const RowCell& cell);
   bool leave(const RowCell& cell);
+  bool noteLeftover(const RowCell& cell);
+  bool awaitOwner(const RowCell& cell);
+  bool haveOwners() const;
   bool use(std::uint32_t page, Use use, std::uint32_t parent);
   bool useOverflow(std::uint32_t page);
   bool areAllUsed() const;
   bool areAllInMaps();
-  bool haveOwners() const;
 
   StorePages pages_;
   RowCells cells_{pages_};
@@ -65,6 +67,7 @@ class SoundStore {
   std::size_t leafLevel_ = 0;
   std::int64_t latest_ = std::numeric_limits<std::int64_t>::min();  ///< number of a row of the table
   std::unordered_map<std::int64_t, Owner> owners_;
+  std::vector<std::int64_t> gone_;     ///< rows, as items of theirs are leftovers
   std::vector<std::int64_t> younger_;  ///< rows that are to be dictionaries, as arrays have moved there
   StoredRows found_;
 };

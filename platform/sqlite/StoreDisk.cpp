@@ -22,6 +22,12 @@ namespace {
 /// disk is theirs.
 constexpr std::chrono::seconds pause{1};
 
+// Rows. A batch at a time, so that a call that waits for one waits no longer than for another call; in all not much
+// more than the log may take up. Where lives are short, few of them remain for the next one.
+constexpr std::size_t leftoversAtATime = 25;
+constexpr std::size_t mostLeftovers = 50'000;
+constexpr std::size_t mostLeftoversOfALife = 2'500;
+
 }  // namespace
 
 StoreDisk::StoreDisk(std::filesystem::path path, StoreOptions options, std::function<void(std::string_view)> log)
@@ -34,11 +40,17 @@ StoreDisk::StoreDisk(std::filesystem::path path, StoreOptions options, std::func
 
 /// The file's own connection is to be the last, which brings the log into the file.
 StoreDisk::~StoreDisk() {
+  const std::lock_guard lock(mutex_);
+  try {
+    if (file_) removeLeftovers(mostLeftoversOfALife);
+  } catch (...) {
+    // They remain for the next life.
+  }
   mirror_ = {};
   try {
     arrays_->keepAll();  // for values that outlive the store
   } catch (...) {
-    // They cannot be read, like all others whose file is out of reach.
+    // No memory for them; they cannot be read any more.
   }
   arrays_->close();
 }
@@ -86,7 +98,11 @@ void StoreDisk::commit(StoreMemory& memory) noexcept {
       }
     }
     for (const std::string& line : lines) say(line);
-    if (writesFasterThanTheDisk) checkpointer_.awaitAttempt();
+    if (writesFasterThanTheDisk) {
+      ++writersThatWait_;
+      checkpointer_.awaitAttempt();
+      --writersThatWait_;
+    }
   } catch (...) {
     // No memory to say so; the next call tries again.
   }
@@ -121,7 +137,8 @@ void StoreDisk::writeAll(StoreMemory& memory, Lines& lines) {
     wasRead_ = file_->fileIsInPlace() || isAbsent(path_);
     // What stands in it alone can still be read.
     if (const std::size_t lost = arrays_->keepAll(); lost > 0)
-      lines.push_back("the store " + path_.string() + " was damaged: " + counted(lost, "record") + " lost");
+      lines.push_back("of the records that waited in it alone, " + std::to_string(lost) +
+                      " could not be read and are lost");
     disconnect(memory);
   }
   if (file_ && arrays_->hasFoundDamage()) throw StoreError::damaged("a record is not what was written");
@@ -169,7 +186,9 @@ void StoreDisk::connect(StoreMemory& memory, Lines& lines) {
   // A healthy file says itself what it holds; the copy helps one that has lost its identity.
   if (memory.read(IdentityCopy::identifier()).isNull()) restoreIdentity(identity_, memory);
   file_->touch();
-  if (file_->logIsLong()) {  // a process that is killed soon may never come to it
+  // A process that is killed soon may never come to it.
+  if (mirror_.leftovers() > mostLeftoversOfALife) removeLeftovers(mostLeftoversOfALife);
+  if (file_->logIsLong()) {
     file_->emptyLog(RowFile::LogRoom::givenBack);
     file_->touch();
   }
@@ -302,7 +321,7 @@ bool StoreDisk::readUnwritable(StoreMemory& memory) {
       throw StoreError(StoreError::Kind::newer, "was written by a newer version of this library (format " +
                                                     std::to_string(image.formatVersion()) + ")");
     }
-    give(RowMirror(image.rows(image.formatVersion() < RowFile::formatVersion)), memory);
+    give(RowMirror(image.rows(image.formatVersion() == RowFile::firstFormat)), memory);
     wasRead_ = true;
     return true;
   } catch (const StoreError& error) {
@@ -312,8 +331,9 @@ bool StoreDisk::readUnwritable(StoreMemory& memory) {
 }
 
 void StoreDisk::requestCheckpoint() {
-  if (!file_->logIsLong()) return;
-  checkpointer_.request(file_->logIsAtItsLimit() ? Checkpointer::Urgency::now : Checkpointer::Urgency::afterPause);
+  if (!file_->logIsLong() && mirror_.leftovers() == 0) return;
+  const bool isPressed = file_->logIsAtItsLimit() || mirror_.leftovers() > mostLeftovers;
+  checkpointer_.request(isPressed ? Checkpointer::Urgency::now : Checkpointer::Urgency::afterPause);
 }
 
 /// Most of the waiting for the disk is done without the lock; under it only for what was written meanwhile. Answers
@@ -321,38 +341,75 @@ void StoreDisk::requestCheckpoint() {
 bool StoreDisk::checkpoint() noexcept {
   try {
     std::unique_lock lock(mutex_);
-    if (!file_) return true;
-    const int pages = file_->logPages();
-    const bool pauses = std::exchange(pagesSeen_, pages) == pages;
-    const bool givesRoomBack = !file_->logIsLong() && file_->hasMuchRoom();
-    if (!file_->logIsLong() && !givesRoomBack) return true;
-    if (!pauses && !file_->logIsAtItsLimit()) return false;
-    if (givesRoomBack) giveBackRoom(lock);
-    if (!file_) return true;
-    const LogCopier copier(path_.string());
-    lock.unlock();
-    copier.copy();
-    copier.copy();  // what was written during the first, so that little is left to be done under the lock
-    lock.lock();
-    if (!file_) return true;
-    if (!file_->emptyLog(pauses ? RowFile::LogRoom::givenBack : RowFile::LogRoom::kept)) return false;
-    // A writer that waits for the lock has waited enough: it begins the new log itself, which is shorter than both.
-    if (pauses) file_->touch();
-    return !file_->hasMuchRoom() && !file_->logIsLong();
+    while (file_ && !isTidy()) {
+      const int pages = file_->logPages();
+      const bool pauses = std::exchange(pagesSeen_, pages) == pages;
+      const bool isPressed = file_->logIsAtItsLimit() || mirror_.leftovers() > mostLeftovers;
+      if (!pauses && !isPressed) return false;
+      removeLeftovers(lock, pauses);
+      const bool hasGivenBack = giveBackRoom(lock);
+      const bool isToBeCopied = file_ && (file_->logIsLong() || hasGivenBack);
+      if (isToBeCopied && !copyLog(lock, pauses)) return false;
+      if (!pauses || writersThatWait_ > 0) return false;
+      if (file_) pagesSeen_ = file_->logPages();
+    }
+    return true;
   } catch (...) {
     return true;  // the next write that the medium refuses says so
   }
 }
 
-/// As much as there is, while nobody writes. The file becomes shorter when the log has been copied.
-void StoreDisk::giveBackRoom(std::unique_lock<std::mutex>& lock) {
-  while (file_ && file_->hasMuchRoom() && !file_->logIsLong() && file_->logPages() == pagesSeen_) {
-    file_->giveBackRoom();
+bool StoreDisk::isTidy() const { return !file_->logIsLong() && !file_->hasMuchRoom() && mirror_.leftovers() == 0; }
+
+/// Whether it has been emptied.
+bool StoreDisk::copyLog(std::unique_lock<std::mutex>& lock, bool pauses) {
+  const LogCopier copier(path_.string());
+  lock.unlock();
+  copier.copy();
+  copier.copy();  // what was written during the first, so that little is left to be done under the lock
+  lock.lock();
+  if (!file_) return true;
+  if (!file_->emptyLog(pauses ? RowFile::LogRoom::givenBack : RowFile::LogRoom::kept)) return false;
+  // A writer that waits for the lock has waited enough: it begins the new log itself, which is shorter than both.
+  if (pauses) file_->touch();
+  return true;
+}
+
+/// As many as there are while nobody writes; when they are too many, those beyond that also while somebody does.
+void StoreDisk::removeLeftovers(std::unique_lock<std::mutex>& lock, bool pauses) {
+  const auto goesOn = [&] {
+    if (!file_ || mirror_.leftovers() == 0 || file_->logIsAtItsLimit()) return false;
+    return mirror_.leftovers() > mostLeftovers || (pauses && file_->logPages() == pagesSeen_);
+  };
+  while (goesOn()) {
+    removeLeftovers(leftoversAtATime);
     pagesSeen_ = file_->logPages();
     lock.unlock();
     std::this_thread::yield();  // to a writer that waits
     lock.lock();
   }
+}
+
+void StoreDisk::removeLeftovers(std::size_t most) {
+  std::vector<RowChange> changes;
+  mirror_.stageLeftovers(most, changes);
+  arrays_->keepErased(changes);
+  if (!changes.empty()) file_->write(changes);
+}
+
+/// As much as there is, while nobody writes. The file becomes shorter when the log has been copied.
+bool StoreDisk::giveBackRoom(std::unique_lock<std::mutex>& lock) {
+  bool any = false;
+  while (file_ && mirror_.leftovers() == 0 && file_->hasMuchRoom() && !file_->logIsLong() &&
+         file_->logPages() == pagesSeen_) {
+    file_->giveBackRoom();
+    any = true;
+    pagesSeen_ = file_->logPages();
+    lock.unlock();
+    std::this_thread::yield();  // to a writer that waits
+    lock.lock();
+  }
+  return any;
 }
 
 void StoreDisk::say(std::string_view line) const noexcept {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <exception>
 #include <filesystem>
 #include <functional>
@@ -61,7 +62,11 @@ class StoreDisk {
   bool readUnwritable(StoreMemory& memory);
   void requestCheckpoint();
   bool checkpoint() noexcept;
-  void giveBackRoom(std::unique_lock<std::mutex>& lock);
+  bool isTidy() const;
+  bool copyLog(std::unique_lock<std::mutex>& lock, bool pauses);
+  void removeLeftovers(std::unique_lock<std::mutex>& lock, bool pauses);
+  void removeLeftovers(std::size_t most);
+  bool giveBackRoom(std::unique_lock<std::mutex>& lock);
 
   const std::filesystem::path path_;
   const StoreOptions options_;
@@ -81,6 +86,8 @@ class StoreDisk {
   bool hasBegunAfresh_ = false;  ///< and not yet written successfully
   bool wasRead_ = false;         ///< the memory has been given what the file held
   int pagesSeen_ = 0;            ///< of the log, a while ago
+
+  std::atomic<int> writersThatWait_ = 0;  ///< for room in the log
 
   Checkpointer checkpointer_;
 };

@@ -1,7 +1,6 @@
 #include "platform/sqlite/StoredArrays.h"
 
 #include <algorithm>
-#include <unordered_map>
 #include <utility>
 
 #include "platform/sqlite/StoredValue.h"
@@ -12,12 +11,16 @@ class StoredArrays::Stored final : public UnreadValue::Source {
  public:
   Stored(std::shared_ptr<StoredArrays> arrays, RowNumbers rows) : arrays_(std::move(arrays)), rows_(std::move(rows)) {
     const std::lock_guard lock(arrays_->mutex_);
-    arrays_->arrays_.insert(this);
+    place_ = arrays_->arrays_.size();
+    arrays_->arrays_.push_back(this);
   }
   ~Stored() override {
     if (!arrays_->mark_.isOwnProcess()) return;  // in a child the lock may be held for ever
     const std::lock_guard lock(arrays_->mutex_);
-    arrays_->arrays_.erase(this);
+    std::vector<Stored*>& all = arrays_->arrays_;
+    all[place_] = all.back();
+    all[place_]->place_ = place_;
+    all.pop_back();
   }
   Stored(const Stored&) = delete;
   Stored& operator=(const Stored&) = delete;
@@ -38,7 +41,8 @@ class StoredArrays::Stored final : public UnreadValue::Source {
 
   const std::shared_ptr<StoredArrays> arrays_;
   const RowNumbers rows_;
-  mutable std::optional<std::string> kept_;  ///< from some time on; under the lock of all
+  std::size_t place_ = 0;                    ///< among all; under their lock, as what follows
+  mutable std::optional<std::string> kept_;  ///< from some time on
 };
 
 void StoredArrays::open() {
@@ -72,28 +76,25 @@ std::size_t StoredArrays::keepAll() {
   std::size_t lost = 0;
   for (Stored* array : arrays_) {
     if (array->kept_) continue;
-    try {
-      array->kept_ = read(array->rows_);
-    } catch (const StoreError& error) {
-      if (error.kind() != StoreError::Kind::damaged) throw;
-      array->kept_ = "[]";
-      lost += array->rows_.size();
-    }
+    std::optional<std::string> text;
+    for (int attempt = 0; attempt < 2 && !text; ++attempt) text = readable(array->rows_);
+    if (!text) lost += array->rows_.size();
+    array->kept_ = text.value_or("[]");
   }
   return lost;
 }
 
 StoredArrays::Account StoredArrays::keepAll(const std::vector<Row>& rows) {
-  std::unordered_map<std::int64_t, const Value*> values;
-  for (const Row& row : rows) values[row.id] = &row.value;
   const std::lock_guard lock(mutex_);
   Account account;
   for (Stored* array : arrays_) {
     if (array->kept_) continue;
     std::vector<Value> items;
-    array->rows_.forEach([&](std::int64_t id) {
-      if (const auto found = values.find(id); found != values.end()) items.push_back(*found->second);
-    });
+    for (const RowRange& range : array->rows_.ranges()) {
+      auto row = std::lower_bound(rows.begin(), rows.end(), range.first,
+                                  [](const Row& each, std::int64_t id) { return each.id < id; });
+      for (; row != rows.end() && row->id <= range.last; ++row) items.push_back(row->value);
+    }
     account.waited += array->rows_.size();
     account.lost += array->rows_.size() - items.size();
     array->kept_ = RapidJSONSerialization().textOfAny(Array(std::move(items)));
@@ -172,6 +173,14 @@ std::size_t StoredArrays::count(const RowNumbers& rows) {
     while (select.step()) count += static_cast<std::size_t>(select.integer(0));
   }
   return count;
+}
+
+std::optional<std::string> StoredArrays::readable(const RowNumbers& rows) {
+  try {
+    return read(rows);
+  } catch (const StoreError&) {
+    return std::nullopt;
+  }
 }
 
 /// Every item with a comma behind it.

@@ -4,7 +4,6 @@
 #include <mutex>
 #include <optional>
 #include <string>
-#include <unordered_set>
 #include <utility>
 #include <vector>
 
@@ -34,10 +33,10 @@ class StoredArrays : public std::enable_shared_from_this<StoredArrays> {
   static std::optional<RowNumbers> rowsOf(const Value& value);
 
   /// Brings the items of all arrays that somebody still has into memory, where they do without the file. Answers how
-  /// many are lost, not being what was written.
+  /// many are lost, because the file, which will not be here again, cannot be read.
   std::size_t keepAll();
 
-  /// The same where the file is damaged, with what could be read of it.
+  /// The same where the file is damaged, with the rows that could be read of it, by their numbers.
   struct Account {
     std::size_t waited = 0;
     std::size_t lost = 0;
@@ -62,13 +61,14 @@ class StoredArrays : public std::enable_shared_from_this<StoredArrays> {
   class Stored;
 
   std::string read(const RowNumbers& rows);
+  std::optional<std::string> readable(const RowNumbers& rows);
   std::size_t count(const RowNumbers& rows);
   static void append(const RowRange& range, Statement& select, std::string& text);
 
   const std::string path_;
   const ProcessMark mark_;
   mutable std::mutex mutex_;
-  std::unordered_set<Stored*> arrays_;
+  std::vector<Stored*> arrays_;
   std::optional<Database> database_;
   std::optional<Statement> select_;
   bool hasFoundDamage_ = false;

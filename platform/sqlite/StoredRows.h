@@ -18,8 +18,10 @@ struct StoredRows {
     std::size_t depth = 0;  ///< no item nests deeper
   };
 
-  std::vector<Row> rows;
-  std::unordered_map<std::int64_t, LeftItems> left;  ///< by the number of the array's own row
+  std::vector<Row> rows = {};
+  std::unordered_map<std::int64_t, LeftItems> left = {};  ///< by the number of the array's own row
+  RowNumbers leftovers = {};                              ///< items of arrays that are gone
+  std::int64_t newestNumber = 0;                          ///< of a row that is gone and has some
 };
 
 }  // namespace fliprugair

@@ -17,7 +17,9 @@ RowNumbers numbers(const std::vector<std::int64_t>& ids) {
 
 std::vector<std::int64_t> listed(const RowNumbers& numbers) {
   std::vector<std::int64_t> ids;
-  numbers.forEach([&](std::int64_t id) { ids.push_back(id); });
+  for (const RowRange& range : numbers.ranges()) {
+    for (std::int64_t id = range.first; id <= range.last; ++id) ids.push_back(id);
+  }
   return ids;
 }
 
@@ -95,6 +97,18 @@ TEST(RowNumbersOfAnArray, AreAppendedToWhatIsToBeChangedAlready) {
   some.erase(0, 1, changes);
   EXPECT_EQ(removedBy(changes), (Ids{1, 3}));
   EXPECT_TRUE(some.empty());
+}
+
+TEST(RowNumbersOfAnArray, AreFollowedByThoseOfOthersWhateverTheyAre) {
+  RowNumbers some = numbers({7, 8});
+  some.append(numbers({2, 3, 5}));
+  some.append(RowNumbers());
+  EXPECT_EQ(listed(some), (Ids{7, 8, 2, 3, 5}));
+  EXPECT_EQ(some.size(), 5U);
+  std::vector<RowChange> changes;
+  some.erase(1, 3, changes);
+  EXPECT_EQ(removedBy(changes), (Ids{8, 2}));
+  EXPECT_EQ(listed(some), (Ids{7, 3, 5}));
 }
 
 TEST(RowNumbersOfAnArray, GoOnBehindWhatWasErased) {
