@@ -8,10 +8,10 @@ namespace fliprugair {
 
 /// As laid down in SQLite's file format: behind the header stand the places of the cells, and nothing more until the
 /// cells and the free blocks begin; between those are fragments of a few bytes.
-bool PageRoom::isAll(std::string_view page, std::size_t header, std::size_t headerSize) {
+bool PageRoom::isAll(std::string_view page, std::size_t header, std::size_t ownSize) {
   const std::size_t cells = used_.size();
   std::size_t end = bigEndian<2>(page, header + 5);
-  if (end < header + headerSize + 2 * cells || end > page.size()) return false;
+  if (end < header + ownSize + 2 * cells || end > page.size()) return false;
   if (cells != bigEndian<2>(page, header + 3) || !addFree(page, bigEndian<2>(page, header + 1))) return false;
   std::sort(used_.begin(), used_.end(), [](const Span& left, const Span& right) { return left.begin < right.begin; });
   std::size_t fragments = 0;

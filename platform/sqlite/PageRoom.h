@@ -17,8 +17,8 @@ class PageRoom {
   void add(std::size_t begin, std::size_t end) { used_.push_back({begin, end}); }
 
   /// Whether the cells and the free room of `page` take all of it, each byte once. Its own header begins at `header`
-  /// and has `headerSize` bytes.
-  bool isAll(std::string_view page, std::size_t header, std::size_t headerSize);
+  /// and has `ownSize` bytes.
+  bool isAll(std::string_view page, std::size_t header, std::size_t ownSize);
 
  private:
   struct Span {
