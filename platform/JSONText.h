@@ -1,0 +1,51 @@
+#pragma once
+
+#include <algorithm>
+#include <array>
+#include <cstddef>
+#include <cstring>
+#include <memory>
+#include <string_view>
+
+#include "Fliprugair/platform/Value.h"
+
+namespace fliprugair {
+
+/// JSON text in the making, with all of JSON that needs no library. What a record takes has room in the object itself.
+class JSONText {
+ public:
+  JSONText() = default;
+  JSONText(const JSONText&) = delete;
+  JSONText& operator=(const JSONText&) = delete;
+
+  void add(char character) { *room(1) = character; }
+  /// Characters as they are.
+  void add(std::string_view characters) {
+    if (!characters.empty()) std::memcpy(room(characters.size()), characters.data(), characters.size());
+  }
+  /// `text` in quotation marks, with escapes where JSON demands them.
+  void addText(std::string_view text);
+  /// Null, a boolean, an integer or a text. False, and adds nothing, for every other kind.
+  bool addPlain(const Value& value);
+  void removeLast() { --size_; }
+
+  /// Valid until something is added.
+  std::string_view text() const { return {begin_, size_}; }
+
+ private:
+  char* room(std::size_t characters) {
+    if (characters > capacity_ - size_) grow(characters);
+    size_ += characters;
+    return begin_ + size_ - characters;
+  }
+  [[gnu::cold]] void grow(std::size_t characters);
+  [[gnu::noinline]] void addEscaped(std::string_view text);
+
+  std::array<char, 1024> inPlace_;  // not cleared
+  std::unique_ptr<char[]> grown_;
+  char* begin_ = inPlace_.data();
+  std::size_t capacity_ = inPlace_.size();
+  std::size_t size_ = 0;
+};
+
+}  // namespace fliprugair
