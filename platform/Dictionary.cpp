@@ -261,4 +261,10 @@ bool operator==(const Dictionary& left, const Dictionary& right) {
   return true;
 }
 
+Value::Value(std::initializer_list<std::pair<std::string_view, Value>> pairs) {
+  std::vector<std::pair<std::string, Value>> owned(pairs.size());
+  std::copy(pairs.begin(), pairs.end(), owned.begin());
+  content_ = Dictionary(std::move(owned));
+}
+
 }  // namespace fliprugair

@@ -1,7 +1,11 @@
 #include "platform/JSONText.h"
 
-#include <charconv>
+#include <algorithm>
 #include <cstdint>
+#include <cstring>
+
+#include "Fliprugair/platform/Text.h"
+#include "platform/Digits.h"
 
 namespace fliprugair {
 
@@ -38,12 +42,12 @@ bool copyPlain(std::string_view text, char* to) {
   return text.empty() || copyPlain<std::uint8_t>(text, to);
 }
 
-constexpr std::size_t escapeSize = 6;
+constexpr std::size_t longestEscape = 6;
 
 /// Answers where it ends.
-char* writeEscape(char character, char* to) {
-  constexpr std::string_view named = "\"\\\b\f\n\r\t";
-  constexpr std::string_view names = "\"\\bfnrt";
+char* writeControl(char character, char* to) {
+  constexpr std::string_view named = "\b\f\n\r\t";
+  constexpr std::string_view names = "bfnrt";
   constexpr std::string_view digits = "0123456789ABCDEF";
   *to++ = '\\';
   if (const std::size_t place = named.find(character); place != std::string_view::npos) {
@@ -58,6 +62,10 @@ char* writeEscape(char character, char* to) {
 
 }  // namespace
 
+void JSONText::add(std::string_view characters) {
+  std::copy(characters.begin(), characters.end(), room(characters.size()));
+}
+
 void JSONText::addText(std::string_view text) {
   char* place = room(text.size() + 2);
   *place = '"';
@@ -70,26 +78,25 @@ void JSONText::addText(std::string_view text) {
 }
 
 void JSONText::addEscaped(std::string_view text) {
-  const std::size_t most = escapeSize * text.size() + 2;
-  char* const begin = room(most);
-  char* end = begin;
-  *end++ = '"';
+  const std::size_t most = longestEscape * text.size() + 2;
+  char* place = room(most);
+  size_ -= most;
+  *place++ = '"';
   for (const char character : text) {
-    if (escapedIn(static_cast<std::uint8_t>(character)) == 0) {
-      *end++ = character;
+    if (character == '"' || character == '\\') {
+      *place++ = '\\';
+      *place++ = character;
+    } else if (static_cast<unsigned char>(character) >= ' ') {
+      *place++ = character;
     } else {
-      end = writeEscape(character, end);
+      place = writeControl(character, place);
     }
   }
-  *end++ = '"';
-  size_ -= most - static_cast<std::size_t>(end - begin);
+  *place++ = '"';
+  size_ = static_cast<std::size_t>(place - begin_);
 }
 
 bool JSONText::addPlain(const Value& value) {
-  const auto addNumber = [this](auto number) {
-    std::array<char, 20> digits;
-    add({digits.data(), std::to_chars(digits.data(), digits.data() + digits.size(), number).ptr});
-  };
   switch (value.kind()) {
     case Value::Kind::null:
       add("null");
@@ -98,7 +105,7 @@ bool JSONText::addPlain(const Value& value) {
       add(value.boolValue() ? "true" : "false");
       return true;
     case Value::Kind::integer:
-      value.isUnsigned() ? addNumber(value.unsignedValue()) : addNumber(value.integerValue());
+      addInteger(value);
       return true;
     case Value::Kind::text:
       addText(value.text());
@@ -108,13 +115,19 @@ bool JSONText::addPlain(const Value& value) {
   }
 }
 
+void JSONText::addInteger(const Value& value) {
+  if (!value.isUnsigned()) return add(signedText(static_cast<std::uint64_t>(value.integerValue())));
+  std::array<char, 20> digits;
+  char* const end = digits.data() + digits.size();
+  add({digitsBefore(end, value.unsignedValue()), end});
+}
+
 void JSONText::grow(std::size_t characters) {
-  const std::size_t capacity = std::max(2 * capacity_, size_ + characters);
-  auto grown = std::make_unique_for_overwrite<char[]>(capacity);
-  std::memcpy(grown.get(), begin_, size_);
+  capacity_ = std::max(2 * capacity_, size_ + characters);
+  auto grown = std::make_unique_for_overwrite<char[]>(capacity_);
+  std::copy_n(begin_, size_, grown.get());
   grown_ = std::move(grown);
   begin_ = grown_.get();
-  capacity_ = capacity;
 }
 
 }  // namespace fliprugair

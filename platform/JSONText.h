@@ -1,9 +1,7 @@
 #pragma once
 
-#include <algorithm>
 #include <array>
 #include <cstddef>
-#include <cstring>
 #include <memory>
 #include <string_view>
 
@@ -20,26 +18,26 @@ class JSONText {
 
   void add(char character) { *room(1) = character; }
   /// Characters as they are.
-  void add(std::string_view characters) {
-    if (!characters.empty()) std::memcpy(room(characters.size()), characters.data(), characters.size());
-  }
+  void add(std::string_view characters);
   /// `text` in quotation marks, with escapes where JSON demands them.
   void addText(std::string_view text);
   /// Null, a boolean, an integer or a text. False, and adds nothing, for every other kind.
   bool addPlain(const Value& value);
+  /// A place for so many more characters, to be written at once.
+  char* room(std::size_t characters) {
+    if (characters > capacity_ - size_) grow(characters);
+    size_ += characters;
+    return begin_ + size_ - characters;
+  }
   void removeLast() { --size_; }
 
   /// Valid until something is added.
   std::string_view text() const { return {begin_, size_}; }
 
  private:
-  char* room(std::size_t characters) {
-    if (characters > capacity_ - size_) grow(characters);
-    size_ += characters;
-    return begin_ + size_ - characters;
-  }
-  [[gnu::cold]] void grow(std::size_t characters);
-  [[gnu::noinline]] void addEscaped(std::string_view text);
+  void grow(std::size_t characters);
+  void addEscaped(std::string_view text);
+  void addInteger(const Value& value);
 
   std::array<char, 1024> inPlace_;  // not cleared
   std::unique_ptr<char[]> grown_;

@@ -63,12 +63,6 @@ Value::Content Value::contentOf(std::string&& text) {
   return Content(std::in_place_type<SharedText>, std::make_shared<const std::string>(std::move(text)));
 }
 
-Value::Value(std::initializer_list<std::pair<std::string_view, Value>> pairs) {
-  std::vector<std::pair<std::string, Value>> owned(pairs.size());
-  std::copy(pairs.begin(), pairs.end(), owned.begin());
-  content_ = Dictionary(std::move(owned));
-}
-
 Value::Kind Value::kindOfOther() const {
   if (isUnsigned()) return Kind::integer;
   return std::holds_alternative<SharedText>(content_) ? Kind::text : std::get<SharedUnread>(content_)->kind;

@@ -26,7 +26,7 @@ std::string SessionClock::returnAndSetUptimeDelta() {
   return signedText(delta);
 }
 
-void SessionClock::addUptimeDeltaAndLastPostTime(PairList& data) {
+void SessionClock::addUptimeDeltaAndLastPostTime(PairText& data) {
   const std::string delta = returnAndSetUptimeDelta();
   if (integerOfText<std::int64_t>(delta) > 0) data.set("updelta", delta);
   const Value lastPostTime = context_.store().objectForKey(key::lastPostTime);

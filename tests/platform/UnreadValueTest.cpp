@@ -88,6 +88,14 @@ TEST(AnUnreadValue, ThatCannotBeReadIsEmpty) {
   EXPECT_TRUE(value.dictionary().empty());
 }
 
+TEST(AnUnreadValue, OfADictionaryWhoseDepthIsKnownIsAsAnyOther) {
+  const Value value = UnreadValue::ofDictionary(record, 3, readJSON);
+  EXPECT_TRUE(value.isDictionary());
+  EXPECT_EQ(value.depth(), 3U);
+  EXPECT_EQ(value, unread(record));
+  EXPECT_EQ(*UnreadValue::textOf(value), record);
+}
+
 TEST(AnUnreadValue, KeepsItsTextForWhoeverSendsIt) {
   const Value value = unread(record);
   ASSERT_NE(UnreadValue::textOf(value), nullptr);
