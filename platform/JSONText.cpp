@@ -36,10 +36,19 @@ bool copyPlain(std::string_view text, char* to) {
 }
 
 /// False when the copy is of no use, because something in it is to be escaped.
-bool copyPlain(std::string_view text, char* to) {
+inline bool copyPlain(std::string_view text, char* to) {
   if (text.size() >= sizeof(std::uint64_t)) return copyPlain<std::uint64_t>(text, to);
   if (text.size() >= sizeof(std::uint32_t)) return copyPlain<std::uint32_t>(text, to);
   return text.empty() || copyPlain<std::uint8_t>(text, to);
+}
+
+char* writeKey(std::string_view key, char* to) {
+  *to++ = '"';
+  std::memcpy(to, key.data(), key.size());
+  to += key.size();
+  *to++ = '"';
+  *to++ = ':';
+  return to;
 }
 
 constexpr std::size_t longestEscape = 6;
@@ -76,6 +85,21 @@ void JSONText::addText(std::string_view text) {
     addEscaped(text);
   }
 }
+
+void JSONText::addPair(std::string_view key, std::string_view text) {
+  char* place = writeKey(key, room(key.size() + text.size() + 6));
+  *place++ = '"';
+  if (copyPlain(text, place)) {
+    place[text.size()] = '"';
+    place[text.size() + 1] = ',';
+  } else {
+    size_ -= text.size() + 3;
+    addEscaped(text);
+    add(',');
+  }
+}
+
+void JSONText::addKey(std::string_view key) { writeKey(key, room(key.size() + 3)); }
 
 void JSONText::addEscaped(std::string_view text) {
   const std::size_t most = longestEscape * text.size() + 2;

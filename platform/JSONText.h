@@ -21,20 +21,24 @@ class JSONText {
   void add(std::string_view characters);
   /// `text` in quotation marks, with escapes where JSON demands them.
   void addText(std::string_view text);
+  /// `key`, which has nothing to be escaped, a colon, `text` as addText adds it, and a comma.
+  void addPair(std::string_view key, std::string_view text);
+  /// `key`, which has nothing to be escaped, and a colon.
+  void addKey(std::string_view key);
   /// Null, a boolean, an integer or a text. False, and adds nothing, for every other kind.
   bool addPlain(const Value& value);
-  /// A place for so many more characters, to be written at once.
-  char* room(std::size_t characters) {
-    if (characters > capacity_ - size_) grow(characters);
-    size_ += characters;
-    return begin_ + size_ - characters;
-  }
   void removeLast() { --size_; }
 
   /// Valid until something is added.
   std::string_view text() const { return {begin_, size_}; }
 
  private:
+  /// A place for so many more characters, to be written at once.
+  char* room(std::size_t characters) {
+    if (characters > capacity_ - size_) grow(characters);
+    size_ += characters;
+    return begin_ + size_ - characters;
+  }
   void grow(std::size_t characters);
   void addEscaped(std::string_view text);
   void addInteger(const Value& value);

@@ -11,18 +11,19 @@ PairText& PairText::add(LiteralKey key, const Value& value) {
   return ended_ ? *this : set(key, value);
 }
 
-PairText& PairText::set(LiteralKey key, const Value& value) {
-  addKey(key);
-  if (!text_.addPlain(value)) addOther(value);
-  text_.add(',');
+PairText& PairText::addText(LiteralKey key, std::string_view text) {
+  if (!ended_) text_.addPair(key.text(), text);
   return *this;
 }
 
-PairText& PairText::addText(LiteralKey key, std::string_view text) {
-  if (ended_) return *this;
-  addKey(key);
-  text_.addText(text);
-  text_.add(',');
+PairText& PairText::set(LiteralKey key, const Value& value) {
+  if (value.isText()) {
+    text_.addPair(key.text(), value.text());
+  } else {
+    text_.addKey(key.text());
+    if (!text_.addPlain(value)) addOther(value);
+    text_.add(',');
+  }
   return *this;
 }
 
@@ -30,7 +31,7 @@ PairText& PairText::add(LiteralKey key, PairText& pairs) {
   if (ended_) return *this;
   if (pairs.depth_ >= Value::deepest) return set(key, pairs.value());
   depth_ = std::max(depth_, pairs.depth_ + 1);
-  addKey(key);
+  text_.addKey(key.text());
   text_.add(pairs.closed());
   text_.add(',');
   return *this;
@@ -39,15 +40,6 @@ PairText& PairText::add(LiteralKey key, PairText& pairs) {
 Value PairText::value() {
   const std::string_view text = closed();
   return text == "{}" ? Value(Dictionary()) : json_.unread(text, depth_);
-}
-
-void PairText::addKey(LiteralKey key) {
-  const std::string_view name = key.text();
-  char* place = text_.room(name.size() + 3);
-  *place++ = '"';
-  place = std::copy(name.begin(), name.end(), place);
-  *place++ = '"';
-  *place = ':';
 }
 
 /// A real, a list, a dictionary.

@@ -32,7 +32,6 @@ class PairText {
   Value value();
 
  private:
-  void addKey(LiteralKey key);
   void addOther(Value value);
   std::string_view closed();
 

@@ -40,6 +40,8 @@ class SessionClock {
   void storeDefaults();
 
  private:
+  std::int64_t setUptimeDelta();
+
   const Context& context_;
 };
 

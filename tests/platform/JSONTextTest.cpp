@@ -23,14 +23,13 @@ TEST(JSONTextInTheMaking, HasWhatIsAddedOneBehindTheOther) {
   EXPECT_EQ(text.text(), R"(["a",[1]])");
 }
 
-TEST(JSONTextInTheMaking, GivesARoomThatIsWrittenToLater) {
+TEST(JSONTextInTheMaking, HasPairsWithACommaBehindEach) {
   JSONText text;
-  text.add("(");
-  char* const place = text.room(2);
-  place[0] = 'a';
-  place[1] = 'b';
-  text.add(')');
-  EXPECT_EQ(text.text(), "(ab)");
+  text.addPair("a", "");
+  text.addPair("a key of two words", "plain");
+  text.addPair("", "\"\n");
+  text.addKey("key");
+  EXPECT_EQ(text.text(), R"("a":"","a key of two words":"plain","":"\"\n","key":)");
 }
 
 TEST(JSONTextInTheMaking, TakesAnyLength) {
