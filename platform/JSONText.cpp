@@ -11,35 +11,44 @@ namespace fliprugair {
 
 namespace {
 
-/// Not 0 when one of these bytes is to be escaped: a control character, a quotation mark, a backslash.
-template <class Bytes>
-Bytes escapedIn(Bytes bytes) {
-  constexpr auto ones = static_cast<Bytes>(0x0101010101010101);
-  constexpr auto tops = static_cast<Bytes>(0x8080808080808080);
-  const auto below = [&](Bytes all, unsigned limit) { return all - ones * limit; };  // says so in their top bits
+/// Not 0 when one of these eight bytes is to be escaped: a control character, a quotation mark, a backslash.
+std::uint64_t escapedIn(std::uint64_t bytes) {
+  constexpr std::uint64_t ones = 0x0101010101010101;
+  constexpr std::uint64_t tops = 0x8080808080808080;
+  const auto below = [&](std::uint64_t all, unsigned limit) {
+    return all - ones * limit;
+  };  // says so in their top bits
   return (below(bytes, ' ') | below(bytes ^ (ones * '"'), 1) | below(bytes ^ (ones * '\\'), 1)) & ~bytes & tops;
 }
 
-/// Word by word, the last one together with bytes that came before it.
-template <class Word>
-bool copyPlain(std::string_view text, char* to) {
-  Word escaped = 0;
-  const auto copyAt = [&](std::size_t place) {
-    Word word = 0;
-    std::memcpy(&word, text.data() + place, sizeof word);
-    std::memcpy(to + place, &word, sizeof word);
-    escaped |= escapedIn(word);
-  };
-  for (std::size_t place = 0; place + sizeof(Word) < text.size(); place += sizeof(Word)) copyAt(place);
-  copyAt(text.size() - sizeof(Word));
-  return escaped == 0;
+bool isEscaped(char character) {
+  return character == '"' || character == '\\' || static_cast<unsigned char>(character) < ' ';
 }
 
 /// False when the copy is of no use, because something in it is to be escaped.
-inline bool copyPlain(std::string_view text, char* to) {
-  if (text.size() >= sizeof(std::uint64_t)) return copyPlain<std::uint64_t>(text, to);
-  if (text.size() >= sizeof(std::uint32_t)) return copyPlain<std::uint32_t>(text, to);
-  return text.empty() || copyPlain<std::uint8_t>(text, to);
+bool copyPlainByBytes(std::string_view text, char* to) {
+  bool isPlain = true;
+  for (const char character : text) {
+    *to++ = character;
+    isPlain = isPlain && !isEscaped(character);
+  }
+  return isPlain;
+}
+
+/// The same, eight bytes at a time, the last ones together with some that came before them.
+bool copyPlain(std::string_view text, char* to) {
+  constexpr std::size_t step = sizeof(std::uint64_t);
+  if (text.size() < step) return copyPlainByBytes(text, to);
+  std::uint64_t escaped = 0;
+  const auto copyAt = [&](std::size_t place) {
+    std::uint64_t bytes = 0;
+    std::memcpy(&bytes, text.data() + place, step);
+    std::memcpy(to + place, &bytes, step);
+    escaped |= escapedIn(bytes);
+  };
+  for (std::size_t place = 0; place + step < text.size(); place += step) copyAt(place);
+  copyAt(text.size() - step);
+  return escaped == 0;
 }
 
 char* writeKey(std::string_view key, char* to) {
