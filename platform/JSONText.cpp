@@ -4,7 +4,6 @@
 #include <cstdint>
 #include <cstring>
 
-#include "Fliprugair/platform/Text.h"
 #include "platform/Digits.h"
 
 namespace fliprugair {
@@ -64,17 +63,17 @@ constexpr std::size_t longestEscape = 6;
 
 /// Answers where it ends.
 char* writeControl(char character, char* to) {
-  constexpr std::string_view named = "\b\f\n\r\t";
-  constexpr std::string_view names = "bfnrt";
   constexpr std::string_view digits = "0123456789ABCDEF";
+  constexpr std::string_view names = {"btn\0fr", 6};  // from 8 on
+  const auto number = static_cast<std::size_t>(character);
+  const char name = number >= 8 && number < 8 + names.size() ? names[number - 8] : '\0';
   *to++ = '\\';
-  if (const std::size_t place = named.find(character); place != std::string_view::npos) {
-    *to++ = names[place];
-    return to;
-  }
-  to = std::copy_n("u00", 3, to);
-  *to++ = digits[static_cast<std::size_t>(character) / digits.size()];
-  *to++ = digits[static_cast<std::size_t>(character) % digits.size()];
+  *to++ = name != '\0' ? name : 'u';
+  if (name != '\0') return to;
+  *to++ = '0';
+  *to++ = '0';
+  *to++ = digits[number / digits.size()];
+  *to++ = digits[number % digits.size()];
   return to;
 }
 
@@ -149,10 +148,13 @@ bool JSONText::addPlain(const Value& value) {
 }
 
 void JSONText::addInteger(const Value& value) {
-  if (!value.isUnsigned()) return add(signedText(static_cast<std::uint64_t>(value.integerValue())));
-  std::array<char, 20> digits;
+  const auto number = static_cast<std::uint64_t>(value.integerValue());
+  const bool isNegative = value.integerValue() < 0;
+  std::array<char, 21> digits;
   char* const end = digits.data() + digits.size();
-  add({digitsBefore(end, value.unsignedValue()), end});
+  char* begin = digitsBefore(end, value.isUnsigned() ? value.unsignedValue() : isNegative ? 0 - number : number);
+  if (isNegative) *--begin = '-';
+  add({begin, end});
 }
 
 void JSONText::grow(std::size_t characters) {

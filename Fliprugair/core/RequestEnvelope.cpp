@@ -1,7 +1,5 @@
 #include "Fliprugair/core/RequestEnvelope.h"
 
-#include "platform/PairList.h"
-
 namespace fliprugair {
 
 namespace {
@@ -43,16 +41,16 @@ void RequestEnvelope::addAfterData(PairText& list, Form form) const {
   if (form == Form::full || form == Form::question) addVersion(list);
 }
 
-Dictionary RequestEnvelope::initRequest(const Value& data, const Value& firstIdentity) const {
-  return PairList()
-      .add("action", "init")
+Value RequestEnvelope::initRequest(const Value& data, const Value& firstIdentity) const {
+  return PairText(json_)
+      .addText("action", "init")
       .add("marlune_app_id", identity_.appId())
       .add("marlune_device_id", identity_.deviceId())
-      .add("sdk_protocol", protocol)
+      .addText("sdk_protocol", protocol)
       .add("sdk_version", shared_.sdkVersion.load())
       .add("data", data)
       .add("data_orig", firstIdentity)
-      .dictionary();
+      .value();
 }
 
 void RequestEnvelope::addVersion(PairText& list) const {

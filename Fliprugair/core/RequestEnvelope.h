@@ -33,7 +33,7 @@ class RequestEnvelope {
   Value request(std::string_view action, Form form, PairText& data) const;
 
   /// The init request says twice who is calling: as of now, and as of the first start.
-  Dictionary initRequest(const Value& data, const Value& firstIdentity) const;
+  Value initRequest(const Value& data, const Value& firstIdentity) const;
 
   /// The version is this release's, with the host app's extension behind it.
   void setVersionExtension(const std::string& extension);
