@@ -65,7 +65,7 @@ constexpr std::size_t longestEscape = 6;
 char* writeControl(char character, char* to) {
   constexpr std::string_view digits = "0123456789ABCDEF";
   constexpr std::string_view names = {"btn\0fr", 6};  // from 8 on
-  const auto number = static_cast<std::size_t>(character);
+  const auto number = static_cast<unsigned char>(character);
   const char name = number >= 8 && number < 8 + names.size() ? names[number - 8] : '\0';
   *to++ = '\\';
   *to++ = name != '\0' ? name : 'u';
