@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <stdexcept>
+
 #include "platform/UnreadValue.h"
 #include "platform/json/RapidJSONSerialization.h"
 
@@ -86,6 +88,19 @@ TEST(AnUnreadValue, ThatCannotBeReadIsEmpty) {
   const Value value = *UnreadValue::of("{not json}", readJSON);
   EXPECT_TRUE(value.isDictionary());
   EXPECT_TRUE(value.dictionary().empty());
+}
+
+/// Has a text for nobody.
+class Lost final : public UnreadValue::Source {
+ public:
+  std::string text() const override { throw std::runtime_error("lost"); }
+  std::size_t size() const override { return 1; }
+};
+
+TEST(AnUnreadValue, EqualsItselfWithoutBeingRead) {
+  const Value value = UnreadValue::of(std::make_shared<const Lost>(), readJSON, 1);
+  EXPECT_TRUE(value == Value(value));
+  EXPECT_THROW(static_cast<void>(value == Value(Array{1})), std::runtime_error);
 }
 
 TEST(AnUnreadValue, OfADictionaryWhoseDepthIsKnownIsAsAnyOther) {
