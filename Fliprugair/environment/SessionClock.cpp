@@ -14,9 +14,7 @@ std::string SessionClock::returnUptime() const {
   return signedText(now() - static_cast<std::uint64_t>(context_.store().integerForKey(key::timeAppBecameActive)));
 }
 
-std::string SessionClock::returnAndSetUptimeDelta() {
-  return signedText(static_cast<std::uint64_t>(setUptimeDelta()));
-}
+std::string SessionClock::returnAndSetUptimeDelta() { return signedText(static_cast<std::uint64_t>(setUptimeDelta())); }
 
 std::int64_t SessionClock::setUptimeDelta() {
   std::uint64_t delta = 0;
