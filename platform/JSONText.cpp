@@ -14,9 +14,8 @@ namespace {
 std::uint64_t escapedIn(std::uint64_t bytes) {
   constexpr std::uint64_t ones = 0x0101010101010101;
   constexpr std::uint64_t tops = 0x8080808080808080;
-  const auto below = [&](std::uint64_t all, unsigned limit) {
-    return all - ones * limit;
-  };  // says so in their top bits
+  // Bytes that are below the limit have their top bits set.
+  const auto below = [&](std::uint64_t all, unsigned limit) { return all - ones * limit; };
   return (below(bytes, ' ') | below(bytes ^ (ones * '"'), 1) | below(bytes ^ (ones * '\\'), 1)) & ~bytes & tops;
 }
 
@@ -158,11 +157,12 @@ void JSONText::addInteger(const Value& value) {
 }
 
 void JSONText::grow(std::size_t characters) {
-  capacity_ = std::max(2 * capacity_, size_ + characters);
-  auto grown = std::make_unique_for_overwrite<char[]>(capacity_);
+  const std::size_t capacity = std::max(2 * capacity_, size_ + characters);
+  auto grown = std::make_unique_for_overwrite<char[]>(capacity);
   std::copy_n(begin_, size_, grown.get());
   grown_ = std::move(grown);
   begin_ = grown_.get();
+  capacity_ = capacity;
 }
 
 }  // namespace fliprugair

@@ -22,7 +22,8 @@ void VirtualStore::update(std::string_view key, const std::function<Value(const 
   unpack();
   const auto found = values_.find(key);
   const bool isNew = found == values_.end();
-  Value after = change(isNew ? Value() : found->second.value);
+  const Value none;
+  const Value after = change(isNew ? none : found->second.value);
   const Value before = isNew ? Value() : std::exchange(found->second.value, after);
   if (isNew && !after.isNull()) values_.emplace(key, Stored{++lastNumber_, after});
   if (!isNew && after.isNull()) values_.erase(found);
