@@ -134,13 +134,4 @@ std::size_t Array::sharedPrefix(const Array& other) const {
   return common;
 }
 
-bool operator==(const Array& left, const Array& right) {
-  if (left.node_ == right.node_) return true;
-  if (left.size() != right.size()) return false;
-  for (std::size_t index = 0; index < left.size(); ++index) {
-    if (!(left[index] == right[index])) return false;
-  }
-  return true;
-}
-
 }  // namespace fliprugair

@@ -248,17 +248,10 @@ Dictionary::Difference Dictionary::difference(const Dictionary& before, const Di
   return {copied(missing(before, after)), copied(added)};
 }
 
-bool operator==(const Dictionary& left, const Dictionary& right) {
-  if (left.node_ == right.node_) return true;
-  if (left.size() != right.size()) return false;
-  const auto leftEntries = left.entries();
-  const auto rightEntries = right.entries();
-  auto other = rightEntries.begin();
-  for (const Dictionary::Entry& entry : leftEntries) {
-    if (entry.name != other->name || !(entry.value == other->value)) return false;
-    ++other;
-  }
-  return true;
+Value::Value(std::initializer_list<std::pair<std::string_view, Value>> pairs) {
+  std::vector<std::pair<std::string, Value>> owned(pairs.size());
+  std::copy(pairs.begin(), pairs.end(), owned.begin());
+  content_ = Dictionary(std::move(owned));
 }
 
 }  // namespace fliprugair

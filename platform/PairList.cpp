@@ -1,5 +1,6 @@
 #include "platform/PairList.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "platform/Nesting.h"

@@ -1,28 +1,13 @@
 #pragma once
 
-#include <algorithm>
 #include <cstddef>
-#include <string_view>
 #include <vector>
 
 #include "Fliprugair/platform/Export.h"
 #include "Fliprugair/platform/Value.h"
+#include "platform/LiteralKey.h"
 
 namespace fliprugair {
-
-/// A key that stands in the source: plain ASCII, seen to when it is compiled, and never copied.
-class LiteralKey {
- public:
-  template <std::size_t size>
-  consteval LiteralKey(const char (&literal)[size]) : text_(literal, size - 1) {
-    if (!std::all_of(text_.begin(), text_.end(), [](char character) { return character > 0; })) throw "not plain ASCII";
-  }
-
-  std::string_view text() const { return text_; }
-
- private:
-  std::string_view text_;
-};
 
 /// Builds a dictionary from an ordered list of pairs with different keys that ends at the first absent value: that pair
 /// and every later one are left out. All ordered pair lists of the system are made with it, because what is missing and

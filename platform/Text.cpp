@@ -7,6 +7,7 @@
 #include <locale>
 #include <sstream>
 
+#include "platform/Digits.h"
 #include "platform/PlainAscii.h"
 
 namespace fliprugair {
@@ -153,7 +154,14 @@ std::string fixedText(double number) {
   return {buffer.data(), end};
 }
 
-std::string signedText(std::uint64_t number) { return std::to_string(static_cast<std::int64_t>(number)); }
+std::string signedText(std::uint64_t number) {
+  const bool isNegative = number > INT64_MAX;
+  std::array<char, 21> digits;
+  char* const end = digits.data() + digits.size();
+  char* begin = digitsBefore(end, isNegative ? 0 - number : number);
+  if (isNegative) *--begin = '-';
+  return {begin, end};
+}
 
 std::string base64Text(std::string_view bytes) {
   std::string result;

@@ -47,16 +47,20 @@ std::optional<Value> UnreadValue::of(std::string_view text, Read read) {
   const bool isContainer = text.size() > std::string_view("{}").size() && (text[0] == '{' || text[0] == '[');
   const std::size_t depth = isContainer ? depthOf(text) : 0;
   if (depth == 0 || depth > Value::deepest) return std::nullopt;
-  const Value::Kind kind = text[0] == '{' ? Value::Kind::dictionary : Value::Kind::array;
-  Value value;
-  value.content_ = std::make_shared<const Value::Unread>(Value::Unread{std::string(text), read, kind, depth, {}});
-  return value;
+  return made({std::string(text), read, text[0] == '{' ? Value::Kind::dictionary : Value::Kind::array, depth, {}});
 }
 
 Value UnreadValue::of(std::shared_ptr<const Source> source, Read read, std::size_t depth) {
+  return made({{}, read, Value::Kind::array, depth, std::move(source)});
+}
+
+Value UnreadValue::ofDictionary(std::string_view text, std::size_t depth, Read read) {
+  return made({std::string(text), read, Value::Kind::dictionary, depth, {}});
+}
+
+Value UnreadValue::made(Value::Unread&& unread) {
   Value value;
-  value.content_ =
-      std::make_shared<const Value::Unread>(Value::Unread{{}, read, Value::Kind::array, depth, std::move(source)});
+  value.content_ = std::make_shared<const Value::Unread>(std::move(unread));
   return value;
 }
 

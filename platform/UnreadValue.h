@@ -36,6 +36,9 @@ class UnreadValue {
   /// Value::deepest.
   static std::optional<Value> of(std::string_view text, Read read);
 
+  /// Of the text of a dictionary that is not empty and nests `depth` levels.
+  static Value ofDictionary(std::string_view text, std::size_t depth, Read read);
+
   /// The array in `source`, which nests at most `depth` levels deep.
   static Value of(std::shared_ptr<const Source> source, Read read, std::size_t depth);
 
@@ -49,6 +52,9 @@ class UnreadValue {
 
   /// How many items `value` has if it is an array; found without its text.
   static std::size_t sizeOfArray(const Value& value);
+
+ private:
+  static Value made(Value::Unread&& unread);
 };
 
 struct Value::Unread {

@@ -63,12 +63,6 @@ Value::Content Value::contentOf(std::string&& text) {
   return Content(std::in_place_type<SharedText>, std::make_shared<const std::string>(std::move(text)));
 }
 
-Value::Value(std::initializer_list<std::pair<std::string_view, Value>> pairs) {
-  std::vector<std::pair<std::string, Value>> owned(pairs.size());
-  std::copy(pairs.begin(), pairs.end(), owned.begin());
-  content_ = Dictionary(std::move(owned));
-}
-
 Value::Kind Value::kindOfOther() const {
   if (isUnsigned()) return Kind::integer;
   return std::holds_alternative<SharedText>(content_) ? Kind::text : std::get<SharedUnread>(content_)->kind;
@@ -150,14 +144,11 @@ bool Value::isSameObject(const Value& other) const {
   if (const auto* dictionary = std::get_if<Dictionary>(&content_)) {
     return dictionary->node_ == std::get<Dictionary>(other.content_).node_;
   }
-  return content_ == other.content_;
-}
-
-bool operator==(const Value& left, const Value& right) {
-  if (left.isText() && right.isText()) return left.text() == right.text();
-  if (UnreadValue::is(left) || UnreadValue::is(right))
-    return left.isSameObject(right) || (left.kind() == right.kind() && left.read() == right.read());
-  return left.content_ == right.content_;
+  if (const auto* text = std::get_if<SharedText>(&content_)) return *text == std::get<SharedText>(other.content_);
+  if (const auto* unread = std::get_if<SharedUnread>(&content_)) {
+    return *unread == std::get<SharedUnread>(other.content_);
+  }
+  return *this == other;
 }
 
 }  // namespace fliprugair

@@ -1,5 +1,7 @@
 #include "Fliprugair/attribution/AttributionPoll.h"
 
+#include "platform/PairList.h"
+
 namespace fliprugair {
 
 namespace {

@@ -18,7 +18,7 @@ void Context::log(std::string_view method, int line, std::string_view message) c
 std::string Context::described(const Value& value) const {
   if (value.isNull()) return "(null)";
   if (value.isText()) return value.text();
-  return platform_.json().textOfAny(value);
+  return json().textOfAny(value);
 }
 
 bool Context::isTooDeep(std::string_view method, int line, const Value& given) const {

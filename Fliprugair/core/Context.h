@@ -23,6 +23,7 @@ class Context {
 
   UserDefaults& store() const { return store_; }
   bool isInert() const { return platform_.isInert(); }
+  const JSONSerialization& json() const { return platform_.json(); }
   double secondsSince1970() const { return platform_.secondsSince1970(); }
 
   /// The tracker that this belongs to, for collaborators and for whatever must not keep it alive.

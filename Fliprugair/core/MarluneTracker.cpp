@@ -3,6 +3,7 @@
 #include "Fliprugair/MarluneTracker.h"
 
 #include "Fliprugair/core/TrackerImplementation.h"
+#include "platform/PairList.h"
 
 namespace fliprugair {
 

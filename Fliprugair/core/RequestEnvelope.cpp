@@ -12,46 +12,49 @@ constexpr std::string_view versioniBeaconPartString;
 constexpr std::string_view versionCoreLocationPartString;
 constexpr std::string_view versionCookieCollectionPartString;
 
-constexpr std::size_t mostPairs = 6;
-
 }  // namespace
 
-Dictionary RequestEnvelope::request(std::string_view action, Form form, const Value& data) const {
-  PairList list(mostPairs);
-  list.add("marlune_device_id", identity_.deviceId()).add("marlune_app_id", identity_.appId()).add("action", action);
-  switch (form) {
-    case Form::full:
-      list.add("data", data);
-      addVersion(list);
-      break;
-    case Form::event:
-      addVersion(list);
-      list.add("data", data);
-      break;
-    case Form::brief:
-      list.add("data", data);
-      break;
-    case Form::question:
-      addVersion(list);
-      break;
-  }
-  return list.dictionary();
+Value RequestEnvelope::request(std::string_view action, Form form, const Value& data) const {
+  PairText list(json_);
+  addBeforeData(list, action, form);
+  if (form != Form::question) list.add("data", data);
+  addAfterData(list, form);
+  return list.value();
 }
 
-Dictionary RequestEnvelope::initRequest(const Value& data, const Value& firstIdentity) const {
-  return PairList()
-      .add("action", "init")
+Value RequestEnvelope::request(std::string_view action, Form form, PairText& data) const {
+  PairText list(json_);
+  addBeforeData(list, action, form);
+  list.add("data", data);
+  addAfterData(list, form);
+  return list.value();
+}
+
+void RequestEnvelope::addBeforeData(PairText& list, std::string_view action, Form form) const {
+  list.add("marlune_device_id", identity_.deviceId())
+      .add("marlune_app_id", identity_.appId())
+      .addText("action", action);
+  if (form == Form::event) addVersion(list);
+}
+
+void RequestEnvelope::addAfterData(PairText& list, Form form) const {
+  if (form == Form::full || form == Form::question) addVersion(list);
+}
+
+Value RequestEnvelope::initRequest(const Value& data, const Value& firstIdentity) const {
+  return PairText(json_)
+      .addText("action", "init")
       .add("marlune_app_id", identity_.appId())
       .add("marlune_device_id", identity_.deviceId())
-      .add("sdk_protocol", protocol)
+      .addText("sdk_protocol", protocol)
       .add("sdk_version", shared_.sdkVersion.load())
       .add("data", data)
       .add("data_orig", firstIdentity)
-      .dictionary();
+      .value();
 }
 
-void RequestEnvelope::addVersion(PairList& list) const {
-  list.add("sdk_version", shared_.sdkVersion.load()).add("sdk_protocol", protocol);
+void RequestEnvelope::addVersion(PairText& list) const {
+  list.add("sdk_version", shared_.sdkVersion.load()).addText("sdk_protocol", protocol);
 }
 
 void RequestEnvelope::setVersionExtension(const std::string& extension) {

@@ -5,7 +5,7 @@
 
 #include "Fliprugair/core/Identity.h"
 #include "platform/Locked.h"
-#include "platform/PairList.h"
+#include "platform/PairText.h"
 
 namespace fliprugair {
 
@@ -17,7 +17,8 @@ class RequestEnvelope {
     Locked<Value> sdkVersion;  ///< text; the version reported as "sdk_version"
   };
 
-  RequestEnvelope(const Identity& identity, Shared& shared) : identity_(identity), shared_(shared) {}
+  RequestEnvelope(const Identity& identity, Shared& shared, const JSONSerialization& json)
+      : identity_(identity), shared_(shared), json_(json) {}
 
   enum class Form {
     full,      ///< data, then version and protocol
@@ -26,19 +27,25 @@ class RequestEnvelope {
     question,  ///< version and protocol alone
   };
 
-  Dictionary request(std::string_view action, Form form, const Value& data = {}) const;
+  /// A dictionary.
+  Value request(std::string_view action, Form form, const Value& data = {}) const;
+  /// Nothing can be added to `data` any more.
+  Value request(std::string_view action, Form form, PairText& data) const;
 
   /// The init request says twice who is calling: as of now, and as of the first start.
-  Dictionary initRequest(const Value& data, const Value& firstIdentity) const;
+  Value initRequest(const Value& data, const Value& firstIdentity) const;
 
   /// The version is this release's, with the host app's extension behind it.
   void setVersionExtension(const std::string& extension);
 
  private:
-  void addVersion(PairList& list) const;
+  void addBeforeData(PairText& list, std::string_view action, Form form) const;
+  void addAfterData(PairText& list, Form form) const;
+  void addVersion(PairText& list) const;
 
   const Identity& identity_;
   Shared& shared_;
+  const JSONSerialization& json_;
 };
 
 }  // namespace fliprugair

@@ -12,10 +12,10 @@ constexpr std::int64_t none = 2;
 }  // namespace
 
 void Sessions::sessionEvent(std::string_view state) {
-  PairList sessionData;
+  PairText sessionData(json_);
   sessionData.add("state", state).add("usertime", clock_.currentLocalTime()).add("uptime", clock_.returnUptime());
   clock_.addUptimeDeltaAndLastPostTime(sessionData);
-  batch_.appendBatchEvent(envelope_.request("session", RequestEnvelope::Form::full, sessionData.dictionary()));
+  batch_.appendBatchEvent(envelope_.request("session", RequestEnvelope::Form::full, sessionData));
 }
 
 bool Sessions::areTracked() const { return store_.integerForKey(key::sessionTracking) == full; }

@@ -20,7 +20,7 @@ inline constexpr std::string_view sessionTracking = "com.marlune.MarluneTracker.
 class Sessions {
  public:
   Sessions(Context& context, BatchQueue& batch, const RequestEnvelope& envelope, SessionClock& clock)
-      : store_(context.store()), batch_(batch), envelope_(envelope), clock_(clock) {}
+      : store_(context.store()), json_(context.json()), batch_(batch), envelope_(envelope), clock_(clock) {}
 
   /// `state` is "resume" or "pause".
   void sessionEvent(std::string_view state);
@@ -34,6 +34,7 @@ class Sessions {
 
  private:
   UserDefaults& store_;
+  const JSONSerialization& json_;
   BatchQueue& batch_;
   const RequestEnvelope& envelope_;
   SessionClock& clock_;

@@ -24,7 +24,7 @@ TrackerImplementation::TrackerImplementation(Environment& environment)
       clock(context),
       connectivity(platform_.surroundings()),
       identity(context, [this] { return platform_.randomUUID(); }),
-      envelope(identity, *process_),
+      envelope(identity, *process_, platform_.json()),
       facts(context, *process_, platform_.device(), platform_.bundle()),
       requests(context, *process_, [&environment] { return environment.makeNetworkAccess(); }),
       batch(context, *process_, requests, clock, platform_.application(), platform_.globalQueue()),

@@ -1,6 +1,7 @@
 #include "Fliprugair/environment/LocationReports.h"
 
 #include "Fliprugair/core/Defaults.h"
+#include "platform/PairList.h"
 
 namespace fliprugair {
 

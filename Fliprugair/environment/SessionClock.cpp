@@ -14,7 +14,9 @@ std::string SessionClock::returnUptime() const {
   return signedText(now() - static_cast<std::uint64_t>(context_.store().integerForKey(key::timeAppBecameActive)));
 }
 
-std::string SessionClock::returnAndSetUptimeDelta() {
+std::string SessionClock::returnAndSetUptimeDelta() { return signedText(static_cast<std::uint64_t>(setUptimeDelta())); }
+
+std::int64_t SessionClock::setUptimeDelta() {
   std::uint64_t delta = 0;
   // In one step, the reading of the clock included: of several threads each second is reported once.
   context_.store().update(key::lastUpdateTime, [&](const Value& last) {
@@ -23,12 +25,12 @@ std::string SessionClock::returnAndSetUptimeDelta() {
     return Value(static_cast<std::int64_t>(time));
   });
   context_.store().synchronize();
-  return signedText(delta);
+  return static_cast<std::int64_t>(delta);
 }
 
-void SessionClock::addUptimeDeltaAndLastPostTime(PairList& data) {
-  const std::string delta = returnAndSetUptimeDelta();
-  if (integerOfText<std::int64_t>(delta) > 0) data.set("updelta", delta);
+void SessionClock::addUptimeDeltaAndLastPostTime(PairText& data) {
+  const std::int64_t delta = setUptimeDelta();
+  if (delta > 0) data.set("updelta", signedText(static_cast<std::uint64_t>(delta)));
   const Value lastPostTime = context_.store().objectForKey(key::lastPostTime);
   if (lastPostTime.integerValue() > 0) data.set("last_post_time", lastPostTime);
 }

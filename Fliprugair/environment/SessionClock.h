@@ -5,7 +5,7 @@
 #include <string_view>
 
 #include "Fliprugair/core/Context.h"
-#include "platform/PairList.h"
+#include "platform/PairText.h"
 
 namespace fliprugair {
 
@@ -34,12 +34,14 @@ class SessionClock {
   std::string returnAndSetUptimeDelta();
 
   /// Adds "updelta" and "last_post_time", each when it is above 0. Once for each record that reports them.
-  void addUptimeDeltaAndLastPostTime(PairList& data);
+  void addUptimeDeltaAndLastPostTime(PairText& data);
 
   void noteActivation();
   void storeDefaults();
 
  private:
+  std::int64_t setUptimeDelta();
+
   const Context& context_;
 };
 

@@ -25,10 +25,10 @@ void BatchQueue::appendBatchEvent(const Value& batchEvent) {
   UserDefaults& store = context_.store();
   std::int64_t batchQueueItems = 0;
   store.update(key::batchEventQueue, [&](const Value& stored) {
-    const Array queue = stored.array();
-    const Array longer = batchEvent.isNull() ? queue : queue.appending(batchEvent);
-    batchQueueItems = static_cast<std::int64_t>(longer.size());
-    return Value(longer);
+    Array queue = stored.array();
+    if (!batchEvent.isNull()) queue = queue.appending(batchEvent);
+    batchQueueItems = static_cast<std::int64_t>(queue.size());
+    return Value(std::move(queue));
   });
   store.synchronize();
   if (batchQueueItems < MAX_BATCH_QUEUE_ITEMS) {

@@ -28,38 +28,37 @@ void EventRecords::trackEventWithEventTitleString(const Text& eventTitleString, 
               2150)) {
     return;
   }
-  PairList data = eventData(eventTitleString, eventValueString);
+  PairText data(json_);
+  addEvent(data, eventTitleString, eventValueString);
   addCurrencyAndPosition(data);
   if (standardBool) data.set("event_standard", 1);
-  append(std::move(data));
+  append(data);
 }
 
 void EventRecords::trackEvent(const Text& eventTitle, const Text& eventValue, const Text& encodedReceipt) {
   if (refuses(eventTitle, "-[MarluneTracker trackEvent:withValue:andReceipt:]", 2198)) return;
-  PairList data = eventData(eventTitle, eventValue);
+  PairText data(json_);
+  addEvent(data, eventTitle, eventValue);
   data.add("receipt", encodedReceipt.value());
   addCurrencyAndPosition(data);
-  append(std::move(data));
+  append(data);
 }
 
-PairList EventRecords::eventData(const Text& eventTitle, const Text& eventValue) const {
-  PairList data;
-  data.add("usertime", clock_.currentLocalTime())
-      .add("uptime", clock_.returnUptime())
+void EventRecords::addEvent(PairText& data, const Text& eventTitle, const Text& eventValue) const {
+  data.addText("usertime", clock_.currentLocalTime())
+      .addText("uptime", clock_.returnUptime())
       .add("event_name", eventTitle.value())
       .add("event_data", eventValue.value());
-  return data;
 }
 
-void EventRecords::addCurrencyAndPosition(PairList& data) const {
-  data.add("currency", identity_.currency())
-      .add("geo_lat", context_.store().objectForKey(key::deviceLatitude))
-      .add("geo_long", context_.store().objectForKey(key::deviceLongitude));
+void EventRecords::addCurrencyAndPosition(PairText& data) const {
+  data.add("currency", identity_.currency()).add("geo_lat", context_.store().objectForKey(key::deviceLatitude));
+  if (!data.hasEnded()) data.add("geo_long", context_.store().objectForKey(key::deviceLongitude));
 }
 
-void EventRecords::append(PairList trackingData) {
+void EventRecords::append(PairText& trackingData) {
   clock_.addUptimeDeltaAndLastPostTime(trackingData);
-  batch_.appendBatchEvent(envelope_.request("event", Form::event, trackingData.dictionary()));
+  batch_.appendBatchEvent(envelope_.request("event", Form::event, trackingData));
 }
 
 /// A forbidden title is dropped silently, a missing one with a log line.
@@ -78,14 +77,14 @@ void EventRecords::spatialEvent(const Text& eventTitle, float x, float y, float 
     }
     return;
   }
-  PairList spatialData;
+  PairText spatialData(json_);
   spatialData.add("event_name", eventTitle.value())
       .add("x", fixedText(x))
       .add("y", fixedText(y))
       .add("z", fixedText(z))
       .add("usertime", clock_.currentLocalTime());
   clock_.addUptimeDeltaAndLastPostTime(spatialData);
-  batch_.appendBatchEvent(envelope_.request("spatial", Form::brief, spatialData.dictionary()));
+  batch_.appendBatchEvent(envelope_.request("spatial", Form::brief, spatialData));
 }
 
 void EventRecords::identityLinkEvent(const Value& identityLinkData) {
@@ -100,13 +99,13 @@ void EventRecords::identityLinkEvent(const Value& identityLinkData) {
 }
 
 void EventRecords::sendDeepLink(const URL& url, const Text& sourceApplication) {
-  PairList data;
+  PairText data(json_);
   data.add("uri", url.absoluteString().text())
       .add("source_app", sourceApplication.string())
       .add("usertime", clock_.currentLocalTime())
       .add("uptime", clock_.returnUptime());
   clock_.addUptimeDeltaAndLastPostTime(data);
-  batch_.appendBatchEvent(envelope_.request("deeplink", Form::brief, data.dictionary()));
+  batch_.appendBatchEvent(envelope_.request("deeplink", Form::brief, data));
 }
 
 void EventRecords::trackEventWithEventStandardParameters(const EventStandardParameters* eventStandardParameters) {

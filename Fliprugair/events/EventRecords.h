@@ -52,9 +52,9 @@ class EventRecords {
   void eventNetworkTransactionWithEventStandardParameters(const EventStandardParameters* eventStandardParameters);
   void eventNetworkTransactionWithNameString(const Text& nameString, const Value& dataDictionary, bool standardBool);
   bool refuses(const Text& eventTitle, std::string_view method, int line) const;
-  PairList eventData(const Text& eventTitle, const Text& eventValue) const;
-  void addCurrencyAndPosition(PairList& data) const;
-  void append(PairList trackingData);
+  void addEvent(PairText& data, const Text& eventTitle, const Text& eventValue) const;
+  void addCurrencyAndPosition(PairText& data) const;
+  void append(PairText& trackingData);
 
   Context& context_;
   Shared& shared_;

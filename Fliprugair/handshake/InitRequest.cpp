@@ -1,5 +1,7 @@
 #include "Fliprugair/handshake/InitRequest.h"
 
+#include "platform/PairList.h"
+
 namespace fliprugair {
 
 InitRequest::InitRequest(Context& context, const Identity& identity, const RequestEnvelope& envelope,

@@ -42,7 +42,8 @@ InstallData::Report InstallData::gather() {
   // A pasteboard without text is null, one that does not exist is "".
   const auto pasteboard = surroundings_.pasteboard("fb_app_attribution");
   const Value pasteboardText = pasteboard ? pasteboard->text : Value("");
-  PairList data = baseEntries();
+  PairText data(context_.json());
+  addBaseEntries(data);
   clock_.addUptimeDeltaAndLastPostTime(data);
   addFacebookAttribution(data, pasteboardText);
   const bool deviceLimitsTracking = facts_.hasIdentifiers() && addAdvertisingEntries(data);
@@ -53,14 +54,13 @@ InstallData::Report InstallData::gather() {
   addReceipt(data);
   addDeviceState(data);
   if (const Value customId = customIdString(); !customId.isNull()) data.set("custom_id", customId);
-  return {data.dictionary(), watchDictionary(deviceLimitsTracking)};
+  return {data.value().dictionary(), watchDictionary(deviceLimitsTracking)};
 }
 
-PairList InstallData::baseEntries() const {
+void InstallData::addBaseEntries(PairText& data) const {
   // Its failure costs no other entry: the list would end with the first one that is absent.
   Text hardware = "";
   context_.guarded([&] { hardware = makeHardwareInfo_()->obtainHardwareDescription(); });
-  PairList data;
   data.add("device", hardware.value())
       .add("language", facts_.preferredLanguage())
       .add("package_name", facts_.bundleText("CFBundleIdentifier"))
@@ -74,12 +74,11 @@ PairList InstallData::baseEntries() const {
       .add("currency", identity_.currency())
       .add("usertime", clock_.currentLocalTime())
       .add("uptime", clock_.returnUptime());
-  return data;
 }
 
 bool InstallData::UIInterfaceOrientationIsLandscape(int orientation) { return orientation == 4 || orientation == 3; }
 
-void InstallData::addFacebookAttribution(PairList& data, const Value& pasteboardText) const {
+void InstallData::addFacebookAttribution(PairText& data, const Value& pasteboardText) const {
   if (facts_.isDisabled("fb_attribution_id") || pasteboardText.isNull()) return;
   try {
     data.set("fb_attribution_id", pasteboardText);
@@ -92,7 +91,7 @@ void InstallData::addFacebookAttribution(PairList& data, const Value& pasteboard
 }
 
 /// Whether the device limits tracking.
-bool InstallData::addAdvertisingEntries(PairList& data) {
+bool InstallData::addAdvertisingEntries(PairText& data) {
   const bool limited = facts_.limitsTracking();
   facts_.noteDeviceLimit(limited);
   context_.store().synchronize();
@@ -106,13 +105,13 @@ bool InstallData::addAdvertisingEntries(PairList& data) {
   return limited;
 }
 
-void InstallData::addScreenSize(PairList& data) const {
+void InstallData::addScreenSize(PairText& data) const {
   if (facts_.isDisabled("screen_size") || facts_.systemVersion() < 8.0) return;
   const Screen screen = facts_.screen();
   data.set("disp_w", pixelText(screen.width)).set("disp_h", pixelText(screen.height));
 }
 
-void InstallData::addReceipt(PairList& data) const {
+void InstallData::addReceipt(PairText& data) const {
   if (std::floor(facts_.foundationVersionNumber()) <= lastFoundationWithoutReceipt) return;
   const Value receipt = bundle_.encodedReceipt();
   if (receipt.isNull()) return;
@@ -122,7 +121,7 @@ void InstallData::addReceipt(PairList& data) const {
   }
 }
 
-void InstallData::addDeviceState(PairList& data) const {
+void InstallData::addDeviceState(PairText& data) const {
   if (!facts_.isDisabled("screen_brightness")) {
     data.set("screen_brightness", facts_.screen().brightness);
   }

@@ -12,6 +12,7 @@
 #include "Fliprugair/environment/DeviceFacts.h"
 #include "Fliprugair/environment/SessionClock.h"
 #include "platform/Locked.h"
+#include "platform/PairText.h"
 
 namespace fliprugair {
 
@@ -50,12 +51,12 @@ class InstallData {
   void storeIdentityLink(const Value& identityLink);
 
  private:
-  PairList baseEntries() const;
-  void addFacebookAttribution(PairList& data, const Value& pasteboardText) const;
-  bool addAdvertisingEntries(PairList& data);
-  void addScreenSize(PairList& data) const;
-  void addReceipt(PairList& data) const;
-  void addDeviceState(PairList& data) const;
+  void addBaseEntries(PairText& data) const;
+  void addFacebookAttribution(PairText& data, const Value& pasteboardText) const;
+  bool addAdvertisingEntries(PairText& data);
+  void addScreenSize(PairText& data) const;
+  void addReceipt(PairText& data) const;
+  void addDeviceState(PairText& data) const;
   Dictionary watchDictionary(bool deviceLimitsTracking) const;
 
   Context& context_;

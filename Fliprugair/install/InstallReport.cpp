@@ -27,7 +27,7 @@ void InstallReport::initialEvent() {
     searchAd_.ask(report.data, report.watched);
     return;
   }
-  const Dictionary request = envelope_.request("initial", RequestEnvelope::Form::full, report.data);
+  const Value request = envelope_.request("initial", RequestEnvelope::Form::full, report.data);
   UserDefaults& store = context_.store();
   facts_.noteReportedProperties(report.watched);
   store.setObject(false, key::sendInitial);

@@ -2,6 +2,8 @@
 
 #include <functional>
 
+#include "platform/PairList.h"
+
 namespace fliprugair {
 
 namespace {

@@ -3,6 +3,7 @@
 #include <array>
 
 #include "Fliprugair/core/Defaults.h"
+#include "platform/PairList.h"
 
 namespace fliprugair {
 

@@ -1,5 +1,7 @@
 #include "Fliprugair/watch/WatchReports.h"
 
+#include "platform/PairList.h"
+
 namespace fliprugair {
 
 void WatchReports::handleWatchEvents(const Text& link, bool calledByTrackEvent) {

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "Fliprugair/platform/Text.h"
+#include "platform/UnreadValue.h"
 #include "platform/json/RapidJSON.h"
 #include "platform/json/RapidJSONSerialization.h"
 
@@ -144,6 +145,11 @@ std::optional<Value> RapidJSONSerialization::value(std::string_view text, std::s
   constexpr unsigned flags = rapidjson::kParseIterativeFlag | rapidjson::kParseNumbersAsStringsFlag;
   if (reader.Parse<flags>(stream, builder).IsError()) return std::nullopt;
   return std::move(builder).result();
+}
+
+Value RapidJSONSerialization::unread(std::string_view text, std::size_t depth) const {
+  return UnreadValue::ofDictionary(
+      text, depth, [](std::string_view stored) { return RapidJSONSerialization().value(stored).value_or(Value()); });
 }
 
 }  // namespace fliprugair

@@ -10,6 +10,7 @@ class FLIPRUGAIR_EXPORT RapidJSONSerialization final : public JSONSerialization 
  public:
   std::optional<std::string> text(const Value& value, Layout layout = Layout::compact) const override;
   std::optional<Value> value(std::string_view text, std::size_t depth = defaultDepth) const override;
+  Value unread(std::string_view text, std::size_t depth) const override;
 };
 
 }  // namespace fliprugair

@@ -179,7 +179,9 @@ void RowFile::make(const RowChange& change) {
     return (range->first < 0 ? twins_ : rows_)->erase.bind(1, range->first).bind(2, range->last).run();
   }
   const Row& row = std::get<Row>(change);
-  const std::string text = json_.textOfAny(row.value);
+  const auto kept = UnreadValue::textOf(row.value);
+  const std::string made = kept ? std::string() : json_.textOfAny(row.value);
+  const std::string& text = kept ? *kept : made;
   Statement& put = (row.id < 0 ? twins_ : rows_)->put;
   put.bind(1, row.id).bind(2, row.parent).bind(3, row.position).bind(4, row.name).bind(5, text);
   put.bind(6, row.checksum(text)).run();

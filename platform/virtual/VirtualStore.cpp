@@ -21,24 +21,14 @@ void VirtualStore::update(std::string_view key, const std::function<Value(const 
   std::unique_lock lock(mutex_);
   unpack();
   const auto found = values_.find(key);
-  const Value before = found == values_.end() ? Value() : found->second.value;
-  const Value after = change(before);
-  put(key, found, after);
+  const bool isNew = found == values_.end();
+  const Value none;
+  const Value after = change(isNew ? none : found->second.value);
+  const Value before = isNew ? Value() : std::exchange(found->second.value, after);
+  if (isNew && !after.isNull()) values_.emplace(key, Stored{++lastNumber_, after});
+  if (!isNew && after.isNull()) values_.erase(found);
   lock.unlock();
   if (observer_) observer_(key, before, after);
-}
-
-/// Only with the lock; `place` is where `key` was found.
-void VirtualStore::put(std::string_view key, Values::iterator place, const Value& value) {
-  if (place != values_.end()) {
-    if (value.isNull()) {
-      values_.erase(place);
-    } else {
-      place->second.value = value;
-    }
-  } else if (!value.isNull()) {
-    values_.emplace(key, Stored{++lastNumber_, value});
-  }
 }
 
 Dictionary VirtualStore::all() const {

@@ -48,7 +48,6 @@ class VirtualStore final : public UserDefaults {
 
   static Dictionary inOrder(const Values& values);
   void unpack() const;
-  void put(std::string_view key, Values::iterator place, const Value& value);
 
   const Observer observer_;
   std::mutex writing_;

@@ -331,5 +331,16 @@ TEST(JSONText, ReadsRealsOfAnySizeAsTheNearestThereIs) {
   }
 }
 
+TEST(JSONText, ThatIsNotReadYetIsReadWhenSomebodyLooksIntoIt) {
+  const RapidJSONSerialization json;
+  const std::string text = R"({"a":[1.50],"b":{"c":"\""}})";
+  const Value value = json.unread(text, 2);
+  EXPECT_TRUE(value.isDictionary());
+  EXPECT_EQ(value.depth(), 2U);
+  EXPECT_EQ(json.text(value), text);
+  EXPECT_EQ(value, json.value(text));
+  EXPECT_EQ(value.dictionary()["b"], Value({{"c", "\""}}));
+}
+
 }  // namespace
 }  // namespace fliprugair

@@ -93,6 +93,27 @@ TEST(AnUnreadValue, ThatCannotBeReadIsEmpty) {
   EXPECT_TRUE(value.dictionary().empty());
 }
 
+/// Has a text for nobody.
+class Lost final : public UnreadValue::Source {
+ public:
+  std::string text() const override { throw std::runtime_error("lost"); }
+  std::size_t size() const override { return 1; }
+};
+
+TEST(AnUnreadValue, EqualsItselfWithoutBeingRead) {
+  const Value value = UnreadValue::of(std::make_shared<const Lost>(), readJSON, 1);
+  EXPECT_TRUE(value == Value(value));
+  EXPECT_THROW(static_cast<void>(value == Value(Array{1})), std::runtime_error);
+}
+
+TEST(AnUnreadValue, OfADictionaryWhoseDepthIsKnownIsAsAnyOther) {
+  const Value value = UnreadValue::ofDictionary(record, 3, readJSON);
+  EXPECT_TRUE(value.isDictionary());
+  EXPECT_EQ(value.depth(), 3U);
+  EXPECT_EQ(value, unread(record));
+  EXPECT_EQ(*UnreadValue::textOf(value), record);
+}
+
 TEST(AnUnreadValue, KeepsItsTextForWhoeverSendsIt) {
   const Value value = unread(record);
   ASSERT_NE(UnreadValue::textOf(value), nullptr);

@@ -1,6 +1,7 @@
 #include "platform/sqlite/BigEndian.h"
 #include "platform/sqlite/RowCells.h"
 #include "platform/sqlite/RowFile.h"
+#include "platform/sqlite/RowImage.h"
 #include "platform/sqlite/SQLiteFormat.h"
 #include "sqlite/StoreFiles.h"
 
@@ -44,6 +45,9 @@ TEST_F(CellsOfALongRow, GiveAllOfItAndThePagesThatItTakes) {
   EXPECT_EQ(row->name, "name");
   EXPECT_EQ(row->text, '"' + std::string(7000, 'x') + '"');
   EXPECT_TRUE(row->isChecked);
+  const std::size_t checksum = 8;  // bytes
+  EXPECT_EQ(record->bytes.size() - record->bytes.find('"'), row->text.size() + checksum) << "nothing is behind it";
+  EXPECT_TRUE(cells.overflowEnds());
   EXPECT_EQ(cells.overflow().size(), 3U);
   EXPECT_EQ(cells.overflow().front(), bigEndian<4>(contentOf(path_), placeOfNext()));
 }
@@ -105,6 +109,26 @@ TEST(CellsOfRows, AreForgottenWithTheOverflowOfTheRowBefore) {
   EXPECT_TRUE(cells.overflow().empty());
 }
 
+TEST(CellsOfRows, AreWholeWhateverTheirLength) {
+  const TemporaryFolder folder(memory());
+  const auto path = folder / "store";
+  std::vector<RowChange> rows;
+  for (const int most : {RowFile::pageSize, 2 * RowFile::pageSize, 3 * RowFile::pageSize}) {
+    for (int length = most - 90; length < most + 10; ++length) {
+      const auto id = static_cast<std::int64_t>(rows.size()) + 1;
+      rows.emplace_back(Row{id, 0, id, "", std::string(static_cast<std::size_t>(length), 'x')});
+    }
+  }
+  {
+    RowFile file(path, StoreDurability::process);
+    file.write(rows);
+    EXPECT_TRUE(file.emptyLog(RowFile::LogRoom::givenBack));
+  }
+  RowImage image(path);
+  EXPECT_EQ(image.rows(false).size(), rows.size());
+  EXPECT_EQ(image.damagedRows(), 0U);
+}
+
 TEST(CellsOfRows, AreInLeavesOfTablesAlone) {
   std::string page(RowFile::pageSize, '\0');
   page[4] = 1;
@@ -115,7 +139,7 @@ TEST(CellsOfRows, AreInLeavesOfTablesAlone) {
   page[8] = 1;
   page[9] = 2;
   EXPECT_EQ(RowCells::placesIn(page), (std::vector<std::size_t>{0x102}));
-  EXPECT_TRUE(RowCells::placesIn("").empty());
+  EXPECT_TRUE(RowCells::placesIn(std::string_view()).empty());
 }
 
 TEST(CellsOfRows, AreNoMoreThanFitIntoAPage) {

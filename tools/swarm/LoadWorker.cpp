@@ -111,9 +111,10 @@ void LoadWorker::end(CURL* handle, CURLcode result) {
   note(flight, outcome);
   gzip_.note(outcome.takesGzip, outcome.isNotRead);
   SwarmDevice& device = devices_[flight.place];
-  const Value& payload = flight.transfer->request().payload;
   --busy_[flight.place];
   if (outcome.accepted) {
+    const Value& sent = flight.transfer->request().payload;
+    const Value payload = json_.value(json_.textOfAny(sent)).value_or(sent);  // read once for arrival and answer
     device.noteArrival(payload);
     device.answer(flight.request, payload, json_.value(outcome.reply).value_or(Value()));
   } else {

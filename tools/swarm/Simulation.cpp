@@ -48,11 +48,13 @@ class Share final : public SwarmDevice::Network {
     return records;
   }
 
-  void send(SwarmDevice& device, std::uint64_t request, const Value& payload) override {
+  void send(SwarmDevice& device, std::uint64_t request, const Value& sent) override {
     const Time now = device.now();
+    const std::string text = json_.textOfAny(sent);
+    const Value payload = json_.value(text).value_or(sent);  // read once, for it is looked into more than once
     const Random chance(Random::mixed(fleet_.seed + device.number(), request));
     HostModel::Answer answer = host_.answer(now, payload, chance);
-    traffic_.add(payload, json_.textOfAny(payload).size());
+    traffic_.add(payload, text.size());
     if (!answer.isAnswered) ++traffic_.failed;
     ++requestsBySecond_[static_cast<std::size_t>((now - begin_) / second)];
     if (answer.arrives) device.noteArrival(payload);

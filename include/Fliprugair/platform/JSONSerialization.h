@@ -34,6 +34,10 @@ class FLIPRUGAIR_EXPORT JSONSerialization {
   /// None when it is not one JSON text, or arrays and objects nest deeper than `depth`, which
   /// is at most Value::deepest.
   virtual std::optional<Value> value(std::string_view text, std::size_t depth = defaultDepth) const = 0;
+
+  /// The dictionary of `text`, which is compact text of one that is not empty and nests `depth` levels. It may be read
+  /// only when somebody looks into it, each time anew, and be written as its text.
+  virtual Value unread(std::string_view text, std::size_t depth) const;
 };
 
 }  // namespace fliprugair

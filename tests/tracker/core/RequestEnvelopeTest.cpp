@@ -13,9 +13,9 @@ class Envelope {
     phone.store("deviceId", "device");
     envelope.setVersionExtension("");
   }
-  std::vector<std::string> keysOf(const Dictionary& request) const {
+  std::vector<std::string> keysOf(const Value& request) const {
     std::vector<std::string> keys;
-    const auto entries = request.entries();
+    const auto entries = request.dictionary().entries();
     for (const Dictionary::Entry& entry : entries) keys.push_back(entry.key());
     return keys;
   }
@@ -25,14 +25,14 @@ class Envelope {
   Context context{phone.platform(), contextShared};
   Identity identity{context, [] { return std::string(); }};
   RequestEnvelope::Shared shared;
-  RequestEnvelope envelope{identity, shared};
+  RequestEnvelope envelope{identity, shared, context.json()};
 };
 
 using Keys = std::vector<std::string>;
 
 TEST(RequestEnvelope, PutsVersionAndProtocolBehindTheDataOfAFullRequest) {
   Envelope an;
-  const Dictionary request = an.envelope.request("update", Form::full, Value{{"a", 1}});
+  const Value request = an.envelope.request("update", Form::full, Value{{"a", 1}});
   EXPECT_EQ(an.keysOf(request),
             Keys({"marlune_device_id", "marlune_app_id", "action", "data", "sdk_version", "sdk_protocol"}));
   EXPECT_EQ(request, Value({{"marlune_device_id", "device"},
@@ -40,8 +40,7 @@ TEST(RequestEnvelope, PutsVersionAndProtocolBehindTheDataOfAFullRequest) {
                             {"action", "update"},
                             {"data", Value{{"a", 1}}},
                             {"sdk_version", "ios-20160921"},
-                            {"sdk_protocol", "4"}})
-                         .dictionary());
+                            {"sdk_protocol", "4"}}));
 }
 
 TEST(RequestEnvelope, PutsVersionAndProtocolBeforeTheDataOfAnEvent) {
@@ -69,14 +68,25 @@ TEST(RequestEnvelope, EndsBeforeTheFirstKeyWhoseValueIsMissing) {
   an.phone.store("appId", nullptr);
   EXPECT_EQ(an.keysOf(an.envelope.request("update", Form::full, Dictionary())), Keys({"marlune_device_id"}));
   an.phone.store("deviceId", nullptr);
-  EXPECT_TRUE(an.envelope.request("update", Form::full, Dictionary()).empty());
+  EXPECT_EQ(an.envelope.request("update", Form::full, Dictionary()), Value(Dictionary()));
+}
+
+TEST(RequestEnvelope, TakesItsDataAsAValueOrAsAList) {
+  Envelope an;
+  for (const Form form : {Form::full, Form::event, Form::brief}) {
+    PairText data(an.context.json());
+    data.add("a", 1).add("b", "\"");
+    EXPECT_EQ(an.envelope.request("event", form, data),
+              an.envelope.request("event", form, Value{{"a", 1}, {"b", "\""}}));
+  }
 }
 
 TEST(RequestEnvelope, SaysInAnInitRequestTwiceWhoIsCalling) {
   Envelope an;
-  const Dictionary request = an.envelope.initRequest(Value{{"a", 1}}, Value{{"b", 2}});
-  EXPECT_EQ(an.keysOf(request), Keys({"action", "marlune_app_id", "marlune_device_id", "sdk_protocol", "sdk_version",
-                                      "data", "data_orig"}));
+  const Value made = an.envelope.initRequest(Value{{"a", 1}}, Value{{"b", 2}});
+  const Dictionary request = made.dictionary();
+  EXPECT_EQ(an.keysOf(made), Keys({"action", "marlune_app_id", "marlune_device_id", "sdk_protocol", "sdk_version",
+                                   "data", "data_orig"}));
   EXPECT_EQ(request["action"], Value("init"));
   EXPECT_EQ(request["marlune_app_id"], Value("app"));
   EXPECT_EQ(request["marlune_device_id"], Value("device"));
@@ -87,7 +97,7 @@ TEST(RequestEnvelope, SaysInAnInitRequestTwiceWhoIsCalling) {
 TEST(RequestEnvelope, HasTheHostAppsExtensionBehindTheVersion) {
   Envelope an;
   an.envelope.setVersionExtension("-x");
-  EXPECT_EQ(an.envelope.request("a", Form::question)["sdk_version"], Value("ios-20160921-x"));
+  EXPECT_EQ(an.envelope.request("a", Form::question).dictionary()["sdk_version"], Value("ios-20160921-x"));
 }
 
 }  // namespace

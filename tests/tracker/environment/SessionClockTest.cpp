@@ -20,9 +20,9 @@ class Clock {
     phone.device.setNow(1000);
     phone.store("lastUpdateTime", last);
     phone.store("lastPostTime", lastPost);
-    PairList data;
+    PairText data(context.json());
     clock.addUptimeDeltaAndLastPostTime(data);
-    return data.dictionary();
+    return data.value().dictionary();
   }
 };
 
