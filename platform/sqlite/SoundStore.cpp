@@ -67,7 +67,7 @@ bool SoundStore::readHeader() {
   const bool isAsWritten = bigEndian<3>(first, 21) == 0x402020 && bigEndian<4>(first, 44) == 4;
   const bool givesRoomBack = bigEndian<4>(first, 52) != 0 && bigEndian<4>(first, 64) != 0;
   const bool knowsItsSize = bigEndian<4>(first, 24) == bigEndian<4>(first, 92) && pages <= pages_.count();
-  if (!isOurs || !isAsWritten || !givesRoomBack || !knowsItsSize || pages >= mostPages) return false;
+  if (!isOurs || !isAsWritten || !givesRoomBack || !knowsItsSize || pages == 0 || pages >= mostPages) return false;
   used_.resize(pages + 1);
   used_[1].use = Use::root;
   return readFreePages(bigEndian<4>(first, 32), bigEndian<4>(first, 36));
