@@ -23,6 +23,7 @@
 #include "platform/linux/LinuxSurroundings.h"
 #include "platform/linux/LoopThread.h"
 #include "platform/linux/MachineIdentity.h"
+#include "platform/linux/RedirectedNetworkAccess.h"
 #include "platform/linux/SentWatch.h"
 #include "platform/linux/StandIns.h"
 #include "platform/linux/WorkerPool.h"
@@ -44,7 +45,7 @@ struct LinuxEnvironment::Parts {
   Parts(LinuxOptions given, Platform& platform);
 
   const ProcessMark process;
-  const LinuxOptions options;
+  LinuxOptions options;
   const Log log;
   FactsInForce facts;
   EventClock clock;
@@ -58,8 +59,9 @@ struct LinuxEnvironment::Parts {
   EventLoop loop;
   const std::shared_ptr<WorkerPool> workers;  ///< shared with search-ad answers, which may come after the end
   LinuxApplication application;
-  const Piece<MarluneNetworkAccess> network;
-  const Piece<MarluneLocationManager> location;
+  const std::unique_ptr<NetworkPiece> network;
+  const std::string controlHost;  ///< in place of that of each request, unless empty
+  const std::unique_ptr<LocationPiece> location;
   LoopThread thread;
 
   std::mutex adviceMutex;                     ///< around the next
@@ -85,9 +87,10 @@ LinuxEnvironment::Parts::Parts(LinuxOptions given, Platform& platform)
       workers(std::make_shared<WorkerPool>(log)),
       application(loop, options.backgroundTaskTime, facts, log),
       network(openNetwork(options, platform, *userDefaults, json, application, log)),
+      controlHost(controlHostFromEnvironment(options)),
       location(openLocation(options, platform, log)),
       thread(loop) {
-  facts.store(sharedFacts(options.facts));
+  facts.store(sharedFacts(std::move(options.facts)));
 }
 
 LinuxEnvironment::LinuxEnvironment(LinuxOptions options) : parts_(std::make_unique<Parts>(std::move(options), *this)) {}
@@ -119,7 +122,7 @@ std::string LinuxEnvironment::stopForGood(std::unique_ptr<LinuxEnvironment> envi
   if (environment->isInert()) return "The store belongs to the parent of this process: it is not erased here.";
   environment->stopAtOnce();
   try {
-    const LinuxOptions options = environment->parts_->options;
+    const LinuxOptions options = std::move(environment->parts_->options);
     environment = nullptr;
     return eraseStoreOf(options);
   } catch (const std::exception& exception) {
@@ -186,7 +189,7 @@ void LinuxEnvironment::beginTermination() {
   const auto waitForTasks = [this] {
     // What is being sent has as much time as a background task.
     const BackgroundTaskIdentifier sending = parts_->application.beginBackgroundTask("sending", nullptr);
-    parts_->network.whenIdle([this, sending] { parts_->application.endBackgroundTask(sending); });
+    parts_->network->whenIdle([this, sending] { parts_->application.endBackgroundTask(sending); });
     parts_->application.whenAllEnded([this] {
       parts_->tasksHaveEnded = true;
       parts_->loop.stop();
@@ -199,8 +202,8 @@ void LinuxEnvironment::beginTermination() {
 /// Nothing leaves from the first line on, whatever tasks still run before the loop has stopped.
 void LinuxEnvironment::stopAtOnce() {
   if (parts_->closed) return;
-  parts_->network.adviseNoMore();
-  parts_->network.stop();
+  parts_->network->adviseNoMore();
+  parts_->network->stop();
   parts_->terminationHasBegun = true;
   if (parts_->options.mainThread == MainThread::own && parts_->thread.start()) {
     parts_->loop.stop();
@@ -211,7 +214,7 @@ void LinuxEnvironment::stopAtOnce() {
 
 /// Whether close() would wait for the calling thread, and so for itself.
 bool LinuxEnvironment::isInsideCall() const {
-  return isThreadOf(parts_->workers.get()) || parts_->location.isOwnThread() || parts_->network.isOwnThread();
+  return isThreadOf(parts_->workers.get()) || parts_->location->isOwnThread() || parts_->network->isOwnThread();
 }
 
 void LinuxEnvironment::close() {
@@ -219,8 +222,8 @@ void LinuxEnvironment::close() {
   // still there, and those that are closed ignore it.
   parts_->loop.close();
   parts_->workers->stop();
-  parts_->location.stop();
-  parts_->network.stop();
+  parts_->location->stop();
+  parts_->network->stop();
   parts_->userDefaults->synchronize();
   parts_->closed = true;
 }
@@ -268,8 +271,8 @@ Waiting LinuxEnvironment::waitUntilSent(std::chrono::milliseconds timeout) {
       end->set_value();
       if (isMain) parts_->loop.stop();
     };
-    std::make_shared<SentWatch>(*parts_->userDefaults, parts_->loop, deadline,
-                                SentWatch::Actions{parts_->network.isIdle, flush, done})
+    const auto isIdle = [this] { return parts_->network->isIdle(); };
+    std::make_shared<SentWatch>(*parts_->userDefaults, parts_->loop, deadline, SentWatch::Actions{isIdle, flush, done})
         ->look();
   });
   while (isMain && !parts_->loop.isClosed() && ended.wait_for(std::chrono::seconds(0)) != std::future_status::ready) {
@@ -306,12 +309,14 @@ void LinuxEnvironment::setFacts(HostFacts facts) {
 
 std::shared_ptr<MarluneNetworkAccess> LinuxEnvironment::makeNetworkAccess() {
   if (isInert()) return std::make_shared<NoNetworkAccess>();
-  return parts_->network.make();
+  std::shared_ptr<MarluneNetworkAccess> access = parts_->network->make();
+  if (parts_->controlHost.empty()) return access;
+  return std::make_shared<RedirectedNetworkAccess>(std::move(access), parts_->controlHost);
 }
 
 std::shared_ptr<MarluneLocationManager> LinuxEnvironment::makeLocationManager() {
   if (isInert()) return std::make_shared<NoLocationManager>();
-  return parts_->location.make();
+  return parts_->location->make();
 }
 
 std::shared_ptr<MarluneRetrieveiAdAttribution> LinuxEnvironment::makeRetrieveiAdAttribution() {

@@ -7,7 +7,6 @@
 
 #include "platform/linux/CappedStore.h"
 #include "platform/linux/GuardedLog.h"
-#include "platform/linux/RedirectedNetworkAccess.h"
 #include "platform/linux/StandIns.h"
 #include "platform/linux/UserFolders.h"
 
@@ -63,14 +62,65 @@ class UnreadDocuments final : public Documents {
 #endif
 
 /// The host app's own maker, with a stand-in for what it throws or leaves null.
-template <class StandIn, class Maker>
-auto hostAppsMaker(Maker maker, const char* name, Platform& platform, const Log& log) {
-  return [maker = std::move(maker), name, &platform, log] {
-    decltype(maker(platform)) made;
-    runGuarded([&] { made = maker(platform); }, name, log);
+template <class Piece, class StandIn>
+class HostAppsPiece final : public Piece {
+ public:
+  using Made = std::shared_ptr<typename Piece::Collaborator>;
+  using Maker = std::function<Made(Platform&)>;
+
+  HostAppsPiece(Maker maker, const char* name, Platform& platform, Log log)
+      : maker_(std::move(maker)), name_(name), platform_(platform), log_(std::move(log)) {}
+
+  Made make() override {
+    Made made;
+    runGuarded([&] { made = maker_(platform_); }, name_, log_);
     return made != nullptr ? made : std::make_shared<StandIn>();
-  };
-}
+  }
+
+ private:
+  const Maker maker_;
+  const char* const name_;
+  Platform& platform_;
+  const Log log_;
+};
+
+#if FLIPRUGAIR_CURL
+class CurlPiece final : public NetworkPiece {
+ public:
+  CurlPiece(const LinuxOptions& options, UserDefaults& store, const JSONSerialization& json, Application& application,
+            const Log& log)
+      : network_(options.network, store, json, application, log, options.advises) {}
+
+  std::shared_ptr<MarluneNetworkAccess> make() override { return network_.makeAccess(); }
+  void stop() override { network_.stop(); }
+  bool isOwnThread() const override { return network_.isOwnThread(); }
+  bool isIdle() const override { return network_.isIdle(); }
+  void whenIdle(std::function<void()> action) override { network_.whenIdle(std::move(action)); }
+  void adviseNoMore() override { network_.adviseNoMore(); }
+
+ private:
+  CurlNetwork network_;
+};
+#endif
+
+#if FLIPRUGAIR_GPS
+class GpsdPiece final : public LocationPiece {
+ public:
+  GpsdPiece(const LinuxOptions& options, const Log& log) : location_({options.gpsdHost, options.gpsdPort}, log) {}
+
+  std::shared_ptr<MarluneLocationManager> make() override { return location_.makeManager(); }
+  void stop() override { location_.stop(); }
+  bool isOwnThread() const override { return location_.isOwnThread(); }
+
+ private:
+  GpsdLocation location_;
+};
+#else
+class NoLocationPiece final : public LocationPiece {
+ public:
+  std::shared_ptr<MarluneLocationManager> make() override { return std::make_shared<NoLocationManager>(); }
+};
+#endif
 
 std::shared_ptr<UserDefaults> openStore(const LinuxOptions& options, [[maybe_unused]] const Log& log) {
   if (options.userDefaults != nullptr) return options.userDefaults;
@@ -83,27 +133,6 @@ std::shared_ptr<UserDefaults> openStore(const LinuxOptions& options, [[maybe_unu
 #else
   throw std::runtime_error(
       "The platform was built without its store (FLIPRUGAIR_SQLITE), and the app has none of its own.");
-#endif
-}
-
-Piece<MarluneNetworkAccess> openUnredirectedNetwork(const LinuxOptions& options, Platform& platform,
-                                                    [[maybe_unused]] UserDefaults& store,
-                                                    [[maybe_unused]] const JSONSerialization& json,
-                                                    [[maybe_unused]] Application& application, const Log& log) {
-  if (options.makeNetworkAccess) {
-    return {.make = hostAppsMaker<NoNetworkAccess>(options.makeNetworkAccess, "makeNetworkAccess", platform, log)};
-  }
-#if FLIPRUGAIR_CURL
-  const auto network = std::make_shared<CurlNetwork>(options.network, store, json, application, log, options.advises);
-  return {.make = [network] { return network->makeAccess(); },
-          .stop = [network] { network->stop(); },
-          .isOwnThread = [network] { return network->isOwnThread(); },
-          .isIdle = [network] { return network->isIdle(); },
-          .whenIdle = [network](std::function<void()> action) { network->whenIdle(std::move(action)); },
-          .adviseNoMore = [network] { network->adviseNoMore(); }};
-#else
-  throw std::runtime_error(
-      "The platform was built without its network (FLIPRUGAIR_CURL), and the app has none of its own.");
 #endif
 }
 
@@ -134,29 +163,35 @@ std::shared_ptr<Documents> openDocuments(const LinuxOptions& options) {
 #endif
 }
 
-Piece<MarluneNetworkAccess> openNetwork(const LinuxOptions& options, Platform& platform, UserDefaults& store,
-                                        const JSONSerialization& json, Application& application, const Log& log) {
-  Piece<MarluneNetworkAccess> network = openUnredirectedNetwork(options, platform, store, json, application, log);
-  const std::optional<std::string> hostname = processVariable("FLIPRUGAIR_CONTROL_HOST");
-  if (!options.allowControlHostFromEnvironment || !hostname || hostname->empty()) return network;
-  network.make = [make = std::move(network.make), hostname = *hostname] {
-    return std::make_shared<RedirectedNetworkAccess>(make(), hostname);
-  };
-  return network;
+std::unique_ptr<NetworkPiece> openNetwork(const LinuxOptions& options, Platform& platform,
+                                          [[maybe_unused]] UserDefaults& store,
+                                          [[maybe_unused]] const JSONSerialization& json,
+                                          [[maybe_unused]] Application& application, const Log& log) {
+  if (options.makeNetworkAccess) {
+    return std::make_unique<HostAppsPiece<NetworkPiece, NoNetworkAccess>>(options.makeNetworkAccess,
+                                                                          "makeNetworkAccess", platform, log);
+  }
+#if FLIPRUGAIR_CURL
+  return std::make_unique<CurlPiece>(options, store, json, application, log);
+#else
+  throw std::runtime_error(
+      "The platform was built without its network (FLIPRUGAIR_CURL), and the app has none of its own.");
+#endif
 }
 
-Piece<MarluneLocationManager> openLocation(const LinuxOptions& options, Platform& platform, const Log& log) {
+std::string controlHostFromEnvironment(const LinuxOptions& options) {
+  return options.allowControlHostFromEnvironment ? processVariable("FLIPRUGAIR_CONTROL_HOST").value_or("") : "";
+}
+
+std::unique_ptr<LocationPiece> openLocation(const LinuxOptions& options, Platform& platform, const Log& log) {
   if (options.makeLocationManager) {
-    return {.make =
-                hostAppsMaker<NoLocationManager>(options.makeLocationManager, "makeLocationManager", platform, log)};
+    return std::make_unique<HostAppsPiece<LocationPiece, NoLocationManager>>(options.makeLocationManager,
+                                                                             "makeLocationManager", platform, log);
   }
 #if FLIPRUGAIR_GPS
-  const auto location = std::make_shared<GpsdLocation>(GpsdOptions{options.gpsdHost, options.gpsdPort}, log);
-  return {.make = [location] { return location->makeManager(); },
-          .stop = [location] { location->stop(); },
-          .isOwnThread = [location] { return location->isOwnThread(); }};
+  return std::make_unique<GpsdPiece>(options, log);
 #else
-  return {.make = [] { return std::make_shared<NoLocationManager>(); }};
+  return std::make_unique<NoLocationPiece>();
 #endif
 }
 

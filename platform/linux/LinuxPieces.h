@@ -17,22 +17,35 @@ std::string eraseStoreOf(const LinuxOptions& options);
 std::shared_ptr<Documents> openDocuments(const LinuxOptions& options);
 
 /// What makes an environment's collaborators of one kind, and the threads behind them.
-template <class Collaborator>
-struct Piece {
-  std::function<std::shared_ptr<Collaborator>()> make;  ///< never answers with a null pointer, and throws nothing
-  std::function<void()> stop = [] {};
-  std::function<bool()> isOwnThread = [] { return false; };
-  std::function<bool()> isIdle = [] { return true; };  ///< whether nothing is under way
-  /// Calls its argument once, when nothing is under way: at once, or later on a thread of the piece's.
-  std::function<void(std::function<void()>)> whenIdle = [](const std::function<void()>& action) { action(); };
-  std::function<void()> adviseNoMore = [] {};  ///< what fails from now on fails by the host app's own wish
+template <class Made>
+class Piece {
+ public:
+  using Collaborator = Made;
+
+  virtual ~Piece() = default;
+  virtual std::shared_ptr<Collaborator> make() = 0;  ///< never answers with a null pointer, and throws nothing
+  virtual void stop() {}
+  virtual bool isOwnThread() const { return false; }
+};
+
+using LocationPiece = Piece<MarluneLocationManager>;
+
+class NetworkPiece : public Piece<MarluneNetworkAccess> {
+ public:
+  virtual bool isIdle() const { return true; }  ///< whether nothing is under way
+  /// Calls `action` once, when nothing is under way: at once, or later on a thread of the piece's.
+  virtual void whenIdle(std::function<void()> action) { action(); }
+  virtual void adviseNoMore() {}  ///< what fails from now on fails by the host app's own wish
 };
 
 /// Everything given outlives the result. Throws as openUserDefaults.
-Piece<MarluneNetworkAccess> openNetwork(const LinuxOptions& options, Platform& platform, UserDefaults& store,
-                                        const JSONSerialization& json, Application& application, const Log& log);
+std::unique_ptr<NetworkPiece> openNetwork(const LinuxOptions& options, Platform& platform, UserDefaults& store,
+                                          const JSONSerialization& json, Application& application, const Log& log);
+
+/// The control host to which the user of the host app sends every request; empty: none.
+std::string controlHostFromEnvironment(const LinuxOptions& options);
 
 /// `platform` outlives the result.
-Piece<MarluneLocationManager> openLocation(const LinuxOptions& options, Platform& platform, const Log& log);
+std::unique_ptr<LocationPiece> openLocation(const LinuxOptions& options, Platform& platform, const Log& log);
 
 }  // namespace fliprugair

@@ -3,6 +3,7 @@
 #include <pthread.h>
 
 #include <csignal>
+#include <functional>
 #include <thread>
 #include <utility>
 
@@ -40,10 +41,9 @@ inline bool isThreadOf(const void* owner) { return ownerOfThisThread() == owner;
 /// when there can be no more threads.
 ///
 /// In the header, since the platform's pieces are libraries that do not link to one another.
-template <class Body>
-std::thread startThread(const char* name, const void* owner, Body body) {
+inline std::thread startThread(const char* name, const void* owner, std::function<void()> body) {
   const SignalsBlocked blocked;
-  return std::thread([name, owner, body = std::move(body)]() mutable {
+  return std::thread([name, owner, body = std::move(body)] {
     pthread_setname_np(pthread_self(), name);
     ownerOfThisThread() = owner;
     body();
@@ -51,8 +51,7 @@ std::thread startThread(const char* name, const void* owner, Body body) {
 }
 
 /// For a thread that nobody asks whose it is.
-template <class Body>
-std::thread startThread(const char* name, Body body) {
+inline std::thread startThread(const char* name, std::function<void()> body) {
   return startThread(name, nullptr, std::move(body));
 }
 
