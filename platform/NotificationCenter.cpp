@@ -1,6 +1,6 @@
 #include "Fliprugair/platform/NotificationCenter.h"
 
-#include <algorithm>
+#include <utility>
 
 namespace fliprugair {
 
@@ -12,9 +12,15 @@ void NotificationCenter::addObserver(const void* observer, ApplicationNotificati
 void NotificationCenter::removeObserver(const void* observer) {
   std::vector<Subscription> removed;  // destroyed after the lock: a handler may own anything
   const std::lock_guard lock(mutex_);
-  const auto kept = std::stable_partition(subscriptions_.begin(), subscriptions_.end(),
-                                          [&](const Subscription& one) { return one.observer != observer; });
-  std::move(kept, subscriptions_.end(), std::back_inserter(removed));
+  removed.reserve(subscriptions_.size());
+  auto kept = subscriptions_.begin();
+  for (Subscription& one : subscriptions_) {
+    if (one.observer == observer) {
+      removed.push_back(std::move(one));
+    } else {
+      *kept++ = std::move(one);
+    }
+  }
   subscriptions_.erase(kept, subscriptions_.end());
 }
 

@@ -2,12 +2,12 @@
 
 #include <exception>
 
+#include "platform/Joined.h"
+
 namespace fliprugair {
 
 void Context::log(std::string_view method, int line, std::string_view message) const {
-  std::string text(method);
-  text += " [Line " + std::to_string(line) + "] ";
-  text += message;
+  const std::string text = joined({method, " [Line ", std::to_string(line), "] ", message});
   try {
     platform_.log(text);
   } catch (...) {
@@ -27,7 +27,8 @@ bool Context::isTooDeep(std::string_view method, int line, const Value& given) c
   static_assert(deepestGiven + 4 <= Value::deepest);
   if (given.depth() <= deepestGiven) return false;
   if (loggingEnabled()) {
-    log(method, line, "Marlune library - nested deeper than " + std::to_string(deepestGiven) + " levels (not used)");
+    log(method, line,
+        joined({"Marlune library - nested deeper than ", std::to_string(deepestGiven), " levels (not used)"}));
   }
   return true;
 }
@@ -47,7 +48,7 @@ void Context::guarded(const std::function<void()>& operation) const {
     try {
       operation();
     } catch (const std::exception& exception) {
-      log(method, 2604, std::string("EXCEPTION (CAUGHT) 5b1f3a52-6c0e-4d0b-9d3c-0f7f6b2f8a41 - ") + exception.what());
+      log(method, 2604, joined({"EXCEPTION (CAUGHT) 5b1f3a52-6c0e-4d0b-9d3c-0f7f6b2f8a41 - ", exception.what()}));
     } catch (...) {
       log(method, 2607, "EXCEPTION (CAUGHT) 8d0a5f0e-3b61-4a0c-8f55-1c6a4c2f9e77 - (null)");
     }

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <array>
 
+#include "platform/Joined.h"
+
 namespace fliprugair {
 
 namespace {
@@ -42,8 +44,8 @@ std::vector<std::string> Options::adviceOn(const Dictionary& given) {
   std::vector<std::string> lines;
   for (const Dictionary::Entry& option : given.entries()) {
     if (std::find(keys.begin(), keys.end(), option.key()) != keys.end()) continue;
-    lines.push_back("Marlune library - there is no option \"" + option.key() +
-                    "\", so it has no effect. There are: " + known() + '.');
+    lines.push_back(joined({"Marlune library - there is no option \"", option.key(),
+                            "\", so it has no effect. There are: ", known(), "."}));
   }
   return lines;
 }

@@ -1,6 +1,7 @@
 #include "Fliprugair/handshake/Handshake.h"
 
 #include "Fliprugair/core/Defaults.h"
+#include "platform/Joined.h"
 
 namespace fliprugair {
 
@@ -92,7 +93,8 @@ bool Handshake::backOff(const Dictionary& reply) {
   shared_.rcascadeTimerDelay = delay;
   // Written even while logging is off.
   context_.log(replyMethod, 1184,
-               "Marlune library - resonance_cascade received - will retry in " + std::to_string(delay) + " seconds");
+               joined({"Marlune library - resonance_cascade received - will retry in ", std::to_string(delay),
+                       " seconds"}));
   context_.postToMainQueue([this] {
     shared_.rcascadeTimer.store(
         context_.schedule(shared_.rcascadeTimerDelay, "rcascadeTimerFired:", [this] { rcascadeTimerFired(); }));

@@ -1,6 +1,7 @@
 #include "Fliprugair/handshake/ServerSettings.h"
 
 #include <algorithm>
+#include <optional>
 
 #include "Fliprugair/core/Defaults.h"
 
@@ -52,16 +53,16 @@ void ServerSettings::adopt(const Dictionary& reply, const Dictionary& flags) {
 
 /// One that is absent leaves things as they are.
 void ServerSettings::adoptNumbers(const Dictionary& flags) {
-  const auto adopt = [&](std::string_view name, std::int64_t least, std::int64_t most, const auto& give) {
+  const auto given = [&](std::string_view name, std::int64_t least, std::int64_t most) -> std::optional<std::int64_t> {
     const Value value = flags[name];
-    if (!value.isNull()) give(std::clamp(numericSetting(value), least, most));
+    if (value.isNull()) return std::nullopt;
+    return std::clamp(numericSetting(value), least, most);
   };
-  using Number = std::int64_t;
-  adopt("mlinit_wait", 60, oneWeekInSeconds, [&](Number wait) { context_.store().setObject(wait, key::mlinitWait); });
-  adopt("mltracker_wait", 60, oneWeekInSeconds, [&](Number wait) { batch_.adoptWait(wait); });
-  adopt("iad_attribution_attempts", 1, 10, [&](Number most) { searchAd_.adoptAttempts(most); });
-  adopt("iad_attribution_wait", 1, 120, [&](Number wait) { searchAd_.adoptWait(wait); });
-  adopt("iad_retry_wait", 1, 60, [&](Number wait) { searchAd_.adoptRetryWait(wait); });
+  if (const auto wait = given("mlinit_wait", 60, oneWeekInSeconds)) context_.store().setObject(*wait, key::mlinitWait);
+  if (const auto wait = given("mltracker_wait", 60, oneWeekInSeconds)) batch_.adoptWait(*wait);
+  if (const auto most = given("iad_attribution_attempts", 1, 10)) searchAd_.adoptAttempts(*most);
+  if (const auto wait = given("iad_attribution_wait", 1, 120)) searchAd_.adoptWait(*wait);
+  if (const auto wait = given("iad_retry_wait", 1, 60)) searchAd_.adoptRetryWait(*wait);
 }
 
 void ServerSettings::adoptLocation(const Dictionary& reply, const Dictionary& flags) {

@@ -5,6 +5,8 @@
 
 #include <charconv>
 
+#include "platform/Joined.h"
+
 namespace fliprugair {
 
 namespace {
@@ -57,7 +59,7 @@ std::optional<ControlHostURL> controlHostURL(std::string_view hostname, Loopback
   if (colon != std::string_view::npos && !isPort(hostname.substr(colon + 1))) return std::nullopt;
 
   const bool plain = loopbackScheme == LoopbackScheme::http && isLoopback(host);
-  return ControlHostURL{(plain ? "http://" : "https://") + std::string(hostname) + "/marlune/v4", plain};
+  return ControlHostURL{joined({plain ? "http://" : "https://", hostname, "/marlune/v4"}), plain};
 }
 
 }  // namespace fliprugair

@@ -4,6 +4,7 @@
 #include <optional>
 #include <utility>
 
+#include "platform/Joined.h"
 #include "platform/curl/NetworkThread.h"
 
 namespace fliprugair {
@@ -39,7 +40,7 @@ class CurlNetworkAccess final : public MarluneNetworkAccess {
     }
     std::optional<ControlHostURL> url = controlHostURL(hostname, thread->loopbackScheme());
     if (!url) {
-      thread->refuse(request, "not sent, \"" + printable(hostname) + "\" is not a host name (with or without a port)");
+      thread->refuse(request, joined({"not sent, \"", printable(hostname), "\" is not a host name (with or without a port)"}));
       return false;
     }
     request.url = std::move(*url);

@@ -3,6 +3,7 @@
 #include <exception>
 #include <optional>
 
+#include "platform/Joined.h"
 #include "platform/UnreadValue.h"
 
 namespace fliprugair {
@@ -21,11 +22,15 @@ Callback callbackOf(const std::string& action) {
   return nullptr;
 }
 
+std::string destinationOf(const NetworkRequest& request) {
+  return request.url.text.empty() ? "" : " to " + request.url.text;
+}
+
 std::string actionOf(const Value& payload) { return payload.dictionary()["action"].text(); }
 
 std::string described(const Value& payload) {
   if (payload.isArray()) return "batch of " + std::to_string(UnreadValue::sizeOfArray(payload));
-  return payload.isDictionary() ? '"' + actionOf(payload) + '"' : "nothing";
+  return payload.isDictionary() ? joined({"\"", actionOf(payload), "\""}) : "nothing";
 }
 
 void removeEntry(UserDefaults& store, std::string_view key, const std::string& eventTimestamp) {
@@ -47,21 +52,22 @@ void RequestLedger::log(const Line& line) noexcept {
 
 template <class Call>
 bool RequestLedger::guarded(std::string_view what, const NetworkRequest& request, const Call& call) noexcept {
-  const auto exceptionCaught = [&](std::string_view reason) {
-    log([&] {
-      return "Marlune library - EXCEPTION (CAUGHT) in " + std::string(what) + ' ' + described(request.payload) + " - " +
-             std::string(reason);
-    });
-  };
   try {
     call();
     return true;
   } catch (const std::exception& exception) {
-    exceptionCaught(exception.what());
+    logException(what, request, exception.what());
   } catch (...) {
-    exceptionCaught("not a std::exception");
+    logException(what, request, "not a std::exception");
   }
   return false;
+}
+
+void RequestLedger::logException(std::string_view what, const NetworkRequest& request,
+                                 std::string_view reason) noexcept {
+  log([&] {
+    return joined({"Marlune library - EXCEPTION (CAUGHT) in ", what, " ", described(request.payload), " - ", reason});
+  });
 }
 
 bool RequestLedger::begin(const NetworkRequest& request, const std::function<void()>& leave) {
@@ -128,21 +134,18 @@ void RequestLedger::endBackgroundTask(const NetworkRequest& request) {
 
 void RequestLedger::advise(const NetworkRequest& request, std::string_view message) {
   log([&] {
-    const std::string destination = request.url.text.empty() ? "" : " to " + request.url.text;
-    const std::string later = request.eventTimestamp.isNull() ? " It is made again by a later start."
-                                                              : " It waits, and is sent again at a later activation.";
-    return "Marlune library - the first request" + destination + ": " + std::string(message) +
-           ". See that \"trackerHostname\" names your control host (with its port) and that it can be reached from "
-           "here; \"enableLogging\" shows every request." +
-           later;
+    return joined({"Marlune library - the first request", destinationOf(request), ": ", message,
+                   ". See that \"trackerHostname\" names your control host (with its port) and that it can be reached "
+                   "from here; \"enableLogging\" shows every request.",
+                   request.eventTimestamp.isNull() ? " It is made again by a later start."
+                                                   : " It waits, and is sent again at a later activation."});
   });
 }
 
 void RequestLedger::report(const NetworkRequest& request, std::string_view message) {
   if (!request.loggingEnabled) return;
   log([&] {
-    const std::string destination = request.url.text.empty() ? "" : " to " + request.url.text;
-    return "Marlune library - request " + described(request.payload) + destination + ": " + std::string(message);
+    return joined({"Marlune library - request ", described(request.payload), destinationOf(request), ": ", message});
   });
 }
 

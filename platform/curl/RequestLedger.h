@@ -61,6 +61,7 @@ class RequestLedger {
   /// Whether `call` returned. `what` is for the log, as in "the reply to ...".
   template <class Call>
   bool guarded(std::string_view what, const NetworkRequest& request, const Call& call) noexcept;
+  void logException(std::string_view what, const NetworkRequest& request, std::string_view reason) noexcept;
 
   UserDefaults& store_;
   const JSONSerialization& json_;

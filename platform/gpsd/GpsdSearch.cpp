@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "Fliprugair/platform/Text.h"
+#include "platform/Joined.h"
 #include "platform/posix/Threads.h"
 
 namespace fliprugair {
@@ -78,7 +79,7 @@ std::optional<GpsFix> GpsdSearch::find(double accuracy, Deadline deadline) {
        stop_.waitUntil(std::min(Clock::now() + untilNextTry, deadline))) {
     GpsdConnection gpsd(options_, deadline, stop_);
     if (!gpsd.isOpen()) {
-      say("location: no gpsd at " + options_.host + " port " + options_.port);
+      say(joined({"location: no gpsd at ", options_.host, " port ", options_.port}));
       continue;
     }
     say("location: searching for a fix");
@@ -92,7 +93,7 @@ std::optional<GpsFix> GpsdSearch::find(double accuracy, Deadline deadline) {
 }
 
 void GpsdSearch::deliver(const GpsFix& fix) {
-  log("location: found a fix, accurate to " + fixedText(fix.accuracy) + " m");
+  log(joined({"location: found a fix, accurate to ", fixedText(fix.accuracy), " m"}));
   std::shared_ptr<MarluneLocationManagerDelegate> delegate;
   {
     const std::lock_guard lock(mutex_);

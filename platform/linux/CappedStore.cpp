@@ -3,6 +3,7 @@
 #include <string>
 
 #include "Fliprugair/collaborators/MarluneNetworkAccess.h"
+#include "platform/Joined.h"
 #include "platform/UnreadValue.h"
 
 namespace fliprugair {
@@ -39,9 +40,9 @@ Value CappedStore::withinCap(const Value& queue, Dropped& dropped) const {
 
 void CappedStore::report(const Dropped& dropped) {
   const std::size_t soFar = droppedSoFar_ += dropped.requests;
-  log_("Marlune library - more requests wait than the " + std::to_string(mostRequests_) +
-       " that this app allows: dropped the oldest, " + std::to_string(dropped.requests) + " with " +
-       std::to_string(dropped.records) + " records; " + std::to_string(soFar) + " since it was opened");
+  log_(joined({"Marlune library - more requests wait than the ", std::to_string(mostRequests_),
+               " that this app allows: dropped the oldest, ", std::to_string(dropped.requests), " with ",
+               std::to_string(dropped.records), " records; ", std::to_string(soFar), " since it was opened"}));
 }
 
 }  // namespace fliprugair

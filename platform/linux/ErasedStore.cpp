@@ -5,6 +5,7 @@
 #include <system_error>
 #include <vector>
 
+#include "platform/Joined.h"
 #include "platform/sqlite/ProcessLock.h"
 
 namespace fliprugair {
@@ -37,15 +38,15 @@ std::string eraseStore(const fs::path& file) {
   if (!fs::exists(fs::absolute(file).parent_path(), error)) return "";
   ProcessLock lock;
   if (lock.take(lockOf(file)) == ProcessLock::Outcome::inUse) {
-    return file.string() + " is in use by " + lock.detail();
+    return joined({file.native(), " is in use by ", lock.detail()});
   }
   std::string left;
   for (const fs::path& each : filesOf(file, error)) {
     std::error_code reason;
     fs::remove(each, reason);
-    if (reason) left += (left.empty() ? "" : "; ") + each.string() + ": " + reason.message();
+    if (reason) left += joined({left.empty() ? "" : "; ", each.native(), ": ", reason.message()});
   }
-  if (error) left += (left.empty() ? "" : "; ") + file.parent_path().string() + ": " + error.message();
+  if (error) left += joined({left.empty() ? "" : "; ", file.parent_path().native(), ": ", error.message()});
   return left;
 }
 

@@ -6,6 +6,8 @@
 #include <string>
 #include <utility>
 
+#include "platform/Joined.h"
+
 namespace fliprugair {
 
 namespace {
@@ -40,7 +42,7 @@ void runGuarded(const std::function<void()>& code, std::string_view what, const 
     } catch (...) {
       message = "something that is no std::exception";
     }
-    log(std::string(what) + " threw: " + message);
+    log(joined({what, " threw: ", message}));
   } catch (...) {
     // No memory to say so.
   }

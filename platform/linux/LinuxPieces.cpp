@@ -5,6 +5,7 @@
 #include <utility>
 #include <variant>
 
+#include "platform/Joined.h"
 #include "platform/linux/CappedStore.h"
 #include "platform/linux/GuardedLog.h"
 #include "platform/linux/StandIns.h"
@@ -38,9 +39,9 @@ fs::path storePath(const LinuxOptions& options) {
     throw std::runtime_error("The store has no place: give a bundle identifier, or the store's path.");
   }
   if (folder.find('/') != folder.npos || folder == "." || folder == "..") {
-    throw std::runtime_error("The bundle identifier \"" + folder +
-                             "\" cannot name a folder, where the store would be: give another one, as "
-                             "\"com.example.app\", or the store's path.");
+    throw std::runtime_error(joined({"The bundle identifier \"", folder,
+                                     "\" cannot name a folder, where the store would be: give another one, as "
+                                     "\"com.example.app\", or the store's path."}));
   }
   const std::optional<fs::path> data = dataFolder(processVariable);
   if (!data) throw std::runtime_error("The store has no place: the user has no home. Give the store's path.");

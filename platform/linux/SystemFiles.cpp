@@ -58,14 +58,13 @@ std::optional<std::string> SystemFiles::firstLine(const std::filesystem::path& p
   return std::string(trimmed(std::string_view(*text).substr(0, text->find('\n'))));
 }
 
-std::vector<std::string> SystemFiles::names(const std::filesystem::path& folder) const {
-  std::vector<std::string> names;
+std::set<std::string, std::less<>> SystemFiles::names(const std::filesystem::path& folder) const {
+  std::set<std::string, std::less<>> names;
   std::error_code error;
   for (std::filesystem::directory_iterator entry(root_ / folder, error), end; !error && entry != end;
        entry.increment(error)) {
-    names.push_back(entry->path().filename().string());
+    names.insert(entry->path().filename().string());
   }
-  std::sort(names.begin(), names.end());
   return names;
 }
 

@@ -1,10 +1,11 @@
 #pragma once
 
 #include <filesystem>
+#include <functional>
 #include <optional>
+#include <set>
 #include <string>
 #include <string_view>
-#include <vector>
 
 namespace fliprugair {
 
@@ -26,7 +27,7 @@ class SystemFiles {
   std::optional<std::string> firstLine(const std::filesystem::path& path) const;
 
   /// The names in a folder, in order; none when it cannot be read.
-  std::vector<std::string> names(const std::filesystem::path& folder) const;
+  std::set<std::string, std::less<>> names(const std::filesystem::path& folder) const;
 
  private:
   std::filesystem::path root_;

@@ -2,7 +2,7 @@
 
 #include <condition_variable>
 #include <cstddef>
-#include <deque>
+#include <list>
 #include <mutex>
 #include <thread>
 #include <vector>
@@ -36,7 +36,7 @@ class WorkerPool final : public GlobalQueue {
   const Log log_;
   std::mutex mutex_;
   std::condition_variable changed_;
-  std::deque<Task> tasks_;
+  std::list<Task> tasks_;
   std::vector<std::thread> threads_;
   std::size_t idle_ = 0;
   bool stopped_ = false;

@@ -7,6 +7,7 @@
 #include <filesystem>
 #include <utility>
 
+#include "platform/Joined.h"
 #include "platform/sqlite/StoredValue.h"
 
 namespace fliprugair {
@@ -65,20 +66,20 @@ void RowFile::prepare(Structure structure) {
 }
 
 RowFile::Table::Table(const Database& database, const std::string& name)
-    : put(database.get(), "INSERT OR REPLACE INTO " + name +
-                              " (id, parent, position, name, value, checksum) VALUES (?, ?, ?, ?, ?, ?)"),
-      erase(database.get(), "DELETE FROM " + name + " WHERE id BETWEEN ? AND ?") {}
+    : put(database.get(), joined({"INSERT OR REPLACE INTO ", name,
+                                  " (id, parent, position, name, value, checksum) VALUES (?, ?, ?, ?, ?, ?)"})),
+      erase(database.get(), joined({"DELETE FROM ", name, " WHERE id BETWEEN ? AND ?"})) {}
 
 void RowFile::examine() {
   if (database_.integer("PRAGMA application_id") != applicationId) throw StoreError::damaged("not a store");
   const std::int64_t version = database_.integer("PRAGMA user_version");
   if (version > formatVersion) {
     throw StoreError(StoreError::Kind::newer,
-                     "was written by a newer version of this library (format " + std::to_string(version) + ")");
+                     joined({"was written by a newer version of this library (format ", std::to_string(version), ")"}));
   }
   const auto columnsOf = [this](const std::string& table) {
-    return database_.integer(("SELECT count(*) FROM pragma_table_info('" + table +
-                              "') WHERE name IN ('id', 'parent', 'position', 'name', 'value', 'checksum')")
+    return database_.integer(joined({"SELECT count(*) FROM pragma_table_info('", table,
+                                     "') WHERE name IN ('id', 'parent', 'position', 'name', 'value', 'checksum')"})
                                  .c_str());
   };
   const bool isFirst = version == firstFormat;
@@ -111,9 +112,9 @@ void RowFile::create() {
 }
 
 std::string RowFile::definition(std::string_view table) {
-  return "CREATE TABLE " + std::string(table) +
-         " (id INTEGER PRIMARY KEY, parent INTEGER NOT NULL, position INTEGER NOT NULL,"
-         " name TEXT NOT NULL, value TEXT NOT NULL, checksum INTEGER NOT NULL)";
+  return joined({"CREATE TABLE ", table,
+                 " (id INTEGER PRIMARY KEY, parent INTEGER NOT NULL, position INTEGER NOT NULL,"
+                 " name TEXT NOT NULL, value TEXT NOT NULL, checksum INTEGER NOT NULL)"});
 }
 
 /// What the second format has in it is the third, in which rows may have lost their owners.
@@ -154,7 +155,7 @@ std::vector<Row> RowFile::rows() const {
     const std::string_view text = select.text(4);
     const bool isWhole = select.integer(5) == row.checksum(text);
     auto value = isWhole ? storedValue(text) : std::nullopt;
-    if (!value) throw StoreError::damaged("row " + std::to_string(row.id) + " is not what was written");
+    if (!value) throw StoreError::damaged(joined({"row ", std::to_string(row.id), " is not what was written"}));
     row.value = *std::move(value);
     rows.push_back(std::move(row));
   }

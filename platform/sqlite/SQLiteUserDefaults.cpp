@@ -4,6 +4,7 @@
 #include <string>
 #include <utility>
 
+#include "platform/Joined.h"
 #include "platform/sqlite/StoreDisk.h"
 #include "platform/sqlite/StoreMemory.h"
 
@@ -17,7 +18,7 @@ std::variant<std::unique_ptr<SQLiteUserDefaults>, SQLiteUserDefaults::Refusal> S
     if (auto reason = disk->open(*memory)) return Refusal{std::move(*reason)};
     return std::unique_ptr<SQLiteUserDefaults>(new SQLiteUserDefaults(std::move(memory), std::move(disk)));
   } catch (const std::exception& error) {
-    return Refusal{"the store " + file.string() + " cannot be opened: " + error.what()};
+    return Refusal{joined({"the store ", file.native(), " cannot be opened: ", error.what()})};
   }
 }
 

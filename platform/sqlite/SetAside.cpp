@@ -4,6 +4,7 @@
 #include <ctime>
 #include <string>
 
+#include "platform/Joined.h"
 #include "platform/sqlite/Database.h"
 
 namespace fliprugair {
@@ -24,7 +25,7 @@ std::string utcTime() {
 
 bool isFree(const std::filesystem::path& file) {
   for (const char* suffix : suffixes) {
-    if (std::filesystem::exists(std::filesystem::symlink_status(file.string() + suffix))) return false;
+    if (std::filesystem::exists(std::filesystem::symlink_status(file.native() + suffix))) return false;
   }
   return true;
 }
@@ -33,12 +34,12 @@ bool isFree(const std::filesystem::path& file) {
 
 std::filesystem::path setAside(const std::filesystem::path& file) {
   try {
-    const std::string name = file.string() + ".damaged-" + utcTime();
+    const std::string name = joined({file.native(), ".damaged-", utcTime()});
     std::filesystem::path free = name;
-    for (int number = 2; !isFree(free); ++number) free = name + "-" + std::to_string(number);
+    for (int number = 2; !isFree(free); ++number) free = joined({name, "-", std::to_string(number)});
     for (const char* suffix : suffixes) {
-      const std::string part = file.string() + suffix;
-      if (std::filesystem::exists(part)) std::filesystem::rename(part, free.string() + suffix);
+      const std::filesystem::path part = file.native() + suffix;
+      if (std::filesystem::exists(part)) std::filesystem::rename(part, free.native() + suffix);
     }
     return free;
   } catch (const std::filesystem::filesystem_error& error) {

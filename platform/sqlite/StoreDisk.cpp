@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "platform/Counted.h"
+#include "platform/Joined.h"
 #include "platform/sqlite/FileBytes.h"
 #include "platform/sqlite/LogCopier.h"
 #include "platform/sqlite/LogImage.h"
@@ -66,10 +67,10 @@ std::optional<std::string> StoreDisk::open(StoreMemory& memory) {
       try {
         const bool goesOn = wasRead_ || readUnwritable(memory) || isCertainlyNew(path_) ||
                             options_.unreadable == UnreadableStore::isJoined;
-        if (!goesOn) return "the store " + path_.string() + " cannot be opened now: " + error.what();
+        if (!goesOn) return joined({"the store ", path_.native(), " cannot be opened now: ", error.what()});
       } catch (const StoreError& worse) {
         if (auto reason = refusal(worse)) return reason;
-        return "the store " + path_.string() + " cannot be opened now: " + worse.what();
+        return joined({"the store ", path_.native(), " cannot be opened now: ", worse.what()});
       }
       disconnect(memory);
       noteFailure(error, lines);
@@ -89,7 +90,7 @@ void StoreDisk::commit(StoreMemory& memory) noexcept {
         attempt(memory, lines);
         writesFasterThanTheDisk = file_->logIsAtItsBound();
         if (std::exchange(isFailing_, false))
-          lines.push_back("the store " + path_.string() + " is being written again");
+          lines.push_back(joined({"the store ", path_.native(), " is being written again"}));
       } catch (const std::exception& error) {
         const auto* refused = dynamic_cast<const StoreError*>(&error);
         const bool isFull = refused != nullptr && refused->kind() == StoreError::Kind::full;
@@ -132,13 +133,13 @@ void StoreDisk::attempt(StoreMemory& memory, Lines& lines) {
 
 void StoreDisk::writeAll(StoreMemory& memory, Lines& lines) {
   if (file_ && !file_->isInPlace()) {
-    lines.push_back("the store " + path_.string() + " was taken away; it is written anew from memory");
+    lines.push_back(joined({"the store ", path_.native(), " was taken away; it is written anew from memory"}));
     // Another store in its place has something to say; an empty place has not.
     wasRead_ = file_->fileIsInPlace() || isAbsent(path_);
     // What stands in it alone can still be read.
     if (const std::size_t lost = arrays_->keepAll(); lost > 0)
-      lines.push_back("of the records that waited in it alone, " + std::to_string(lost) +
-                      " could not be read and are lost");
+      lines.push_back(joined({"of the records that waited in it alone, ", std::to_string(lost),
+                              " could not be read and are lost"}));
     disconnect(memory);
   }
   if (file_ && arrays_->hasFoundDamage()) throw StoreError::damaged("a record is not what was written");
@@ -236,10 +237,10 @@ void StoreDisk::examineLog(Lines& lines) const {
     throw StoreError::damaged("there is a log without its file");
   }
   if (log.endsUnfinished()) {
-    lines.push_back(
-        "the store " + path_.string() +
-        ": the last write before this start is not whole and is left out; its process ended in it, or it was"
-        " damaged");
+    lines.push_back(joined(
+        {"the store ", path_.native(),
+         ": the last write before this start is not whole and is left out; its process ended in it, or it was"
+         " damaged"}));
   }
 }
 
@@ -278,14 +279,15 @@ void StoreDisk::beginAfresh(const StoreError& damage, StoreMemory& memory, Lines
   RowMirror kept;
   if (arrays_->hasUnkept()) {
     const auto [waited, lost] = arrays_->keepAll(RowImage(path_.string()).rows(false));
-    account += ", with " + counted(waited, "record") + " that waited in the file; " + counted(lost, "record") + " lost";
+    account += joined({", with ", counted(waited, "record"), " that waited in the file; ", counted(lost, "record"),
+                       " lost"});
   }
   if (!wasRead_) {
     RowImage image(path_.string());
     kept = RowMirror(image.rows(false));
     const RowMirror::Account& found = kept.account();
-    account = counted(found.keys, "key") + " and " + counted(found.records, "record") + " of it are kept, at least " +
-              counted(image.damagedRows() + found.unused, "row") + " lost";
+    account = joined({counted(found.keys, "key"), " and ", counted(found.records, "record"),
+                      " of it are kept, at least ", counted(image.damagedRows() + found.unused, "row"), " lost"});
   }
   // From here on the memory has all of it: what is set aside in part, because a renaming fails, is not read again.
   give(kept, memory);
@@ -293,22 +295,28 @@ void StoreDisk::beginAfresh(const StoreError& damage, StoreMemory& memory, Lines
   if (!std::exchange(wasRead_, true)) restoreIdentity(identityCopy_.read(), memory);
   const std::filesystem::path aside = setAside(path_);
   hasBegunAfresh_ = true;
-  lines.push_back("the store " + path_.string() + " is damaged (" + damage.what() + "): " + account +
-                  "; what was there is set aside as " + aside.filename().string());
+  lines.push_back(joined({"the store ", path_.native(), " is damaged (", damage.what(), "): ", account,
+                          "; what was there is set aside as ", aside.filename().native()}));
 }
 
 std::optional<std::string> StoreDisk::refusal(const StoreError& error) const {
-  const std::string store = "the store " + path_.string() + " ";
-  if (error.kind() == StoreError::Kind::inUse) return store + "is in use by " + error.what();
-  if (error.kind() == StoreError::Kind::newer) return store + error.what();
-  if (error.kind() == StoreError::Kind::noFile) return store + "cannot be opened: " + error.what();
-  return std::nullopt;
+  std::string_view reason;
+  if (error.kind() == StoreError::Kind::inUse) {
+    reason = " is in use by ";
+  } else if (error.kind() == StoreError::Kind::newer) {
+    reason = " ";
+  } else if (error.kind() == StoreError::Kind::noFile) {
+    reason = " cannot be opened: ";
+  } else {
+    return std::nullopt;
+  }
+  return joined({"the store ", path_.native(), reason, error.what()});
 }
 
 void StoreDisk::noteFailure(const std::exception& error, Lines& lines) {
   if (std::exchange(isFailing_, true)) return;
-  lines.push_back("the store " + path_.string() + " cannot be written (" + error.what() +
-                  "); going on from memory until it can");
+  lines.push_back(joined({"the store ", path_.native(), " cannot be written (", error.what(),
+                          "); going on from memory until it can"}));
 }
 
 /// Whether the memory now has what a file holds that can be read and not written.
@@ -318,8 +326,8 @@ bool StoreDisk::readUnwritable(StoreMemory& memory) {
     RowImage image(path_.string());
     if (!image.isStore()) return false;
     if (image.formatVersion() > RowFile::formatVersion) {
-      throw StoreError(StoreError::Kind::newer, "was written by a newer version of this library (format " +
-                                                    std::to_string(image.formatVersion()) + ")");
+      throw StoreError(StoreError::Kind::newer, joined({"was written by a newer version of this library (format ",
+                                                        std::to_string(image.formatVersion()), ")"}));
     }
     give(RowMirror(image.rows(image.formatVersion() == RowFile::firstFormat)), memory);
     wasRead_ = true;

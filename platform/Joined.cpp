@@ -1,0 +1,11 @@
+#include "platform/Joined.h"
+
+namespace fliprugair {
+
+std::string joined(std::initializer_list<std::string_view> parts) {
+  std::string text;
+  for (const std::string_view part : parts) text += part;
+  return text;
+}
+
+}  // namespace fliprugair
