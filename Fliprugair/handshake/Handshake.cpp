@@ -92,9 +92,9 @@ bool Handshake::backOff(const Dictionary& reply) {
   const std::int32_t delay = nextBackOff(shared_.rcascadeTimerDelay);
   shared_.rcascadeTimerDelay = delay;
   // Written even while logging is off.
-  context_.log(replyMethod, 1184,
-               joined({"Marlune library - resonance_cascade received - will retry in ", std::to_string(delay),
-                       " seconds"}));
+  context_.log(
+      replyMethod, 1184,
+      joined({"Marlune library - resonance_cascade received - will retry in ", std::to_string(delay), " seconds"}));
   context_.postToMainQueue([this] {
     shared_.rcascadeTimer.store(
         context_.schedule(shared_.rcascadeTimerDelay, "rcascadeTimerFired:", [this] { rcascadeTimerFired(); }));

@@ -40,7 +40,8 @@ class CurlNetworkAccess final : public MarluneNetworkAccess {
     }
     std::optional<ControlHostURL> url = controlHostURL(hostname, thread->loopbackScheme());
     if (!url) {
-      thread->refuse(request, joined({"not sent, \"", printable(hostname), "\" is not a host name (with or without a port)"}));
+      thread->refuse(request,
+                     joined({"not sent, \"", printable(hostname), "\" is not a host name (with or without a port)"}));
       return false;
     }
     request.url = std::move(*url);

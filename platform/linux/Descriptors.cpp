@@ -18,10 +18,10 @@ void requireDescriptors() {
   while (opened.size() < descriptorsNeeded) {
     FileDescriptor next(eventfd(0, EFD_CLOEXEC));
     if (!next) {
-      throw std::runtime_error(joined({"The platform needs ", std::to_string(descriptorsNeeded),
-                                       " file descriptors and can open ", std::to_string(opened.size()), " (",
-                                       std::system_category().message(errno),
-                                       "): raise the process's limit (ulimit -n), or close some."}));
+      throw std::runtime_error(
+          joined({"The platform needs ", std::to_string(descriptorsNeeded), " file descriptors and can open ",
+                  std::to_string(opened.size()), " (", std::system_category().message(errno),
+                  "): raise the process's limit (ulimit -n), or close some."}));
     }
     opened.push_back(std::move(next));
   }

@@ -138,8 +138,8 @@ void StoreDisk::writeAll(StoreMemory& memory, Lines& lines) {
     wasRead_ = file_->fileIsInPlace() || isAbsent(path_);
     // What stands in it alone can still be read.
     if (const std::size_t lost = arrays_->keepAll(); lost > 0)
-      lines.push_back(joined({"of the records that waited in it alone, ", std::to_string(lost),
-                              " could not be read and are lost"}));
+      lines.push_back(joined(
+          {"of the records that waited in it alone, ", std::to_string(lost), " could not be read and are lost"}));
     disconnect(memory);
   }
   if (file_ && arrays_->hasFoundDamage()) throw StoreError::damaged("a record is not what was written");
@@ -237,10 +237,10 @@ void StoreDisk::examineLog(Lines& lines) const {
     throw StoreError::damaged("there is a log without its file");
   }
   if (log.endsUnfinished()) {
-    lines.push_back(joined(
-        {"the store ", path_.native(),
-         ": the last write before this start is not whole and is left out; its process ended in it, or it was"
-         " damaged"}));
+    lines.push_back(
+        joined({"the store ", path_.native(),
+                ": the last write before this start is not whole and is left out; its process ended in it, or it was"
+                " damaged"}));
   }
 }
 
@@ -279,8 +279,8 @@ void StoreDisk::beginAfresh(const StoreError& damage, StoreMemory& memory, Lines
   RowMirror kept;
   if (arrays_->hasUnkept()) {
     const auto [waited, lost] = arrays_->keepAll(RowImage(path_.string()).rows(false));
-    account += joined({", with ", counted(waited, "record"), " that waited in the file; ", counted(lost, "record"),
-                       " lost"});
+    account +=
+        joined({", with ", counted(waited, "record"), " that waited in the file; ", counted(lost, "record"), " lost"});
   }
   if (!wasRead_) {
     RowImage image(path_.string());
@@ -315,8 +315,8 @@ std::optional<std::string> StoreDisk::refusal(const StoreError& error) const {
 
 void StoreDisk::noteFailure(const std::exception& error, Lines& lines) {
   if (std::exchange(isFailing_, true)) return;
-  lines.push_back(joined({"the store ", path_.native(), " cannot be written (", error.what(),
-                          "); going on from memory until it can"}));
+  lines.push_back(joined(
+      {"the store ", path_.native(), " cannot be written (", error.what(), "); going on from memory until it can"}));
 }
 
 /// Whether the memory now has what a file holds that can be read and not written.
