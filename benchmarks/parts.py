@@ -18,7 +18,7 @@ PARTS = [
     ("the virtual device", r"platform/virtual/|libfliprugair-virtual"),
     ("Linux: loop, machine, environment", r"platform/(linux|posix)/|libfliprugair-linux|libfliprugair-posix"),
     ("positions and archives", r"platform/(gpsd|plist)/|libfliprugair-(gps|plist)"),
-    ("values: texts, lists, dictionaries", r"platform/|\((Array|Dictionary|Value|UnreadValue|Text|PairList|NotificationCenter|JSONSerialization)\.cpp"),
+    ("values: texts, lists, dictionaries", r"platform/|\((Array|Dictionary|Value|UnreadValue|Text|PairList|NotificationCenter|JSONSerialization|Joined)\.cpp"),
     ("the tracker", r"Fliprugair/|libfliprugair\.a"),
     ("what measures", r"benchmarks/|examples/"),
 ]
