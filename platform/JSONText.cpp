@@ -158,7 +158,7 @@ void JSONText::addInteger(const Value& value) {
 
 void JSONText::grow(std::size_t characters) {
   const std::size_t capacity = std::max(2 * capacity_, size_ + characters);
-  auto grown = std::make_unique_for_overwrite<char[]>(capacity);
+  std::unique_ptr<char[]> grown(new char[capacity]);  // libc++ 14 has nothing that leaves them as they are
   std::copy_n(begin_, size_, grown.get());
   grown_ = std::move(grown);
   begin_ = grown_.get();

@@ -18,7 +18,8 @@ void NotificationCenter::removeObserver(const void* observer) {
     if (one.observer == observer) {
       removed.push_back(std::move(one));
     } else {
-      *kept++ = std::move(one);
+      if (&*kept != &one) *kept = std::move(one);  // what is moved onto itself may be empty then
+      ++kept;
     }
   }
   subscriptions_.erase(kept, subscriptions_.end());
