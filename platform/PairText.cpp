@@ -20,8 +20,10 @@ PairText& PairText::set(LiteralKey key, const Value& value) {
   if (value.isText()) {
     text_.addPair(key.text(), value.text());
   } else {
+    const bool isOther = value.kind() == Value::Kind::real || value.isArray() || value.isDictionary();
+    const std::string other = isOther ? textOfOther(value) : std::string();  // before the key, for it may throw
     text_.addKey(key.text());
-    if (!text_.addPlain(value)) addOther(value);
+    if (!text_.addPlain(value)) text_.add(other);
     text_.add(',');
   }
   return *this;
@@ -42,10 +44,10 @@ Value PairText::value() {
   return text == "{}" ? Value(Dictionary()) : json_.unread(text, depth_);
 }
 
-/// A real, a list, a dictionary.
-void PairText::addOther(Value value) {
+/// Of a real, a list, a dictionary.
+std::string PairText::textOfOther(Value value) {
   depth_ = std::max(depth_, depthAround(value));
-  text_.add(json_.textOfAny(value));
+  return json_.textOfAny(value);
 }
 
 std::string_view PairText::closed() {

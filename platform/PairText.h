@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <string>
 #include <string_view>
 
 #include "Fliprugair/platform/JSONSerialization.h"
@@ -32,7 +33,7 @@ class PairText {
   Value value();
 
  private:
-  void addOther(Value value);
+  std::string textOfOther(Value value);
   std::string_view closed();
 
   const JSONSerialization& json_;
