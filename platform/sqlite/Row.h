@@ -35,6 +35,12 @@ struct Row {
   }
 };
 
+/// Whether a row may have or name this number; each other one comes from damage.
+inline bool isRowNumber(std::int64_t number) {
+  constexpr std::int64_t most = std::int64_t{1} << 62;
+  return -most < number && number < most;
+}
+
 /// Whether a row is the item of an array, as far as that can be seen without the array.
 inline bool isItem(std::int64_t id, std::int64_t parent, std::int64_t position, std::string_view name) {
   return id > 0 && parent > 0 && position == id && name.empty();

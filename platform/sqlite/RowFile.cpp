@@ -119,7 +119,8 @@ std::string RowFile::definition(std::string_view table) {
 
 /// What the second format has in it is the third, in which rows may have lost their owners.
 void RowFile::upgrade() {
-  if (database_.integer("PRAGMA user_version") > firstFormat) return touch();
+  mayHaveLeftovers_ = false;
+  if (database_.integer("PRAGMA user_version") > firstFormat) return;  // the next touch says that it is of this one
   database_.execute("BEGIN IMMEDIATE; ALTER TABLE rows ADD COLUMN checksum INTEGER NOT NULL DEFAULT 0");
   database_.execute(definition("twins").c_str());
   {
@@ -153,7 +154,8 @@ std::vector<Row> RowFile::rows() const {
   while (select.step()) {
     Row row{select.integer(0), select.integer(1), select.integer(2), std::string(select.text(3)), {}};
     const std::string_view text = select.text(4);
-    const bool isWhole = select.integer(5) == row.checksum(text);
+    const bool isNumbered = isRowNumber(row.id) && isRowNumber(row.parent) && isRowNumber(row.position);
+    const bool isWhole = isNumbered && select.integer(5) == row.checksum(text);
     auto value = isWhole ? storedValue(text) : std::nullopt;
     if (!value) throw StoreError::damaged(joined({"row ", std::to_string(row.id), " is not what was written"}));
     row.value = *std::move(value);

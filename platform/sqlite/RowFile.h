@@ -45,6 +45,9 @@ class RowFile {
   /// Throws StoreError::damaged when one of them is not what was written.
   std::vector<Row> rows() const;
 
+  /// Whether there may be items whose array is gone; in older formats that was damage.
+  bool mayHaveLeftovers() const { return mayHaveLeftovers_; }
+
   /// Whether the file and the log still stand where they were opened.
   bool isInPlace() { return place_.isInPlace(); }
   bool fileIsInPlace() const { return place_.fileIsInPlace(); }
@@ -89,6 +92,7 @@ class RowFile {
   StorePlace place_;
   RapidJSONSerialization json_;
   int logPages_ = 0;
+  bool mayHaveLeftovers_ = true;
   bool hasOlderLog_ = false;  ///< whether the log stands over one that was longer
   std::optional<Statement> begin_;
   std::optional<Statement> commit_;

@@ -98,7 +98,7 @@ RowMirror::RowMirror(StoredRows stored, const std::shared_ptr<StoredArrays>& arr
   for (const Row& row : rows) note(std::max({row.id, row.parent, row.position}));
   for (const RowRange& range : stored.leftovers.ranges()) note(range.last);
   leftovers_ = std::move(stored.leftovers);
-  takeLeftovers(rows);
+  if (stored.mayHaveLeftovers) takeLeftovers(rows);
   std::size_t count = rows.size();
   for (const auto& [parent, items] : stored.left) {
     count += items.rows.size();
@@ -116,7 +116,7 @@ RowMirror::RowMirror(StoredRows stored, const std::shared_ptr<StoredArrays>& arr
   account_.unused = count - account_.keys - account_.records;
 }
 
-/// A twin would be there if the array's own row were missing for another reason than that it was removed.
+/// An array's own row stands twice: that both are missing is no damage that a page or two can have.
 void RowMirror::takeLeftovers(std::vector<Row>& rows) {
   std::unordered_set<std::int64_t> ids;
   for (const Row& row : rows) ids.insert(row.id);

@@ -30,7 +30,7 @@ class RowMirror {
   RowMirror() = default;
   /// A row without its own is made good by its twin. Items that were left in the file are read by `arrays`.
   RowMirror(StoredRows stored, const std::shared_ptr<StoredArrays>& arrays);
-  explicit RowMirror(std::vector<Row> rows) : RowMirror({std::move(rows), {}}, nullptr) {}
+  explicit RowMirror(std::vector<Row> rows) : RowMirror({std::move(rows), {}, true}, nullptr) {}
 
   /// What the rows of the constructor made up: keys, records (rows below a key), and rows that fit nowhere.
   struct Account {

@@ -24,6 +24,8 @@ class RecordReader {
   std::size_t place() const { return place_; }
 
   std::uint64_t varint() {
+    const bool isShort = place_ < bytes_.size() && static_cast<unsigned char>(bytes_[place_]) < 0x80;
+    if (isShort && !hasFailed_) return static_cast<unsigned char>(bytes_[place_++]);  // as nearly all are
     std::uint64_t number = 0;
     for (int index = 0; index < 9; ++index) {
       const std::uint64_t byte = next();
@@ -37,7 +39,7 @@ class RecordReader {
   std::int64_t bigEndian(std::size_t size) {
     if (size == 0) return 0;
     std::uint64_t number = 0;
-    for (std::size_t index = 0; index < size; ++index) number = (number << 8) | next();
+    for (const char byte : bytes(size)) number = (number << 8) | static_cast<unsigned char>(byte);
     const std::size_t unused = 64 - 8 * size;
     return static_cast<std::int64_t>(number << unused) >> unused;
   }

@@ -85,7 +85,9 @@ void StoreDisk::commit(StoreMemory& memory) noexcept {
     Lines lines;
     bool writesFasterThanTheDisk = false;
     {
+      ++writersThatWait_;
       const std::lock_guard lock(mutex_);
+      --writersThatWait_;
       try {
         attempt(memory, lines);
         writesFasterThanTheDisk = file_->logIsAtItsBound();
@@ -168,7 +170,7 @@ void StoreDisk::connect(StoreMemory& memory, Lines& lines) {
   auto sound = SoundStore(path_.string()).rows();  // gone again before SQLite opens the file
   auto file = openFile(sound ? RowFile::Structure::isSound : RowFile::Structure::isUnknown);
   try {
-    mirror_ = RowMirror(sound ? *std::move(sound) : StoredRows{file->rows(), {}}, arrays_);
+    mirror_ = RowMirror(sound ? *std::move(sound) : StoredRows{file->rows(), {}, file->mayHaveLeftovers()}, arrays_);
     if (mirror_.account().unused > 0) throw StoreError::damaged("rows without an owner");
     if (arrays_->hasUnkept()) arrays_->open();
     // It may have been replaced while it was not open.
@@ -359,7 +361,7 @@ bool StoreDisk::checkpoint() noexcept {
       const bool isToBeCopied = file_ && (file_->logIsLong() || hasGivenBack);
       if (isToBeCopied && !copyLog(lock, pauses)) return false;
       if (!pauses || writersThatWait_ > 0) return false;
-      if (file_) pagesSeen_ = file_->logPages();
+      if (isToBeCopied && file_) pagesSeen_ = file_->logPages();
     }
     return true;
   } catch (...) {
@@ -392,17 +394,27 @@ void StoreDisk::removeLeftovers(std::unique_lock<std::mutex>& lock, bool pauses)
   while (goesOn()) {
     removeLeftovers(leftoversAtATime);
     pagesSeen_ = file_->logPages();
-    lock.unlock();
-    std::this_thread::yield();  // to a writer that waits
-    lock.lock();
+    giveWay(lock);
   }
 }
 
+/// A writer that waits is to have the lock: who lets go of it and takes it again at once is faster than any other.
+void StoreDisk::giveWay(std::unique_lock<std::mutex>& lock) {
+  lock.unlock();
+  if (writersThatWait_ > 0) {
+    std::this_thread::sleep_for(std::chrono::microseconds(100));
+  } else {
+    std::this_thread::yield();
+  }
+  lock.lock();
+}
+
 void StoreDisk::removeLeftovers(std::size_t most) {
-  std::vector<RowChange> changes;
-  mirror_.stageLeftovers(most, changes);
-  arrays_->keepErased(changes);
-  if (!changes.empty()) file_->write(changes);
+  // Behind what a full disk has kept out of the file so far: without that the rows may not be leftovers there.
+  mirror_.stageLeftovers(most, changes_);
+  arrays_->keepErased(changes_);
+  if (!changes_.empty()) file_->write(changes_);
+  changes_.clear();
 }
 
 /// As much as there is, while nobody writes. The file becomes shorter when the log has been copied.
@@ -413,9 +425,7 @@ bool StoreDisk::giveBackRoom(std::unique_lock<std::mutex>& lock) {
     file_->giveBackRoom();
     any = true;
     pagesSeen_ = file_->logPages();
-    lock.unlock();
-    std::this_thread::yield();  // to a writer that waits
-    lock.lock();
+    giveWay(lock);
   }
   return any;
 }

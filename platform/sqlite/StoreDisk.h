@@ -66,6 +66,7 @@ class StoreDisk {
   bool copyLog(std::unique_lock<std::mutex>& lock, bool pauses);
   void removeLeftovers(std::unique_lock<std::mutex>& lock, bool pauses);
   void removeLeftovers(std::size_t most);
+  void giveWay(std::unique_lock<std::mutex>& lock);
   bool giveBackRoom(std::unique_lock<std::mutex>& lock);
 
   const std::filesystem::path path_;
@@ -87,7 +88,7 @@ class StoreDisk {
   bool wasRead_ = false;         ///< the memory has been given what the file held
   int pagesSeen_ = 0;            ///< of the log, a while ago
 
-  std::atomic<int> writersThatWait_ = 0;  ///< for room in the log
+  std::atomic<int> writersThatWait_ = 0;  ///< for the lock, or for room in the log
 
   Checkpointer checkpointer_;
 };

@@ -20,6 +20,7 @@ struct StoredRows {
 
   std::vector<Row> rows = {};
   std::unordered_map<std::int64_t, LeftItems> left = {};  ///< by the number of the array's own row
+  bool mayHaveLeftovers = false;                          ///< among `rows`
   RowNumbers leftovers = {};                              ///< items of arrays that are gone
   std::int64_t newestNumber = 0;                          ///< of a row that is gone and has some
 };

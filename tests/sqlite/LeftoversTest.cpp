@@ -122,7 +122,7 @@ TEST_F(AConfirmedBatch, HasNobodyTakeItsRecordsOver) {
 TEST_F(AConfirmedBatch, HasNobodyTakeItsRecordsOverWhereSQLiteReadsTheFile) {
   queue({});
   const ACopy copy(file_);
-  execute(copy.file(), "PRAGMA user_version = 2");  // which is not read without it
+  execute(copy.file(), "CREATE VIEW unusual AS SELECT 1");  // with which it is not read without SQLite
   const auto store = openStore(copy.file(), log_.sink());
   const Value next = Value{{"another", Array{1, 2}}};
   store->setObject(next, "next");
@@ -181,6 +181,17 @@ TEST(ManyConfirmedBatches, AreRemovedWithoutAQuietMomentWhenTheyAreTooMany) {
     return recordsIn(folder / "store") <= std::size_t{kept} * batchSize;
   }));
   EXPECT_GT(recordsIn(folder / "store"), std::size_t{kept - 40} * batchSize);
+}
+
+TEST(AStoreOfTheSecondFormat, HasNoRecordsWithoutAnOwnerButByDamage) {
+  const TemporaryFolder folder(memory());
+  const auto file = folder / "store";
+  openStore(file)->setObject(batches(0, 2), "queue");
+  execute(file, "PRAGMA user_version = 2; DELETE FROM rows WHERE name = '0'; DELETE FROM twins WHERE name = '0'");
+  StoreLog log;
+  EXPECT_EQ(openStore(file, log.sink())->objectForKey("queue"), Value(batches(1, 2)));
+  ASSERT_EQ(log.lines().size(), 1U);
+  EXPECT_NE(log.lines().front().find("rows without an owner"), std::string::npos) << log.lines().front();
 }
 
 TEST(AStoreOfTheSecondFormat, GoesOnAsOneOfTheThird) {

@@ -53,7 +53,9 @@ class MarluneNetworkAccess {
   virtual void setBackgroundTask(BackgroundTaskIdentifier task) = 0;
 
   /// Begins the request and returns without waiting for the network. `payload` is a dictionary or the array of a batch;
-  /// null transmits nothing. False when the request could not be begun.
+  /// null transmits nothing. A batch that has waited since an earlier start is read from the store when it is looked
+  /// into or made to text, which may throw a std::exception: the request has then failed. False when it could not be
+  /// begun.
   virtual bool sendHTTPRequestWithHostname(const std::string& hostname, const Value& payload) = 0;
 };
 

@@ -31,8 +31,8 @@ class FLIPRUGAIR_EXPORT JSONSerialization {
   std::string textOfAny(const Value& value, Layout layout = Layout::compact) const;
 
   /// The value of `text`; JSON null is null. Invalid UTF-8 is replaced by U+FFFD; integers beyond 64 bits are reals.
-  /// None when it is not one JSON text, or arrays and objects nest deeper than `depth`, which
-  /// is at most Value::deepest.
+  /// Reads whatever `text` and `textOfAny` write. None when it is not one JSON text, or arrays and objects nest deeper
+  /// than `depth`, which is at most Value::deepest.
   virtual std::optional<Value> value(std::string_view text, std::size_t depth = defaultDepth) const = 0;
 
   /// The dictionary of `text`, which is compact text of one that is not empty and nests `depth` levels. It may be read

@@ -171,7 +171,8 @@ class FLIPRUGAIR_EXPORT Value {
   /// A number as a real; 0 for everything else.
   double realValue() const;
 
-  /// The array or dictionary, or an empty one when this is none.
+  /// The array or dictionary, or an empty one when this is none. A batch that has waited in the store since an earlier
+  /// start is read now: throws a std::exception when the store is closed or cannot be read.
   Array array() const;
   Dictionary dictionary() const;
 
