@@ -52,6 +52,7 @@ int read(sqlite3_file* file, void* bytes, int size, sqlite3_int64 place) {
 
 int write(sqlite3_file* file, const void* bytes, int size, sqlite3_int64 place) {
   if (fails(FaultyMedium::Operation::write)) return SQLITE_IOERR_WRITE;
+  if (fails(FaultyMedium::Operation::fill)) return SQLITE_FULL;
   return realOf(file)->pMethods->xWrite(realOf(file), bytes, size, place);
 }
 

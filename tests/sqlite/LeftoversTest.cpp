@@ -3,6 +3,7 @@
 #include <thread>
 
 #include "platform/sqlite/RowImage.h"
+#include "sqlite/FaultyMedium.h"
 #include "sqlite/StoreFiles.h"
 #include "support/Eventually.h"
 
@@ -149,6 +150,21 @@ TEST_F(AConfirmedBatch, IsReadBeforeItsRecordsGoWhenSomebodyStillHasIt) {
   queue(store_->objectForKey("queue").dictionary().removing("1"));
   ASSERT_TRUE(eventually([&] { return recordsIn(file_) == batchSize; }));
   EXPECT_EQ(unread.array().size(), std::size_t{batchSize});
+}
+
+TEST_F(AConfirmedBatch, GoesBeforeItsRecordsWhenTheDiskIsFullAtFirst) {
+  store_.reset();
+  {
+    const FaultyMedium medium(FaultyMedium::Operation::fill, 1000000);
+    store_ = openStore(file_, log_.sink());
+  }
+  {
+    const FaultyMedium full(FaultyMedium::Operation::fill, 0, FaultyMedium::Span::lasting);
+    queue(store_->objectForKey("queue").dictionary().removing("1"));
+    store_->synchronize();
+  }
+  EXPECT_TRUE(eventually([&] { return recordsIn(file_) == 1U * batchSize; }));
+  EXPECT_EQ(AfterSuddenDeath(file_)->objectForKey("queue"), Value(batches(2, 3)));
 }
 
 constexpr int batchesOfALife = 100;  ///< whose records are removed at a start or an end
