@@ -18,7 +18,7 @@ class APairText : public testing::Test {
   }
 
  protected:
-  const RapidJSONSerialization json_;
+  const RapidJSONSerialization json_{};
 };
 
 TEST_F(APairText, EndsAtTheFirstAbsentValue) {
