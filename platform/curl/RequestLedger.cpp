@@ -133,10 +133,11 @@ void RequestLedger::endBackgroundTask(const NetworkRequest& request) {
 }
 
 void RequestLedger::advise(const NetworkRequest& request, std::string_view message) {
+  constexpr std::string_view hint =
+      ". See that \"trackerHostname\" names your control host (with its port) and that it can be reached from here; "
+      "\"enableLogging\" shows every request.";
   log([&] {
-    return joined({"Marlune library - the first request", destinationOf(request), ": ", message,
-                   ". See that \"trackerHostname\" names your control host (with its port) and that it can be reached "
-                   "from here; \"enableLogging\" shows every request.",
+    return joined({"Marlune library - the first request", destinationOf(request), ": ", message, hint,
                    request.eventTimestamp.isNull() ? " It is made again by a later start."
                                                    : " It waits, and is sent again at a later activation."});
   });

@@ -52,7 +52,8 @@ void RowImage::readLeaf(std::uint32_t page, bool trustsUnchecked) {
     if (!found) {
       ++damagedRows_;
     } else {
-      rows_.try_emplace(found->id, *std::move(found));
+      const std::int64_t id = found->id;
+      rows_.try_emplace(id, *std::move(found));
     }
   }
 }
