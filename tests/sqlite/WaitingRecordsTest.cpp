@@ -345,7 +345,11 @@ TEST_F(WaitingRecords, AreReadByThreadsWhileOthersWriteAndTheLogIsCopied) {
   for (std::thread& reader : readers) reader.join();
   EXPECT_EQ(others, 0);
   EXPECT_TRUE(log_.lines().empty()) << log_.lines().front();
-  expectEverywhere("queue", Value({{"1.0", batchOf(0)}, {"3.0", batchOf(20)}}));
+  // Its files are not copied here: the log may be cut meanwhile.
+  const Value left{{"1.0", batchOf(0)}, {"3.0", batchOf(20)}};
+  EXPECT_EQ(store_->objectForKey("queue"), left);
+  reopen();
+  EXPECT_EQ(store_->objectForKey("queue"), left);
 }
 
 TEST_F(WaitingRecords, TakeNoMoreDescriptorsLifeAfterLife) {
