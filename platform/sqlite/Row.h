@@ -1,6 +1,8 @@
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
+#include <initializer_list>
 #include <string>
 #include <string_view>
 #include <variant>
@@ -35,10 +37,10 @@ struct Row {
   }
 };
 
-/// Whether a row may have or name this number; each other one comes from damage.
-inline bool isRowNumber(std::int64_t number) {
+/// Whether a row may have or name these numbers; each other one comes from damage.
+inline bool areRowNumbers(std::initializer_list<std::int64_t> numbers) {
   constexpr std::int64_t most = std::int64_t{1} << 62;
-  return -most < number && number < most;
+  return std::all_of(numbers.begin(), numbers.end(), [](std::int64_t each) { return -most < each && each < most; });
 }
 
 /// Whether a row is the item of an array, as far as that can be seen without the array.

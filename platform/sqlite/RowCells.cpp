@@ -69,8 +69,7 @@ std::optional<RowCell> RowCells::row(const Record& record) {
   row.text = contents.text(type[4]);
   row.isChecked = columns == 6;
   const std::int64_t checksum = row.isChecked ? contents.integer(type[5]) : 0;
-  const bool isNumbered = isRowNumber(row.id) && isRowNumber(row.parent) && isRowNumber(row.position);
-  if (contents.hasFailed() || !isNumbered) return std::nullopt;
+  if (contents.hasFailed() || !areRowNumbers({row.id, row.parent, row.position})) return std::nullopt;
   const bool isWhole =
       !row.isChecked || checksum == Row::checksumOf(row.id, row.parent, row.position, row.name, row.text);
   return isWhole ? std::optional(row) : std::nullopt;

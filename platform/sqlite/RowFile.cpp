@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "platform/Joined.h"
+#include "platform/sqlite/SelectedRow.h"
 #include "platform/sqlite/StoredValue.h"
 
 namespace fliprugair {
@@ -149,15 +150,11 @@ void RowFile::learnToGiveBackRoom() {
 std::vector<Row> RowFile::rows() const {
   std::vector<Row> rows;
   Statement select(database_.get(),
-                   "SELECT id, parent, position, name, value, checksum FROM rows"
-                   " UNION ALL SELECT id, parent, position, name, value, checksum FROM twins");
+                   joined({"SELECT ", rowColumns, " FROM rows UNION ALL SELECT ", rowColumns, " FROM twins"}));
   while (select.step()) {
-    Row row{select.integer(0), select.integer(1), select.integer(2), std::string(select.text(3)), {}};
-    const std::string_view text = select.text(4);
-    const bool isNumbered = isRowNumber(row.id) && isRowNumber(row.parent) && isRowNumber(row.position);
-    const bool isWhole = isNumbered && select.integer(5) == row.checksum(text);
-    auto value = isWhole ? storedValue(text) : std::nullopt;
-    if (!value) throw StoreError::damaged(joined({"row ", std::to_string(row.id), " is not what was written"}));
+    auto [row, text] = selectedRow(select);
+    auto value = storedValue(text);
+    if (!value) throw StoreError::damaged(joined({"row ", std::to_string(row.id), " cannot be read"}));
     row.value = *std::move(value);
     rows.push_back(std::move(row));
   }

@@ -342,8 +342,7 @@ bool StoreDisk::readUnwritable(StoreMemory& memory) {
 
 void StoreDisk::requestCheckpoint() {
   if (!file_->logIsLong() && mirror_.leftovers() == 0) return;
-  const bool isPressed = file_->logIsAtItsLimit() || mirror_.leftovers() > mostLeftovers;
-  checkpointer_.request(isPressed ? Checkpointer::Urgency::now : Checkpointer::Urgency::afterPause);
+  checkpointer_.request(isPressed() ? Checkpointer::Urgency::now : Checkpointer::Urgency::afterPause);
 }
 
 /// Most of the waiting for the disk is done without the lock; under it only for what was written meanwhile. Answers
@@ -354,8 +353,7 @@ bool StoreDisk::checkpoint() noexcept {
     while (file_ && !isTidy()) {
       const int pages = file_->logPages();
       const bool pauses = std::exchange(pagesSeen_, pages) == pages;
-      const bool isPressed = file_->logIsAtItsLimit() || mirror_.leftovers() > mostLeftovers;
-      if (!pauses && !isPressed) return false;
+      if (!pauses && !isPressed()) return false;
       removeLeftovers(lock, pauses);
       const bool hasGivenBack = giveBackRoom(lock);
       const bool isToBeCopied = file_ && (file_->logIsLong() || hasGivenBack);
@@ -370,6 +368,9 @@ bool StoreDisk::checkpoint() noexcept {
 }
 
 bool StoreDisk::isTidy() const { return !file_->logIsLong() && !file_->hasMuchRoom() && mirror_.leftovers() == 0; }
+
+/// Whether there is so much to do that it is done without a pause.
+bool StoreDisk::isPressed() const { return file_->logIsAtItsLimit() || mirror_.leftovers() > mostLeftovers; }
 
 /// Whether it has been emptied.
 bool StoreDisk::copyLog(std::unique_lock<std::mutex>& lock, bool pauses) {
@@ -402,6 +403,8 @@ void StoreDisk::removeLeftovers(std::unique_lock<std::mutex>& lock, bool pauses)
 void StoreDisk::giveWay(std::unique_lock<std::mutex>& lock) {
   lock.unlock();
   if (writersThatWait_ > 0) {
+    // The lock wakes the writer and is free meanwhile: that takes some tens of microseconds, and nothing tells when it
+    // is done, since the writer could come too late for any sign but the lock itself.
     std::this_thread::sleep_for(std::chrono::microseconds(100));
   } else {
     std::this_thread::yield();

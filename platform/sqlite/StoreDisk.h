@@ -63,6 +63,7 @@ class StoreDisk {
   void requestCheckpoint();
   bool checkpoint() noexcept;
   bool isTidy() const;
+  bool isPressed() const;
   bool copyLog(std::unique_lock<std::mutex>& lock, bool pauses);
   void removeLeftovers(std::unique_lock<std::mutex>& lock, bool pauses);
   void removeLeftovers(std::size_t most);

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <utility>
 
+#include "platform/Joined.h"
+#include "platform/sqlite/SelectedRow.h"
 #include "platform/sqlite/StoredValue.h"
 
 namespace fliprugair {
@@ -151,8 +153,7 @@ std::string StoredArrays::read(const RowNumbers& rows) {
   auto select = std::exchange(select_, std::nullopt);
   try {
     if (!select) {
-      select.emplace(database_->get(),
-                     "SELECT id, parent, position, name, value, checksum FROM rows WHERE id BETWEEN ? AND ?");
+      select.emplace(database_->get(), joined({"SELECT ", rowColumns, " FROM rows WHERE id BETWEEN ? AND ?"}));
     }
     std::string text = "[";
     for (const RowRange& range : rows.ranges()) append(range, *select, text);
@@ -188,13 +189,9 @@ void StoredArrays::append(const RowRange& range, Statement& select, std::string&
   std::int64_t next = range.first;
   select.bind(1, range.first).bind(2, range.last);
   while (select.step()) {
-    const Row row{select.integer(0), select.integer(1), select.integer(2), std::string(select.text(3)), {}};
-    const std::string_view item = select.text(4);
-    if (select.integer(5) != row.checksum(item)) {
-      throw StoreError::damaged("row " + std::to_string(row.id) + " is not what was written");
-    }
-    if (row.id == next) ++next;
-    text.append(item) += ',';
+    const SelectedRow item = selectedRow(select);
+    if (item.row.id == next) ++next;
+    text.append(item.text) += ',';
   }
   if (next != range.last + 1) throw StoreError(StoreError::Kind::unavailable, "a record is no longer in the store");
 }
