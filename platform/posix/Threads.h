@@ -37,6 +37,8 @@ inline const void*& ownerOfThisThread() {
 inline bool isThreadOf(const void* owner) { return ownerOfThisThread() == owner; }
 
 /// A thread of the platform's that takes no signals but its own faults: a host app's handlers run on its own threads.
+/// It gets its share of the processors, but when it wakes it displaces none of the app's threads: who has just woken it
+/// goes on.
 /// `name` is a literal of at most 15 characters; `owner` joins the thread before it is gone. Throws std::system_error
 /// when there can be no more threads.
 ///
@@ -45,6 +47,8 @@ inline std::thread startThread(const char* name, const void* owner, std::functio
   const SignalsBlocked blocked;
   return std::thread([name, owner, body = std::move(body)] {
     pthread_setname_np(pthread_self(), name);
+    const sched_param none{};
+    pthread_setschedparam(pthread_self(), SCHED_BATCH, &none);  // if that is allowed
     ownerOfThisThread() = owner;
     body();
   });

@@ -23,11 +23,27 @@ namespace {
 /// disk is theirs.
 constexpr std::chrono::seconds pause{1};
 
+constexpr std::chrono::microseconds longestSpin{50};
+constexpr int mostAttempts = 3;  // to find a moment between the groups of other threads
+
 // Rows. A batch at a time, so that a call that waits for one waits no longer than for another call; in all not much
 // more than the log may take up. Where lives are short, few of them remain for the next one.
 constexpr std::size_t leftoversAtATime = 25;
 constexpr std::size_t mostLeftovers = 50'000;
 constexpr std::size_t mostLeftoversOfALife = 2'500;
+
+/// Most writes are shorter than the waking of a thread that sleeps for their end.
+std::unique_lock<std::mutex> lockSoon(std::mutex& mutex) {
+  std::unique_lock lock(mutex, std::try_to_lock);
+  if (lock) return lock;
+  const auto end = std::chrono::steady_clock::now() + longestSpin;
+  while (std::chrono::steady_clock::now() < end) {
+    std::this_thread::yield();
+    if (lock.try_lock()) return lock;
+  }
+  lock.lock();
+  return lock;
+}
 
 }  // namespace
 
@@ -85,9 +101,8 @@ void StoreDisk::commit(StoreMemory& memory) noexcept {
     Lines lines;
     bool writesFasterThanTheDisk = false;
     {
-      ++writersThatWait_;
-      const std::lock_guard lock(mutex_);
-      --writersThatWait_;
+      const std::unique_lock lock = lockBetweenGroups(memory);
+      if (!lock) return;
       try {
         attempt(memory, lines);
         writesFasterThanTheDisk = file_->logIsAtItsBound();
@@ -108,6 +123,23 @@ void StoreDisk::commit(StoreMemory& memory) noexcept {
     }
   } catch (...) {
     // No memory to say so; the next call tries again.
+  }
+}
+
+/// Another thread's group that is torn will want the lock when it ends, and writes then what both have to say: it is
+/// waited for without the lock, and if that was so nothing is left to be done. Where groups follow one another closely
+/// the lock is answered with all the same.
+std::unique_lock<std::mutex> StoreDisk::lockBetweenGroups(StoreMemory& memory) {
+  std::optional<StoreMemory::Mark> mark;
+  for (int attempt = 0;; ++attempt) {
+    ++writersThatWait_;
+    std::unique_lock lock = lockSoon(mutex_);
+    --writersThatWait_;
+    if (mark && file_ && !isFailing_ && changes_.empty() && memory.isTaken(*mark)) return {};
+    if (attempt == mostAttempts || !memory.isTorn()) return lock;
+    lock.unlock();
+    const StoreMemory::Mark before = memory.awaitGroups();
+    if (!mark) mark = before;
   }
 }
 

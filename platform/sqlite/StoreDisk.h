@@ -46,6 +46,7 @@ class StoreDisk {
  private:
   using Lines = std::vector<std::string>;
 
+  std::unique_lock<std::mutex> lockBetweenGroups(StoreMemory& memory);
   void attempt(StoreMemory& memory, Lines& lines);
   void writeAll(StoreMemory& memory, Lines& lines);
   void connect(StoreMemory& memory, Lines& lines);

@@ -2,7 +2,10 @@
 
 #include <algorithm>
 #include <chrono>
+#include <limits>
 #include <utility>
+
+#include "Fliprugair/collaborators/MarluneNetworkAccess.h"
 
 namespace fliprugair {
 
@@ -12,6 +15,8 @@ using namespace std::chrono_literals;
 
 // Far longer than what the tracker does in a group, its writes and the making of a request.
 constexpr auto longestGroup = 50ms;
+
+constexpr std::uint64_t allGroups = std::numeric_limits<std::uint64_t>::max();
 
 /// The list `older` with what stands in `newer`; otherwise `newer`.
 Value joined(const Value& older, const Value& newer) {
@@ -43,9 +48,9 @@ void StoreMemory::write(std::string_view name, Value value) {
   beforeWrite(lock);
   Table::value_type& target = slot(name);
   if (target.second.value.isSameObject(value)) return;
-  markWritten(target);
   // What was there is destroyed by the caller, after the lock.
   value = std::exchange(target.second.value, std::move(value));
+  markWritten(target);
 }
 
 void StoreMemory::update(std::string_view name, const std::function<Value(const Value&)>& change) {
@@ -55,19 +60,20 @@ void StoreMemory::update(std::string_view name, const std::function<Value(const 
   Table::value_type& target = slot(name);
   value = change(target.second.value);
   if (target.second.value.isSameObject(value)) return;
-  markWritten(target);
   value = std::exchange(target.second.value, std::move(value));
+  markWritten(target);
 }
 
 void StoreMemory::adopt(std::string_view name, const Value& value) {
   const std::lock_guard lock(mutex_);
   Slot& slot = unwrittenSlot(name).second;
-  if (!slot.written) slot.value = value;
+  if (!slot.written && !slot.isForThisLife) slot.value = value;
 }
 
 void StoreMemory::merge(std::string_view name, const Value& value) {
   const std::lock_guard lock(mutex_);
   Slot& slot = unwrittenSlot(name).second;
+  if (slot.isForThisLife) return;
   slot.value = slot.written ? joined(value, slot.value) : value;
 }
 
@@ -84,15 +90,29 @@ void StoreMemory::restore(std::string_view name, const Value& value) {
   target.second.value = value;
 }
 
+bool StoreMemory::isTorn() const {
+  const std::lock_guard lock(mutex_);
+  return isAnyTorn(allGroups);
+}
+
+StoreMemory::Mark StoreMemory::awaitGroups() {
+  std::unique_lock lock(mutex_);
+  const Mark before = writes_;
+  ++waiting_;
+  awaitGroups(lock, lastGroup_);
+  --waiting_;
+  return before;
+}
+
+bool StoreMemory::isTaken(Mark mark) const {
+  const std::lock_guard lock(mutex_);
+  return mark <= taken_;
+}
+
 void StoreMemory::takeWrites(std::vector<Write>& writes) {
   std::unique_lock lock(mutex_);
   ++takings_;
-  const auto noneIsTorn = [this] {
-    return std::none_of(groups_.begin(), groups_.end(), [this](const Group& each) { return isTorn(each); });
-  };
-  if (!changed_.wait_for(lock, longestGroup, noneIsTorn)) {
-    for (Group& group : groups_) group.isSlow = group.isSlow || isTorn(group);
-  }
+  awaitGroups(lock, allGroups);
   if (--takings_ == 0) changed_.notify_all();
   writes.reserve(writes.size() + written_.size());
   for (Table::value_type* slot : written_) {
@@ -100,6 +120,7 @@ void StoreMemory::takeWrites(std::vector<Write>& writes) {
     writes.push_back({&slot->first, slot->second.value});
   }
   written_.clear();
+  taken_ = writes_;
 }
 
 /// A group that has not written yet waits for a taking to end: what it began now would be taken in part.
@@ -110,14 +131,25 @@ void StoreMemory::beforeWrite(std::unique_lock<std::mutex>& lock) {
   groupOfThisThread()->hasWritten = true;
 }
 
+void StoreMemory::awaitGroups(std::unique_lock<std::mutex>& lock, std::uint64_t newest) {
+  if (changed_.wait_for(lock, longestGroup, [&] { return !isAnyTorn(newest); })) return;
+  for (Group& group : groups_) group.isSlow = group.isSlow || (group.number <= newest && isTornGroup(group));
+}
+
+bool StoreMemory::isAnyTorn(std::uint64_t newest) const {
+  return std::any_of(groups_.begin(), groups_.end(),
+                     [&](const Group& each) { return each.number <= newest && isTornGroup(each); });
+}
+
 /// Whether another thread's group has written and is to write more.
-bool StoreMemory::isTorn(const Group& group) const {
+bool StoreMemory::isTornGroup(const Group& group) const {
   return group.hasWritten && !group.isSlow && group.thread != std::this_thread::get_id();
 }
 
 void StoreMemory::forgetTaken() noexcept {
   const std::lock_guard lock(mutex_);
   for (Table::value_type& slot : table_) markWritten(slot);
+  taken_ = 0;
 }
 
 void StoreMemory::beginGroup() {
@@ -126,7 +158,7 @@ void StoreMemory::beginGroup() {
   if (group != groups_.end()) {
     ++group->depth;
   } else {
-    groups_.push_back({std::this_thread::get_id(), 1, {}, false, false});
+    groups_.push_back({std::this_thread::get_id(), ++lastGroup_, 1, {}, false, false});
   }
 }
 
@@ -136,7 +168,7 @@ StoreMemory::GroupEnd StoreMemory::endGroup() {
   if (group == groups_.end() || --group->depth > 0) return {};
   GroupEnd end = std::move(group->end);
   groups_.erase(group);
-  if (takings_ > 0) changed_.notify_all();
+  if (takings_ > 0 || waiting_ > 0) changed_.notify_all();
   return end;
 }
 
@@ -170,11 +202,14 @@ StoreMemory::Table::value_type& StoreMemory::unwrittenSlot(std::string_view name
   const auto found = table_.find(name);
   if (found != table_.end()) return *found;
   written_.reserve(table_.size() + 1);  // here, so that a medium's failure never needs memory to be noted
-  return *table_.try_emplace(std::string(name)).first;
+  Table::value_type& fresh = *table_.try_emplace(std::string(name)).first;
+  fresh.second.isForThisLife = name == key::eventsSending;
+  return fresh;
 }
 
 void StoreMemory::markWritten(Table::value_type& slot) {
-  if (slot.second.written) return;
+  ++writes_;
+  if (slot.second.written || (slot.second.isForThisLife && !slot.second.value.isNull())) return;
   written_.push_back(&slot);
   slot.second.written = true;
 }

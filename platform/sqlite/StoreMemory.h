@@ -1,6 +1,7 @@
 #pragma once
 
 #include <condition_variable>
+#include <cstdint>
 #include <functional>
 #include <mutex>
 #include <string>
@@ -15,7 +16,8 @@
 namespace fliprugair {
 
 /// The store as its readers see it: the values, which of them the file does not have yet, and the groups of writes that
-/// are open. Owned by the store. Threads: any; no operation waits for the disk.
+/// are open. The list of the requests under way stays in memory: each start empties it. Owned by the store. Threads:
+/// any; no operation waits for the disk.
 class StoreMemory {
  public:
   /// A key and what it holds now. The name is the memory's own and stays where it is.
@@ -41,6 +43,19 @@ class StoreMemory {
   /// Writes under `name` if nothing is held there.
   void restore(std::string_view name, const Value& value);
 
+  /// How much had been written at some time.
+  using Mark = std::uint64_t;
+
+  /// Whether another thread's group has written a part of what it will write.
+  bool isTorn() const;
+
+  /// Waits for such groups, and lets others begin meanwhile. As a rule one ends with a synchronization, which takes
+  /// what was written before as well: ask `isTaken` with the answer. Ends early as `takeWrites` does.
+  Mark awaitGroups();
+
+  /// Whether all that had been written by then was taken, and not forgotten since.
+  bool isTaken(Mark mark) const;
+
   /// Appends every key that was written since the last call. Waits until no other thread's group has written a part of
   /// what it will write, and lets none begin to meanwhile, so that a group is taken whole; one that takes longer than
   /// any of the tracker's own does, because foreign code runs inside of it, is not waited for again.
@@ -64,12 +79,14 @@ class StoreMemory {
  private:
   struct Slot {
     Value value;
+    bool isForThisLife = false;
     bool written = false;
   };
   /// Never erased from: there are as many slots as keys ever used, and `Write` points to their names.
   using Table = std::unordered_map<std::string, Slot, NameHash, std::equal_to<>>;
   struct Group {
     std::thread::id thread;
+    std::uint64_t number;  ///< later groups have greater ones
     int depth;
     GroupEnd end;
     bool hasWritten = false;
@@ -77,7 +94,9 @@ class StoreMemory {
   };
 
   void beforeWrite(std::unique_lock<std::mutex>& lock);
-  bool isTorn(const Group& group) const;
+  bool isTornGroup(const Group& group) const;
+  bool isAnyTorn(std::uint64_t newest) const;
+  void awaitGroups(std::unique_lock<std::mutex>& lock, std::uint64_t newest);
   Table::value_type& slot(std::string_view name);
   Table::value_type& unwrittenSlot(std::string_view name);
   void markWritten(Table::value_type& slot);
@@ -87,8 +106,12 @@ class StoreMemory {
   Table table_;
   std::vector<Table::value_type*> written_;
   std::vector<Group> groups_;
+  std::uint64_t lastGroup_ = 0;
   std::condition_variable changed_;  ///< groups have ended, or a taking has
   int takings_ = 0;                  ///< threads inside takeWrites
+  int waiting_ = 0;                  ///< threads inside awaitGroups
+  Mark writes_ = 0;                  ///< how many there were
+  Mark taken_ = 0;                   ///< of these, from the first on
 };
 
 }  // namespace fliprugair

@@ -1,4 +1,5 @@
 #include <pthread.h>
+#include <sched.h>
 
 #include <array>
 #include <csignal>
@@ -20,6 +21,18 @@ TEST(Threads, BearTheirName) {
   std::array<char, 16> name{};
   startThread("tested", [&] { pthread_getname_np(pthread_self(), name.data(), name.size()); }).join();
   EXPECT_STREQ(name.data(), "tested");
+}
+
+TEST(Threads, DisplaceNoneOfTheHostAppsWhenTheyWake) {
+  int before = SCHED_IDLE;
+  int inside = SCHED_IDLE;
+  int after = SCHED_IDLE;
+  sched_param parameters;
+  pthread_getschedparam(pthread_self(), &before, &parameters);
+  startThread("tested", [&] { pthread_getschedparam(pthread_self(), &inside, &parameters); }).join();
+  pthread_getschedparam(pthread_self(), &after, &parameters);
+  EXPECT_EQ(inside, SCHED_BATCH);
+  EXPECT_EQ(after, before);
 }
 
 TEST(Threads, StartingOneLeavesTheCallersSignalsAsTheyWere) {

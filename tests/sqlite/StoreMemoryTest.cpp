@@ -6,6 +6,7 @@
 #include <future>
 #include <thread>
 
+#include "Fliprugair/collaborators/MarluneNetworkAccess.h"
 #include "platform/sqlite/StoreMemory.h"
 #include "support/ThreadSleeps.h"
 
@@ -123,6 +124,96 @@ TEST(StoreMemory, WaitsOnlyOnceForAGroupInWhichForeignCodeBlocks) {
   EXPECT_LT(std::chrono::steady_clock::now() - before, 40ms);
   mayEnd.set_value();
   other.join();
+}
+
+/// A thread that has written "theirs" in a group, and ends it at the destruction at the latest.
+class OtherGroup {
+ public:
+  explicit OtherGroup(StoreMemory& memory)
+      : thread_([this, &memory] {
+          memory.beginGroup();
+          memory.write("theirs", 1);
+          begun_.set_value();
+          mayEnd_.get_future().wait();
+          memory.endGroup();
+        }) {
+    begun_.get_future().wait();
+  }
+  ~OtherGroup() {
+    if (thread_.joinable()) end();
+  }
+  void end() {
+    mayEnd_.set_value();
+    thread_.join();
+  }
+
+ private:
+  std::promise<void> begun_;
+  std::promise<void> mayEnd_;
+  std::thread thread_;
+};
+
+TEST(StoreMemory, SaysWhetherAnotherThreadsGroupIsTorn) {
+  StoreMemory memory;
+  memory.beginGroup();
+  memory.write("mine", 1);
+  EXPECT_FALSE(memory.isTorn());
+  OtherGroup other(memory);
+  EXPECT_TRUE(memory.isTorn());
+  other.end();
+  EXPECT_FALSE(memory.isTorn());
+}
+
+TEST(StoreMemory, AwaitsTheGroupThatIsTornAndNoneThatBeginsMeanwhile) {
+  StoreMemory memory;
+  OtherGroup first(memory);
+  std::promise<pid_t> number;
+  std::promise<void> isOver;
+  std::thread waiting([&] {
+    number.set_value(gettid());
+    memory.awaitGroups();
+    isOver.set_value();
+  });
+  const pid_t thread = number.get_future().get();
+  while (!isAsleep(thread)) std::this_thread::yield();
+  const OtherGroup second(memory);  // which does not wait for the one that waits
+  first.end();
+  EXPECT_EQ(isOver.get_future().wait_for(40ms), std::future_status::ready);
+  waiting.join();
+  EXPECT_TRUE(memory.isTorn());
+}
+
+TEST(StoreMemory, AwaitsOnlyOnceAGroupInWhichForeignCodeBlocks) {
+  StoreMemory memory;
+  const OtherGroup other(memory);
+  memory.awaitGroups();
+  EXPECT_FALSE(memory.isTorn());
+}
+
+TEST(StoreMemory, SaysWhatHasBeenTakenAndNotForgottenSince) {
+  StoreMemory memory;
+  memory.write("a", 1);
+  const StoreMemory::Mark first = memory.awaitGroups();
+  EXPECT_FALSE(memory.isTaken(first));
+  taken(memory);
+  EXPECT_TRUE(memory.isTaken(first));
+  memory.write("a", 2);
+  EXPECT_TRUE(memory.isTaken(first));
+  EXPECT_FALSE(memory.isTaken(memory.awaitGroups()));
+  memory.forgetTaken();
+  EXPECT_FALSE(memory.isTaken(first));
+}
+
+TEST(StoreMemory, KeepsTheListOfRequestsUnderWayOutOfTheFile) {
+  StoreMemory memory;
+  memory.write(key::eventsSending, Value());
+  EXPECT_EQ(taken(memory), std::set<std::string>{std::string(key::eventsSending)}) << "what an older life left";
+  memory.write(key::eventsSending, Dictionary().setting("1", true));
+  memory.forgetTaken();
+  EXPECT_EQ(taken(memory), std::set<std::string>());
+  memory.adopt(key::eventsSending, Dictionary().setting("2", true));
+  memory.merge(key::eventsSending, Dictionary().setting("3", true));
+  EXPECT_EQ(memory.read(key::eventsSending), Value(Dictionary().setting("1", true)));
 }
 
 TEST(StoreMemory, GivesOutTheGroupsOfManyThreadsWhole) {

@@ -1,6 +1,7 @@
 #include <atomic>
 #include <thread>
 
+#include "platform/sqlite/Database.h"
 #include "sqlite/StoreTest.h"
 
 namespace fliprugair {
@@ -29,6 +30,31 @@ TEST(SQLiteStore, LosesNoUpdateOfSeveralThreads) {
   store = openStore(folder / "store");
   EXPECT_EQ(store->integerForKey("count"), threads * updates);
   EXPECT_EQ(store->arrayForKey("queue")->size(), static_cast<std::size_t>(threads * updates));
+}
+
+TEST(SQLiteStore, HasInItsFileWhatAThreadHasSynchronizedWhoeverWroteIt) {
+  const TemporaryFolder folder;
+  const auto store = openStore(folder / "store");
+  std::vector<std::thread> writers;
+  for (int writer = 0; writer < 4; ++writer) {
+    writers.emplace_back([&, key = "of " + std::to_string(writer)] {
+      const Database file((folder / "store").string(), Database::Mode::readWrite);
+      const std::string select = "SELECT value FROM rows WHERE name = '" + key + "'";
+      for (int number = 0; number < 300; ++number) {
+        {
+          const StoreGroup group(*store);
+          store->setObject(number, key);
+          store->update("count", [](const Value& count) { return Value(count.integerValue() + 1); });
+          store->synchronize();
+        }
+        EXPECT_EQ(file.integer(select.c_str()), number);
+        store->setObject(-number, key);
+        store->synchronize();
+        EXPECT_EQ(file.integer(select.c_str()), -number);
+      }
+    });
+  }
+  for (std::thread& writer : writers) writer.join();
 }
 
 TEST(SQLiteStore, IsReadAndWrittenWhileItsLogIsCopied) {
