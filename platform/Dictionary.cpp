@@ -251,7 +251,7 @@ Dictionary::Difference Dictionary::difference(const Dictionary& before, const Di
 Value::Value(std::initializer_list<std::pair<std::string_view, Value>> pairs) {
   std::vector<std::pair<std::string, Value>> owned(pairs.size());
   std::copy(pairs.begin(), pairs.end(), owned.begin());
-  content_ = Dictionary(std::move(owned));
+  *this = Dictionary(std::move(owned));
 }
 
 }  // namespace fliprugair

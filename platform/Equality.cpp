@@ -20,9 +20,9 @@ bool operator==(const Value& left, const Value& right) {
     case Value::Kind::text:
       return left.text() == right.text();
     case Value::Kind::array:
-      return std::get<Array>(left.content_) == std::get<Array>(right.content_);
+      return left.array() == right.array();
     case Value::Kind::dictionary:
-      return std::get<Dictionary>(left.content_) == std::get<Dictionary>(right.content_);
+      return left.dictionary() == right.dictionary();
   }
   return false;
 }

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <utility>
-#include <variant>
 
 namespace fliprugair {
 
@@ -59,22 +58,20 @@ Value UnreadValue::ofDictionary(std::string_view text, std::size_t depth, Read r
 }
 
 Value UnreadValue::made(Value::Unread&& unread) {
-  Value value;
-  value.content_ = std::make_shared<const Value::Unread>(std::move(unread));
-  return value;
+  return {Value::Form::unread, std::make_shared<const Value::Unread>(std::move(unread))};
 }
 
-bool UnreadValue::is(const Value& value) { return std::holds_alternative<Value::SharedUnread>(value.content_); }
+bool UnreadValue::is(const Value& value) { return value.form_ == Value::Form::unread; }
 
 std::shared_ptr<const std::string> UnreadValue::textOf(const Value& value) {
   if (!is(value)) return nullptr;
-  const auto& unread = std::get<Value::SharedUnread>(value.content_);
-  if (unread->source) return std::make_shared<const std::string>(unread->source->text());
-  return {unread, &unread->text};
+  const Value::Unread& unread = value.unread();
+  if (unread.source) return std::make_shared<const std::string>(unread.source->text());
+  return {value.shared_, &unread.text};
 }
 
 const UnreadValue::Source* UnreadValue::sourceOf(const Value& value) {
-  return is(value) ? std::get<Value::SharedUnread>(value.content_)->source.get() : nullptr;
+  return is(value) ? value.unread().source.get() : nullptr;
 }
 
 std::size_t UnreadValue::sizeOfArray(const Value& value) {

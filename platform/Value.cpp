@@ -26,64 +26,98 @@ bool isShort(std::string_view text) { return text.size() <= std::string().capaci
 
 }  // namespace
 
-Value::Value(const Value& other) = default;
-Value::Value(Value&& other) noexcept = default;
+Value::Value(const Value& other) : form_(other.form_) {
+  if (isShared()) {
+    std::construct_at(&shared_, other.shared_);
+  } else if (form_ == Form::shortText) {
+    std::construct_at(&shortText_, other.shortText_);
+  } else if (form_ == Form::real) {
+    real_ = other.real_;
+  } else {
+    integer_ = other.integer_;
+  }
+}
+
+Value::Value(Value&& other) noexcept : form_(other.form_) {
+  if (isShared()) {
+    std::construct_at(&shared_, std::move(other.shared_));
+  } else if (form_ == Form::shortText) {
+    std::construct_at(&shortText_, std::move(other.shortText_));
+  } else if (form_ == Form::real) {
+    real_ = other.real_;
+  } else {
+    integer_ = other.integer_;
+  }
+}
 
 Value& Value::operator=(const Value& other) { return *this = Value(other); }
 
-// By hand, for the standard library's has code for each pair of kinds.
 Value& Value::operator=(Value&& other) noexcept {
   if (this != &other) {
-    std::destroy_at(&content_);
-    std::construct_at(&content_, std::move(other.content_));
+    std::destroy_at(this);
+    std::construct_at(this, std::move(other));
   }
   return *this;
 }
 
-Value::~Value() = default;
-
-Value::Value(Array array) : content_(std::move(array)) {}
-
-Value::Value(Dictionary dictionary) : content_(std::move(dictionary)) {}
-
-Value::Value(std::string text) : content_(contentOf(std::move(text))) {}
-
-Value::Value(std::string_view text) : content_(contentOf(text)) {}
-
-Value::Value(const char* text) : content_(text == nullptr ? Content() : contentOf(std::string_view(text))) {}
-
-Value::Content Value::contentOf(std::string_view text) {
-  if (isShort(text) && isPlainAscii(text)) return Content(std::in_place_type<ShortText>, text);
-  return contentOf(std::string(text));
+Value::~Value() {
+  if (isShared()) {
+    std::destroy_at(&shared_);
+  } else if (form_ == Form::shortText) {
+    std::destroy_at(&shortText_);
+  }
 }
 
-Value::Content Value::contentOf(std::string&& text) {
+Value::Value(Form form, std::shared_ptr<const void> shared) noexcept : form_(form), shared_(std::move(shared)) {}
+
+Value::Value(Array array) : Value(Form::array, std::move(array.node_)) {}
+
+Value::Value(Dictionary dictionary) : Value(Form::dictionary, std::move(dictionary.node_)) {}
+
+Value::Value(std::string text) { setText(std::move(text)); }
+
+Value::Value(std::string_view text) { setText(text); }
+
+Value::Value(const char* text) {
+  if (text != nullptr) setText(std::string_view(text));
+}
+
+void Value::setText(std::string_view text) {
+  if (!isShort(text) || !isPlainAscii(text)) return setText(std::string(text));
+  std::construct_at(&shortText_, text);
+  form_ = Form::shortText;
+}
+
+void Value::setText(std::string&& text) {
   if (!isPlainAscii(text)) text = validUtf8(std::move(text));  // asked here, which spares nearly all texts two moves
-  if (isShort(text)) return Content(std::in_place_type<ShortText>, std::string_view(text));
-  return Content(std::in_place_type<SharedText>, std::make_shared<const std::string>(std::move(text)));
+  if (isShort(text)) {
+    std::construct_at(&shortText_, std::string_view(text));
+    form_ = Form::shortText;
+  } else {
+    std::construct_at(&shared_, std::make_shared<const std::string>(std::move(text)));
+    form_ = Form::sharedText;
+  }
 }
+
+const Value::Unread& Value::unread() const { return *static_cast<const Unread*>(shared_.get()); }
 
 Value::Kind Value::kindOfOther() const {
   if (isUnsigned()) return Kind::integer;
-  return std::holds_alternative<SharedText>(content_) ? Kind::text : std::get<SharedUnread>(content_)->kind;
+  return form_ == Form::sharedText ? Kind::text : unread().kind;
 }
 
 /// What an unread value stands for; every other one itself.
-Value Value::read() const {
-  const auto* unread = std::get_if<SharedUnread>(&content_);
-  return unread == nullptr ? *this : (*unread)->read(*UnreadValue::textOf(*this));
-}
+Value Value::read() const { return form_ == Form::unread ? unread().read(*UnreadValue::textOf(*this)) : *this; }
 
 bool Value::isNumber() const { return kind() == Kind::boolean || kind() == Kind::integer || kind() == Kind::real; }
 
 bool Value::boolValue() const {
   switch (kind()) {
     case Kind::boolean:
-      return std::get<bool>(content_);
     case Kind::integer:
-      return isUnsigned() || std::get<std::int64_t>(content_) != 0;
+      return integer_ != 0;
     case Kind::real:
-      return std::get<double>(content_) != 0;
+      return real_ != 0;
     case Kind::text:
       return boolOfText(text());
     default:
@@ -94,11 +128,10 @@ bool Value::boolValue() const {
 std::int64_t Value::integerValue() const {
   switch (kind()) {
     case Kind::boolean:
-      return std::get<bool>(content_) ? 1 : 0;
     case Kind::integer:
-      return isUnsigned() ? std::numeric_limits<std::int64_t>::max() : std::get<std::int64_t>(content_);
+      return isUnsigned() ? std::numeric_limits<std::int64_t>::max() : integer_;
     case Kind::real:
-      return truncated(std::get<double>(content_));
+      return truncated(real_);
     case Kind::text:
       return integerOfText<std::int64_t>(text());
     default:
@@ -106,49 +139,50 @@ std::int64_t Value::integerValue() const {
   }
 }
 
-std::uint64_t Value::unsignedValue() const { return isUnsigned() ? std::get<std::uint64_t>(content_) : 0; }
+std::uint64_t Value::unsignedValue() const { return isUnsigned() ? static_cast<std::uint64_t>(integer_) : 0; }
 
 double Value::realValue() const {
-  if (const auto* real = std::get_if<double>(&content_)) return *real;
+  if (form_ == Form::real) return real_;
   if (isUnsigned()) return static_cast<double>(unsignedValue());
   return isNumber() ? static_cast<double>(integerValue()) : 0.0;
 }
 
 const std::string& Value::text() const& {
   static const std::string none;
-  if (const auto* text = std::get_if<ShortText>(&content_)) return *text;
-  const auto* shared = std::get_if<SharedText>(&content_);
-  return shared != nullptr ? **shared : none;
+  if (form_ == Form::shortText) return shortText_;
+  return form_ == Form::sharedText ? *static_cast<const std::string*>(shared_.get()) : none;
 }
 
 Array Value::array() const {
-  if (const auto* array = std::get_if<Array>(&content_)) return *array;
-  return kind() == Kind::array ? read().array() : Array();
+  if (form_ == Form::unread && kind() == Kind::array) return read().array();
+  Array result;
+  if (form_ == Form::array) result.node_ = std::static_pointer_cast<const Array::Node>(shared_);
+  return result;
 }
 
 Dictionary Value::dictionary() const {
-  if (const auto* dictionary = std::get_if<Dictionary>(&content_)) return *dictionary;
-  return kind() == Kind::dictionary ? read().dictionary() : Dictionary();
+  if (form_ == Form::unread && kind() == Kind::dictionary) return read().dictionary();
+  Dictionary result;
+  if (form_ == Form::dictionary) result.node_ = std::static_pointer_cast<const Dictionary::Node>(shared_);
+  return result;
 }
 
 std::size_t Value::depth() const {
-  if (const auto* array = std::get_if<Array>(&content_)) return array->depth();
-  if (const auto* dictionary = std::get_if<Dictionary>(&content_)) return dictionary->depth();
-  if (const auto* unread = std::get_if<SharedUnread>(&content_)) return (*unread)->depth;
-  return 0;
+  switch (form_) {
+    case Form::array:
+      return array().depth();
+    case Form::dictionary:
+      return dictionary().depth();
+    case Form::unread:
+      return unread().depth;
+    default:
+      return 0;
+  }
 }
 
 bool Value::isSameObject(const Value& other) const {
-  if (content_.index() != other.content_.index()) return false;
-  if (const auto* array = std::get_if<Array>(&content_)) return array->node_ == std::get<Array>(other.content_).node_;
-  if (const auto* dictionary = std::get_if<Dictionary>(&content_)) {
-    return dictionary->node_ == std::get<Dictionary>(other.content_).node_;
-  }
-  if (const auto* text = std::get_if<SharedText>(&content_)) return *text == std::get<SharedText>(other.content_);
-  if (const auto* unread = std::get_if<SharedUnread>(&content_)) {
-    return *unread == std::get<SharedUnread>(other.content_);
-  }
-  return *this == other;
+  if (form_ != other.form_) return false;
+  return isShared() ? shared_ == other.shared_ : *this == other;
 }
 
 }  // namespace fliprugair

@@ -8,7 +8,6 @@
 #include <string_view>
 #include <type_traits>
 #include <utility>
-#include <variant>
 #include <vector>
 
 #include "Fliprugair/platform/Export.h"
@@ -109,7 +108,7 @@ class FLIPRUGAIR_EXPORT Value {
 
   static constexpr std::size_t deepest = 512;  ///< levels
 
-  Value() noexcept = default;
+  Value() noexcept {}
   // Not in line: there are thousands of places where a value is made, handed on and dropped.
   Value(const Value& other);
   Value(Value&& other) noexcept;
@@ -119,18 +118,16 @@ class FLIPRUGAIR_EXPORT Value {
 
   Value(std::nullptr_t) {}
   template <class T, std::enable_if_t<std::is_same_v<T, bool>, int> = 0>
-  Value(T truth) : content_(truth) {}
+  Value(T truth) : form_(Form::boolean), integer_(truth) {}
   template <class T, std::enable_if_t<std::is_integral_v<T> && !std::is_same_v<T, bool>, int> = 0>
   Value(T number) {
+    form_ = Form::integer;
     if constexpr (std::is_unsigned_v<T> && sizeof(T) == sizeof(std::int64_t)) {
-      if (number > INT64_MAX) {
-        content_ = static_cast<std::uint64_t>(number);
-        return;
-      }
+      if (number > INT64_MAX) form_ = Form::largeInteger;
     }
-    content_ = static_cast<std::int64_t>(number);
+    integer_ = static_cast<std::int64_t>(number);
   }
-  Value(double number) : content_(number) {}
+  Value(double number) : form_(Form::real), real_(number) {}
   Value(std::string text);
   Value(std::string_view text);
   /// A null pointer gives null.
@@ -140,10 +137,7 @@ class FLIPRUGAIR_EXPORT Value {
   /// A dictionary: `Value{{"marluneAppId", "demo"}, {"enableLogging", true}}`.
   Value(std::initializer_list<std::pair<std::string_view, Value>> pairs);
 
-  Kind kind() const {
-    const std::size_t index = content_.index();
-    return index <= static_cast<std::size_t>(Kind::dictionary) ? static_cast<Kind>(index) : kindOfOther();
-  }
+  Kind kind() const { return form_ <= Form::dictionary ? static_cast<Kind>(form_) : kindOfOther(); }
   bool isNull() const { return kind() == Kind::null; }
   bool isText() const { return kind() == Kind::text; }
   bool isArray() const { return kind() == Kind::array; }
@@ -151,7 +145,7 @@ class FLIPRUGAIR_EXPORT Value {
   /// A boolean counts as a number.
   bool isNumber() const;
   /// An integer that only an unsigned one of 64 bits can hold; its integerValue() is saturated.
-  bool isUnsigned() const { return std::holds_alternative<std::uint64_t>(content_); }
+  bool isUnsigned() const { return form_ == Form::largeInteger; }
 
   /// As the platform's objects answer for their boolean value: a number by being other than 0; text when, after
   /// blanks, one sign and zeros, one of Y y T t 1 to 9 begins it; everything else NO.
@@ -191,21 +185,39 @@ class FLIPRUGAIR_EXPORT Value {
  private:
   friend class UnreadValue;
   struct Unread;
-  using ShortText = std::string;  ///< which has room for it in place
-  using SharedText = std::shared_ptr<const std::string>;
-  using SharedUnread = std::shared_ptr<const Unread>;
 
-  // The kinds in their order; behind them the integers and the texts that are too large for the first form, and arrays
-  // and dictionaries as the store has them.
-  using Content = std::variant<std::monostate, bool, std::int64_t, double, ShortText, Array, Dictionary, std::uint64_t,
-                               SharedText, SharedUnread>;
+  /// The kinds in their order; behind them the integers and the texts that are too large for the first form, and arrays
+  /// and dictionaries as the store has them.
+  enum class Form : std::uint8_t {
+    null,
+    boolean,
+    integer,
+    real,
+    shortText,
+    array,
+    dictionary,
+    sharedText,
+    unread,
+    largeInteger
+  };
 
+  Value(Form form, std::shared_ptr<const void> shared) noexcept;
+
+  bool isShared() const { return form_ >= Form::array && form_ <= Form::unread; }
   Kind kindOfOther() const;
   Value read() const;
-  static Content contentOf(std::string_view text);
-  static Content contentOf(std::string&& text);
+  void setText(std::string_view text);
+  void setText(std::string&& text);
+  const Unread& unread() const;
 
-  Content content_;
+  // By hand, for a std::variant has code of its own for each of ten forms: one reference is counted like another.
+  Form form_ = Form::null;
+  union {
+    std::int64_t integer_ = 0;  ///< of a large one the bits; 1 for YES
+    double real_;
+    std::string shortText_;               ///< which has room for it in place
+    std::shared_ptr<const void> shared_;  ///< the node of an array or a dictionary, a long text, an Unread
+  };
 };
 
 struct Dictionary::Entry {
