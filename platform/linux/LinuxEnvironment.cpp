@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <atomic>
 #include <exception>
-#include <future>
 #include <mutex>
 #include <new>
 #include <set>
@@ -11,6 +10,7 @@
 
 #include "platform/json/RapidJSONSerialization.h"
 #include "platform/linux/Descriptors.h"
+#include "platform/linux/Ending.h"
 #include "platform/linux/EventClock.h"
 #include "platform/linux/EventLoop.h"
 #include "platform/linux/GuardedLog.h"
@@ -235,18 +235,16 @@ bool LinuxEnvironment::onMain(std::function<void()> task) {
     return true;
   }
   if (parts_->options.mainThread == MainThread::own && !parts_->thread.start()) return false;
-  // A task that is dropped takes the promise with it, which ends the waiting too.
-  auto end = std::make_shared<std::promise<bool>>();
-  std::future<bool> hasRun = end->get_future();
-  parts_->loop.asyncAtOnce([this, task = std::move(task), end = std::move(end)] {
+  // A task that is dropped takes its end with it, which ends the waiting too.
+  const auto ending = std::make_shared<Ending>();
+  bool hasRun = false;
+  parts_->loop.asyncAtOnce([this, &hasRun, task = std::move(task), end = endAtTheLatestOf(ending)] {
     runGuarded(task, "A task of the main queue", parts_->log);
-    end->set_value(true);
+    hasRun = true;
+    end->end();
   });
-  try {
-    return hasRun.get();
-  } catch (const std::future_error&) {
-    return false;
-  }
+  ending->wait();
+  return hasRun;
 }
 
 Waiting LinuxEnvironment::waiting() const {
@@ -260,25 +258,22 @@ Waiting LinuxEnvironment::waitUntilSent(std::chrono::milliseconds timeout) {
   const bool isMain = parts_->loop.isMainThread();
   if (isMain && (ownsThread || parts_->loop.isTurning())) return waiting();
 
-  // A watch that is dropped takes the promise with it, which ends the waiting too.
-  auto end = std::make_shared<std::promise<void>>();
-  std::future<void> ended = end->get_future();
+  // A watch that is dropped takes its end with it, which ends the waiting too.
+  const auto ending = std::make_shared<Ending>();
   const std::chrono::milliseconds longest = std::chrono::hours(24);
   const auto deadline = std::chrono::steady_clock::now() + std::clamp(timeout, timeout.zero(), longest);
-  parts_->loop.asyncAtOnce([this, deadline, isMain, end = std::move(end)] {
+  parts_->loop.asyncAtOnce([this, deadline, isMain, end = endAtTheLatestOf(ending)] {
     const auto flush = [this] { parts_->notificationCenter.post(ApplicationNotification::willResignActive); };
     const auto done = [this, isMain, end] {
-      end->set_value();
+      end->end();
       if (isMain) parts_->loop.stop();
     };
     const auto isIdle = [this] { return parts_->network->isIdle(); };
     std::make_shared<SentWatch>(*parts_->userDefaults, parts_->loop, deadline, SentWatch::Actions{isIdle, flush, done})
         ->look();
   });
-  while (isMain && !parts_->loop.isClosed() && ended.wait_for(std::chrono::seconds(0)) != std::future_status::ready) {
-    parts_->loop.run();
-  }
-  ended.wait_until(deadline);
+  while (isMain && !parts_->loop.isClosed() && !ending->hasEnded()) parts_->loop.run();
+  ending->waitUntil(deadline);
   return waiting();
 }
 
