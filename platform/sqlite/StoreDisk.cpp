@@ -1,7 +1,7 @@
 #include "platform/sqlite/StoreDisk.h"
 
-#include <algorithm>
 #include <chrono>
+#include <map>
 #include <thread>
 #include <utility>
 
@@ -296,12 +296,11 @@ void StoreDisk::restoreIdentity(const Dictionary& copy, StoreMemory& memory) {
 
 void StoreDisk::copyIdentity() {
   if (!identityChanged_) return;
-  std::vector<std::pair<std::string, Value>> pairs;
+  std::map<std::string, Value> values;
   mirror_.forEachKey([&](const std::string& name, const Value& value) {
-    if (!value.isNull() && IdentityCopy::holds(name)) pairs.emplace_back(name, value);
+    if (!value.isNull() && IdentityCopy::holds(name)) values.emplace(name, value);
   });
-  std::sort(pairs.begin(), pairs.end(), [](const auto& left, const auto& right) { return left.first < right.first; });
-  const Dictionary now(std::move(pairs));
+  const Dictionary now(std::vector<std::pair<std::string, Value>>(values.begin(), values.end()));
   if (!now.empty() && !(now == identity_)) identityCopy_.write(now);
   identity_ = now;
   identityChanged_ = false;
