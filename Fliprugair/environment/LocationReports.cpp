@@ -14,7 +14,7 @@ constexpr int authorizedWhenInUse = 4;
 
 LocationReports::LocationReports(Context& context, Shared& shared, BatchQueue& batch, const RequestEnvelope& envelope,
                                  const SessionClock& clock, const DeviceFacts& facts, const Surroundings& surroundings,
-                                 MakeManager makeManager)
+                                 Environment& environment)
     : context_(context),
       shared_(shared),
       batch_(batch),
@@ -22,7 +22,7 @@ LocationReports::LocationReports(Context& context, Shared& shared, BatchQueue& b
       clock_(clock),
       facts_(facts),
       surroundings_(surroundings),
-      makeManager_(std::move(makeManager)) {}
+      environment_(environment) {}
 
 bool LocationReports::locationServicesApproved() const {
   if (!surroundings_.locationServicesEnabled()) return false;
@@ -38,7 +38,7 @@ void LocationReports::checkReportLocation() {
   const std::uint64_t stale = static_cast<std::uint64_t>(shared_.location_staleness) * 60;
   if (age <= stale || shared_.locMgr.load() != nullptr) return;
   context_.postToMainQueue([this] {
-    const auto manager = makeManager_();
+    const auto manager = environment_.makeLocationManager();
     shared_.locMgr.store(manager);
     manager->setLocationManagerDelegate(context_.owner());
     manager->initLocationServices(context_.loggingEnabled(), shared_.location_accuracy, shared_.location_timeout);

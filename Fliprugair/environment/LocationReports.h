@@ -2,10 +2,10 @@
 
 #include <atomic>
 #include <cstdint>
-#include <functional>
 #include <memory>
 #include <string_view>
 
+#include "Fliprugair/collaborators/Environment.h"
 #include "Fliprugair/core/Context.h"
 #include "Fliprugair/core/RequestEnvelope.h"
 #include "Fliprugair/environment/DeviceFacts.h"
@@ -30,11 +30,10 @@ class LocationReports {
     std::atomic<std::int64_t> location_timeout = 0;          ///< seconds
     std::atomic<std::int64_t> location_staleness = 0;        ///< minutes
   };
-  using MakeManager = std::function<std::shared_ptr<MarluneLocationManager>()>;
 
   LocationReports(Context& context, Shared& shared, BatchQueue& batch, const RequestEnvelope& envelope,
                   const SessionClock& clock, const DeviceFacts& facts, const Surroundings& surroundings,
-                  MakeManager makeManager);
+                  Environment& environment);
 
   bool locationServicesApproved() const;
 
@@ -60,7 +59,7 @@ class LocationReports {
   const SessionClock& clock_;
   const DeviceFacts& facts_;
   const Surroundings& surroundings_;
-  const MakeManager makeManager_;
+  Environment& environment_;
 };
 
 }  // namespace fliprugair

@@ -44,7 +44,7 @@ void RequestQueue::sendUnqueued(const Value& payload) {
 void RequestQueue::send(const Value& payload, const Text& eventTimestamp, Replies replies,
                         BackgroundTaskIdentifier task) {
   context_.guarded([&] {
-    const auto networkAccess = makeNetworkAccess_();
+    const auto networkAccess = environment_.makeNetworkAccess();
     networkAccess->setLoggingEnabled(context_.loggingEnabled());
     if (replies == Replies::delivered) networkAccess->setNetworkAccessDelegate(context_.owner());
     networkAccess->setEventTimestamp(eventTimestamp);

@@ -1,10 +1,10 @@
 #pragma once
 
 #include <functional>
-#include <memory>
 #include <string>
 #include <string_view>
 
+#include "Fliprugair/collaborators/Environment.h"
 #include "Fliprugair/core/Context.h"
 #include "Fliprugair/events/OnTheWay.h"
 #include "Fliprugair/platform/Text.h"
@@ -26,10 +26,9 @@ class RequestQueue {
     Locked<Value> trackerHostname;  ///< text; every request goes to this host
     OnTheWay onTheWay;
   };
-  using MakeNetworkAccess = std::function<std::shared_ptr<MarluneNetworkAccess>()>;
 
-  RequestQueue(Context& context, Shared& shared, MakeNetworkAccess makeNetworkAccess)
-      : context_(context), shared_(shared), makeNetworkAccess_(std::move(makeNetworkAccess)) {}
+  RequestQueue(Context& context, Shared& shared, Environment& environment)
+      : context_(context), shared_(shared), environment_(environment) {}
 
   /// Answers with the timestamp that keys the entry. Two requests under one timestamp share the entry.
   std::string enqueueMarluneEvent(const Value& trackingObject);
@@ -62,7 +61,7 @@ class RequestQueue {
 
   Context& context_;
   Shared& shared_;
-  const MakeNetworkAccess makeNetworkAccess_;
+  Environment& environment_;
 };
 
 }  // namespace fliprugair

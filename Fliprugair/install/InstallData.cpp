@@ -26,7 +26,7 @@ std::string pixelText(double pixels) {
 
 InstallData::InstallData(Context& context, Shared& shared, const Identity& identity, SessionClock& clock,
                          DeviceFacts& facts, const Connectivity& connectivity, const Surroundings& surroundings,
-                         const Bundle& bundle, const Application& application, MakeHardwareInfo makeHardwareInfo)
+                         const Bundle& bundle, const Application& application, Environment& environment)
     : context_(context),
       shared_(shared),
       identity_(identity),
@@ -36,7 +36,7 @@ InstallData::InstallData(Context& context, Shared& shared, const Identity& ident
       surroundings_(surroundings),
       bundle_(bundle),
       application_(application),
-      makeHardwareInfo_(std::move(makeHardwareInfo)) {}
+      environment_(environment) {}
 
 InstallData::Report InstallData::gather() {
   // A pasteboard without text is null, one that does not exist is "".
@@ -60,7 +60,7 @@ InstallData::Report InstallData::gather() {
 void InstallData::addBaseEntries(PairText& data) const {
   // Its failure costs no other entry: the list would end with the first one that is absent.
   Text hardware = "";
-  context_.guarded([&] { hardware = makeHardwareInfo_()->obtainHardwareDescription(); });
+  context_.guarded([&] { hardware = environment_.makeHardwareInfo()->obtainHardwareDescription(); });
   data.add("device", hardware.value())
       .add("language", facts_.preferredLanguage())
       .add("package_name", facts_.bundleText("CFBundleIdentifier"))

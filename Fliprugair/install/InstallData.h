@@ -1,11 +1,9 @@
 #pragma once
 
 #include <atomic>
-#include <functional>
-#include <memory>
 #include <string_view>
 
-#include "Fliprugair/collaborators/MarluneHardwareInfo.h"
+#include "Fliprugair/collaborators/Environment.h"
 #include "Fliprugair/core/Context.h"
 #include "Fliprugair/core/Identity.h"
 #include "Fliprugair/environment/Connectivity.h"
@@ -29,11 +27,10 @@ class InstallData {
   struct Shared {
     std::atomic<bool> _isNewUser = false;  ///< the host app's statement that this is a new user
   };
-  using MakeHardwareInfo = std::function<std::shared_ptr<MarluneHardwareInfo>()>;
 
   InstallData(Context& context, Shared& shared, const Identity& identity, SessionClock& clock, DeviceFacts& facts,
               const Connectivity& connectivity, const Surroundings& surroundings, const Bundle& bundle,
-              const Application& application, MakeHardwareInfo makeHardwareInfo);
+              const Application& application, Environment& environment);
 
   struct Report {
     Dictionary data;
@@ -68,7 +65,7 @@ class InstallData {
   const Surroundings& surroundings_;
   const Bundle& bundle_;
   const Application& application_;
-  const MakeHardwareInfo makeHardwareInfo_;
+  Environment& environment_;
   Locked<Value> customIdString_;
 };
 

@@ -37,12 +37,8 @@ class PropertyComparison {
 }  // namespace
 
 PropertyUpdates::PropertyUpdates(Context& context, RequestQueue& requests, const RequestEnvelope& envelope,
-                                 DeviceFacts& facts, MakeUserAgent makeUserAgent)
-    : context_(context),
-      requests_(requests),
-      envelope_(envelope),
-      facts_(facts),
-      makeUserAgent_(std::move(makeUserAgent)) {}
+                                 DeviceFacts& facts, Environment& environment)
+    : context_(context), requests_(requests), envelope_(envelope), facts_(facts), environment_(environment) {}
 
 void PropertyUpdates::checkWatchPropertiesChanged() {
   PropertyComparison properties(facts_.reportedProperties());
@@ -73,7 +69,7 @@ Value PropertyUpdates::changedAdvertisingIdentifier() const {
 
 void PropertyUpdates::refreshUserAgent() {
   context_.postToMainQueue([this] {
-    const Text userAgent = makeUserAgent_()->userAgentString();
+    const Text userAgent = environment_.makeWebViewUserAgent()->userAgentString();
     if (userAgent.isNull()) return;
     context_.store().setObject(userAgent.value(), key::userAgent);
     context_.store().synchronize();
@@ -103,7 +99,7 @@ void PropertyUpdates::storeUserAgent() {
   const Value stored = context_.store().objectForKey(key::userAgent);
   if (!stored.isNull() && stored != Value("")) return;
   Text userAgent;
-  context_.guarded([&] { userAgent = makeUserAgent_()->userAgentString(); });
+  context_.guarded([&] { userAgent = environment_.makeWebViewUserAgent()->userAgentString(); });
   context_.store().setObject(userAgent.string(), key::userAgent);
 }
 

@@ -1,10 +1,8 @@
 #pragma once
 
-#include <functional>
-#include <memory>
 #include <string_view>
 
-#include "Fliprugair/collaborators/WebViewUserAgent.h"
+#include "Fliprugair/collaborators/Environment.h"
 #include "Fliprugair/core/Context.h"
 #include "Fliprugair/core/RequestEnvelope.h"
 #include "Fliprugair/environment/DeviceFacts.h"
@@ -22,10 +20,8 @@ inline constexpr std::string_view sendIdUpdates = "com.marlune.MarluneTracker.se
 /// Later changes of what the install report said about device and application, reported at once.
 class PropertyUpdates {
  public:
-  using MakeUserAgent = std::function<std::shared_ptr<WebViewUserAgent>()>;
-
   PropertyUpdates(Context& context, RequestQueue& requests, const RequestEnvelope& envelope, DeviceFacts& facts,
-                  MakeUserAgent makeUserAgent);
+                  Environment& environment);
 
   /// Compares the properties with those last reported, and sends what differs.
   void checkWatchPropertiesChanged();
@@ -49,7 +45,7 @@ class PropertyUpdates {
   RequestQueue& requests_;
   const RequestEnvelope& envelope_;
   DeviceFacts& facts_;
-  const MakeUserAgent makeUserAgent_;
+  Environment& environment_;
 };
 
 }  // namespace fliprugair

@@ -29,7 +29,7 @@ void SearchAdAttribution::ask(const Dictionary& data, const Dictionary& watched)
   context_.store().synchronize();
   shared_.iAdDelegateProcessed = false;
   context_.guarded([&] {
-    const auto manager = makeManager_();
+    const auto manager = environment_.makeRetrieveiAdAttribution();
     setManager(manager);
     manager->setIAdAttributionDelegate(context_.owner());
     manager->retrieveiAdAttribution(context_.loggingEnabled());

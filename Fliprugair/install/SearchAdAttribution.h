@@ -2,11 +2,11 @@
 
 #include <atomic>
 #include <cstdint>
-#include <functional>
 #include <memory>
 #include <mutex>
 #include <string_view>
 
+#include "Fliprugair/collaborators/Environment.h"
 #include "Fliprugair/core/Context.h"
 #include "Fliprugair/core/RequestEnvelope.h"
 #include "Fliprugair/core/TimerReference.h"
@@ -45,11 +45,10 @@ class SearchAdAttribution {
       stop(iAdAttributionPayloadTimer);
     }
   };
-  using MakeManager = std::function<std::shared_ptr<MarluneRetrieveiAdAttribution>()>;
 
   SearchAdAttribution(Context& context, Shared& shared, const RequestEnvelope& envelope, DeviceFacts& facts,
-                      MakeManager makeManager)
-      : context_(context), shared_(shared), envelope_(envelope), facts_(facts), makeManager_(std::move(makeManager)) {}
+                      Environment& environment)
+      : context_(context), shared_(shared), envelope_(envelope), facts_(facts), environment_(environment) {}
 
   /// Keeps the report's data and asks for the answer that belongs to it.
   void ask(const Dictionary& data, const Dictionary& watched);
@@ -86,7 +85,7 @@ class SearchAdAttribution {
   Shared& shared_;
   const RequestEnvelope& envelope_;
   DeviceFacts& facts_;
-  const MakeManager makeManager_;
+  Environment& environment_;
   Locked<std::shared_ptr<MarluneRetrieveiAdAttribution>> manager_;
   std::mutex monitor_;  ///< the tracker's own lock, around the counters
 };
