@@ -12,6 +12,7 @@
 #include <system_error>
 #include <utility>
 
+#include "platform/Joined.h"
 #include "platform/posix/FileDescriptor.h"
 #include "platform/posix/Threads.h"
 
@@ -76,16 +77,16 @@ NetworkThread::NetworkThread(CurlNetworkOptions options, const JSONSerialization
   if (multi_ == nullptr) throw std::bad_alloc();
   // libcurl says nothing of what it lacks to be woken by, and then nothing would ever be sent, nor the thread end.
   if (curl_multi_wakeup(multi_.get()) != CURLM_OK || !canConnect()) {
-    throw std::runtime_error("The network needs " + std::to_string(descriptorsNeeded) +
-                             " free file descriptors and there are fewer: raise the limit (ulimit -n).");
+    throw std::runtime_error(joined({"The network needs ", std::to_string(descriptorsNeeded),
+                                     " free file descriptors and there are fewer: raise the limit (ulimit -n)."}));
   }
   running_.reserve(options_.requestsAtATime);
   curl_multi_setopt(multi_.get(), CURLMOPT_MAXCONNECTS, static_cast<long>(options_.requestsAtATime));
   try {
     thread_ = startThread("fliprugair-net", this, [this] { run(); });
   } catch (const std::system_error& error) {
-    throw std::runtime_error(std::string("The network needs a thread of its own, and there can be no more: ") +
-                             error.what());
+    throw std::runtime_error(
+        joined({"The network needs a thread of its own, and there can be no more: ", error.what()}));
   }
 }
 

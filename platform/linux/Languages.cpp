@@ -1,7 +1,6 @@
 #include "platform/linux/Languages.h"
 
 #include <algorithm>
-#include <sstream>
 #include <utility>
 
 #include "platform/linux/Letters.h"
@@ -66,8 +65,12 @@ std::vector<std::string> preferredLanguages(const Variables& variables) {
     if (!tag.empty() && std::find(tags.begin(), tags.end(), tag) == tags.end()) tags.push_back(std::move(tag));
   };
   if (!isPlain(locale)) {
-    std::istringstream list(variables("LANGUAGE").value_or(""));
-    for (std::string name; std::getline(list, name, ':');) add(name);
+    const std::string names = variables("LANGUAGE").value_or("");
+    for (std::string_view left = names; !left.empty();) {
+      const std::size_t end = std::min(left.find(':'), left.size());
+      add(left.substr(0, end));
+      left.remove_prefix(std::min(end + 1, left.size()));
+    }
   }
   add(locale);
   if (tags.empty()) tags.push_back("en");

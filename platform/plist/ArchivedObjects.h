@@ -32,8 +32,8 @@ class ArchivedObjects {
 
   std::vector<plist_t> objects_;
   std::vector<Class> classes_;  ///< what was found where an object's class is described
-  std::vector<bool> isFound_;   ///< by a reference to it
-  std::vector<bool> isCollection_;
+  std::vector<char> isFound_;   ///< by a reference to it; a std::vector<bool> is a lot of code
+  std::vector<char> isCollection_;
   std::vector<std::vector<Index>> contents_;  ///< of collections
   std::vector<Index> unread_;                 ///< found, and still to be read
 };
