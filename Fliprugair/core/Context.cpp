@@ -33,7 +33,7 @@ bool Context::isTooDeep(std::string_view method, int line, const Value& given) c
   return true;
 }
 
-void Context::perform(const std::function<void()>& operation) const {
+void Context::perform(FunctionRef<void()> operation) const {
   guarded([&] {
     if (isInert()) return;
     store_.beginGroup();
@@ -42,7 +42,7 @@ void Context::perform(const std::function<void()>& operation) const {
   });
 }
 
-void Context::guarded(const std::function<void()>& operation) const {
+void Context::guarded(FunctionRef<void()> operation) const {
   constexpr std::string_view method = "-[MarluneTracker guarded:]";
   try {
     try {

@@ -8,6 +8,7 @@
 
 #include "Fliprugair/core/Callbacks.h"
 #include "Fliprugair/platform/Platform.h"
+#include "platform/FunctionRef.h"
 
 namespace fliprugair {
 
@@ -47,10 +48,10 @@ class Context {
   /// Every entry into the tracker from outside goes through here. Nothing that is thrown inside gets out, and what the
   /// operation writes becomes durable together, before this returns. Does nothing where the platform is inert: a lock
   /// that a thread of the parent held when this process was forked off is never given back.
-  void perform(const std::function<void()>& operation) const;
+  void perform(FunctionRef<void()> operation) const;
 
   /// Runs foreign code, or what depends on it, inside of an entry: what it throws is logged, and the entry goes on.
-  void guarded(const std::function<void()>& operation) const;
+  void guarded(FunctionRef<void()> operation) const;
 
   /// The task keeps the tracker alive until it has run.
   void postToMainQueue(std::function<void()> task);

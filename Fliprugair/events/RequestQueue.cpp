@@ -28,8 +28,7 @@ void RequestQueue::enqueueAndSend(const Value& payload) {
       payload, [&] { return payload; }, invalidBackgroundTask);
 }
 
-void RequestQueue::enqueueAndSend(const Value& enqueued, const std::function<Value()>& payload,
-                                  BackgroundTaskIdentifier task) {
+void RequestQueue::enqueueAndSend(const Value& enqueued, FunctionRef<Value()> payload, BackgroundTaskIdentifier task) {
   const std::string eventTimestamp = enqueue(enqueued, true);
   context_.guarded([&] { send(payload(), eventTimestamp, Replies::delivered, task); });
   shared_.onTheWay.remove(eventTimestamp);

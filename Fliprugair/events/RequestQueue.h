@@ -37,7 +37,7 @@ class RequestQueue {
   void enqueueAndSend(const Value& payload);
   /// Enters `enqueued`, and sends what `payload` then answers with. The collaborator ends `task` when the request has
   /// ended.
-  void enqueueAndSend(const Value& enqueued, const std::function<Value()>& payload, BackgroundTaskIdentifier task);
+  void enqueueAndSend(const Value& enqueued, FunctionRef<Value()> payload, BackgroundTaskIdentifier task);
   /// A request that is in no queue.
   void sendUnqueued(const Value& payload);
 

@@ -1,7 +1,6 @@
 #include "Fliprugair/install/OutsideServices.h"
 
-#include <functional>
-
+#include "platform/FunctionRef.h"
 #include "platform/PairList.h"
 
 namespace fliprugair {
@@ -10,7 +9,7 @@ namespace {
 
 /// Adds the names of those services of which at least one trace is found, in the dictionary's order.
 /// Every trace is looked at, even when one was found already.
-void addFound(Array& found, const Dictionary& services, const std::function<bool(const std::string&)>& isPresent) {
+void addFound(Array& found, const Dictionary& services, FunctionRef<bool(const std::string&)> isPresent) {
   for (const Dictionary::Entry& service : services.entries()) {
     bool any = false;
     for (const Value& trace : service.value.array()) {

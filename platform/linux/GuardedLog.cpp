@@ -31,7 +31,7 @@ Log guardedLog(Log sink) {
   };
 }
 
-void runGuarded(const std::function<void()>& code, std::string_view what, const Log& log) {
+void runGuarded(FunctionRef<void()> code, std::string_view what, const Log& log) {
   try {
     std::string message;
     try {

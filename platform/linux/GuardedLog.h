@@ -1,9 +1,9 @@
 #pragma once
 
-#include <functional>
 #include <string_view>
 
 #include "Fliprugair/platform/linux/Log.h"
+#include "platform/FunctionRef.h"
 
 namespace fliprugair {
 
@@ -13,6 +13,6 @@ Log guardedLog(Log sink);
 
 /// Runs code that is not ours on a thread that must go on: what it throws is logged with the name of `what`, and
 /// dropped.
-void runGuarded(const std::function<void()>& code, std::string_view what, const Log& log);
+void runGuarded(FunctionRef<void()> code, std::string_view what, const Log& log);
 
 }  // namespace fliprugair

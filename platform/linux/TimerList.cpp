@@ -44,7 +44,7 @@ std::optional<TimerList::TimePoint> TimerList::nextDeadline() const {
   return timers_->begin()->first.first;
 }
 
-void TimerList::runDue(TimePoint now, const std::function<void(const Action&, std::string_view)>& run) {
+void TimerList::runDue(TimePoint now, FunctionRef<void(const Action&, std::string_view)> run) {
   if (timers_ == nullptr) return;
   std::vector<std::shared_ptr<ListedTimer>> due;
   due.reserve(timers_->size());  // before any leaves the list

@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "Fliprugair/platform/MainQueue.h"
+#include "platform/FunctionRef.h"
 
 namespace fliprugair {
 
@@ -29,7 +30,7 @@ class TimerList {
 
   /// Hands the actions that are due to `run`, one after the other. Neither those that an earlier one of them
   /// invalidates nor those that it adds are among them.
-  void runDue(TimePoint now, const std::function<void(const Action& action, std::string_view selector)>& run);
+  void runDue(TimePoint now, FunctionRef<void(const Action& action, std::string_view selector)> run);
 
   /// Invalidates every timer, and from now on those that are added.
   void close();

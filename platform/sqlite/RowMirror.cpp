@@ -141,7 +141,7 @@ std::vector<Row> RowMirror::withoutTwins(std::vector<Row> rows) {
   return rows;
 }
 
-void RowMirror::forEachKey(const std::function<void(const std::string&, const Value&)>& visit) const {
+void RowMirror::forEachKey(FunctionRef<void(const std::string&, const Value&)> visit) const {
   for (const auto& [name, key] : keys_) visit(name, key.value);
 }
 

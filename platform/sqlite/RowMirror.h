@@ -1,7 +1,6 @@
 #pragma once
 
 #include <cstdint>
-#include <functional>
 #include <map>
 #include <memory>
 #include <string>
@@ -10,6 +9,7 @@
 #include <utility>
 #include <vector>
 
+#include "platform/FunctionRef.h"
 #include "platform/sqlite/Row.h"
 #include "platform/sqlite/RowNumbers.h"
 #include "platform/sqlite/StoreMemory.h"
@@ -46,7 +46,7 @@ class RowMirror {
   /// Appends to `changes` the removal of the first `most` of them.
   void stageLeftovers(std::size_t most, std::vector<RowChange>& changes);
 
-  void forEachKey(const std::function<void(const std::string&, const Value&)>& visit) const;
+  void forEachKey(FunctionRef<void(const std::string&, const Value&)> visit) const;
 
   /// Appends to `changes` what leads from the rows as they are to the values in `writes`.
   void stage(const std::vector<StoreMemory::Write>& writes, std::vector<RowChange>& changes);

@@ -1,8 +1,8 @@
 #pragma once
 
-#include <functional>
 #include <string_view>
 
+#include "platform/FunctionRef.h"
 #include "platform/PairList.h"
 
 namespace fliprugair {
@@ -13,7 +13,7 @@ class VirtualEvent {
  public:
   /// `details` is called with the list that what belongs to the event is to be added to. It must outlive this.
   template <class Details>
-  VirtualEvent(std::string_view name, const Details& details) : name_(name), details_(std::cref(details)) {}
+  VirtualEvent(std::string_view name, const Details& details) : name_(name), details_(details) {}
 
   std::string_view name() const { return name_; }
 
@@ -27,7 +27,7 @@ class VirtualEvent {
 
  private:
   std::string_view name_;
-  std::function<void(PairList&)> details_;
+  FunctionRef<void(PairList&)> details_;
 };
 
 }  // namespace fliprugair
