@@ -72,7 +72,7 @@ void EventLoop::async(Task task) { post(std::move(task), false); }
 
 void EventLoop::asyncAtOnce(Task task) { post(std::move(task), true); }
 
-void EventLoop::post(Task task, bool atOnce) {
+void EventLoop::post(Task&& task, bool atOnce) {
   if (!process_.isOwnProcess()) return;
   const std::lock_guard lock(mutex_);
   if (closed_) return;  // the caller's frame destroys the task, after the lock is gone

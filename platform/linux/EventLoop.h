@@ -66,7 +66,7 @@ class EventLoop final : public MainQueue {
   enum class Turn { untilStopped, once };
 
   void turn(Turn how);
-  void post(Task task, bool atOnce);
+  void post(Task&& task, bool atOnce);
   void runTimersAndSetAlarm();
   void runTasks();
   void lookAgain();

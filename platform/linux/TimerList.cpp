@@ -7,7 +7,7 @@ namespace fliprugair {
 
 class TimerList::ListedTimer final : public Timer {
  public:
-  ListedTimer(std::weak_ptr<Timers> list, Key key, std::string_view selector, Action action)
+  ListedTimer(std::weak_ptr<Timers> list, Key key, std::string_view selector, Action&& action)
       : list_(std::move(list)), key_(key), selector_(selector), action_(std::move(action)) {}
 
   void invalidate() override {
@@ -31,7 +31,7 @@ class TimerList::ListedTimer final : public Timer {
 
 TimerList::TimerList() : timers_(std::make_shared<Timers>()) {}
 
-std::shared_ptr<Timer> TimerList::add(TimePoint due, std::string_view selector, Action action) {
+std::shared_ptr<Timer> TimerList::add(TimePoint due, std::string_view selector, Action&& action) {
   const Key key{due, added_++};
   if (timers_ == nullptr) return std::make_shared<ListedTimer>(std::weak_ptr<Timers>(), key, selector, nullptr);
   auto timer = std::make_shared<ListedTimer>(timers_, key, selector, std::move(action));

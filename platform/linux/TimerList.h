@@ -23,7 +23,7 @@ class TimerList {
 
   TimerList();
 
-  std::shared_ptr<Timer> add(TimePoint due, std::string_view selector, Action action);
+  std::shared_ptr<Timer> add(TimePoint due, std::string_view selector, Action&& action);
 
   /// When the next timer is due; none when there is no timer.
   std::optional<TimePoint> nextDeadline() const;

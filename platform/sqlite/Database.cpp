@@ -26,6 +26,10 @@ void check(sqlite3* database, int code) {
   if (code != SQLITE_OK) fail(database, code);
 }
 
+void check(sqlite3_stmt* statement, int code) {
+  if (code != SQLITE_OK) fail(sqlite3_db_handle(statement), code);
+}
+
 std::string addressInMemory(std::string_view name) {
   constexpr std::string_view digits = "0123456789ABCDEF";
   std::string address = "file:";
@@ -53,12 +57,12 @@ Statement::Statement(sqlite3* database, std::string_view sql) {
 }
 
 Statement& Statement::bind(int parameter, std::int64_t number) {
-  check(sqlite3_db_handle(statement_.get()), sqlite3_bind_int64(statement_.get(), parameter, number));
+  check(statement_.get(), sqlite3_bind_int64(statement_.get(), parameter, number));
   return *this;
 }
 
 Statement& Statement::bind(int parameter, std::string_view text) {
-  check(sqlite3_db_handle(statement_.get()),
+  check(statement_.get(),
         sqlite3_bind_text64(statement_.get(), parameter, text.data(), text.size(), SQLITE_STATIC, SQLITE_UTF8));
   return *this;
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <memory>
 #include <string>
@@ -10,6 +11,7 @@
 #include <vector>
 
 #include "platform/FunctionRef.h"
+#include "platform/NameHash.h"
 #include "platform/sqlite/Row.h"
 #include "platform/sqlite/RowNumbers.h"
 #include "platform/sqlite/StoreMemory.h"
@@ -81,7 +83,7 @@ class RowMirror {
   void put(const Place& place, Stored& stored, Value value, std::vector<RowChange>& changes);
   Array takeRowsOfDonor(const Array& array, Stored& stored);
 
-  std::unordered_map<std::string, Key> keys_;
+  std::unordered_map<std::string, Key, NameHash, std::equal_to<>> keys_;
   RowNumbers leftovers_;
   Account account_;
   std::vector<Key*> donors_;  ///< while staging: keys whose array is about to go

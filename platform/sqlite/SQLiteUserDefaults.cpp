@@ -36,8 +36,7 @@ SQLiteUserDefaults::~SQLiteUserDefaults() {
   static_cast<void>(disk_.release());
 }
 
-bool SQLiteUserDefaults::isInert() const {
-  if (mark_.isOwnProcess()) return false;
+bool SQLiteUserDefaults::isSaidToBeInert() const {
   if (!hasSaidThatItIsInert_.exchange(true)) {
     disk_->say("the store " + disk_->path().string() + " belongs to process " + std::to_string(mark_.process()) +
                ", from which this one was forked; here it does nothing");

@@ -72,7 +72,8 @@ class SQLiteUserDefaults final : public UserDefaults {
  private:
   SQLiteUserDefaults(std::unique_ptr<StoreMemory> memory, std::unique_ptr<StoreDisk> disk);
 
-  bool isInert() const;
+  bool isInert() const { return !mark_.isOwnProcess() && isSaidToBeInert(); }
+  bool isSaidToBeInert() const;
 
   const ProcessMark mark_;
   mutable std::atomic<bool> hasSaidThatItIsInert_ = false;

@@ -125,8 +125,8 @@ void StoreMemory::takeWrites(std::vector<Write>& writes) {
 
 /// A group that has not written yet waits for a taking to end: what it began now would be taken in part.
 void StoreMemory::beforeWrite(std::unique_lock<std::mutex>& lock) {
-  const auto group = groupOfThisThread();
-  if (group == groups_.end() || group->hasWritten) return;
+  const Group* group = groupOfThisThread();
+  if (group == nullptr || group->hasWritten) return;
   changed_.wait_for(lock, longestGroup, [this] { return takings_ == 0; });
   groupOfThisThread()->hasWritten = true;
 }
@@ -154,8 +154,7 @@ void StoreMemory::forgetTaken() noexcept {
 
 void StoreMemory::beginGroup() {
   const std::lock_guard lock(mutex_);
-  const auto group = groupOfThisThread();
-  if (group != groups_.end()) {
+  if (Group* group = groupOfThisThread()) {
     ++group->depth;
   } else {
     groups_.push_back({std::this_thread::get_id(), ++lastGroup_, 1, {}, false, false});
@@ -164,26 +163,26 @@ void StoreMemory::beginGroup() {
 
 StoreMemory::GroupEnd StoreMemory::endGroup() {
   const std::lock_guard lock(mutex_);
-  const auto group = groupOfThisThread();
-  if (group == groups_.end() || --group->depth > 0) return {};
+  Group* group = groupOfThisThread();
+  if (group == nullptr || --group->depth > 0) return {};
   GroupEnd end = std::move(group->end);
-  groups_.erase(group);
+  groups_.erase(groups_.begin() + (group - groups_.data()));
   if (takings_ > 0 || waiting_ > 0) changed_.notify_all();
   return end;
 }
 
 bool StoreMemory::postponeSynchronization() {
   const std::lock_guard lock(mutex_);
-  const auto group = groupOfThisThread();
-  if (group == groups_.end()) return false;
+  Group* group = groupOfThisThread();
+  if (group == nullptr) return false;
   group->end.synchronizes = true;
   return true;
 }
 
 bool StoreMemory::postponeAction(std::function<void()>& action) {
   const std::lock_guard lock(mutex_);
-  const auto group = groupOfThisThread();
-  if (group == groups_.end()) return false;
+  Group* group = groupOfThisThread();
+  if (group == nullptr) return false;
   group->end.synchronizes = true;
   group->end.actions.push_back(std::move(action));
   return true;
@@ -214,9 +213,11 @@ void StoreMemory::markWritten(Table::value_type& slot) {
   slot.second.written = true;
 }
 
-std::vector<StoreMemory::Group>::iterator StoreMemory::groupOfThisThread() {
-  return std::find_if(groups_.begin(), groups_.end(),
-                      [thread = std::this_thread::get_id()](const Group& group) { return group.thread == thread; });
+StoreMemory::Group* StoreMemory::groupOfThisThread() {
+  for (Group& group : groups_) {
+    if (group.thread == std::this_thread::get_id()) return &group;
+  }
+  return nullptr;
 }
 
 }  // namespace fliprugair

@@ -100,7 +100,7 @@ class StoreMemory {
   Table::value_type& slot(std::string_view name);
   Table::value_type& unwrittenSlot(std::string_view name);
   void markWritten(Table::value_type& slot);
-  std::vector<Group>::iterator groupOfThisThread();
+  Group* groupOfThisThread();  ///< null when it has none open
 
   mutable std::mutex mutex_;
   Table table_;

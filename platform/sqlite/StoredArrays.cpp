@@ -137,11 +137,6 @@ std::size_t StoredArrays::dropMissing() {
   return lost;
 }
 
-bool StoredArrays::hasFoundDamage() const {
-  const std::lock_guard lock(mutex_);
-  return hasFoundDamage_;
-}
-
 bool StoredArrays::hasUnkept() const {
   const std::lock_guard lock(mutex_);
   return std::any_of(arrays_.begin(), arrays_.end(), [](const Stored* array) { return !array->kept_; });

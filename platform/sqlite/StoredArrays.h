@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -55,7 +56,7 @@ class StoredArrays : public std::enable_shared_from_this<StoredArrays> {
   bool hasUnkept() const;
 
   /// Whether something was read that is not what was written, since it was opened.
-  bool hasFoundDamage() const;
+  bool hasFoundDamage() const { return hasFoundDamage_; }
 
  private:
   class Stored;
@@ -71,7 +72,7 @@ class StoredArrays : public std::enable_shared_from_this<StoredArrays> {
   std::vector<Stored*> arrays_;
   std::optional<Database> database_;
   std::optional<Statement> select_;
-  bool hasFoundDamage_ = false;
+  std::atomic<bool> hasFoundDamage_ = false;
 };
 
 }  // namespace fliprugair
