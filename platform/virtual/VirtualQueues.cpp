@@ -61,7 +61,7 @@ void VirtualTasks::close() {
 
 class VirtualMainQueue::VirtualTimer final : public Timer {
  public:
-  VirtualTimer(VirtualMainQueue& queue, double seconds, std::string_view selector, Task action)
+  VirtualTimer(VirtualMainQueue& queue, double seconds, std::string_view selector, Task&& action)
       : queue_(&queue),
         armedAt_(queue.device_.uptime()),
         due_(dueTime(armedAt_, seconds)),

@@ -17,7 +17,8 @@ void VirtualStore::setObject(Value value, std::string_view key) {
 }
 
 void VirtualStore::update(std::string_view key, const std::function<Value(const Value&)>& change) {
-  const std::lock_guard writing(writing_);
+  std::unique_lock writing(writing_, std::defer_lock);
+  if (observer_) writing.lock();
   std::unique_lock lock(mutex_);
   unpack();
   const auto found = values_.find(key);
@@ -59,13 +60,12 @@ void VirtualStore::unpack() const {
 }
 
 void VirtualStore::pack(const JSONSerialization& json) {
-  const std::lock_guard writing(writing_);
-  std::string text = json.textOfAny(all());
-  text.shrink_to_fit();
   Values values;
   const std::lock_guard lock(mutex_);
   json_ = &json;
-  packed_ = std::move(text);
+  if (!packed_.empty()) return;
+  packed_ = json.textOfAny(inOrder(values_));
+  packed_.shrink_to_fit();
   values.swap(values_);
 }
 
