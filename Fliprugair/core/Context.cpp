@@ -57,14 +57,14 @@ void Context::guarded(FunctionRef<void()> operation) const {
   }
 }
 
-void Context::postToMainQueue(std::function<void()> task) {
+void Context::postToMainQueue(PlainTask task) {
   auto tracker = owner_.lock();
   if (tracker == nullptr) return;
-  platform_.mainQueue().async([this, tracker = std::move(tracker), task = std::move(task)] { perform(task); });
+  platform_.mainQueue().async([this, tracker = std::move(tracker), task] { perform(task); });
 }
 
-std::shared_ptr<Timer> Context::schedule(double seconds, std::string_view selector, std::function<void()> action) {
-  return platform_.mainQueue().scheduleTimer(seconds, selector, [this, weak = owner_, action = std::move(action)] {
+std::shared_ptr<Timer> Context::schedule(double seconds, std::string_view selector, PlainTask action) {
+  return platform_.mainQueue().scheduleTimer(seconds, selector, [this, weak = owner_, action] {
     if (const auto tracker = weak.lock()) perform(action);
   });
 }

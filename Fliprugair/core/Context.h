@@ -1,7 +1,6 @@
 #pragma once
 
 #include <atomic>
-#include <functional>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -9,6 +8,7 @@
 #include "Fliprugair/core/Callbacks.h"
 #include "Fliprugair/platform/Platform.h"
 #include "platform/FunctionRef.h"
+#include "platform/PlainTask.h"
 
 namespace fliprugair {
 
@@ -54,10 +54,10 @@ class Context {
   void guarded(FunctionRef<void()> operation) const;
 
   /// The task keeps the tracker alive until it has run.
-  void postToMainQueue(std::function<void()> task);
+  void postToMainQueue(PlainTask task);
 
   /// Main thread only. The timer does not keep the tracker alive.
-  std::shared_ptr<Timer> schedule(double seconds, std::string_view selector, std::function<void()> action);
+  std::shared_ptr<Timer> schedule(double seconds, std::string_view selector, PlainTask action);
 
  private:
   Platform& platform_;
