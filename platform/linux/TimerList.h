@@ -2,11 +2,10 @@
 
 #include <chrono>
 #include <functional>
-#include <map>
 #include <memory>
 #include <optional>
 #include <string_view>
-#include <utility>
+#include <vector>
 
 #include "Fliprugair/platform/MainQueue.h"
 #include "platform/FunctionRef.h"
@@ -37,11 +36,11 @@ class TimerList {
 
  private:
   class ListedTimer;
-  using Key = std::pair<TimePoint, std::uint64_t>;
-  using Timers = std::map<Key, std::shared_ptr<ListedTimer>>;
+  using Timers = std::vector<std::shared_ptr<ListedTimer>>;  ///< there are a handful
+
+  Timers::iterator firstAfter(TimePoint time) const;
 
   std::shared_ptr<Timers> timers_;  ///< null when closed; the timers look at it weakly
-  std::uint64_t added_ = 0;
 };
 
 }  // namespace fliprugair
