@@ -14,7 +14,8 @@
 namespace fliprugair {
 
 /// The global queue: at most four threads (isThreadOf this object), each started when there is work for it for the
-/// first time. What a task throws is logged and dropped. In a fork nothing is taken. Any thread.
+/// first time. What a task throws is logged and dropped. In a fork nothing is taken. Any thread. Whoever shares it with
+/// tasks stops it before letting go of it: the last reference may be one that a task holds.
 class WorkerPool final : public GlobalQueue {
  public:
   static constexpr std::size_t maximumThreads = 4;

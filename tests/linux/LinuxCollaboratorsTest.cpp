@@ -86,6 +86,7 @@ TEST(LinuxSearchAdAttribution, ADelegateThatIsGoneIsNotKeptAliveForTheAnswer) {
   EXPECT_TRUE(watched.expired());
   gone.set_value();
   EXPECT_TRUE(answered.happened());
+  queue->stop();
 }
 
 TEST(LinuxSearchAdAttribution, AnAnswerArrivesOnTheGlobalQueueWhereverItIsGiven) {
@@ -99,6 +100,7 @@ TEST(LinuxSearchAdAttribution, AnAnswerArrivesOnTheGlobalQueueWhereverItIsGiven)
   attribution.retrieveiAdAttribution(false);
   given.get_future().get()(nullptr, true);
   ASSERT_TRUE(listener->answered.happened());
+  queue->stop();
   EXPECT_TRUE(onQueue);
 }
 
@@ -110,6 +112,7 @@ TEST(LinuxSearchAdAttribution, AnAnswerAfterTheEndOfTheQueueHasNoEffect) {
   attribution.setIAdAttributionDelegate(listener);
   attribution.retrieveiAdAttribution(false);
   const auto late = given.get_future().get();
+  queue->stop();
   queue = nullptr;
   late(nullptr, false);
   attribution.retrieveiAdAttribution(false);
@@ -151,6 +154,7 @@ TEST(LinuxSearchAdAttribution, ASourceThatDropsItsAnswerHasNoDetails) {
     EXPECT_FALSE(listener->answered.hasHappened());
   }
   ASSERT_TRUE(listener->answered.happened());
+  queue->stop();
   EXPECT_EQ(listener->details, Value());
   EXPECT_FALSE(listener->unknown);
 }
