@@ -9,7 +9,9 @@
 
 namespace fliprugair {
 
-/// As PairText, for a dictionary that is made to be looked into, such as an event of the virtual device.
+/// Builds a dictionary from an ordered list of pairs with different keys that ends at the first absent value: that pair
+/// and every later one are left out. All ordered pair lists of the system are made with it or, when they are made to be
+/// sent, with PairText, because what is missing and in which order the rest stands are part of the formats.
 class FLIPRUGAIR_EXPORT PairList {
  public:
   /// With room for so many, those of an event unless told; a longer list grows.

@@ -11,12 +11,9 @@
 
 namespace fliprugair {
 
-/// Builds a dictionary from an ordered list of pairs with different keys that ends at the first absent value: that pair
-/// and every later one are left out. All ordered pair lists of the tracker are made with it, because what is missing and
-/// in which order the rest stands are part of the formats.
-///
-/// The dictionary is made to be sent: it stands as the text that it travels as from the beginning, for hardly anybody
-/// looks into it. Null stands for numbers that are none of JSON's.
+/// As PairList, with the same end at the first absent value, for a dictionary that is made to be sent: it stands as the
+/// text that it travels as from the beginning, for hardly anybody looks into it. Null stands for numbers that are none
+/// of JSON's.
 class PairText {
  public:
   explicit PairText(const JSONSerialization& json) : json_(json) { text_.add('{'); }

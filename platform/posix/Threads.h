@@ -1,6 +1,8 @@
 #pragma once
 
 #include <pthread.h>
+#include <sched.h>
+#include <sys/prctl.h>
 
 #include <csignal>
 #include <functional>
@@ -36,9 +38,18 @@ inline const void*& ownerOfThisThread() {
 /// Whether the calling thread was started for `owner`, so that code of it is running further up.
 inline bool isThreadOf(const void* owner) { return ownerOfThisThread() == owner; }
 
+/// Lets the calling thread wait until a processor is free or its turn has come, where it would else displace whoever
+/// has just woken it. It gets its share all the same. A priority that the app has chosen stays.
+inline void giveWay() {
+  const bool isFiltered = prctl(PR_GET_SECCOMP) != 0;  // a filter may end the process for what follows
+  int policy = SCHED_OTHER;
+  sched_param parameters{};
+  if (isFiltered || pthread_getschedparam(pthread_self(), &policy, &parameters) != 0 || policy != SCHED_OTHER) return;
+  pthread_setschedparam(pthread_self(), SCHED_BATCH, &parameters);
+}
+
 /// A thread of the platform's that takes no signals but its own faults: a host app's handlers run on its own threads.
-/// It gets its share of the processors, but when it wakes it displaces none of the app's threads: who has just woken it
-/// goes on.
+/// When it wakes it displaces none of the app's threads (see giveWay).
 /// `name` is a literal of at most 15 characters; `owner` joins the thread before it is gone. Throws std::system_error
 /// when there can be no more threads.
 ///
@@ -47,8 +58,7 @@ inline std::thread startThread(const char* name, const void* owner, std::functio
   const SignalsBlocked blocked;
   return std::thread([name, owner, body = std::move(body)] {
     pthread_setname_np(pthread_self(), name);
-    const sched_param none{};
-    pthread_setschedparam(pthread_self(), SCHED_BATCH, &none);  // if that is allowed
+    giveWay();
     ownerOfThisThread() = owner;
     body();
   });

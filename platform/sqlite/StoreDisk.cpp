@@ -127,8 +127,8 @@ void StoreDisk::commit(StoreMemory& memory) noexcept {
 }
 
 /// Another thread's group that is torn will want the lock when it ends, and writes then what both have to say: it is
-/// waited for without the lock, and if that was so nothing is left to be done. Where groups follow one another closely
-/// the lock is answered with all the same.
+/// waited for without the lock, and if that was so nothing is left to be done. Where groups follow one another closely,
+/// or foreign code blocks in several of them one after the other, the lock is answered with all the same.
 std::unique_lock<std::mutex> StoreDisk::lockBetweenGroups(StoreMemory& memory) {
   std::optional<StoreMemory::Mark> mark;
   for (int attempt = 0;; ++attempt) {

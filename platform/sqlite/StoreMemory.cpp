@@ -66,14 +66,16 @@ void StoreMemory::update(std::string_view name, const std::function<Value(const 
 
 void StoreMemory::adopt(std::string_view name, const Value& value) {
   const std::lock_guard lock(mutex_);
-  Slot& slot = unwrittenSlot(name).second;
-  if (!slot.written && !slot.isForThisLife) slot.value = value;
+  Table::value_type& target = unwrittenSlot(name);
+  if (target.second.isForThisLife) return markWritten(target);  // what an older life left is to go
+  if (!target.second.written) target.second.value = value;
 }
 
 void StoreMemory::merge(std::string_view name, const Value& value) {
   const std::lock_guard lock(mutex_);
-  Slot& slot = unwrittenSlot(name).second;
-  if (slot.isForThisLife) return;
+  Table::value_type& target = unwrittenSlot(name);
+  if (target.second.isForThisLife) return markWritten(target);
+  Slot& slot = target.second;
   slot.value = slot.written ? joined(value, slot.value) : value;
 }
 
@@ -117,7 +119,7 @@ void StoreMemory::takeWrites(std::vector<Write>& writes) {
   writes.reserve(writes.size() + written_.size());
   for (Table::value_type* slot : written_) {
     slot->second.written = false;
-    writes.push_back({&slot->first, slot->second.value});
+    writes.push_back({&slot->first, slot->second.isForThisLife ? Value() : slot->second.value});
   }
   written_.clear();
   taken_ = writes_;
@@ -126,9 +128,9 @@ void StoreMemory::takeWrites(std::vector<Write>& writes) {
 /// A group that has not written yet waits for a taking to end: what it began now would be taken in part.
 void StoreMemory::beforeWrite(std::unique_lock<std::mutex>& lock) {
   const Group* group = groupOfThisThread();
-  if (group == nullptr || group->hasWritten) return;
+  if (group == nullptr || group->number != 0) return;
   changed_.wait_for(lock, longestGroup, [this] { return takings_ == 0; });
-  groupOfThisThread()->hasWritten = true;
+  groupOfThisThread()->number = ++lastGroup_;
 }
 
 void StoreMemory::awaitGroups(std::unique_lock<std::mutex>& lock, std::uint64_t newest) {
@@ -143,7 +145,7 @@ bool StoreMemory::isAnyTorn(std::uint64_t newest) const {
 
 /// Whether another thread's group has written and is to write more.
 bool StoreMemory::isTornGroup(const Group& group) const {
-  return group.hasWritten && !group.isSlow && group.thread != std::this_thread::get_id();
+  return group.number != 0 && !group.isSlow && group.thread != std::this_thread::get_id();
 }
 
 void StoreMemory::forgetTaken() noexcept {
@@ -157,7 +159,7 @@ void StoreMemory::beginGroup() {
   if (Group* group = groupOfThisThread()) {
     ++group->depth;
   } else {
-    groups_.push_back({std::this_thread::get_id(), ++lastGroup_, 1, {}, false, false});
+    groups_.push_back({std::this_thread::get_id(), 1, {}, 0, false});
   }
 }
 
@@ -208,7 +210,7 @@ StoreMemory::Table::value_type& StoreMemory::unwrittenSlot(std::string_view name
 
 void StoreMemory::markWritten(Table::value_type& slot) {
   ++writes_;
-  if (slot.second.written || (slot.second.isForThisLife && !slot.second.value.isNull())) return;
+  if (slot.second.written) return;
   written_.push_back(&slot);
   slot.second.written = true;
 }

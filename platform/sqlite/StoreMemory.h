@@ -86,10 +86,9 @@ class StoreMemory {
   using Table = std::unordered_map<std::string, Slot, NameHash, std::equal_to<>>;
   struct Group {
     std::thread::id thread;
-    std::uint64_t number;  ///< later groups have greater ones
     int depth;
     GroupEnd end;
-    bool hasWritten = false;
+    std::uint64_t number = 0;  ///< of those that have written; later ones have greater ones
     bool isSlow = false;
   };
 
@@ -106,7 +105,7 @@ class StoreMemory {
   Table table_;
   std::vector<Table::value_type*> written_;
   std::vector<Group> groups_;
-  std::uint64_t lastGroup_ = 0;
+  std::uint64_t lastGroup_ = 0;      ///< to write for the first time
   std::condition_variable changed_;  ///< groups have ended, or a taking has
   int takings_ = 0;                  ///< threads inside takeWrites
   int waiting_ = 0;                  ///< threads inside awaitGroups

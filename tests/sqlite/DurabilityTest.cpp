@@ -7,6 +7,9 @@
 #include <random>
 #include <thread>
 
+#include "Fliprugair/collaborators/MarluneNetworkAccess.h"
+#include "platform/sqlite/Database.h"
+#include "platform/sqlite/RowFile.h"
 #include "sqlite/StoreTest.h"
 
 namespace fliprugair {
@@ -38,6 +41,18 @@ TEST(SQLiteStore, LeavesOneFileAndTheLockBehind) {
   for ([[maybe_unused]] const auto& entry : std::filesystem::directory_iterator(folder.path())) ++files;
   EXPECT_EQ(files, 2U);
   EXPECT_TRUE(std::filesystem::exists(folder / "store.lock"));
+}
+
+TEST(SQLiteStore, RemovesTheListOfRequestsUnderWayThatAnOlderVersionHasLeft) {
+  const TemporaryFolder folder;
+  const std::string path = (folder / "store").string();
+  const std::string name(key::eventsSending);
+  RowFile(path, StoreDurability::process)
+      .write({Row{-1, 0, 1, name, Dictionary()}, Row{1, 0, 1, name, Dictionary()}, Row{2, 1, 2, "1.0", true}});
+  const auto store = openStore(path);
+  EXPECT_EQ(store->objectForKey(name), Value());
+  store->synchronize();
+  EXPECT_EQ(Database(path, Database::Mode::readWrite).integer("SELECT count(*) FROM rows"), 0);
 }
 
 TEST(SQLiteStore, CreatesMissingFolders) {

@@ -1,9 +1,14 @@
 #include <sys/resource.h>
+#include <unistd.h>
 
 #include <csignal>
+#include <future>
 #include <optional>
+#include <thread>
 
+#include "sqlite/FaultyMedium.h"
 #include "sqlite/StoreFiles.h"
+#include "support/ThreadSleeps.h"
 
 namespace fliprugair {
 namespace {
@@ -56,6 +61,44 @@ TEST(AFullDisk, CostsNothingThatWasWrittenMeanwhile) {
   AfterSuddenDeath after(folder / "store");
   EXPECT_EQ(after->objectForKey("queue"), store->objectForKey("queue"));
   EXPECT_EQ(after->arrayForKey("queue")->size(), 61U);
+}
+
+TEST(AFullDisk, IsTriedAgainByAThreadThatHasWaitedForAnothersGroup) {
+  const TemporaryFolder folder;
+  StoreLog log;
+  std::unique_ptr<SQLiteUserDefaults> store;
+  {
+    const FaultyMedium medium(FaultyMedium::Operation::fill, 1000000);
+    store = openStore(folder / "store", log.sink());
+  }
+  std::promise<void> hasWritten;
+  std::promise<void> mayEnd;
+  std::thread other([&] {
+    const StoreGroup group(*store);
+    store->setObject(1, "theirs");
+    store->synchronize();
+    hasWritten.set_value();
+    mayEnd.get_future().wait();
+  });
+  hasWritten.get_future().wait();
+  std::promise<pid_t> number;
+  std::thread waiting([&] {
+    store->setObject(2, "mine");
+    number.set_value(gettid());
+    store->synchronize();
+  });
+  const pid_t thread = number.get_future().get();
+  while (!isAsleep(thread)) std::this_thread::yield();
+  {
+    const FaultyMedium full(FaultyMedium::Operation::fill, 0);
+    mayEnd.set_value();
+    other.join();
+    waiting.join();
+  }
+  EXPECT_EQ(log.lines().size(), 2U) << "it could not be written, and is being written again";
+  AfterSuddenDeath after(folder / "store");
+  EXPECT_EQ(after->integerForKey("theirs"), 1);
+  EXPECT_EQ(after->integerForKey("mine"), 2);
 }
 
 TEST(AFullDisk, WhileAStoreIsBegunIsNotTakenForDamage) {
