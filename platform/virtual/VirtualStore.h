@@ -50,7 +50,7 @@ class VirtualStore final : public UserDefaults {
   void unpack() const;
 
   const Observer observer_;
-  std::mutex writing_;  ///< by which the observer learns of the writes in their order
+  std::mutex writing_;        ///< by which the observer learns of the writes in their order
   mutable std::mutex mutex_;  ///< around the rest
   mutable Values values_;
   mutable std::uint64_t lastNumber_ = 0;

@@ -3,7 +3,9 @@
 #include <algorithm>
 #include <atomic>
 #include <chrono>
+#include <functional>
 #include <future>
+#include <optional>
 #include <thread>
 
 #include "Fliprugair/collaborators/MarluneNetworkAccess.h"
@@ -85,59 +87,21 @@ TEST(StoreMemory, GivesOutAnotherThreadsGroupAsSoonAsItHasEnded) {
   EXPECT_LT(quickest, 25ms);
 }
 
-TEST(StoreMemory, DoesNotWaitForAGroupThatHasOnlyRead) {
-  StoreMemory memory;
-  memory.write("mine", 1);
-  std::promise<void> begun;
-  std::promise<void> mayEnd;
-  std::thread other([&] {
-    memory.beginGroup();
-    EXPECT_EQ(memory.read("mine"), Value(1));
-    begun.set_value();
-    mayEnd.get_future().wait();
-    memory.endGroup();
-  });
-  begun.get_future().wait();
-  const auto before = std::chrono::steady_clock::now();
-  EXPECT_EQ(taken(memory), std::set<std::string>{"mine"});
-  EXPECT_LT(std::chrono::steady_clock::now() - before, 40ms);
-  mayEnd.set_value();
-  other.join();
-}
-
-TEST(StoreMemory, WaitsOnlyOnceForAGroupInWhichForeignCodeBlocks) {
-  StoreMemory memory;
-  std::promise<void> begun;
-  std::promise<void> mayEnd;
-  std::thread other([&] {
-    memory.beginGroup();
-    memory.write("theirs", 1);
-    begun.set_value();
-    mayEnd.get_future().wait();
-    memory.endGroup();
-  });
-  begun.get_future().wait();
-  EXPECT_EQ(taken(memory), std::set<std::string>{"theirs"});
-  const auto before = std::chrono::steady_clock::now();
-  memory.write("mine", 1);
-  EXPECT_EQ(taken(memory), std::set<std::string>{"mine"});
-  EXPECT_LT(std::chrono::steady_clock::now() - before, 40ms);
-  mayEnd.set_value();
-  other.join();
-}
-
-/// A thread that has written "theirs" in a group, and ends it at the destruction at the latest.
+/// A thread that has done something, which is to write "theirs" unless told, in a group, and ends it at the destruction
+/// at the latest.
 class OtherGroup {
  public:
-  explicit OtherGroup(StoreMemory& memory)
-      : thread_([this, &memory] {
-          memory.beginGroup();
-          memory.write("theirs", 1);
-          begun_.set_value();
-          mayEnd_.get_future().wait();
-          memory.endGroup();
-        }) {
-    begun_.get_future().wait();
+  explicit OtherGroup(
+      StoreMemory& memory,
+      const std::function<void(StoreMemory&)>& act = [](StoreMemory& its) { its.write("theirs", 1); }) {
+    thread_ = std::thread([&, this] {
+      memory.beginGroup();
+      act(memory);
+      hasActed_.set_value();
+      mayEnd_.get_future().wait();
+      memory.endGroup();
+    });
+    hasActed_.get_future().wait();
   }
   ~OtherGroup() {
     if (thread_.joinable()) end();
@@ -148,10 +112,47 @@ class OtherGroup {
   }
 
  private:
-  std::promise<void> begun_;
+  std::promise<void> hasActed_;
   std::promise<void> mayEnd_;
   std::thread thread_;
 };
+
+/// A thread that awaits the groups of others, and does already.
+class AwaitingThread {
+ public:
+  explicit AwaitingThread(StoreMemory& memory) {
+    std::promise<pid_t> number;
+    thread_ = std::thread([&] {
+      number.set_value(gettid());
+      memory.awaitGroups();
+    });
+    const pid_t thread = number.get_future().get();
+    while (!isAsleep(thread)) std::this_thread::yield();
+  }
+  void join() { thread_.join(); }
+
+ private:
+  std::thread thread_;
+};
+
+TEST(StoreMemory, DoesNotWaitForAGroupThatHasOnlyRead) {
+  StoreMemory memory;
+  memory.write("mine", 1);
+  const OtherGroup other(memory, [](StoreMemory& its) { EXPECT_EQ(its.read("mine"), Value(1)); });
+  const auto before = std::chrono::steady_clock::now();
+  EXPECT_EQ(taken(memory), std::set<std::string>{"mine"});
+  EXPECT_LT(std::chrono::steady_clock::now() - before, 40ms);
+}
+
+TEST(StoreMemory, WaitsOnlyOnceForAGroupInWhichForeignCodeBlocks) {
+  StoreMemory memory;
+  const OtherGroup other(memory);
+  EXPECT_EQ(taken(memory), std::set<std::string>{"theirs"});
+  const auto before = std::chrono::steady_clock::now();
+  memory.write("mine", 1);
+  EXPECT_EQ(taken(memory), std::set<std::string>{"mine"});
+  EXPECT_LT(std::chrono::steady_clock::now() - before, 40ms);
+}
 
 TEST(StoreMemory, SaysWhetherAnotherThreadsGroupIsTorn) {
   StoreMemory memory;
@@ -167,13 +168,7 @@ TEST(StoreMemory, SaysWhetherAnotherThreadsGroupIsTorn) {
 TEST(StoreMemory, AwaitsTheGroupThatIsTornAndNoneThatWritesMeanwhile) {
   StoreMemory memory;
   OtherGroup first(memory);
-  std::promise<pid_t> number;
-  std::thread waiting([&] {
-    number.set_value(gettid());
-    memory.awaitGroups();
-  });
-  const pid_t thread = number.get_future().get();
-  while (!isAsleep(thread)) std::this_thread::yield();
+  AwaitingThread waiting(memory);
   const OtherGroup second(memory);  // which does not wait for the one that waits
   first.end();
   waiting.join();
@@ -183,33 +178,23 @@ TEST(StoreMemory, AwaitsTheGroupThatIsTornAndNoneThatWritesMeanwhile) {
 TEST(StoreMemory, AwaitsNoGroupThatHasNotWrittenYet) {
   StoreMemory memory;
   const OtherGroup blocked(memory);
-  std::promise<void> mayWrite;
-  std::promise<void> hasWritten;
-  std::promise<void> mayEnd;
   std::promise<void> hasBegun;
-  std::thread late([&] {
-    memory.beginGroup();
-    hasBegun.set_value();
-    mayWrite.get_future().wait();
-    memory.write("late", 1);
-    hasWritten.set_value();
-    mayEnd.get_future().wait();
-    memory.endGroup();
+  std::promise<void> mayWrite;
+  std::future<void> write = mayWrite.get_future();
+  std::optional<OtherGroup> late;
+  std::thread begins([&] {
+    late.emplace(memory, [&](StoreMemory& its) {
+      hasBegun.set_value();
+      write.wait();
+      its.write("late", 1);
+    });
   });
   hasBegun.get_future().wait();
-  std::promise<pid_t> number;
-  std::thread waiting([&] {
-    number.set_value(gettid());
-    memory.awaitGroups();
-  });
-  const pid_t thread = number.get_future().get();
-  while (!isAsleep(thread)) std::this_thread::yield();
+  AwaitingThread waiting(memory);
   mayWrite.set_value();
-  hasWritten.get_future().wait();
+  begins.join();
   waiting.join();
   EXPECT_TRUE(memory.isTorn()) << "it is to be taken whole, however long the other one blocks";
-  mayEnd.set_value();
-  late.join();
 }
 
 TEST(StoreMemory, AwaitsOnlyOnceAGroupInWhichForeignCodeBlocks) {
