@@ -175,6 +175,58 @@ TEST(StoreMemory, AwaitsTheGroupThatIsTornAndNoneThatWritesMeanwhile) {
   EXPECT_TRUE(memory.isTorn()) << "a group that was waited for in vain would not be waited for again";
 }
 
+/// A machine that is busy is slow at times, one that waits for nothing always.
+TEST(StoreMemory, EndsItsWaitingAsSoonAsTheGroupHasEnded) {
+  auto quickest = std::chrono::steady_clock::duration::max();
+  for (int round = 0; round < 10; ++round) {
+    StoreMemory memory;
+    OtherGroup other(memory);
+    AwaitingThread waiting(memory);
+    const auto before = std::chrono::steady_clock::now();
+    other.end();
+    waiting.join();
+    quickest = std::min(quickest, std::chrono::steady_clock::now() - before);
+  }
+  EXPECT_LT(quickest, 25ms);
+}
+
+TEST(StoreMemory, StillDoesNotWaitForABlockedGroupWhenAnotherOneBlocksToo) {
+  StoreMemory memory;
+  const OtherGroup first(memory);
+  memory.awaitGroups();
+  const OtherGroup second(memory);
+  memory.awaitGroups();
+  EXPECT_FALSE(memory.isTorn());
+}
+
+TEST(StoreMemory, WritesWhatWasRestoredWhereTheFileHeldNothing) {
+  StoreMemory memory;
+  memory.adopt("a", Value());
+  EXPECT_EQ(taken(memory), std::set<std::string>());
+  memory.restore("a", 1);
+  EXPECT_EQ(taken(memory), std::set<std::string>{"a"});
+}
+
+TEST(StoreMemory, MergesListsWithListsAndLetsWhatWasWrittenWinOtherwise) {
+  const Value list = Array{1};
+  const Value entries = Dictionary().setting("old", 1);
+  struct Case {
+    Value file;
+    Value written;
+    Value merged;
+  };
+  for (const Case& each :
+       {Case{list, Value(), list}, Case{entries, Value(), entries}, Case{1, Value(), Value()}, Case{list, 2, 2},
+        Case{entries, 2, 2}, Case{1, list, list}, Case{1, entries, entries}, Case{list, entries, entries},
+        Case{entries, list, list}, Case{list, Array{2}, Array{1, 2}},
+        Case{entries, Dictionary().setting("new", 2), Dictionary().setting("old", 1).setting("new", 2)}}) {
+    StoreMemory memory;
+    memory.write("key", each.written);
+    memory.merge("key", each.file);
+    EXPECT_EQ(memory.read("key"), each.merged);
+  }
+}
+
 TEST(StoreMemory, AwaitsNoGroupThatHasNotWrittenYet) {
   StoreMemory memory;
   const OtherGroup blocked(memory);
