@@ -117,14 +117,14 @@ class OtherGroup {
   std::thread thread_;
 };
 
-/// A thread that awaits the groups of others, and does already.
-class AwaitingThread {
+/// A thread that waits for something in `body`, and does already.
+class WaitingThread {
  public:
-  explicit AwaitingThread(StoreMemory& memory) {
+  explicit WaitingThread(const std::function<void()>& body) {
     std::promise<pid_t> number;
-    thread_ = std::thread([&] {
+    thread_ = std::thread([&number, body] {
       number.set_value(gettid());
-      memory.awaitGroups();
+      body();
     });
     const pid_t thread = number.get_future().get();
     while (!isAsleep(thread)) std::this_thread::yield();
@@ -168,7 +168,7 @@ TEST(StoreMemory, SaysWhetherAnotherThreadsGroupIsTorn) {
 TEST(StoreMemory, AwaitsTheGroupThatIsTornAndNoneThatWritesMeanwhile) {
   StoreMemory memory;
   OtherGroup first(memory);
-  AwaitingThread waiting(memory);
+  WaitingThread waiting([&] { memory.awaitGroups(); });
   const OtherGroup second(memory);  // which does not wait for the one that waits
   first.end();
   waiting.join();
@@ -181,7 +181,7 @@ TEST(StoreMemory, EndsItsWaitingAsSoonAsTheGroupHasEnded) {
   for (int round = 0; round < 10; ++round) {
     StoreMemory memory;
     OtherGroup other(memory);
-    AwaitingThread waiting(memory);
+    WaitingThread waiting([&] { memory.awaitGroups(); });
     const auto before = std::chrono::steady_clock::now();
     other.end();
     waiting.join();
@@ -242,7 +242,7 @@ TEST(StoreMemory, AwaitsNoGroupThatHasNotWrittenYet) {
     });
   });
   hasBegun.get_future().wait();
-  AwaitingThread waiting(memory);
+  WaitingThread waiting([&] { memory.awaitGroups(); });
   mayWrite.set_value();
   begins.join();
   waiting.join();
