@@ -1,6 +1,5 @@
 #include "Fliprugair/platform/Value.h"
 
-#include <algorithm>
 #include <cmath>
 #include <limits>
 #include <memory>

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <functional>
 #include <string>
 #include <string_view>
 
@@ -8,6 +7,7 @@
 #include "Fliprugair/core/Context.h"
 #include "Fliprugair/events/OnTheWay.h"
 #include "Fliprugair/platform/Text.h"
+#include "platform/FunctionRef.h"
 #include "platform/Locked.h"
 
 namespace fliprugair {

@@ -3,7 +3,6 @@
 #include <functional>
 #include <memory>
 #include <string>
-#include <utility>
 
 #include "platform/FunctionRef.h"
 

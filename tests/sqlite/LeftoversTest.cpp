@@ -80,8 +80,7 @@ TEST_F(AConfirmedBatch, KeepsItsRecordsInTheFileWhileOthersAreWritten) {
   for (int number = 0; std::chrono::steady_clock::now() < end; ++number) {
     store_->setObject(number, "key");
     store_->synchronize();
-    // The store's thread goes by the real clock: a pause too short to count as quiet, of which a second is needed.
-    std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    std::this_thread::sleep_for(std::chrono::milliseconds(20));  // of the store's real clock, too short to be quiet
   }
   EXPECT_EQ(recordsIn(file_), 3U * batchSize);
 }
