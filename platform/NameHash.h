@@ -13,7 +13,7 @@ struct NameHash {
   std::size_t operator()(std::string_view name) const {
     std::uint64_t end = 0;
     if (name.size() < sizeof end) {
-      std::memcpy(&end, name.data(), name.size());
+      if (!name.empty()) std::memcpy(&end, name.data(), name.size());  // an empty name may be nowhere
     } else {
       std::memcpy(&end, name.data() + name.size() - sizeof end, sizeof end);
     }

@@ -24,7 +24,7 @@ class Checksum {
       add(word);
     }
     std::uint64_t rest = 0;
-    std::memcpy(&rest, text.data(), text.size());
+    if (!text.empty()) std::memcpy(&rest, text.data(), text.size());  // an empty text may be nowhere
     return add(rest);
   }
 

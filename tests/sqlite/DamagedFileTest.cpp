@@ -45,6 +45,7 @@ std::vector<Damage> damages() {
       {"aVersionThatNeverWas", bySQL("PRAGMA user_version = 0")},
       {"aRowThatIsNotJSON", bySQL("UPDATE rows SET value = '{\"a\":' WHERE name = 'other'")},
       {"anAlteredRow", bySQL("UPDATE rows SET value = '\"identitY\"' WHERE name = 'other'")},
+      {"aRowWithoutAByte", bySQL("UPDATE rows SET value = x'' WHERE name = 'other'")},
       {"aRowOfOtherBytes", bySQL("UPDATE rows SET value = x'00FF' WHERE name = 'other'")},
       {"aRowWithoutAnOwner", bySQL("INSERT INTO rows VALUES (9999, 9998, 9999, '', '1', 0)")},
       {"aMissingTable", bySQL("DROP TABLE twins")},
