@@ -12,6 +12,8 @@
 #include <variant>
 
 #include "platform/json/RapidJSONSerialization.h"
+#include "platform/sqlite/JournalFrame.h"
+#include "platform/sqlite/JournalMark.h"
 #include "platform/sqlite/LogImage.h"
 #include "platform/sqlite/RowFile.h"
 #include "platform/sqlite/RowImage.h"
@@ -98,13 +100,43 @@ void compareWithSQLite(const std::filesystem::path& file) {
   }
 }
 
-/// A store that is healthy without its log.
-std::string healthyFile() {
+/// A store that is healthy without its log and its journal.
+struct Healthy {
+  std::string file;
+  fliprugair::JournalMark mark;
+};
+
+Healthy healthyStore() {
   const Folder folder;
   const fliprugair::Array records({"a record", Value{{"n", 1}}});
   storeIn(folder.path / "store")->setObject(Value{{"waits", records}, {"is alone", 1}}, "requests");
   storeIn(folder.path / "store")->setObject(records, "queue");
-  return bytesOf(folder.path / "store");
+  const auto mark = fliprugair::RowFile(folder.path / "store", fliprugair::StoreDurability::process).mark();
+  if (!mark) std::abort();
+  return {bytesOf(folder.path / "store"), *mark};
+}
+
+/// The next frame of a journal, with any content.
+std::string frameOf(std::string_view changes, const fliprugair::JournalMark& mark) {
+  fliprugair::JournalFrame head;
+  head.size = static_cast<std::uint32_t>(changes.size());
+  head.life = mark.life;
+  head.number = mark.number + 1;
+  head.checksum = head.checksumOf(changes);
+  std::string frame(reinterpret_cast<const char*>(&head), sizeof head);
+  return frame.append(changes);
+}
+
+/// What an input stands for.
+void write(std::string_view bytes, const Healthy& healthy, const Folder& folder) {
+  const char kind = bytes.empty() ? '\0' : bytes.front();
+  const bool isWhole = kind != 'L' && kind != 'J' && kind != 'C';
+  folder.write("store", isWhole ? bytes : healthy.file);
+  if (isWhole) return;
+  bytes.remove_prefix(1);
+  if (kind == 'L') folder.write("store-wal", bytes);
+  if (kind == 'J') folder.write("store.journal-1", bytes);
+  if (kind == 'C') folder.write("store.journal-1", frameOf(bytes, healthy.mark));
 }
 
 void readWithoutSQLite(const std::filesystem::path& file) {
@@ -119,20 +151,17 @@ void readWithoutSQLite(const std::filesystem::path& file) {
 
 }  // namespace
 
-/// Any bytes in the place of a store's file, or, behind an L, of the log of a healthy one.
+/// Any bytes in the place of a store's file, or, behind an L, of the log of a healthy one, behind a J, of its journal,
+/// and behind a C, of the changes in a frame of that which checks.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  static const std::string& healthy = *new std::string(healthyFile());
-  std::string_view bytes(reinterpret_cast<const char*>(data), size);
-  const bool isLog = bytes.starts_with('L');
-  if (isLog) bytes.remove_prefix(1);
+  static const Healthy& healthy = *new Healthy(healthyStore());
+  const std::string_view bytes(reinterpret_cast<const char*>(data), size);
   const Folder folder;
-  folder.write("store", isLog ? std::string_view(healthy) : bytes);
-  if (isLog) folder.write("store-wal", bytes);
+  write(bytes, healthy, folder);
   readWithoutSQLite(folder.path / "store");
   {
     const Folder copy;
-    copy.write("store", isLog ? std::string_view(healthy) : bytes);
-    if (isLog) copy.write("store-wal", bytes);
+    write(bytes, healthy, copy);
     compareWithSQLite(copy.path / "store");
   }
   // Whatever was there, what is written from now on is kept; but a newer version's store is refused.

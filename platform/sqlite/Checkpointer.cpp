@@ -6,7 +6,7 @@
 
 namespace fliprugair {
 
-Checkpointer::Checkpointer(std::function<bool()> work, std::chrono::milliseconds pause)
+Checkpointer::Checkpointer(std::function<bool(bool)> work, std::chrono::milliseconds pause)
     : work_(std::move(work)), pause_(pause), thread_(startThread("fliprugair-disk", [this] { run(); })) {}
 
 Checkpointer::~Checkpointer() {
@@ -42,12 +42,12 @@ void Checkpointer::run() {
   std::unique_lock lock(mutex_);
   while (!stops_) {
     changed_.wait(lock, [this] { return stops_ || requested_; });
-    changed_.wait_for(lock, pause_, [this] { return stops_ || isUrgent_; });
+    const bool hasPaused = !changed_.wait_for(lock, pause_, [this] { return stops_ || isUrgent_; });
     if (stops_) return;
     isUrgent_ = false;
     requested_ = false;  // what is requested from now on may be more than the attempt finds
     lock.unlock();
-    const bool isDone = work_();
+    const bool isDone = work_(hasPaused);
     lock.lock();
     if (!isDone) requested_ = true;
     ++attempts_;

@@ -15,9 +15,9 @@ namespace fliprugair {
 /// Threads: `request` and `awaitAttempt` may be called from any other.
 class Checkpointer {
  public:
-  /// `work` makes an attempt and answers whether there is none to follow. Called on this thread only, with no lock
-  /// held.
-  Checkpointer(std::function<bool()> work, std::chrono::milliseconds pause);
+  /// `work` makes an attempt, is told whether a pause came before it, and answers whether there is none to follow.
+  /// Called on this thread only, with no lock held.
+  Checkpointer(std::function<bool(bool)> work, std::chrono::milliseconds pause);
   ~Checkpointer();
   Checkpointer(const Checkpointer&) = delete;
   Checkpointer& operator=(const Checkpointer&) = delete;
@@ -33,7 +33,7 @@ class Checkpointer {
  private:
   void run();
 
-  std::function<bool()> work_;
+  std::function<bool(bool)> work_;
   const std::chrono::milliseconds pause_;
   std::mutex mutex_;
   std::condition_variable changed_;

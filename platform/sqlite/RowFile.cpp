@@ -33,7 +33,7 @@ bool isLongLog(const std::string& path) {
 }  // namespace
 
 RowFile::RowFile(const std::string& path, StoreDurability durability, Structure structure)
-    : database_(path, Database::Mode::readWriteCreate), place_(path), hasOlderLog_(isLongLog(path + "-wal")) {
+    : database_(path, Database::Mode::readWriteCreate), hasOlderLog_(isLongLog(path + "-wal")) {
   try {
     const bool waits = durability == StoreDurability::powerCut;
     database_.execute(waits ? "PRAGMA synchronous = FULL" : "PRAGMA synchronous = NORMAL");
@@ -118,10 +118,11 @@ std::string RowFile::definition(std::string_view table) {
                  " name TEXT NOT NULL, value TEXT NOT NULL, checksum INTEGER NOT NULL)"});
 }
 
-/// What the second format has in it is the third, in which rows may have lost their owners.
+/// What the second format has in it is in all that followed.
 void RowFile::upgrade() {
-  mayHaveLeftovers_ = false;
-  if (database_.integer("PRAGMA user_version") > firstFormat) return;  // the next touch says that it is of this one
+  const std::int64_t version = database_.integer("PRAGMA user_version");
+  mayHaveLeftovers_ = version >= formatWithLeftovers;
+  if (version > firstFormat) return;  // the next touch says that it is of this one
   database_.execute("BEGIN IMMEDIATE; ALTER TABLE rows ADD COLUMN checksum INTEGER NOT NULL DEFAULT 0");
   database_.execute(definition("twins").c_str());
   {
@@ -161,12 +162,25 @@ std::vector<Row> RowFile::rows() const {
   return rows;
 }
 
-void RowFile::write(const std::vector<RowChange>& changes) {
-  if (changes.size() == 1) return make(changes.front());  // a statement outside a transaction is one
+std::optional<JournalMark> RowFile::mark() const {
+  Statement select(database_.get(), joined({"SELECT ", rowColumns, " FROM rows WHERE id = ?"}));
+  select.bind(1, JournalMark::rowNumber);
+  if (!select.step()) return std::nullopt;
+  const auto value = storedValue(selectedRow(select).text);
+  select.step();  // to the end, which lets go of the log
+  return value ? JournalMark::of(*value) : std::nullopt;
+}
+
+void RowFile::write(const std::vector<RowChange>& changes, const JournalMark& mark) {
+  const bool isNoted = mark == mark_;
+  if (isNoted && changes.empty()) return;
+  if (isNoted && changes.size() == 1) return make(changes.front());  // a statement outside a transaction is one
   begin_->run();
   try {
     for (const RowChange& change : changes) make(change);
+    if (!isNoted) make(mark.row());
     commit_->run();
+    mark_ = mark;
   } catch (...) {
     const bool isOpen = sqlite3_get_autocommit(database_.get()) == 0;
     if (isOpen) sqlite3_exec(database_.get(), "ROLLBACK", nullptr, nullptr, nullptr);
@@ -179,18 +193,13 @@ void RowFile::make(const RowChange& change) {
     return (range->first < 0 ? twins_ : rows_)->erase.bind(1, range->first).bind(2, range->last).run();
   }
   const Row& row = std::get<Row>(change);
-  const auto kept = UnreadValue::textOf(row.value);
-  const std::string made = kept ? std::string() : json_.textOfAny(row.value);
-  const std::string& text = kept ? *kept : made;
+  const StoredText text(row.value);
   Statement& put = (row.id < 0 ? twins_ : rows_)->put;
-  put.bind(1, row.id).bind(2, row.parent).bind(3, row.position).bind(4, row.name).bind(5, text);
-  put.bind(6, row.checksum(text)).run();
+  put.bind(1, row.id).bind(2, row.parent).bind(3, row.position).bind(4, row.name).bind(5, text.view());
+  put.bind(6, row.checksum(text.view())).run();
 }
 
-void RowFile::touch() {
-  database_.execute(("PRAGMA user_version = " + std::to_string(formatVersion)).c_str());
-  place_.noteLog();
-}
+void RowFile::touch() { database_.execute(("PRAGMA user_version = " + std::to_string(formatVersion)).c_str()); }
 
 bool RowFile::hasMuchRoom() const {
   constexpr std::int64_t much = 1024 * 1024 / pageSize;

@@ -7,10 +7,9 @@
 #include <vector>
 
 #include "Fliprugair/platform/StoreOptions.h"
-#include "platform/json/RapidJSONSerialization.h"
 #include "platform/sqlite/Database.h"
+#include "platform/sqlite/JournalMark.h"
 #include "platform/sqlite/Row.h"
-#include "platform/sqlite/StorePlace.h"
 
 namespace fliprugair {
 
@@ -26,11 +25,12 @@ class RowFile {
   /// to write.
   static constexpr int pageSize = 2048;
   static constexpr std::int64_t applicationId = 0x466C6970;  ///< says whose file it is
-  static constexpr std::int64_t formatVersion = 3;
-  static constexpr std::int64_t firstFormat = 1;  ///< had neither checksums nor twins
-  static constexpr int logTarget = 1000;          ///< pages; from here on the log is to be emptied in a pause
-  static constexpr int logLimit = 2000;           ///< pages; from here on without one
-  static constexpr int logBound = 3000;           ///< pages; from here on who writes waits until it is empty
+  static constexpr std::int64_t formatVersion = 4;
+  static constexpr std::int64_t formatWithLeftovers = 3;  ///< the first in which rows may have lost their owners
+  static constexpr std::int64_t firstFormat = 1;          ///< had neither checksums nor twins
+  static constexpr int logTarget = 1000;                  ///< pages; from here on the log is to be emptied in a pause
+  static constexpr int logLimit = 2000;                   ///< pages; from here on without one
+  static constexpr int logBound = 3000;                   ///< pages; from here on who writes waits until it is empty
 
   /// How SQLite is told of one of the two tables, "rows" and "twins".
   static std::string definition(std::string_view table);
@@ -48,12 +48,11 @@ class RowFile {
   /// Whether there may be items whose array is gone; in older formats that was damage.
   bool mayHaveLeftovers() const { return mayHaveLeftovers_; }
 
-  /// Whether the file and the log still stand where they were opened.
-  bool isInPlace() { return place_.isInPlace(); }
-  bool fileIsInPlace() const { return place_.fileIsInPlace(); }
+  /// Up to where it has the journal; none when it does not say so.
+  std::optional<JournalMark> mark() const;
 
-  /// Makes the changes, in their order, in one transaction.
-  void write(const std::vector<RowChange>& changes);
+  /// Makes the changes, in their order, in one transaction, in which it also notes `mark` unless it has that.
+  void write(const std::vector<RowChange>& changes, const JournalMark& mark = {});
 
   /// A write that changes nothing; it begins a log that was cut off. Throws while the medium refuses.
   void touch();
@@ -89,8 +88,7 @@ class RowFile {
   static int noteLogPages(void* self, sqlite3*, const char*, int pages);
 
   Database database_;
-  StorePlace place_;
-  RapidJSONSerialization json_;
+  JournalMark mark_;  ///< that was noted last
   int logPages_ = 0;
   bool mayHaveLeftovers_ = true;
   bool hasOlderLog_ = false;  ///< whether the log stands over one that was longer

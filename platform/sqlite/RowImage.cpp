@@ -37,6 +37,7 @@ std::vector<Row> RowImage::rows(bool trustsUnchecked) {
     const bool hasTheSchema = page == 1;
     if (!hasTheSchema) readLeaf(page, trustsUnchecked);
   });
+  followJournal();
   std::vector<Row> rows;
   rows.reserve(rows_.size());
   for (auto& [id, row] : rows_) rows.push_back(std::move(row));
@@ -54,6 +55,19 @@ void RowImage::readLeaf(std::uint32_t page, bool trustsUnchecked) {
     } else {
       const std::int64_t id = found->id;
       rows_.try_emplace(id, *std::move(found));
+    }
+  }
+}
+
+void RowImage::followJournal() {
+  const auto mark = rows_.find(JournalMark::rowNumber);
+  const auto lacking = journal_.after(mark == rows_.end() ? std::nullopt : JournalMark::of(mark->second.value));
+  for (const RowChange& change : lacking.changes) {
+    if (const auto* range = std::get_if<RowRange>(&change)) {
+      rows_.erase(rows_.lower_bound(range->first), rows_.upper_bound(range->last));
+    } else {
+      const Row& row = std::get<Row>(change);
+      rows_.insert_or_assign(row.id, row);
     }
   }
 }

@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "platform/sqlite/JournalImage.h"
 #include "platform/sqlite/Row.h"
 #include "platform/sqlite/RowCells.h"
 #include "platform/sqlite/StorePages.h"
@@ -18,7 +19,7 @@ namespace fliprugair {
 class RowImage {
  public:
   /// Throws StoreError::Kind::unavailable when the file or its log cannot be read, or are none, as every call may.
-  explicit RowImage(const std::string& path) : pages_(path) {}
+  explicit RowImage(const std::string& path) : pages_(path), journal_(path) {}
   RowImage(const RowImage&) = delete;
   RowImage& operator=(const RowImage&) = delete;
 
@@ -31,14 +32,17 @@ class RowImage {
   std::int64_t formatVersion();
   std::size_t damagedRows() const { return damagedRows_; }
 
-  /// The rows that check, each once. Those of a first store, whose rows have no checksums, only if `trustsUnchecked`.
+  /// The rows that check, each once, with what the journal has of them. Those of a first store, whose rows have no
+  /// checksums, only if `trustsUnchecked`.
   std::vector<Row> rows(bool trustsUnchecked);
 
  private:
   void readLeaf(std::uint32_t page, bool trustsUnchecked);
+  void followJournal();
   static std::optional<Row> row(const RowCell& cell, bool trustsUnchecked);
 
   StorePages pages_;
+  JournalImage journal_;
   std::map<std::int64_t, Row> rows_;
   std::size_t damagedRows_ = 0;
 };

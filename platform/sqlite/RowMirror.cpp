@@ -4,6 +4,8 @@
 #include <unordered_set>
 #include <utility>
 
+#include "platform/sqlite/JournalMark.h"
+
 namespace fliprugair {
 
 namespace {
@@ -92,7 +94,7 @@ class RowMirror::Assembly {
 };
 
 RowMirror::RowMirror(StoredRows stored, const std::shared_ptr<StoredArrays>& arrays) {
-  std::vector<Row> rows = withoutTwins(std::move(stored.rows));
+  std::vector<Row> rows = ofKeys(std::move(stored.rows));
   nextNumber_ = stored.newestNumber + 1;
   const auto note = [this](std::int64_t number) { nextNumber_ = std::max(nextNumber_, number + 1); };
   for (const Row& row : rows) note(std::max({row.id, row.parent, row.position}));
@@ -131,13 +133,13 @@ void RowMirror::stageLeftovers(std::size_t most, std::vector<RowChange>& changes
   leftovers_.erase(0, std::min(most, leftovers_.size()), changes);
 }
 
-std::vector<Row> RowMirror::withoutTwins(std::vector<Row> rows) {
+std::vector<Row> RowMirror::ofKeys(std::vector<Row> rows) {
   std::unordered_set<std::int64_t> ids;
   for (const Row& row : rows) ids.insert(row.id);
   for (Row& row : rows) {
     if (row.id < 0 && !ids.contains(-row.id)) row.id = -row.id;
   }
-  std::erase_if(rows, [](const Row& row) { return row.id < 0; });
+  std::erase_if(rows, [](const Row& row) { return row.id < 0 || row.id == JournalMark::rowNumber; });
   return rows;
 }
 

@@ -71,7 +71,7 @@ class RowMirror {
   };
   class Assembly;
 
-  static std::vector<Row> withoutTwins(std::vector<Row> rows);
+  static std::vector<Row> ofKeys(std::vector<Row> rows);
   void takeLeftovers(std::vector<Row>& rows);
   void eraseEntry(Stored& entry, std::vector<RowChange>& changes);
 

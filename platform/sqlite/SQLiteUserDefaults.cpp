@@ -27,7 +27,7 @@ SQLiteUserDefaults::SQLiteUserDefaults(std::unique_ptr<StoreMemory> memory, std:
 
 SQLiteUserDefaults::~SQLiteUserDefaults() {
   if (!isInert()) {
-    disk_->commit(*memory_);
+    disk_->commitToFile(*memory_);
     memory_.reset();  // first, so that the file is not read for values that nobody has
     return;
   }

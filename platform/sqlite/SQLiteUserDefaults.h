@@ -17,8 +17,10 @@ namespace fliprugair {
 class StoreDisk;
 class StoreMemory;
 
-/// The store in one SQLite file. Reads come from memory; `synchronize` writes what changed since the last one as one
-/// transaction, so that it survives what StoreDurability says.
+/// The store in one SQLite file. Reads come from memory; `synchronize` writes what changed since the last one, all or
+/// none of it, so that it survives what StoreDurability says. With StoreDurability::process that goes to a journal
+/// beside the file, from which a background thread brings it into the file, some three hundred records at a time; with
+/// StoreDurability::powerCut, and where no journal can be had, each is a transaction of SQLite's.
 ///
 /// The values stand in the file as JSON text, for a person to read with the sqlite3 shell when no process uses the
 /// store (it is locked meanwhile). JSON has no infinite numbers and no NaN: those become null in the file.
@@ -30,11 +32,9 @@ class StoreMemory;
 /// background thread.
 /// Threads: as UserDefaults. Reads never wait for the disk. A `synchronize` waits for those of other threads, and with
 /// StoreDurability::powerCut for the disk. Otherwise the waiting for the disk is the background thread's: it copies
-/// SQLite's log into the file, beside the writes, when nothing was written for a second or two and the log is longer
-/// than two megabytes, and from four megabytes on without that pause. What a `synchronize` may meet without a pause,
-/// once in some four megabytes of writes, is the end of such a copy, where the little that was written meanwhile is
-/// brought to the disk, and the beginning of the next log, which waits for the disk too; and, where much is written
-/// faster than the disk takes it, from six megabytes on the whole of the copy.
+/// SQLite's log into the file when nothing was written for a second or two and the log is longer than two megabytes,
+/// and from four megabytes on without that pause. A `synchronize` waits for it only where so much is written so fast
+/// that the journal has four megabytes.
 class SQLiteUserDefaults final : public UserDefaults {
  public:
   /// Receives diagnostic lines, with no lock held; what it throws is dropped.
@@ -48,7 +48,7 @@ class SQLiteUserDefaults final : public UserDefaults {
   };
 
   /// Opens the store in `file`, creating it and its folders when they are missing, for their owner alone. Beside it
-  /// stand SQLite's own files, a ".lock", and an ".identity", which has a copy of what makes the installation one and
+  /// stand SQLite's own files, the two of the journal, a ".lock", and an ".identity", which has a copy of what makes the installation one and
   /// the same. When there is damage, what can still be read and checks is kept, a line of the log says how much, and
   /// the old files are set aside in the same folder under a name with ".damaged-" and the time; they are never deleted.
   /// A store that can be read and not written, or that has no place yet on a full disk, says so in the log, goes on

@@ -6,6 +6,7 @@
 
 #include "platform/Joined.h"
 #include "platform/sqlite/Database.h"
+#include "platform/sqlite/Journal.h"
 
 namespace fliprugair {
 
@@ -13,7 +14,7 @@ namespace {
 
 /// The file first: without its log it would be opened as it was some time ago. A log that stays behind belongs to no
 /// file, and SQLite deletes it.
-constexpr std::array suffixes = {"", "-wal", "-shm"};
+constexpr std::array suffixes = {"", "-wal", "-shm", Journal::suffixes[0], Journal::suffixes[1]};
 
 std::string utcTime() {
   const std::time_t now = std::time(nullptr);

@@ -1,15 +1,19 @@
 #include "platform/sqlite/StoreDisk.h"
 
 #include <chrono>
+#include <iterator>
 #include <map>
+#include <span>
 #include <thread>
 #include <utility>
 
 #include "platform/Counted.h"
 #include "platform/Joined.h"
 #include "platform/sqlite/FileBytes.h"
+#include "platform/sqlite/JournalImage.h"
 #include "platform/sqlite/LogCopier.h"
 #include "platform/sqlite/LogImage.h"
+#include "platform/sqlite/RowChanges.h"
 #include "platform/sqlite/RowImage.h"
 #include "platform/sqlite/SetAside.h"
 #include "platform/sqlite/SoundStore.h"
@@ -26,8 +30,14 @@ constexpr std::chrono::seconds pause{1};
 constexpr std::chrono::microseconds longestSpin{50};
 constexpr int mostAttempts = 3;  // to find a moment between the groups of other threads
 
-// Rows. A batch at a time, so that a call that waits for one waits no longer than for another call; in all not much
-// more than the log may take up. Where lives are short, few of them remain for the next one.
+// Bytes of the journal. Some three hundred records are filed at a time, which the next start does in a millisecond or
+// two if this life ends before; who writes much faster than the file can be written does it himself.
+constexpr std::size_t longJournal = 128 * 1024;
+constexpr std::size_t longestJournal = 4 * 1024 * 1024;
+
+// Rows. A batch at a time, so that a call that waits for one waits no longer than for another call, and more together
+// with what the journal has; in all not much more than the log may take up. Where lives are short, few of them remain
+// for the next one.
 constexpr std::size_t leftoversAtATime = 25;
 constexpr std::size_t mostLeftovers = 50'000;
 constexpr std::size_t mostLeftoversOfALife = 2'500;
@@ -52,16 +62,21 @@ StoreDisk::StoreDisk(std::filesystem::path path, StoreOptions options, std::func
       options_(options),
       log_(std::move(log)),
       arrays_(std::make_shared<StoredArrays>(path_.string())),
+      journal_(path_.string()),
       identityCopy_(path_, options_.durability),
-      checkpointer_([this] { return checkpoint(); }, pause) {}
+      checkpointer_([this](bool hasPaused) { return checkpoint(hasPaused); }, pause) {}
 
 /// The file's own connection is to be the last, which brings the log into the file.
 StoreDisk::~StoreDisk() {
-  const std::lock_guard lock(mutex_);
+  const std::scoped_lock lock(fileMutex_, stagingMutex_);
+  bool isFiled = false;
   try {
-    if (file_) removeLeftovers(mostLeftoversOfALife);
+    if (file_ && !isStagedInPart_) {
+      writeChanges(mostLeftoversOfALife);
+      isFiled = place_->isInPlace();
+    }
   } catch (...) {
-    // They remain for the next life.
+    // The journal, and what is left over, remain for the next life.
   }
   mirror_ = {};
   try {
@@ -70,12 +85,14 @@ StoreDisk::~StoreDisk() {
     // No memory for them; they cannot be read any more.
   }
   arrays_->close();
+  file_.reset();
+  if (isFiled) journal_.remove();
 }
 
 std::optional<std::string> StoreDisk::open(StoreMemory& memory) {
   Lines lines;
   {
-    const std::lock_guard lock(mutex_);
+    const std::scoped_lock lock(fileMutex_, stagingMutex_);
     try {
       attempt(memory, lines);
     } catch (const StoreError& error) {
@@ -97,10 +114,18 @@ std::optional<std::string> StoreDisk::open(StoreMemory& memory) {
 }
 
 void StoreDisk::commit(StoreMemory& memory) noexcept {
+  ++commits_;
+  if (!commitToJournal(memory)) commitToFile(memory);
+}
+
+void StoreDisk::commitToFile(StoreMemory& memory) noexcept {
   try {
     Lines lines;
     bool writesFasterThanTheDisk = false;
     {
+      ++writersThatWait_;
+      const std::unique_lock fileLock = lockSoon(fileMutex_);
+      --writersThatWait_;
       const std::unique_lock lock = lockBetweenGroups(memory);
       if (!lock) return;
       try {
@@ -109,6 +134,7 @@ void StoreDisk::commit(StoreMemory& memory) noexcept {
         if (std::exchange(isFailing_, false))
           lines.push_back(joined({"the store ", path_.native(), " is being written again"}));
       } catch (const std::exception& error) {
+        journal_.close();  // it does not have what was staged
         const auto* refused = dynamic_cast<const StoreError*>(&error);
         const bool isFull = refused != nullptr && refused->kind() == StoreError::Kind::full;
         if (!isFull) disconnect(memory);
@@ -126,22 +152,42 @@ void StoreDisk::commit(StoreMemory& memory) noexcept {
   }
 }
 
+/// Answers whether what was written needs nothing else. Otherwise the file is to be written, with what was staged.
+bool StoreDisk::commitToJournal(StoreMemory& memory) noexcept {
+  if (options_.durability == StoreDurability::powerCut) return false;  // SQLite waits for the disk as well as we could
+  try {
+    const std::unique_lock lock = lockBetweenGroups(memory);
+    if (!lock) return true;
+    if (!journal_.isOpen() || journal_.size() >= longestJournal || isStagedInPart_) return false;
+    if (!place_->isInPlace() || arrays_->hasFoundDamage()) return false;
+    const std::size_t before = changes_.size();
+    stage(memory);
+    if (changes_.size() > before && !journal_.append(std::span(changes_).subspan(before))) return false;
+    copyIdentity();
+    requestFiling();
+    return true;
+  } catch (...) {
+    return false;
+  }
+}
+
 /// Another thread's group that is torn will want the lock when it ends, and writes then what both have to say: it is
 /// waited for without the lock, and if that was so nothing is left to be done. Where groups follow one another closely,
 /// or foreign code blocks in several of them one after the other, the lock is answered with all the same.
 std::unique_lock<std::mutex> StoreDisk::lockBetweenGroups(StoreMemory& memory) {
   std::optional<StoreMemory::Mark> mark;
   for (int attempt = 0;; ++attempt) {
-    ++writersThatWait_;
-    std::unique_lock lock = lockSoon(mutex_);
-    --writersThatWait_;
-    if (mark && file_ && !isFailing_ && changes_.empty() && memory.isTaken(*mark)) return {};
+    std::unique_lock lock = lockSoon(stagingMutex_);
+    if (mark && isSettled() && memory.isTaken(*mark)) return {};
     if (attempt == mostAttempts || !memory.isTorn()) return lock;
     lock.unlock();
     const StoreMemory::Mark before = memory.awaitGroups();
     if (!mark) mark = before;
   }
 }
+
+/// Whether all that was staged would be there after a sudden death.
+bool StoreDisk::isSettled() const { return journal_.isOpen() || (file_ && !isFailing_ && changes_.empty()); }
 
 void StoreDisk::attempt(StoreMemory& memory, Lines& lines) {
   try {
@@ -166,10 +212,10 @@ void StoreDisk::attempt(StoreMemory& memory, Lines& lines) {
 }
 
 void StoreDisk::writeAll(StoreMemory& memory, Lines& lines) {
-  if (file_ && !file_->isInPlace()) {
+  if (file_ && !place_->isInPlace()) {
     lines.push_back(joined({"the store ", path_.native(), " was taken away; it is written anew from memory"}));
     // Another store in its place has something to say; an empty place has not.
-    wasRead_ = file_->fileIsInPlace() || isAbsent(path_);
+    wasRead_ = place_->fileIsInPlace() || isAbsent(path_);
     // What stands in it alone can still be read.
     if (const std::size_t lost = arrays_->keepAll(); lost > 0)
       lines.push_back(joined(
@@ -177,27 +223,51 @@ void StoreDisk::writeAll(StoreMemory& memory, Lines& lines) {
     disconnect(memory);
   }
   if (file_ && arrays_->hasFoundDamage()) throw StoreError::damaged("a record is not what was written");
+  if (file_ && isStagedInPart_) disconnect(memory);
   if (!file_) connect(memory, lines);
   // While the medium refuses, what is written gathers in memory, where a later value replaces an earlier one.
   if (isFailing_) {
     requestCheckpoint();  // on a full disk that makes room
     file_->touch();
+    place_->noteOthers();
   }
+  stage(memory);
+  writeChanges(0);
+  if (options_.durability == StoreDurability::process) {
+    journal_.open();
+    place_->noteOthers();
+  }
+  copyIdentity();
+  requestCheckpoint();
+}
+
+/// What was written in memory becomes changes of rows.
+void StoreDisk::stage(StoreMemory& memory) {
+  const std::size_t before = changes_.size();
+  isStagedInPart_ = true;
   memory.takeWrites(writes_);
   for (const auto& write : writes_) identityChanged_ = identityChanged_ || IdentityCopy::holds(*write.name);
   mirror_.stage(writes_, changes_);
   writes_.clear();
-  arrays_->keepErased(changes_);
-  if (!changes_.empty()) file_->write(changes_);
+  arrays_->keepErased(std::span(changes_).subspan(before));
+  isStagedInPart_ = false;
+}
+
+/// All that is staged, with some of the leftovers behind it: before that their rows may not be leftovers in the file.
+void StoreDisk::writeChanges(std::size_t leftovers) {
+  const std::size_t before = changes_.size();
+  mirror_.stageLeftovers(leftovers, changes_);
+  arrays_->keepErased(std::span(changes_).subspan(before));
+  leaveOutUndone(changes_);
+  file_->write(changes_, journal_.mark());
   changes_.clear();
-  copyIdentity();
-  requestCheckpoint();
 }
 
 void StoreDisk::connect(StoreMemory& memory, Lines& lines) {
   prepareFolder(path_);
   takeLock();
   examineLog(lines);
+  followJournal(lines);
   prepareFile(path_);
   auto sound = SoundStore(path_.string()).rows();  // gone again before SQLite opens the file
   auto file = openFile(sound ? RowFile::Structure::isSound : RowFile::Structure::isUnknown);
@@ -214,6 +284,8 @@ void StoreDisk::connect(StoreMemory& memory, Lines& lines) {
     throw;
   }
   file_ = std::move(file);
+  place_.emplace(path_.string());
+  journal_.beginLife();
   give(mirror_, memory);
   wasRead_ = true;
   identity_ = identityCopy_.read();
@@ -221,12 +293,31 @@ void StoreDisk::connect(StoreMemory& memory, Lines& lines) {
   // A healthy file says itself what it holds; the copy helps one that has lost its identity.
   if (memory.read(IdentityCopy::identifier()).isNull()) restoreIdentity(identity_, memory);
   file_->touch();
+  place_->noteOthers();
   // A process that is killed soon may never come to it.
-  if (mirror_.leftovers() > mostLeftoversOfALife) removeLeftovers(mostLeftoversOfALife);
+  if (mirror_.leftovers() > mostLeftoversOfALife) writeChanges(mostLeftoversOfALife);
   if (file_->logIsLong()) {
     file_->emptyLog(RowFile::LogRoom::givenBack);
     file_->touch();
   }
+}
+
+/// Files what a life that ended suddenly has left in its journal.
+void StoreDisk::followJournal(Lines& lines) const {
+  const JournalImage journal(path_.string());
+  if (journal.empty()) return;
+  if (isAbsent(path_)) {
+    if (wasRead_) return;  // the memory has all of it
+    throw StoreError::damaged("there is a journal without its file");
+  }
+  const bool isSound = SoundStore(path_.string()).rows().has_value();
+  const auto file = openFile(isSound ? RowFile::Structure::isSound : RowFile::Structure::isUnknown);
+  file->leaveFilesAlone();
+  auto lacking = journal.after(file->mark().value_or(JournalMark{}));
+  if (lacking.isDamaged) throw StoreError::damaged("its journal cannot be read to the end");
+  if (journal.endsUnfinished() && !wasRead_) lines.push_back(unfinishedWrite());
+  leaveOutUndone(lacking.changes);
+  file->write(lacking.changes, lacking.mark);
 }
 
 std::unique_ptr<RowFile> StoreDisk::openFile(RowFile::Structure structure) const {
@@ -244,9 +335,12 @@ void StoreDisk::disconnect(StoreMemory& memory) {
   arrays_->close();
   if (file_) file_->leaveFilesAlone();
   file_.reset();
+  place_.reset();
+  journal_.letGo();
   mirror_ = {};
   writes_.clear();
   changes_.clear();
+  isStagedInPart_ = false;
   memory.forgetTaken();
 }
 
@@ -270,12 +364,13 @@ void StoreDisk::examineLog(Lines& lines) const {
   if (!log.pages().empty() && isAbsent(path_)) {
     throw StoreError::damaged("there is a log without its file");
   }
-  if (log.endsUnfinished()) {
-    lines.push_back(
-        joined({"the store ", path_.native(),
-                ": the last write before this start is not whole and is left out; its process ended in it, or it was"
-                " damaged"}));
-  }
+  if (log.endsUnfinished()) lines.push_back(unfinishedWrite());
+}
+
+std::string StoreDisk::unfinishedWrite() const {
+  return joined({"the store ", path_.native(),
+                 ": the last write before this start is not whole and is left out; its process ended in it, or it was"
+                 " damaged"});
 }
 
 void StoreDisk::give(const RowMirror& mirror, StoreMemory& memory) {
@@ -371,26 +466,39 @@ bool StoreDisk::readUnwritable(StoreMemory& memory) {
   }
 }
 
-void StoreDisk::requestCheckpoint() {
-  if (!file_->logIsLong() && mirror_.leftovers() == 0) return;
-  checkpointer_.request(isPressed() ? Checkpointer::Urgency::now : Checkpointer::Urgency::afterPause);
+/// By who has only the lock of what is staged.
+void StoreDisk::requestFiling() {
+  const std::size_t leftovers = mirror_.leftovers();
+  if (journal_.size() >= longJournal || leftovers > mostLeftovers) {
+    checkpointer_.request(Checkpointer::Urgency::now);
+  } else if (leftovers > 0) {
+    checkpointer_.request(Checkpointer::Urgency::afterPause);
+  }
 }
 
-/// Most of the waiting for the disk is done without the lock; under it only for what was written meanwhile. Answers
-/// whether all is done.
-bool StoreDisk::checkpoint() noexcept {
+/// By who has both locks.
+void StoreDisk::requestCheckpoint() {
+  requestFiling();
+  if (!file_->logIsLong()) return;
+  checkpointer_.request(file_->logIsAtItsLimit() ? Checkpointer::Urgency::now : Checkpointer::Urgency::afterPause);
+}
+
+/// The background thread's work. Most of the waiting for the disk is done without the lock of the file; under it only
+/// for what was written meanwhile. Answers whether all is done.
+bool StoreDisk::checkpoint(bool hasPaused) noexcept {
   try {
-    std::unique_lock lock(mutex_);
+    std::unique_lock lock(fileMutex_);
     while (file_ && !isTidy()) {
-      const int pages = file_->logPages();
-      const bool pauses = std::exchange(pagesSeen_, pages) == pages;
-      if (!pauses && !isPressed()) return false;
+      if (staged().hasLongJournal) fileJournal(mostLeftoversOfALife);
+      const std::uint64_t commits = commits_;
+      const bool pauses = std::exchange(commitsSeen_, commits) == commits && hasPaused;
+      const bool isPressed = file_->logIsAtItsLimit() || staged().leftovers > mostLeftovers;
+      if (!pauses && !isPressed) return isTidy();
       removeLeftovers(lock, pauses);
       const bool hasGivenBack = giveBackRoom(lock);
       const bool isToBeCopied = file_ && (file_->logIsLong() || hasGivenBack);
       if (isToBeCopied && !copyLog(lock, pauses)) return false;
       if (!pauses || writersThatWait_ > 0) return false;
-      if (isToBeCopied && file_) pagesSeen_ = file_->logPages();
     }
     return true;
   } catch (...) {
@@ -398,10 +506,53 @@ bool StoreDisk::checkpoint() noexcept {
   }
 }
 
-bool StoreDisk::isTidy() const { return !file_->logIsLong() && !file_->hasMuchRoom() && mirror_.leftovers() == 0; }
+StoreDisk::Staged StoreDisk::staged() {
+  const std::lock_guard lock(stagingMutex_);
+  return {mirror_.leftovers(), journal_.size() >= longJournal};
+}
 
-/// Whether there is so much to do that it is done without a pause.
-bool StoreDisk::isPressed() const { return file_->logIsAtItsLimit() || mirror_.leftovers() > mostLeftovers; }
+bool StoreDisk::isTidy() {
+  const Staged left = staged();
+  return !file_->logIsLong() && !file_->hasMuchRoom() && left.leftovers == 0 && !left.hasLongJournal;
+}
+
+bool StoreDisk::isQuiet() const { return commits_ == commitsSeen_; }
+
+/// Brings what the journal has into the file, while calls go on appending to the journal.
+void StoreDisk::fileJournal(std::size_t leftovers) {
+  JournalMark mark;
+  {
+    const std::lock_guard lock(stagingMutex_);
+    const std::size_t before = changes_.size();
+    mirror_.stageLeftovers(leftovers, changes_);
+    arrays_->keepErased(std::span(changes_).subspan(before));
+    filing_.swap(changes_);
+    mark = journal_.mark();
+    journal_.turn();
+  }
+  try {
+    leaveOutUndone(filing_);
+    file_->write(filing_, mark);
+  } catch (...) {
+    takeBackFiling();
+    throw;
+  }
+  filing_.clear();
+  journal_.clearFiled();
+}
+
+/// The next call tries it, and says what the medium says.
+void StoreDisk::takeBackFiling() noexcept {
+  const std::lock_guard lock(stagingMutex_);
+  journal_.close();
+  try {
+    filing_.insert(filing_.end(), std::move_iterator(changes_.begin()), std::move_iterator(changes_.end()));
+    changes_.swap(filing_);
+  } catch (...) {
+    isStagedInPart_ = true;
+  }
+  filing_.clear();
+}
 
 /// Whether it has been emptied.
 bool StoreDisk::copyLog(std::unique_lock<std::mutex>& lock, bool pauses) {
@@ -420,12 +571,12 @@ bool StoreDisk::copyLog(std::unique_lock<std::mutex>& lock, bool pauses) {
 /// As many as there are while nobody writes; when they are too many, those beyond that also while somebody does.
 void StoreDisk::removeLeftovers(std::unique_lock<std::mutex>& lock, bool pauses) {
   const auto goesOn = [&] {
-    if (!file_ || mirror_.leftovers() == 0 || file_->logIsAtItsLimit()) return false;
-    return mirror_.leftovers() > mostLeftovers || (pauses && file_->logPages() == pagesSeen_);
+    const std::size_t leftovers = staged().leftovers;
+    if (!file_ || leftovers == 0 || file_->logIsAtItsLimit()) return false;
+    return leftovers > mostLeftovers || (pauses && isQuiet());
   };
   while (goesOn()) {
-    removeLeftovers(leftoversAtATime);
-    pagesSeen_ = file_->logPages();
+    fileJournal(leftoversAtATime);
     giveWay(lock);
   }
 }
@@ -443,22 +594,12 @@ void StoreDisk::giveWay(std::unique_lock<std::mutex>& lock) {
   lock.lock();
 }
 
-void StoreDisk::removeLeftovers(std::size_t most) {
-  // Behind what a full disk has kept out of the file so far: without that the rows may not be leftovers there.
-  mirror_.stageLeftovers(most, changes_);
-  arrays_->keepErased(changes_);
-  if (!changes_.empty()) file_->write(changes_);
-  changes_.clear();
-}
-
 /// As much as there is, while nobody writes. The file becomes shorter when the log has been copied.
 bool StoreDisk::giveBackRoom(std::unique_lock<std::mutex>& lock) {
   bool any = false;
-  while (file_ && mirror_.leftovers() == 0 && file_->hasMuchRoom() && !file_->logIsLong() &&
-         file_->logPages() == pagesSeen_) {
+  while (file_ && staged().leftovers == 0 && file_->hasMuchRoom() && !file_->logIsLong() && isQuiet()) {
     file_->giveBackRoom();
     any = true;
-    pagesSeen_ = file_->logPages();
     giveWay(lock);
   }
   return any;

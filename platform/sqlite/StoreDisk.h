@@ -1,6 +1,7 @@
 #pragma once
 
 #include <atomic>
+#include <cstdint>
 #include <exception>
 #include <filesystem>
 #include <functional>
@@ -14,11 +15,13 @@
 #include "Fliprugair/platform/StoreOptions.h"
 #include "platform/sqlite/Checkpointer.h"
 #include "platform/sqlite/IdentityCopy.h"
+#include "platform/sqlite/Journal.h"
 #include "platform/sqlite/ProcessLock.h"
 #include "platform/sqlite/Row.h"
 #include "platform/sqlite/RowFile.h"
 #include "platform/sqlite/RowMirror.h"
 #include "platform/sqlite/StoreMemory.h"
+#include "platform/sqlite/StorePlace.h"
 #include "platform/sqlite/StoredArrays.h"
 
 namespace fliprugair {
@@ -39,20 +42,32 @@ class StoreDisk {
   /// Makes durable what was written in `memory` until now. When the medium fails nothing is lost: it is tried again,
   /// from the opening of the file on, with the next call.
   void commit(StoreMemory& memory) noexcept;
+  /// The same; and the file has it then, without the journal.
+  void commitToFile(StoreMemory& memory) noexcept;
 
   const std::filesystem::path& path() const { return path_; }
   void say(std::string_view line) const noexcept;
 
  private:
   using Lines = std::vector<std::string>;
+  struct Staged {
+    std::size_t leftovers;
+    bool hasLongJournal;
+  };
 
+  bool commitToJournal(StoreMemory& memory) noexcept;
   std::unique_lock<std::mutex> lockBetweenGroups(StoreMemory& memory);
+  bool isSettled() const;
+  void stage(StoreMemory& memory);
+  void writeChanges(std::size_t leftovers);
   void attempt(StoreMemory& memory, Lines& lines);
   void writeAll(StoreMemory& memory, Lines& lines);
   void connect(StoreMemory& memory, Lines& lines);
+  void followJournal(Lines& lines) const;
   std::unique_ptr<RowFile> openFile(RowFile::Structure structure) const;
   void disconnect(StoreMemory& memory);
   void examineLog(Lines& lines) const;
+  std::string unfinishedWrite() const;
   void takeLock();
   void give(const RowMirror& mirror, StoreMemory& memory);
   static void restoreIdentity(const Dictionary& copy, StoreMemory& memory);
@@ -61,13 +76,16 @@ class StoreDisk {
   std::optional<std::string> refusal(const StoreError& error) const;
   void noteFailure(const std::exception& error, Lines& lines);
   bool readUnwritable(StoreMemory& memory);
+  void requestFiling();
   void requestCheckpoint();
-  bool checkpoint() noexcept;
-  bool isTidy() const;
-  bool isPressed() const;
+  bool checkpoint(bool hasPaused) noexcept;
+  Staged staged();
+  bool isTidy();
+  bool isQuiet() const;
+  void fileJournal(std::size_t leftovers);
+  void takeBackFiling() noexcept;
   bool copyLog(std::unique_lock<std::mutex>& lock, bool pauses);
   void removeLeftovers(std::unique_lock<std::mutex>& lock, bool pauses);
-  void removeLeftovers(std::size_t most);
   void giveWay(std::unique_lock<std::mutex>& lock);
   bool giveBackRoom(std::unique_lock<std::mutex>& lock);
 
@@ -75,22 +93,32 @@ class StoreDisk {
   const StoreOptions options_;
   const std::function<void(std::string_view)> log_;
 
-  std::mutex mutex_;  ///< taken before the memory's, never after it; guards what follows
+  // The locks are taken in this order, and before the memory's. The file may keep its lock for as long as the disk
+  // takes; a call that can be appended to the journal takes the other one alone, which nobody has for long.
+  std::mutex fileMutex_;     ///< guards the file, and with the other one whether there is one and whether it fails
+  std::mutex stagingMutex_;  ///< guards what is staged for the file
+
   ProcessLock lock_;
   std::unique_ptr<RowFile> file_;  ///< none as long as it could not be opened
+  bool isFailing_ = false;
+  bool hasBegunAfresh_ = false;    ///< and not yet written successfully
+  bool wasRead_ = false;           ///< the memory has been given what the file held
+  std::uint64_t commitsSeen_ = 0;  ///< a while ago
+  std::vector<RowChange> filing_;  ///< on their way to the file
+
   const std::shared_ptr<StoredArrays> arrays_;
+  std::optional<StorePlace> place_;  ///< of the file
   RowMirror mirror_;
   std::vector<StoreMemory::Write> writes_;
+  bool isStagedInPart_ = false;     ///< the mirror is of no use any more
   std::vector<RowChange> changes_;  ///< staged and not yet in the file
+  Journal journal_;                 ///< has all of them as long as it is open
   const IdentityCopy identityCopy_;
   Dictionary identity_;           ///< what the copy holds
   bool identityChanged_ = false;  ///< and not yet copied
-  bool isFailing_ = false;
-  bool hasBegunAfresh_ = false;  ///< and not yet written successfully
-  bool wasRead_ = false;         ///< the memory has been given what the file held
-  int pagesSeen_ = 0;            ///< of the log, a while ago
 
-  std::atomic<int> writersThatWait_ = 0;  ///< for the lock, or for room in the log
+  std::atomic<std::uint64_t> commits_ = 0;  ///< how many there were
+  std::atomic<int> writersThatWait_ = 0;    ///< for the file's lock, or for room in its log
 
   Checkpointer checkpointer_;
 };

@@ -10,6 +10,7 @@
 #include "platform/posix/FileDescriptor.h"
 #include "platform/sqlite/Database.h"
 #include "platform/sqlite/FileBytes.h"
+#include "platform/sqlite/Journal.h"
 #include "platform/sqlite/RowFile.h"
 
 namespace fliprugair {
@@ -23,7 +24,8 @@ namespace {
 }  // namespace
 
 void prepareFolder(const std::filesystem::path& file) {
-  for (const char* suffix : {"", "-wal"}) refuseWhatIsNoFile(file.string() + suffix);
+  for (const char* suffix : {"", "-wal", Journal::suffixes[0], Journal::suffixes[1]})
+    refuseWhatIsNoFile(file.string() + suffix);
   std::filesystem::path folder;
   for (const auto& part : file.parent_path()) {
     folder /= part;

@@ -3,9 +3,12 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <filesystem>
 #include <utility>
+
+#include "platform/sqlite/Journal.h"
 
 namespace fliprugair {
 
@@ -29,12 +32,15 @@ std::int64_t nanosecondsBetween(const timespec& earlier, const timespec& later) 
 
 StorePlace::StorePlace(std::string path)
     : path_(std::move(path)),
-      log_(path_ + "-wal"),
+      others_{path_ + "-wal", path_ + Journal::suffixes[0], path_ + Journal::suffixes[1]},
       folder_(::open(std::filesystem::path(path_).parent_path().c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC)),
       fileIdentity_(identityOf(path_)) {}
 
-void StorePlace::noteLog() {
-  if (logIdentity_ == Identity{}) logIdentity_ = identityOf(log_);
+void StorePlace::noteOthers() {
+  for (std::size_t index = 0; index < others_.size(); ++index) {
+    Identity& identity = otherIdentities_[index];
+    if (identity == Identity{}) identity = identityOf(others_[index]);
+  }
 }
 
 StorePlace::Identity StorePlace::identityOf(const std::string& path) {
@@ -54,7 +60,8 @@ bool StorePlace::isInPlace() {
   if (isUnchanged && age >= 0 && age < longestTrust) return true;
   folderChanged_ = folder.st_ctim;
   lookedUp_ = now;
-  return fileIsInPlace() && identityOf(log_) == logIdentity_;
+  const auto isIt = [](const std::string& name, const Identity& identity) { return identityOf(name) == identity; };
+  return fileIsInPlace() && std::equal(others_.begin(), others_.end(), otherIdentities_.begin(), isIt);
 }
 
 }  // namespace fliprugair

@@ -3,20 +3,22 @@
 #include <sys/types.h>
 #include <time.h>
 
+#include <array>
 #include <string>
 
 #include "platform/posix/FileDescriptor.h"
 
 namespace fliprugair {
 
-/// Tells whether the store's file and SQLite's log still stand under their names. Used by one thread at a time.
+/// Tells whether the store's file, SQLite's log and the journal still stand under their names. Used by one thread at a
+/// time.
 class StorePlace {
  public:
   /// Remembers what has the name `path` now.
   explicit StorePlace(std::string path);
 
-  /// Remembers what is the log now, unless one was there before.
-  void noteLog();
+  /// Remembers what has the other names now, unless something had before.
+  void noteOthers();
 
   bool fileIsInPlace() const { return identityOf(path_) == fileIdentity_; }
 
@@ -34,10 +36,10 @@ class StorePlace {
   static Identity identityOf(const std::string& path);
 
   const std::string path_;
-  const std::string log_;
+  const std::array<std::string, 3> others_;
   const FileDescriptor folder_;
   Identity fileIdentity_;
-  Identity logIdentity_;
+  std::array<Identity, 3> otherIdentities_;
   timespec folderChanged_{};  ///< the last time before the names were looked up
   timespec lookedUp_{};
 };

@@ -104,7 +104,7 @@ StoredArrays::Account StoredArrays::keepAll(const std::vector<Row>& rows) {
   return account;
 }
 
-void StoredArrays::keepErased(const std::vector<RowChange>& changes) {
+void StoredArrays::keepErased(std::span<const RowChange> changes) {
   std::vector<RowRange> erased;
   for (const RowChange& change : changes) {
     if (const auto* range = std::get_if<RowRange>(&change)) erased.push_back(*range);

@@ -4,6 +4,7 @@
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <span>
 #include <string>
 #include <utility>
 #include <vector>
@@ -46,7 +47,7 @@ class StoredArrays : public std::enable_shared_from_this<StoredArrays> {
 
   /// The same for arrays whose rows `changes` are about to remove. What cannot be read now stays where it is and is
   /// lost to whoever still has it.
-  void keepErased(const std::vector<RowChange>& changes);
+  void keepErased(std::span<const RowChange> changes);
 
   /// For arrays of a file that is another one now: those that it lacks are empty from now on. Answers how many items
   /// are lost.

@@ -1,6 +1,8 @@
 #pragma once
 
+#include <memory>
 #include <optional>
+#include <string>
 #include <string_view>
 
 #include "platform/UnreadValue.h"
@@ -16,5 +18,18 @@ inline std::optional<Value> storedValue(std::string_view text) {
   auto unread = UnreadValue::of(text, readStored);
   return unread ? std::move(unread) : RapidJSONSerialization().value(text);
 }
+
+/// What stands in the row of a value. Owned by who made it.
+class StoredText {
+ public:
+  explicit StoredText(const Value& value)
+      : kept_(UnreadValue::textOf(value)), made_(kept_ ? std::string() : RapidJSONSerialization().textOfAny(value)) {}
+
+  std::string_view view() const { return kept_ ? *kept_ : made_; }
+
+ private:
+  std::shared_ptr<const std::string> kept_;
+  std::string made_;
+};
 
 }  // namespace fliprugair

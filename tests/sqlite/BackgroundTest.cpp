@@ -53,7 +53,7 @@ constexpr std::uintmax_t logAtItsBound = 32 + RowFile::logBound * std::uintmax_t
 TEST(StoreBackground, CopiesTheLogIntoTheFileAndEmptiesItWhileTheCallerNeverWaitsForTheDisk) {
   const TemporaryFolder folder;
   const auto file = folder / "store";
-  auto store = openStore(file);
+  auto store = openStoreWithoutJournal(file);
   waitsForTheDisk = 0;
   Array queue;
   const auto append = [&] {
@@ -90,7 +90,7 @@ class AStoreBeingCopied : public testing::Test {
     std::vector<Value> items;
     for (int number = 0; number < 8000; ++number) items.push_back(record(number));
     openStore(file_)->setObject(Array(std::move(items)), "more than SQLite keeps in memory");
-    store_ = openStore(file_);
+    store_ = openStoreWithoutJournal(file_);
     while (logSize(file_) < longLog) append();
     diskIsStuck = true;
     ASSERT_TRUE(eventually([] { return waitingThreads > 0; }));
@@ -143,7 +143,7 @@ class AWrittenStore : public testing::Test {
 
   const TemporaryFolder folder_;
   const std::filesystem::path file_ = folder_ / "store";
-  std::unique_ptr<SQLiteUserDefaults> store_ = openStore(file_);
+  std::unique_ptr<SQLiteUserDefaults> store_ = openStoreWithoutJournal(file_);
   std::string last_;
   int number_ = 0;
 };
@@ -266,7 +266,7 @@ TEST_F(AWrittenStore, BecomesSmallerWhenNothingIsWrittenAfterMuchHasGone) {
 
 double millisecondsToOpen(const std::filesystem::path& file, std::unique_ptr<SQLiteUserDefaults>& store) {
   const auto begin = std::chrono::steady_clock::now();
-  store = openStore(file);
+  store = openStoreWithoutJournal(file);
   return std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - begin).count();
 }
 
@@ -325,7 +325,7 @@ void liveUntilTheLogIsAtItsBound(const std::filesystem::path& file) {
   if (child == 0) {
     diskIsStuck = true;
     isTheTest = true;
-    const auto store = openStore(file);
+    const auto store = openStoreWithoutJournal(file);
     for (int number = 0; logSize(file) < logAtItsBound - 100000; ++number) {
       store->setObject(std::string(40000, 'x') + std::to_string(number), "key" + std::to_string(number % 20));
       store->synchronize();
@@ -347,8 +347,7 @@ TEST(StoreBackground, IsNotNeededToCutTheLongestLog) {
   std::vector<double> beyond;
   for (int round = 0; round < rounds; ++round) {
     const TemporaryFolder copy;
-    for (const auto& entry : std::filesystem::directory_iterator(folder.path()))
-      std::filesystem::copy(entry.path(), copy / entry.path().filename().string());
+    copyStore(folder / "store", copy / "store");
     std::unique_ptr<SQLiteUserDefaults> store;
     starts.push_back(millisecondsToOpen(copy / "store", store));
     EXPECT_TRUE(isCut(copy / "store"));
@@ -369,7 +368,7 @@ TEST(StoreBackground, IsNotNeededToCutTheLongestLog) {
 
 TEST(StoreBackground, DoesUrgentWorkAtOnce) {
   std::atomic<int> pieces = 0;
-  Checkpointer checkpointer([&] { return ++pieces > 0; }, std::chrono::hours(1));
+  Checkpointer checkpointer([&](bool) { return ++pieces > 0; }, std::chrono::hours(1));
   checkpointer.request(Checkpointer::Urgency::afterPause);
   checkpointer.request(Checkpointer::Urgency::now);
   EXPECT_TRUE(eventually([&] { return pieces == 1; }));
@@ -377,17 +376,33 @@ TEST(StoreBackground, DoesUrgentWorkAtOnce) {
 
 TEST(StoreBackground, IsWaitedForOverAnAttemptAndNoLonger) {
   std::atomic<int> pieces = 0;
-  Checkpointer checkpointer([&] { return ++pieces < 0; }, std::chrono::hours(1));
+  Checkpointer checkpointer([&](bool) { return ++pieces < 0; }, std::chrono::hours(1));
   for (int number = 1; number < 4; ++number) {
     checkpointer.awaitAttempt();
     EXPECT_EQ(pieces, number);
   }
 }
 
+TEST(StoreBackground, KnowsWhetherAPauseCameBeforeItsWork) {
+  std::vector<bool> pauses;
+  std::atomic<int> pieces = 0;
+  {
+    Checkpointer checkpointer(
+        [&](bool hasPaused) {
+          pauses.push_back(hasPaused);
+          return ++pieces > 1;
+        },
+        std::chrono::milliseconds(1));
+    checkpointer.awaitAttempt();
+    EXPECT_TRUE(eventually([&] { return pieces == 2; }));
+  }
+  EXPECT_EQ(pauses, (std::vector<bool>{false, true}));
+}
+
 TEST(StoreBackground, SleepsUntilWorkIsRequested) {
   std::atomic<int> pieces = 0;
   {
-    Checkpointer checkpointer([&] { return ++pieces >= 0; }, std::chrono::milliseconds(1));
+    Checkpointer checkpointer([&](bool) { return ++pieces >= 0; }, std::chrono::milliseconds(1));
     checkpointer.request(Checkpointer::Urgency::afterPause);
     EXPECT_TRUE(eventually([&] { return pieces > 0; }));
     std::this_thread::sleep_for(std::chrono::milliseconds(20));  // in which one that does not sleep does much more
@@ -399,7 +414,7 @@ TEST(StoreBackground, DoesNotMissARequestThatComesWhileItWorks) {
   std::atomic<int> pieces = 0;
   std::function<void()> request;
   Checkpointer checkpointer(
-      [&] {
+      [&](bool) {
         if (++pieces == 1) request();
         return true;
       },
@@ -411,7 +426,7 @@ TEST(StoreBackground, DoesNotMissARequestThatComesWhileItWorks) {
 
 TEST(StoreBackground, GoesOnUntilTheWorkIsDone) {
   std::atomic<int> pieces = 0;
-  Checkpointer checkpointer([&] { return ++pieces % 3 == 0; }, std::chrono::milliseconds(1));
+  Checkpointer checkpointer([&](bool) { return ++pieces % 3 == 0; }, std::chrono::milliseconds(1));
   checkpointer.request(Checkpointer::Urgency::afterPause);
   EXPECT_TRUE(eventually([&] { return pieces == 3; }));
 }

@@ -412,7 +412,7 @@ TEST(DamagedFiles, AreWrittenAfreshFromMemoryWhenTheyAreInUse) {
   const auto file = folder / "store";
   fill(file, 8000);  // more than SQLite keeps in memory
   StoreLog log;
-  auto store = openStore(file, log.sink());
+  auto store = openStoreWithoutJournal(file, log.sink());
   const Value queue = store->objectForKey("queue");
   overwrite(file, 2048, std::string(std::filesystem::file_size(file) - 2048, '\xA5'));
   store->setObject(queue, "copy");

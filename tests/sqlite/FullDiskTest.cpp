@@ -1,37 +1,16 @@
-#include <sys/resource.h>
 #include <unistd.h>
 
-#include <csignal>
 #include <future>
 #include <optional>
 #include <thread>
 
 #include "sqlite/FaultyMedium.h"
+#include "sqlite/FullDisk.h"
 #include "sqlite/StoreFiles.h"
 #include "support/ThreadSleeps.h"
 
 namespace fliprugair {
 namespace {
-
-/// No file of this process can grow beyond `bytes`, as if the disk were full.
-class FullDisk {
- public:
-  explicit FullDisk(rlim_t bytes) : handler_(std::signal(SIGXFSZ, SIG_IGN)) {
-    getrlimit(RLIMIT_FSIZE, &before_);
-    const rlimit limit{bytes, before_.rlim_max};
-    setrlimit(RLIMIT_FSIZE, &limit);
-  }
-  ~FullDisk() {
-    setrlimit(RLIMIT_FSIZE, &before_);
-    std::signal(SIGXFSZ, handler_);
-  }
-  FullDisk(const FullDisk&) = delete;
-  FullDisk& operator=(const FullDisk&) = delete;
-
- private:
-  rlimit before_{};
-  void (*handler_)(int);
-};
 
 TEST(AFullDisk, CostsNothingThatWasWrittenMeanwhile) {
   const TemporaryFolder folder;
@@ -69,7 +48,7 @@ TEST(AFullDisk, IsTriedAgainByAThreadThatHasWaitedForAnothersGroup) {
   std::unique_ptr<SQLiteUserDefaults> store;
   {
     const FaultyMedium medium(FaultyMedium::Operation::fill, 1000000);
-    store = openStore(folder / "store", log.sink());
+    store = openStoreWithoutJournal(folder / "store", log.sink());
   }
   std::promise<void> hasWritten;
   std::promise<void> mayEnd;

@@ -77,7 +77,7 @@ bool isRead(const std::filesystem::path& path) { return SoundStore(path).rows().
 
 /// A store of batches that wait, of every other kind of value, of rows that take more than a page, and of unused pages.
 void makeStore(const std::filesystem::path& path) {
-  const auto store = openStore(path);
+  const auto store = openStoreWithoutJournal(path);
   store->setObject(Dictionary(), "queue");
   store->setObject(std::string(9 * pageLength, 'f'), "freed");
   store->synchronize();
@@ -357,7 +357,8 @@ std::vector<Oddity> oddities() {
   return {
       {"theFirstFormat", throughSQL("PRAGMA user_version = 1")},
       {"theSecondFormat", throughSQL("PRAGMA user_version = 2")},
-      {"ANewerFormat", throughSQL("PRAGMA user_version = 4")},
+      {"theThirdFormat", throughSQL("PRAGMA user_version = 3")},
+      {"ANewerFormat", throughSQL("PRAGMA user_version = 5")},
       {"AnotherProgramsNumber", throughSQL("PRAGMA application_id = 7")},
       {"AnotherEncoding", byNumberAt(56, 2)},
       {"AnotherBeginning", byByteAt(3, 'X')},

@@ -48,23 +48,57 @@ void makeUnlockable(const std::filesystem::path& file) {
 
 void makeLockable(const std::filesystem::path& file) { std::filesystem::remove(file.string() + ".lock"); }
 
-void leaveWithLog(const std::filesystem::path& file, const std::function<void(SQLiteUserDefaults&)>& write,
-                  int records) {
+namespace {
+
+void leave(const std::filesystem::path& file, const std::function<void(SQLiteUserDefaults&)>& write, int records,
+           StoreOptions options) {
   fill(file, records);
   const TemporaryFolder folder;
   {
-    const auto store = openStore(file);
+    const auto store = openStore(file, {}, options);
     write(*store);
     store->synchronize();
-    for (const char* suffix : {"", "-wal"}) {
-      std::filesystem::copy_file(file.string() + suffix, (folder / "copy").string() + suffix);
-    }
+    copyStore(file, folder / "copy");
   }
-  for (const char* suffix : {"", "-wal"}) {
-    std::filesystem::copy_file((folder / "copy").string() + suffix, file.string() + suffix,
-                               std::filesystem::copy_options::overwrite_existing);
-  }
+  copyStore(folder / "copy", file);
+}
+
+}  // namespace
+
+void leaveWithLog(const std::filesystem::path& file, const std::function<void(SQLiteUserDefaults&)>& write,
+                  int records) {
+  leave(file, write, records, surviving);
   ASSERT_GT(logSize(file), 0U);
+}
+
+void leaveWithJournal(const std::filesystem::path& file, const std::function<void(SQLiteUserDefaults&)>& write,
+                      int records) {
+  leave(file, write, records, {});
+  ASSERT_GT(journalSize(file), 0U);
+}
+
+std::uintmax_t journalSize(const std::filesystem::path& file) {
+  std::uintmax_t bytes = 0;
+  for (const char* suffix : Journal::suffixes) {
+    std::error_code none;
+    const std::uintmax_t size = std::filesystem::file_size(file.string() + suffix, none);
+    if (!none) bytes += size;
+  }
+  return bytes;
+}
+
+std::vector<std::int64_t> numbersIn(const SQLiteUserDefaults& store) {
+  std::vector<std::int64_t> numbers;
+  for (const Value& item : store.objectForKey("queue").array()) {
+    numbers.push_back(item.dictionary()["number"].integerValue());
+  }
+  return numbers;
+}
+
+std::vector<std::int64_t> upTo(std::int64_t count) {
+  std::vector<std::int64_t> numbers;
+  for (std::int64_t number = 0; number < count; ++number) numbers.push_back(number);
+  return numbers;
 }
 
 void expectWhatIsLeft(const std::filesystem::path& file, std::size_t least, const std::string& what) {

@@ -1,6 +1,7 @@
 // The files of a store, seen and changed from outside.
 #pragma once
 
+#include <cstdint>
 #include <filesystem>
 #include <functional>
 #include <string>
@@ -29,6 +30,18 @@ void makeLockable(const std::filesystem::path& file);
 /// written since then in the log.
 void leaveWithLog(const std::filesystem::path& file, const std::function<void(SQLiteUserDefaults&)>& write,
                   int records = 3);
+
+/// The same, but that it is in the journal.
+void leaveWithJournal(const std::filesystem::path& file, const std::function<void(SQLiteUserDefaults&)>& write,
+                      int records = 3);
+
+std::uintmax_t journalSize(const std::filesystem::path& file);
+
+/// Of the records under "queue".
+std::vector<std::int64_t> numbersIn(const SQLiteUserDefaults& store);
+
+/// 0, 1, and so on, without `count`.
+std::vector<std::int64_t> upTo(std::int64_t count);
 
 /// What is to hold whatever became of the bytes in a store of sixty records and an identifier, `what` said.
 void expectWhatIsLeft(const std::filesystem::path& file, std::size_t least, const std::string& what);

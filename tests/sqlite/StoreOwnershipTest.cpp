@@ -11,7 +11,7 @@ namespace {
 TEST(AStoreOfANewerVersion, IsRefusedAndLeftAsItIs) {
   const TemporaryFolder folder;
   fill(folder / "store");
-  execute(folder / "store", "PRAGMA user_version = 4");
+  execute(folder / "store", "PRAGMA user_version = 5");
   const std::string content = contentOf(folder / "store");
   const std::string reason = refusalOf(folder / "store");
   EXPECT_NE(reason.find("newer version"), std::string::npos) << reason;
@@ -23,7 +23,7 @@ TEST(AStoreOfANewerVersion, IsRefusedAndLeftAsItIs) {
 TEST(AStoreOfANewerVersion, IsRefusedWhenItCanOnlyBeReadToo) {
   const TemporaryFolder folder;
   fill(folder / "store");
-  execute(folder / "store", "PRAGMA user_version = 4");
+  execute(folder / "store", "PRAGMA user_version = 5");
   makeUnlockable(folder / "store");
   const std::string reason = refusalOf(folder / "store");
   EXPECT_NE(reason.find("newer version"), std::string::npos) << reason;

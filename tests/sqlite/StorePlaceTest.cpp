@@ -32,7 +32,7 @@ class AStorePlace : public testing::Test {
     make(file_);
     make(log_);
     place_.emplace(file_.string());
-    place_->noteLog();
+    place_->noteOthers();
   }
 
   static void make(const std::filesystem::path& file) { std::ofstream(file) << "content"; }

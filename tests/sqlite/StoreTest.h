@@ -11,6 +11,7 @@
 #include <variant>
 #include <vector>
 
+#include "platform/sqlite/Journal.h"
 #include "platform/sqlite/SQLiteUserDefaults.h"
 #include "support/TemporaryFolder.h"
 
@@ -60,6 +61,16 @@ inline std::unique_ptr<SQLiteUserDefaults> openStore(const std::filesystem::path
 constexpr StoreOptions surviving{.durability = StoreDurability::powerCut};
 constexpr StoreOptions joining{.unreadable = UnreadableStore::isJoined};
 
+/// The same without a journal: its names are taken by links to nowhere.
+inline std::unique_ptr<SQLiteUserDefaults> openStoreWithoutJournal(const std::filesystem::path& file,
+                                                                   SQLiteUserDefaults::Log log = {}) {
+  for (const char* suffix : Journal::suffixes) {
+    std::filesystem::remove(file.string() + suffix);
+    std::filesystem::create_symlink("missing/folder", file.string() + suffix);
+  }
+  return openStore(file, std::move(log));
+}
+
 /// Why the store in `file` is refused; "" when it is not.
 inline std::string refusalOf(const std::filesystem::path& file) {
   auto opened = SQLiteUserDefaults::open(file, {});
@@ -67,15 +78,21 @@ inline std::string refusalOf(const std::filesystem::path& file) {
   return refusal != nullptr ? refusal->reason : std::string();
 }
 
+/// Copies the files of a store: what they hold when they are copied one after the other.
+inline void copyStore(const std::filesystem::path& file, const std::filesystem::path& copy) {
+  for (const char* suffix : {"", "-wal", Journal::suffixes[0], Journal::suffixes[1], ".identity"}) {
+    std::filesystem::remove(copy.string() + suffix);
+    if (std::filesystem::exists(file.string() + suffix)) {
+      std::filesystem::copy_file(file.string() + suffix, copy.string() + suffix);
+    }
+  }
+}
+
 /// What a process would find in `file` if the one that has it open died at this moment. Only for stores that have
 /// written less than would wake their background thread: the copy is not made in one instant.
 class AfterSuddenDeath {
  public:
-  explicit AfterSuddenDeath(const std::filesystem::path& file) {
-    std::filesystem::copy_file(file, folder_ / "store");
-    const std::string log = file.string() + "-wal";
-    if (std::filesystem::exists(log)) std::filesystem::copy_file(log, folder_ / "store-wal");
-  }
+  explicit AfterSuddenDeath(const std::filesystem::path& file) { copyStore(file, folder_ / "store"); }
 
   SQLiteUserDefaults* operator->() {
     if (!store_) store_ = openStore(folder_ / "store", log_.sink());

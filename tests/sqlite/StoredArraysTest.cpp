@@ -196,14 +196,15 @@ TEST_F(AStoredArray, IsMadeOfTheRowsThatAreLeftOfADamagedFile) {
 TEST_F(AStoredArray, ComesIntoMemoryBeforeOneOfItsRowsIsErased) {
   const Value first = array(2, 4);
   const Value second = array(5, 7);
-  for (const RowRange& range : {RowRange{1, 1}, RowRange{8, 20}, RowRange{-7, -2}}) arrays_->keepErased({range});
-  arrays_->keepErased({Row{3, 1, 3, "", 1}});
+  for (const RowRange& range : {RowRange{1, 1}, RowRange{8, 20}, RowRange{-7, -2}})
+    arrays_->keepErased(std::vector<RowChange>{range});
+  arrays_->keepErased(std::vector<RowChange>{Row{3, 1, 3, "", 1}});
   EXPECT_TRUE(StoredArrays::rowsOf(first));
   EXPECT_TRUE(StoredArrays::rowsOf(second));
-  arrays_->keepErased({RowRange{8, 9}, RowRange{4, 4}});
+  arrays_->keepErased(std::vector<RowChange>{RowRange{8, 9}, RowRange{4, 4}});
   EXPECT_FALSE(StoredArrays::rowsOf(first));
   EXPECT_TRUE(StoredArrays::rowsOf(second));
-  arrays_->keepErased({RowRange{1, 5}});
+  arrays_->keepErased(std::vector<RowChange>{RowRange{1, 5}});
   EXPECT_FALSE(StoredArrays::rowsOf(second));
   arrays_->close();
   EXPECT_EQ(first, expected(2, 4));
@@ -213,11 +214,11 @@ TEST_F(AStoredArray, ComesIntoMemoryBeforeOneOfItsRowsIsErased) {
 TEST_F(AStoredArray, DoesNotKeepItsRowsFromBeingErasedWhenItCannotBeRead) {
   const Value value = array();
   arrays_->close();
-  EXPECT_NO_THROW(arrays_->keepErased({RowRange{2, 7}}));
+  EXPECT_NO_THROW(arrays_->keepErased(std::vector<RowChange>{RowRange{2, 7}}));
   arrays_->open();
   EXPECT_EQ(value, expected());
   alterRow(3);
-  EXPECT_THROW(arrays_->keepErased({RowRange{2, 7}}), StoreError);
+  EXPECT_THROW(arrays_->keepErased(std::vector<RowChange>{RowRange{2, 7}}), StoreError);
   EXPECT_TRUE(arrays_->hasFoundDamage());
 }
 

@@ -34,7 +34,7 @@ TEST(SQLiteStore, LosesNoUpdateOfSeveralThreads) {
 
 TEST(SQLiteStore, HasInItsFileWhatAThreadHasSynchronizedWhoeverWroteIt) {
   const TemporaryFolder folder;
-  const auto store = openStore(folder / "store");
+  const auto store = openStoreWithoutJournal(folder / "store");
   std::vector<std::thread> writers;
   for (int writer = 0; writer < 4; ++writer) {
     writers.emplace_back([&, key = "of " + std::to_string(writer)] {

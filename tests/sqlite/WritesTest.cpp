@@ -6,13 +6,18 @@
 namespace fliprugair {
 namespace {
 
-/// By how much the log grows through what `write` does and synchronizes.
+/// By how much the log and the journal grow through what `write` does and synchronizes.
 std::uintmax_t bytesWritten(SQLiteUserDefaults& store, const std::filesystem::path& file,
                             const std::function<void()>& write) {
-  const std::uintmax_t before = logSize(file);
+  const auto size = [&] {
+    std::uintmax_t bytes = logSize(file);
+    for (const char* suffix : Journal::suffixes) bytes += std::filesystem::file_size(file.string() + suffix);
+    return bytes;
+  };
+  const std::uintmax_t before = size();
   write();
   store.synchronize();
-  return logSize(file) - before;
+  return size() - before;
 }
 
 Array records(int count) {
