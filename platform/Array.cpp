@@ -90,11 +90,11 @@ Array::Array(std::vector<Value> items) {
 
 Array::Array(std::initializer_list<Value> items) : Array(std::vector<Value>(items)) {}
 
-std::size_t Array::size() const { return node_ ? node_->size : 0; }
+std::size_t Array::size() const noexcept { return node_ ? node_->size : 0; }
 
-std::size_t Array::depth() const { return node_ ? node_->depth : 1; }
+std::size_t Array::depth() const noexcept { return node_ ? node_->depth : 1; }
 
-const Value& Array::operator[](std::size_t index) const {
+const Value& Array::operator[](std::size_t index) const noexcept {
   return (*node_->chunk(index / chunkSize))[index % chunkSize];
 }
 
@@ -109,7 +109,7 @@ Array Array::appending(Value item) const {
   return result;
 }
 
-bool Array::containsText(std::string_view text) const {
+bool Array::containsText(std::string_view text) const noexcept {
   for (const Value& item : *this) {
     if (item.isText() && item.text() == text) return true;
   }

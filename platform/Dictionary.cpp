@@ -163,20 +163,20 @@ Dictionary Dictionary::distributed(std::vector<Entry> entries, std::size_t depth
   return result;
 }
 
-std::size_t Dictionary::size() const { return node_ ? node_->size : 0; }
+std::size_t Dictionary::size() const noexcept { return node_ ? node_->size : 0; }
 
-std::size_t Dictionary::depth() const { return node_ ? node_->depth : 1; }
+std::size_t Dictionary::depth() const noexcept { return node_ ? node_->depth : 1; }
 
-const Dictionary::Entry* Dictionary::find(std::string_view key) const {
+const Dictionary::Entry* Dictionary::find(std::string_view key) const noexcept {
   return node_ ? node_->find(key, node_->bucketIndex(key)) : nullptr;
 }
 
-Value Dictionary::operator[](std::string_view key) const {
+Value Dictionary::operator[](std::string_view key) const noexcept {
   const Entry* entry = find(key);
   return entry != nullptr ? entry->value : Value();
 }
 
-bool Dictionary::holds(std::string_view key) const { return find(key) != nullptr; }
+bool Dictionary::holds(std::string_view key) const noexcept { return find(key) != nullptr; }
 
 Dictionary Dictionary::setting(std::string_view given, Value value) const {
   std::string key = validUtf8(std::string(given));

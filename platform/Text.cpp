@@ -104,7 +104,7 @@ std::string validUtf8(std::string text) {
   return result;
 }
 
-bool boolOfText(std::string_view text) {
+bool boolOfText(std::string_view text) noexcept {
   text = afterBlanks(text);
   takeSign(text);
   text.remove_prefix(std::min(text.find_first_not_of('0'), text.size()));
@@ -112,7 +112,7 @@ bool boolOfText(std::string_view text) {
 }
 
 template <class Integer>
-Integer integerOfText(std::string_view text) {
+Integer integerOfText(std::string_view text) noexcept {
   text = afterBlanks(text);
   const bool negative = takeSign(text);
   Integer result = 0;
@@ -132,8 +132,8 @@ Integer integerOfText(std::string_view text) {
   return result;
 }
 
-template std::int32_t integerOfText<std::int32_t>(std::string_view text);
-template std::int64_t integerOfText<std::int64_t>(std::string_view text);
+template std::int32_t integerOfText<std::int32_t>(std::string_view text) noexcept;
+template std::int64_t integerOfText<std::int64_t>(std::string_view text) noexcept;
 
 float floatOfText(std::string_view text) {
   text = afterBlanks(text);

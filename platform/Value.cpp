@@ -25,7 +25,7 @@ bool isShort(std::string_view text) { return text.size() <= std::string().capaci
 
 }  // namespace
 
-Value::Value(const Value& other) : form_(other.form_) {
+Value::Value(const Value& other) noexcept : form_(other.form_) {
   if (isShared()) {
     std::construct_at(&shared_, other.shared_);
   } else if (form_ == Form::shortText) {
@@ -49,7 +49,7 @@ Value::Value(Value&& other) noexcept : form_(other.form_) {
   }
 }
 
-Value& Value::operator=(const Value& other) { return *this = Value(other); }
+Value& Value::operator=(const Value& other) noexcept { return *this = Value(other); }
 
 Value& Value::operator=(Value&& other) noexcept {
   if (this != &other) {
@@ -69,9 +69,9 @@ Value::~Value() {
 
 Value::Value(Form form, std::shared_ptr<const void> shared) noexcept : form_(form), shared_(std::move(shared)) {}
 
-Value::Value(Array array) : Value(Form::array, std::move(array.node_)) {}
+Value::Value(Array array) noexcept : Value(Form::array, std::move(array.node_)) {}
 
-Value::Value(Dictionary dictionary) : Value(Form::dictionary, std::move(dictionary.node_)) {}
+Value::Value(Dictionary dictionary) noexcept : Value(Form::dictionary, std::move(dictionary.node_)) {}
 
 Value::Value(std::string text) { setText(std::move(text)); }
 
@@ -98,9 +98,9 @@ void Value::setText(std::string&& text) {
   }
 }
 
-const Value::Unread& Value::unread() const { return *static_cast<const Unread*>(shared_.get()); }
+const Value::Unread& Value::unread() const noexcept { return *static_cast<const Unread*>(shared_.get()); }
 
-Value::Kind Value::kindOfOther() const {
+Value::Kind Value::kindOfOther() const noexcept {
   if (isUnsigned()) return Kind::integer;
   return form_ == Form::sharedText ? Kind::text : unread().kind;
 }
@@ -108,9 +108,9 @@ Value::Kind Value::kindOfOther() const {
 /// What an unread value stands for; every other one itself.
 Value Value::read() const { return form_ == Form::unread ? unread().read(*UnreadValue::textOf(*this)) : *this; }
 
-bool Value::isNumber() const { return kind() == Kind::boolean || kind() == Kind::integer || kind() == Kind::real; }
+bool Value::isNumber() const noexcept { return kind() == Kind::boolean || kind() == Kind::integer || kind() == Kind::real; }
 
-bool Value::boolValue() const {
+bool Value::boolValue() const noexcept {
   switch (kind()) {
     case Kind::boolean:
     case Kind::integer:
@@ -124,7 +124,7 @@ bool Value::boolValue() const {
   }
 }
 
-std::int64_t Value::integerValue() const {
+std::int64_t Value::integerValue() const noexcept {
   switch (kind()) {
     case Kind::boolean:
     case Kind::integer:
@@ -138,15 +138,15 @@ std::int64_t Value::integerValue() const {
   }
 }
 
-std::uint64_t Value::unsignedValue() const { return isUnsigned() ? static_cast<std::uint64_t>(integer_) : 0; }
+std::uint64_t Value::unsignedValue() const noexcept { return isUnsigned() ? static_cast<std::uint64_t>(integer_) : 0; }
 
-double Value::realValue() const {
+double Value::realValue() const noexcept {
   if (form_ == Form::real) return real_;
   if (isUnsigned()) return static_cast<double>(unsignedValue());
   return isNumber() ? static_cast<double>(integerValue()) : 0.0;
 }
 
-const std::string& Value::text() const& {
+const std::string& Value::text() const& noexcept {
   static const std::string none;
   if (form_ == Form::shortText) return shortText_;
   return form_ == Form::sharedText ? *static_cast<const std::string*>(shared_.get()) : none;
@@ -179,7 +179,7 @@ std::size_t Value::depth() const {
   }
 }
 
-bool Value::isSameObject(const Value& other) const {
+bool Value::isSameObject(const Value& other) const noexcept {
   if (form_ != other.form_) return false;
   return isShared() ? shared_ == other.shared_ : *this == other;
 }

@@ -23,16 +23,16 @@ class Text {
   Text(const std::optional<std::string>& text) : value_(text ? Value(*text) : Value()) {}
 
   /// The text that `value` holds; null when it is of another kind.
-  static Text of(const Value& value) {
+  static Text of(const Value& value) noexcept {
     Text result;
     if (value.isText()) result.value_ = value;
     return result;
   }
 
-  const Value& value() const { return value_; }
-  bool isNull() const { return value_.isNull(); }
+  const Value& value() const noexcept { return value_; }
+  bool isNull() const noexcept { return value_.isNull(); }
   /// "" when it is null. Valid as long as this object; of a temporary one it is a copy.
-  const std::string& string() const& { return value_.text(); }
+  const std::string& string() const& noexcept { return value_.text(); }
   std::string string() && { return value_.text(); }
 
  private:
@@ -43,12 +43,12 @@ class Text {
 FLIPRUGAIR_EXPORT std::string validUtf8(std::string text);
 
 /// Whether one of Y y T t 1 to 9 follows any blanks, one sign and zeros.
-FLIPRUGAIR_EXPORT bool boolOfText(std::string_view text);
+FLIPRUGAIR_EXPORT bool boolOfText(std::string_view text) noexcept;
 
 /// The decimal integer at the beginning, after any blanks and one sign: saturated at the type's bounds, 0 when there is
 /// none. Exists for 32 and 64 bits.
 template <class Integer>
-FLIPRUGAIR_EXPORT Integer integerOfText(std::string_view text);
+FLIPRUGAIR_EXPORT Integer integerOfText(std::string_view text) noexcept;
 
 /// The number at the beginning, after any blanks and one sign, in single precision; 0 when there is none.
 FLIPRUGAIR_EXPORT float floatOfText(std::string_view text);

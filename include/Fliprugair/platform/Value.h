@@ -27,30 +27,30 @@ class FLIPRUGAIR_EXPORT Array {
   explicit Array(std::vector<Value> items);
   Array(std::initializer_list<Value> items);
 
-  std::size_t size() const;
-  bool empty() const { return size() == 0; }
+  std::size_t size() const noexcept;
+  bool empty() const noexcept { return size() == 0; }
 
   /// The value at `index`, which must be below size().
-  const Value& operator[](std::size_t index) const;
+  const Value& operator[](std::size_t index) const noexcept;
 
   /// This list with `item` behind its last one.
   Array appending(Value item) const;
 
   /// Whether a string equal to `text` is among the items.
-  bool containsText(std::string_view text) const;
+  bool containsText(std::string_view text) const noexcept;
 
   /// How many leading items this list shares with `other`: the same objects, found without looking into them.
   std::size_t sharedPrefix(const Array& other) const;
 
-  Iterator begin() const;
-  Iterator end() const;
+  Iterator begin() const noexcept;
+  Iterator end() const noexcept;
 
   FLIPRUGAIR_EXPORT friend bool operator==(const Array& left, const Array& right);
 
  private:
   friend class Value;
   struct Node;
-  std::size_t depth() const;
+  std::size_t depth() const noexcept;
   std::shared_ptr<const Node> node_;
 };
 
@@ -64,14 +64,14 @@ class FLIPRUGAIR_EXPORT Dictionary {
   /// Of several pairs with one key the last holds, in the place of the first.
   explicit Dictionary(std::vector<std::pair<std::string, Value>> pairs);
 
-  std::size_t size() const;
-  bool empty() const { return size() == 0; }
+  std::size_t size() const noexcept;
+  bool empty() const noexcept { return size() == 0; }
 
   /// What is held under `key`; null when the key is absent.
-  Value operator[](std::string_view key) const;
+  Value operator[](std::string_view key) const noexcept;
 
   /// Whether `key` is present, be it with null as its value.
-  bool holds(std::string_view key) const;
+  bool holds(std::string_view key) const noexcept;
 
   /// This dictionary with `value` under `key`: in the key's place when it is present, else at the end.
   Dictionary setting(std::string_view key, Value value) const;
@@ -94,8 +94,8 @@ class FLIPRUGAIR_EXPORT Dictionary {
   friend class PairList;
   struct Node;
   static Dictionary distributed(std::vector<Entry> entries, std::size_t depth);
-  std::size_t depth() const;
-  const Entry* find(std::string_view key) const;
+  std::size_t depth() const noexcept;
+  const Entry* find(std::string_view key) const noexcept;
   std::shared_ptr<const Node> node_;
 };
 
@@ -110,60 +110,60 @@ class FLIPRUGAIR_EXPORT Value {
 
   Value() noexcept {}
   // Not in line: there are thousands of places where a value is made, handed on and dropped.
-  Value(const Value& other);
+  Value(const Value& other) noexcept;
   Value(Value&& other) noexcept;
-  Value& operator=(const Value& other);
+  Value& operator=(const Value& other) noexcept;
   Value& operator=(Value&& other) noexcept;
   ~Value();
 
-  Value(std::nullptr_t) {}
+  Value(std::nullptr_t) noexcept {}
   template <class T, std::enable_if_t<std::is_same_v<T, bool>, int> = 0>
-  Value(T truth) : form_(Form::boolean), integer_(truth) {}
+  Value(T truth) noexcept : form_(Form::boolean), integer_(truth) {}
   template <class T, std::enable_if_t<std::is_integral_v<T> && !std::is_same_v<T, bool>, int> = 0>
-  Value(T number) {
+  Value(T number) noexcept {
     form_ = Form::integer;
     if constexpr (std::is_unsigned_v<T> && sizeof(T) == sizeof(std::int64_t)) {
       if (number > INT64_MAX) form_ = Form::largeInteger;
     }
     integer_ = static_cast<std::int64_t>(number);
   }
-  Value(double number) : form_(Form::real), real_(number) {}
+  Value(double number) noexcept : form_(Form::real), real_(number) {}
   Value(std::string text);
   Value(std::string_view text);
   /// A null pointer gives null.
   Value(const char* text);
-  Value(Array array);
-  Value(Dictionary dictionary);
+  Value(Array array) noexcept;
+  Value(Dictionary dictionary) noexcept;
   /// A dictionary: `Value{{"marluneAppId", "demo"}, {"enableLogging", true}}`.
   Value(std::initializer_list<std::pair<std::string_view, Value>> pairs);
 
-  Kind kind() const { return form_ <= Form::dictionary ? static_cast<Kind>(form_) : kindOfOther(); }
-  bool isNull() const { return kind() == Kind::null; }
-  bool isText() const { return kind() == Kind::text; }
-  bool isArray() const { return kind() == Kind::array; }
-  bool isDictionary() const { return kind() == Kind::dictionary; }
+  Kind kind() const noexcept { return form_ <= Form::dictionary ? static_cast<Kind>(form_) : kindOfOther(); }
+  bool isNull() const noexcept { return kind() == Kind::null; }
+  bool isText() const noexcept { return kind() == Kind::text; }
+  bool isArray() const noexcept { return kind() == Kind::array; }
+  bool isDictionary() const noexcept { return kind() == Kind::dictionary; }
   /// A boolean counts as a number.
-  bool isNumber() const;
+  bool isNumber() const noexcept;
   /// An integer that only an unsigned one of 64 bits can hold; its integerValue() is saturated.
-  bool isUnsigned() const { return form_ == Form::largeInteger; }
+  bool isUnsigned() const noexcept { return form_ == Form::largeInteger; }
 
   /// As the platform's objects answer for their boolean value: a number by being other than 0; text when, after
   /// blanks, one sign and zeros, one of Y y T t 1 to 9 begins it; everything else NO.
-  bool boolValue() const;
+  bool boolValue() const noexcept;
 
   /// A number truncated toward zero, or the integer that text begins with (after blanks and one sign); saturated at
   /// the bounds of the type, and 0 where there is none.
-  std::int64_t integerValue() const;
+  std::int64_t integerValue() const noexcept;
 
   /// The integer of one that isUnsigned(); 0 for everything else.
-  std::uint64_t unsignedValue() const;
+  std::uint64_t unsignedValue() const noexcept;
 
   /// The text, or "" when this is none. Valid as long as this value; of a temporary one it is a copy.
-  const std::string& text() const&;
+  const std::string& text() const& noexcept;
   std::string text() && { return text(); }
 
   /// A number as a real; 0 for everything else.
-  double realValue() const;
+  double realValue() const noexcept;
 
   /// The array or dictionary, or an empty one when this is none. A batch that has waited in the store since an earlier
   /// start is read now: throws a std::exception when the store is closed or cannot be read.
@@ -177,7 +177,7 @@ class FLIPRUGAIR_EXPORT Value {
 
   /// Whether both are one object (long text, array, dictionary) or equal scalars, among which short text counts: never
   /// looks into containers.
-  bool isSameObject(const Value& other) const;
+  bool isSameObject(const Value& other) const noexcept;
 
   /// Equal in kind and content: the integer 1, the real 1.0 and the boolean YES are three different values.
   FLIPRUGAIR_EXPORT friend bool operator==(const Value& left, const Value& right);
@@ -203,12 +203,12 @@ class FLIPRUGAIR_EXPORT Value {
 
   Value(Form form, std::shared_ptr<const void> shared) noexcept;
 
-  bool isShared() const { return form_ >= Form::array && form_ <= Form::unread; }
-  Kind kindOfOther() const;
+  bool isShared() const noexcept { return form_ >= Form::array && form_ <= Form::unread; }
+  Kind kindOfOther() const noexcept;
   Value read() const;
   void setText(std::string_view text);
   void setText(std::string&& text);
-  const Unread& unread() const;
+  const Unread& unread() const noexcept;
 
   // By hand, for a std::variant has code of its own for each of ten forms: one reference is counted like another.
   Form form_ = Form::null;
@@ -284,7 +284,7 @@ class Array::Iterator {
   std::size_t index_;
 };
 
-inline Array::Iterator Array::begin() const { return Iterator(this, 0); }
-inline Array::Iterator Array::end() const { return Iterator(this, size()); }
+inline Array::Iterator Array::begin() const noexcept { return Iterator(this, 0); }
+inline Array::Iterator Array::end() const noexcept { return Iterator(this, size()); }
 
 }  // namespace fliprugair
