@@ -1,8 +1,6 @@
 #include "Fliprugair/platform/JSONSerialization.h"
 
 #include <cmath>
-#include <utility>
-#include <vector>
 
 namespace fliprugair {
 
@@ -10,16 +8,16 @@ namespace {
 
 Value withoutUnwritableNumbers(const Value& value) {
   if (value.isArray()) {
-    std::vector<Value> items;
-    for (const Value& item : value.array()) items.push_back(withoutUnwritableNumbers(item));
-    return Array(std::move(items));
+    Array items;
+    for (const Value& item : value.array()) items = items.appending(withoutUnwritableNumbers(item));
+    return items;
   }
   if (value.isDictionary()) {
-    std::vector<std::pair<std::string, Value>> pairs;
+    Dictionary pairs;
     for (const auto& entry : value.dictionary().entries()) {
-      pairs.emplace_back(entry.key(), withoutUnwritableNumbers(entry.value));
+      pairs = pairs.setting(entry.name, withoutUnwritableNumbers(entry.value));
     }
-    return Dictionary(std::move(pairs));
+    return pairs;
   }
   if (value.kind() == Value::Kind::real && !std::isfinite(value.realValue())) return nullptr;
   return value;

@@ -14,10 +14,10 @@ PairList& PairList::add(LiteralKey key, Value&& value) {
 
 PairList& PairList::set(LiteralKey key, Value&& value) {
   depth_ = std::max(depth_, depthAround(value));
-  entries_.emplace_back(key.text(), nullptr, std::move(value), entries_.size());
+  entries_.push_back(Dictionary::Entry(key.text(), nullptr, std::move(value), entries_.size()));
   return *this;
 }
 
-Dictionary PairList::dictionary() { return Dictionary::distributed(std::exchange(entries_, {}), depth_); }
+Dictionary PairList::dictionary() { return Dictionary::of(std::exchange(entries_, {}), depth_); }
 
 }  // namespace fliprugair

@@ -93,7 +93,7 @@ class FLIPRUGAIR_EXPORT Dictionary {
   friend class Value;
   friend class PairList;
   struct Node;
-  static Dictionary distributed(std::vector<Entry> entries, std::size_t depth);
+  static Dictionary of(std::vector<Entry> entries, std::size_t depth);
   std::size_t depth() const noexcept;
   const Entry* find(std::string_view key) const noexcept;
   std::shared_ptr<const Node> node_;
