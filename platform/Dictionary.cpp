@@ -81,8 +81,8 @@ struct Dictionary::Node {
     --size;
     Node* leaf = this;
     for (unsigned level = 0; !leaf->parts.empty(); ++level) leaf = leaf->partToChange(key, Parts::shared, level);
-    const auto place = std::find_if(leaf->entries.begin(), leaf->entries.end(),
-                                    [&](const Entry& entry) { return entry.name == key; });
+    const auto place =
+        std::find_if(leaf->entries.begin(), leaf->entries.end(), [&](const Entry& entry) { return entry.name == key; });
     leaf->entries.erase(place);
   }
 

@@ -108,7 +108,9 @@ Value::Kind Value::kindOfOther() const noexcept {
 /// What an unread value stands for; every other one itself.
 Value Value::read() const { return form_ == Form::unread ? unread().read(*UnreadValue::textOf(*this)) : *this; }
 
-bool Value::isNumber() const noexcept { return kind() == Kind::boolean || kind() == Kind::integer || kind() == Kind::real; }
+bool Value::isNumber() const noexcept {
+  return kind() == Kind::boolean || kind() == Kind::integer || kind() == Kind::real;
+}
 
 bool Value::boolValue() const noexcept {
   switch (kind()) {

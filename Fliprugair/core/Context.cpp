@@ -7,7 +7,7 @@
 namespace fliprugair {
 
 void Context::log(std::string_view method, int line, std::string_view message) const {
-  const std::string text = joined({method, " [Line ", std::to_string(line), "] ", message});
+  const std::string text = joined({method, " [Line ", signedText(line), "] ", message});
   try {
     platform_.log(text);
   } catch (...) {
@@ -28,7 +28,7 @@ bool Context::isTooDeep(std::string_view method, int line, const Value& given) c
   if (given.depth() <= deepestGiven) return false;
   if (loggingEnabled()) {
     log(method, line,
-        joined({"Marlune library - nested deeper than ", std::to_string(deepestGiven), " levels (not used)"}));
+        joined({"Marlune library - nested deeper than ", signedText(deepestGiven), " levels (not used)"}));
   }
   return true;
 }

@@ -94,7 +94,7 @@ bool Handshake::backOff(const Dictionary& reply) {
   // Written even while logging is off.
   context_.log(
       replyMethod, 1184,
-      joined({"Marlune library - resonance_cascade received - will retry in ", std::to_string(delay), " seconds"}));
+      joined({"Marlune library - resonance_cascade received - will retry in ", signedText(delay), " seconds"}));
   context_.postToMainQueue([this] {
     shared_.rcascadeTimer.store(
         context_.schedule(shared_.rcascadeTimerDelay, "rcascadeTimerFired:", [this] { rcascadeTimerFired(); }));

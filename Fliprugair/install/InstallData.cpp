@@ -19,7 +19,7 @@ constexpr double lastFoundationWithoutReceipt = 1047.2;
 /// Truncated to 32 bits, as the number of pixels is reported.
 std::string pixelText(double pixels) {
   const std::int64_t whole = Value(pixels).integerValue();
-  return std::to_string(std::clamp<std::int64_t>(whole, INT32_MIN, INT32_MAX));
+  return signedText(std::clamp<std::int64_t>(whole, INT32_MIN, INT32_MAX));
 }
 
 }  // namespace
