@@ -1,10 +1,11 @@
 #include "Fliprugair/core/Identity.h"
 
 #include "Fliprugair/core/Defaults.h"
+#include "platform/TextOrEmpty.h"
 
 namespace fliprugair {
 
-Value Identity::getMarluneDeviceId() const { return deviceId().text(); }
+Value Identity::getMarluneDeviceId() const { return textOrEmpty(deviceId()); }
 
 Value Identity::createDeviceId() const {
   std::string identifier = "MI" + makeUUID_();
@@ -12,7 +13,7 @@ Value Identity::createDeviceId() const {
   return identifier;
 }
 
-void Identity::storeApplication(const std::string& appId, const std::string& currency) {
+void Identity::storeApplication(const Value& appId, const Value& currency) {
   storeIfEmpty(store_, key::appId, appId);
   storeIfEmpty(store_, key::currency, currency);
 }

@@ -36,7 +36,7 @@ class Identity {
   Value createDeviceId() const;
 
   // Start-up: what is absent is filled in.
-  void storeApplication(const std::string& appId, const std::string& currency);
+  void storeApplication(const Value& appId, const Value& currency);
   void storeDeviceId();
 
   // The control host's word; null, and what is no text or empty where an identifier is wanted, changes nothing.

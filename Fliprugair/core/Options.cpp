@@ -1,13 +1,16 @@
 #include "Fliprugair/core/Options.h"
 
-#include <algorithm>
 #include <array>
 
 #include "platform/Joined.h"
+#include "platform/TextOrEmpty.h"
 
 namespace fliprugair {
 
 namespace {
+
+constexpr std::string_view defaultTrackerHostname = "control.marlune.example";
+constexpr std::string_view defaultCurrency = "usd";
 
 constexpr std::array<std::string_view, 13> keys = {
     "marluneAppId",    "partnerId",     "partnerName",
@@ -16,38 +19,53 @@ constexpr std::array<std::string_view, 13> keys = {
     "customIdString",  "identityLink",  "generateAnonymousMarluneDeviceId",
     "versionExtension"};
 
+bool isKnown(std::string_view name) {
+  for (const std::string_view key : keys) {
+    if (key == name) return true;
+  }
+  return false;
+}
+
 std::string known() {
   std::string names;
-  for (const std::string_view key : keys) names += (names.empty() ? "" : ", ") + std::string(key);
+  for (const std::string_view key : keys) {
+    if (!names.empty()) names += ", ";
+    names += key;
+  }
   return names;
 }
 
 }  // namespace
 
 Options::Options(const Dictionary& given)
-    : versionExtension(given["versionExtension"].text()),
-      marluneAppId(given["marluneAppId"].text()),
+    : trackerHostname(given["trackerHostname"]),
+      versionExtension(textOrEmpty(given["versionExtension"])),
+      marluneAppId(textOrEmpty(given["marluneAppId"])),
+      currency(given["currency"]),
+      partnerId(textOrEmpty(given["partnerId"])),
+      partnerName(textOrEmpty(given["partnerName"])),
       limitAdTracking(given["limitAdTracking"].boolValue()),
       isNewUser(given["isNewUser"].boolValue()),
-      partnerId(given["partnerId"].text()),
-      partnerName(given["partnerName"].text()),
       enableLogging(given["enableLogging"].boolValue()),
       retrieveAttribution(given["retrieveAttribution"].boolValue()),
       generateAnonymousMarluneDeviceId(given["generateAnonymousMarluneDeviceId"].boolValue()),
-      customIdString(Text::of(given["customIdString"])) {
-  if (const Value hostname = given["trackerHostname"]; hostname.isText()) trackerHostname = hostname.text();
-  if (const Value code = given["currency"]; !code.text().empty()) currency = code.text();
-  if (const Value link = given["identityLink"]; link.isDictionary()) identityLink = link;
+      customIdString(Text::of(given["customIdString"])),
+      identityLink(given["identityLink"]) {
+  if (!trackerHostname.isText()) trackerHostname = defaultTrackerHostname;
+  if (currency.text().empty()) currency = defaultCurrency;
+  if (!identityLink.isDictionary()) identityLink = Value();
 }
 
-std::vector<std::string> Options::adviceOn(const Dictionary& given) {
-  std::vector<std::string> lines;
+bool Options::hasIdentity() const {
+  return !marluneAppId.text().empty() || (!partnerId.text().empty() && !partnerName.text().empty());
+}
+
+void Options::adviseOn(const Dictionary& given, FunctionRef<void(std::string_view)> advise) {
   for (const Dictionary::Entry& option : given.entries()) {
-    if (std::find(keys.begin(), keys.end(), option.key()) != keys.end()) continue;
-    lines.push_back(joined({"Marlune library - there is no option \"", option.key(),
-                            "\", so it has no effect. There are: ", known(), "."}));
+    if (isKnown(option.name)) continue;
+    advise(joined({"Marlune library - there is no option \"", option.name,
+                   "\", so it has no effect. There are: ", known(), "."}));
   }
-  return lines;
 }
 
 }  // namespace fliprugair

@@ -1,10 +1,9 @@
 #pragma once
 
-#include <optional>
-#include <string>
-#include <vector>
+#include <string_view>
 
 #include "Fliprugair/platform/Text.h"
+#include "platform/FunctionRef.h"
 
 namespace fliprugair {
 
@@ -12,22 +11,24 @@ namespace fliprugair {
 struct Options {
   explicit Options(const Dictionary& given);
 
-  /// A line for each key of `given` that no option has.
-  static std::vector<std::string> adviceOn(const Dictionary& given);
+  /// Gives `advise` a line for each key of `given` that no option has.
+  static void adviseOn(const Dictionary& given, FunctionRef<void(std::string_view)> advise);
 
-  bool hasIdentity() const { return !marluneAppId.empty() || (!partnerId.empty() && !partnerName.empty()); }
+  bool hasIdentity() const;
 
-  std::optional<std::string> trackerHostname;  ///< "" counts as given
-  std::string versionExtension;
-  std::string marluneAppId;
-  std::string currency = "usd";
-  bool limitAdTracking = false;
-  bool isNewUser = false;
-  std::string partnerId;
-  std::string partnerName;
-  bool enableLogging = false;
-  bool retrieveAttribution = false;
-  bool generateAnonymousMarluneDeviceId = false;
+  // Texts.
+  Value trackerHostname;  ///< "" counts as given
+  Value versionExtension;
+  Value marluneAppId;
+  Value currency;
+  Value partnerId;
+  Value partnerName;
+
+  bool limitAdTracking;
+  bool isNewUser;
+  bool enableLogging;
+  bool retrieveAttribution;
+  bool generateAnonymousMarluneDeviceId;
   Text customIdString;
   Value identityLink;  ///< a dictionary or null
 };

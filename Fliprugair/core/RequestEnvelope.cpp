@@ -1,5 +1,7 @@
 #include "Fliprugair/core/RequestEnvelope.h"
 
+#include "platform/Joined.h"
+
 namespace fliprugair {
 
 namespace {
@@ -41,7 +43,7 @@ void RequestEnvelope::addAfterData(PairText& list, Form form) const {
   if (form == Form::full || form == Form::question) addVersion(list);
 }
 
-Value RequestEnvelope::initRequest(const Value& data, const Value& firstIdentity) const {
+Value RequestEnvelope::initRequest(PairText& data, PairText& firstIdentity) const {
   return PairText(json_)
       .addText("action", "init")
       .add("marlune_app_id", identity_.appId())
@@ -57,13 +59,9 @@ void RequestEnvelope::addVersion(PairText& list) const {
   list.add("sdk_version", shared_.sdkVersion.load()).addText("sdk_protocol", protocol);
 }
 
-void RequestEnvelope::setVersionExtension(const std::string& extension) {
-  std::string text(releaseTag);
-  text += versionGameKitPartString;
-  text += versioniBeaconPartString;
-  text += versionCoreLocationPartString;
-  text += versionCookieCollectionPartString;
-  shared_.sdkVersion.store(text + extension);
+void RequestEnvelope::setVersionExtension(std::string_view extension) {
+  shared_.sdkVersion.store(joined({releaseTag, versionGameKitPartString, versioniBeaconPartString,
+                                   versionCoreLocationPartString, versionCookieCollectionPartString, extension}));
 }
 
 }  // namespace fliprugair

@@ -32,11 +32,12 @@ class RequestEnvelope {
   /// Nothing can be added to `data` any more.
   Value request(std::string_view action, Form form, PairText& data) const;
 
-  /// The init request says twice who is calling: as of now, and as of the first start.
-  Value initRequest(const Value& data, const Value& firstIdentity) const;
+  /// The init request says twice who is calling: as of now, and as of the first start. Nothing can be added to either
+  /// any more.
+  Value initRequest(PairText& data, PairText& firstIdentity) const;
 
   /// The version is this release's, with the host app's extension behind it.
-  void setVersionExtension(const std::string& extension);
+  void setVersionExtension(std::string_view extension);
 
  private:
   void addBeforeData(PairText& list, std::string_view action, Form form) const;

@@ -5,10 +5,9 @@ namespace fliprugair {
 namespace {
 
 constexpr std::string_view initMethod = "-[MarluneTracker initMarluneWithParams:]";
-constexpr std::string_view defaultTrackerHostname = "control.marlune.example";
 
 void adviseOn(Environment& environment, const Dictionary& options, bool started) {
-  for (const std::string& line : Options::adviceOn(options)) environment.advise(line);
+  Options::adviseOn(options, [&](std::string_view line) { environment.advise(line); });
   if (started) return;
   environment.advise(
       "Marlune library - no tracker was started: give it the option \"marluneAppId\", or \"partnerId\" and "
@@ -66,8 +65,8 @@ std::shared_ptr<TrackerImplementation> TrackerImplementation::start(Environment&
 bool TrackerImplementation::startUp(const Value& given) {
   resetProcessState();
   const Options options(given.dictionary());
-  requests.setTrackerHostname(options.trackerHostname.value_or(std::string(defaultTrackerHostname)));
-  envelope.setVersionExtension(options.versionExtension);
+  requests.setTrackerHostname(options.trackerHostname);
+  envelope.setVersionExtension(options.versionExtension.text());
   lifecycle.reset();
   installData.setIsNewUser(options.isNewUser);
   context.enableLogging(options.enableLogging);

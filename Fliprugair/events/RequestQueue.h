@@ -48,7 +48,7 @@ class RequestQueue {
   bool firstInitReceived() const { return context_.store().boolForKey(key::firstInitReceived); }
   void noteInitReply() { context_.store().setObject(true, key::firstInitReceived); }
 
-  void setTrackerHostname(const std::string& hostname) { shared_.trackerHostname.store(hostname); }
+  void setTrackerHostname(const Value& hostname) { shared_.trackerHostname.store(hostname); }
   void storeDefaults();
   /// Whatever an earlier process was sending, this one is not.
   void forgetSending() { context_.store().removeObject(key::eventsSending); }

@@ -1,7 +1,5 @@
 #include "Fliprugair/handshake/InitRequest.h"
 
-#include "platform/PairList.h"
-
 namespace fliprugair {
 
 InitRequest::InitRequest(Context& context, const Identity& identity, const RequestEnvelope& envelope,
@@ -14,22 +12,20 @@ InitRequest::InitRequest(Context& context, const Identity& identity, const Reque
       requests_(requests) {}
 
 void InitRequest::initEvent(const Options& options) {
-  Dictionary data = PairList()
-                        .add("partner_id", options.partnerId)
-                        .add("partner_name", options.partnerName)
-                        .add("package_name", facts_.bundleText("CFBundleIdentifier"))
-                        .add("platform", "ios")
-                        .add("session_tracking", sessions_.trackingWord())
-                        .add("currency", identity_.currency())
-                        .add("os_version", facts_.systemNameAndVersion())
-                        .dictionary();
+  PairText data(context_.json());
+  data.add("partner_id", options.partnerId)
+      .add("partner_name", options.partnerName)
+      .add("package_name", facts_.bundleText("CFBundleIdentifier"))
+      .addText("platform", "ios")
+      .addText("session_tracking", sessions_.trackingWord())
+      .add("currency", identity_.currency())
+      .add("os_version", facts_.systemNameAndVersion());
   addIdentifiers(data, options.generateAnonymousMarluneDeviceId);
-  const Value firstIdentity = PairList()
-                                  .add("marlune_device_id", identity_.origDeviceId())
-                                  .add("marlune_app_id", options.marluneAppId)
-                                  .add("session_tracking", "full")
-                                  .add("currency", options.currency)
-                                  .dictionary();
+  PairText firstIdentity(context_.json());
+  firstIdentity.add("marlune_device_id", identity_.origDeviceId())
+      .add("marlune_app_id", options.marluneAppId)
+      .addText("session_tracking", "full")
+      .add("currency", options.currency);
   const Value request = envelope_.initRequest(data, firstIdentity);
   context_.store().setObject(request, key::INIT_PAYLOAD);
   context_.store().synchronize();
@@ -37,12 +33,12 @@ void InitRequest::initEvent(const Options& options) {
 }
 
 /// The anonymous option keeps out the vendor identifier alone; the advertising identifier is the control host's affair.
-void InitRequest::addIdentifiers(Dictionary& data, bool generateAnonymousMarluneDeviceId) const {
+void InitRequest::addIdentifiers(PairText& data, bool generateAnonymousMarluneDeviceId) const {
   if (!facts_.hasIdentifiers()) return;
   if (facts_.mayReportVendorIdentifier() && !generateAnonymousMarluneDeviceId) {
-    data = data.setting("idfv", facts_.vendorIdentifier());
+    data.set("idfv", facts_.vendorIdentifier());
   }
-  if (facts_.mayReportAdvertisingIdentifier()) data = data.setting("idfa", facts_.reportedAdvertisingIdentifier());
+  if (facts_.mayReportAdvertisingIdentifier()) data.set("idfa", facts_.reportedAdvertisingIdentifier());
 }
 
 void InitRequest::resend() {

@@ -33,7 +33,7 @@ class InitRequest {
   void forget() { context_.store().removeObject(key::INIT_PAYLOAD); }
 
  private:
-  void addIdentifiers(Dictionary& data, bool generateAnonymousMarluneDeviceId) const;
+  void addIdentifiers(PairText& data, bool generateAnonymousMarluneDeviceId) const;
 
   Context& context_;
   const Identity& identity_;

@@ -263,7 +263,8 @@ TEST(Options, UnknownKeysChangeNothing) {
 
 TEST(Options, UnknownKeysAloneAreSpokenOf) {
   const Value given{{"marluneAppId", "demo"}, {"hostname", "x"}, {"versionExtension", "y"}};
-  const std::vector<std::string> lines = Options::adviceOn(given.dictionary());
+  std::vector<std::string> lines;
+  Options::adviseOn(given.dictionary(), [&](std::string_view line) { lines.emplace_back(line); });
   ASSERT_EQ(lines.size(), 1U);
   EXPECT_NE(lines[0].find("\"hostname\""), std::string::npos);
 }

@@ -83,7 +83,9 @@ TEST(RequestEnvelope, TakesItsDataAsAValueOrAsAList) {
 
 TEST(RequestEnvelope, SaysInAnInitRequestTwiceWhoIsCalling) {
   Envelope an;
-  const Value made = an.envelope.initRequest(Value{{"a", 1}}, Value{{"b", 2}});
+  PairText data(an.context.json());
+  PairText firstIdentity(an.context.json());
+  const Value made = an.envelope.initRequest(data.add("a", 1), firstIdentity.add("b", 2));
   const Dictionary request = made.dictionary();
   EXPECT_EQ(an.keysOf(made), Keys({"action", "marlune_app_id", "marlune_device_id", "sdk_protocol", "sdk_version",
                                    "data", "data_orig"}));
