@@ -2,24 +2,29 @@
 
 #include "Fliprugair/core/Defaults.h"
 #include "Fliprugair/platform/Text.h"
+#include "platform/Joined.h"
+#include "platform/TextOrEmpty.h"
 
 namespace fliprugair {
 
 float DeviceFacts::systemVersion() const { return floatOfText(device_.systemVersion()); }
 
-std::string DeviceFacts::systemNameAndVersion() const { return device_.systemName() + " " + device_.systemVersion(); }
+Value DeviceFacts::systemNameAndVersion() const { return joined({device_.systemName(), " ", device_.systemVersion()}); }
 
-Value DeviceFacts::bundleText(std::string_view key) const { return bundle_.infoEntry(key).text(); }
+Value DeviceFacts::bundleText(std::string_view key) const { return textOrEmpty(bundle_.infoEntry(key)); }
 
-std::string DeviceFacts::preferredLanguage() const {
+Value DeviceFacts::preferredLanguage() const {
   const auto languages = device_.preferredLanguages();
-  return languages.empty() ? "" : languages.front();
+  return languages.empty() ? "" : std::string_view(languages.front());
 }
+
+Value DeviceFacts::vendorIdentifier() const { return textOrEmpty(Text(device_.identifierForVendor()).value()); }
+
+Value DeviceFacts::reportedAdvertisingIdentifier() const { return textOrEmpty(advertisingIdentifier()); }
 
 bool DeviceFacts::appVersionChanged() const {
   const Dictionary reported = reportedProperties();
-  const Value shortVersion = bundle_.infoEntry("CFBundleShortVersionString");
-  if (reported["app_short_string"] != (shortVersion.isText() ? shortVersion : Value(""))) return true;
+  if (reported["app_short_string"] != bundleText("CFBundleShortVersionString")) return true;
   const Value version = bundleVersion();
   return !version.isText() || reported["app_version"] != version;
 }

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <string>
 #include <string_view>
 
 #include "Fliprugair/core/Context.h"
@@ -34,13 +33,13 @@ class DeviceFacts {
 
   /// Read in single precision on purpose: the thresholds that it is compared with are chosen for that.
   float systemVersion() const;
-  std::string systemNameAndVersion() const;
+  Value systemNameAndVersion() const;
   /// "" when the entry is missing.
   Value bundleText(std::string_view key) const;
   /// Null when the entry is missing.
   Value bundleVersion() const { return bundle_.infoEntry("CFBundleVersion"); }
   /// "" when the list is empty.
-  std::string preferredLanguage() const;
+  Value preferredLanguage() const;
   /// Always YES: there is no test behind it.
   bool isOSGenuine() const { return true; }
   /// What was never reported, or is missing from the bundle, counts as changed.
@@ -49,8 +48,8 @@ class DeviceFacts {
   /// From this system version on there are identifiers and their limits.
   bool hasIdentifiers() const { return systemVersion() >= 6.0; }
   /// Identifiers in the form in which they are reported: "" when there is none.
-  std::string vendorIdentifier() const { return device_.identifierForVendor().value_or(""); }
-  std::string reportedAdvertisingIdentifier() const { return device_.advertisingIdentifier().value_or(""); }
+  Value vendorIdentifier() const;
+  Value reportedAdvertisingIdentifier() const;
   /// Null when there is none.
   Value advertisingIdentifier() const;
   bool limitsTracking() const { return !device_.advertisingTrackingEnabled(); }

@@ -1,7 +1,6 @@
 #include "Fliprugair/environment/LocationReports.h"
 
 #include "Fliprugair/core/Defaults.h"
-#include "platform/PairList.h"
 
 namespace fliprugair {
 
@@ -55,13 +54,11 @@ void LocationReports::currentLocationUpdate(const Value& fix) {
   }
   context_.store().setInteger(clock_.now(), key::lastLocationTime);
   const Dictionary given = fix.dictionary();
-  const Dictionary location = PairList()
-                                  .add("lat", given["latitude"])
-                                  .add("lon", given["longitude"])
-                                  .add("acc", given["accuracy"])
-                                  .dictionary();
-  batch_.appendBatchEvent(
-      envelope_.request("update", RequestEnvelope::Form::full, PairList().add("location", location).dictionary()));
+  PairText location(context_.json());
+  location.add("lat", given["latitude"]).add("lon", given["longitude"]).add("acc", given["accuracy"]);
+  PairText data(context_.json());
+  data.add("location", location);
+  batch_.appendBatchEvent(envelope_.request("update", RequestEnvelope::Form::full, data));
 }
 
 void LocationReports::adoptSettings(std::int64_t accuracy, std::int64_t timeout, std::int64_t staleness) {

@@ -6,7 +6,9 @@
 #include <exception>
 
 #include "Fliprugair/core/Defaults.h"
+#include "platform/Joined.h"
 #include "platform/PairList.h"
+#include "platform/TextOrEmpty.h"
 
 namespace fliprugair {
 
@@ -85,8 +87,8 @@ void InstallData::addFacebookAttribution(PairText& data, const Value& pasteboard
   } catch (const std::exception& exception) {
     if (!context_.loggingEnabled()) return;
     context_.log(initialMethod, 1604,
-                 std::string("Marlune library - fb_attribution_id is nil.  If used the following crash would occur: ") +
-                     exception.what());
+                 joined({"Marlune library - fb_attribution_id is nil.  If used the following crash would occur: ",
+                         exception.what()}));
   }
 }
 
@@ -99,7 +101,7 @@ bool InstallData::addAdvertisingEntries(PairText& data) {
   if (!facts_.isDisabled("idfv")) data.set("idfv", facts_.vendorIdentifier());
   if (!facts_.isDisabled("idfa")) {
     const Value identifier = facts_.advertisingIdentifier();
-    data.set("idfa", identifier.text());
+    data.set("idfa", textOrEmpty(identifier));
     facts_.noteAdvertisingIdentifier(identifier);
   }
   return limited;
@@ -117,7 +119,7 @@ void InstallData::addReceipt(PairText& data) const {
   if (receipt.isNull()) return;
   data.set("receipt", receipt);
   if (context_.loggingEnabled()) {
-    context_.log(initialMethod, 1668, "Marlune library - install receipt: " + receipt.text());
+    context_.log(initialMethod, 1668, joined({"Marlune library - install receipt: ", receipt.text()}));
   }
 }
 

@@ -1,7 +1,6 @@
 #include "Fliprugair/install/OutsideServices.h"
 
 #include "platform/FunctionRef.h"
-#include "platform/PairList.h"
 
 namespace fliprugair {
 
@@ -33,8 +32,9 @@ void OutsideServices::determineOutsideServices(const Dictionary& services) {
     }
   });
   if (found.empty()) return;
-  batch_.appendBatchEvent(
-      envelope_.request("update", RequestEnvelope::Form::full, PairList().add("outside_services", found).dictionary()));
+  PairText data(context_.json());
+  data.add("outside_services", found);
+  batch_.appendBatchEvent(envelope_.request("update", RequestEnvelope::Form::full, data));
 }
 
 }  // namespace fliprugair
