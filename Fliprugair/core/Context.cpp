@@ -15,6 +15,14 @@ void Context::log(std::string_view method, int line, std::string_view message) c
   }
 }
 
+void Context::logIfEnabled(std::string_view method, int line, std::string_view message) const {
+  if (loggingEnabled()) log(method, line, message);
+}
+
+void Context::logIfEnabled(std::string_view method, int line, std::string_view message, const Value& value) const {
+  if (loggingEnabled()) log(method, line, joined({message, described(value)}));
+}
+
 std::string Context::described(const Value& value) const {
   if (value.isNull()) return "(null)";
   if (value.isText()) return value.text();
@@ -26,10 +34,8 @@ bool Context::isTooDeep(std::string_view method, int line, const Value& given) c
   constexpr std::size_t deepestGiven = 500;
   static_assert(deepestGiven + 4 <= Value::deepest);
   if (given.depth() <= deepestGiven) return false;
-  if (loggingEnabled()) {
-    log(method, line,
-        joined({"Marlune library - nested deeper than ", signedText(deepestGiven), " levels (not used)"}));
-  }
+  logIfEnabled(method, line,
+               joined({"Marlune library - nested deeper than ", signedText(deepestGiven), " levels (not used)"}));
   return true;
 }
 

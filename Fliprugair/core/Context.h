@@ -38,6 +38,10 @@ class Context {
   /// identifies the message for good, wherever the code moves.
   void log(std::string_view method, int line, std::string_view message) const;
 
+  /// The same while logging is enabled, and nothing otherwise; `value` is described behind the message.
+  void logIfEnabled(std::string_view method, int line, std::string_view message) const;
+  void logIfEnabled(std::string_view method, int line, std::string_view message, const Value& value) const;
+
   /// A value as log lines show it.
   std::string described(const Value& value) const;
 

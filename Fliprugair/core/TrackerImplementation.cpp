@@ -71,15 +71,13 @@ bool TrackerImplementation::startUp(const Value& given) {
   installData.setIsNewUser(options.isNewUser);
   context.enableLogging(options.enableLogging);
   installData.setCustomIdString(options.customIdString);
-  if (context.loggingEnabled()) context.log(initMethod, 722, "Marlune library - in init");
+  context.logIfEnabled(initMethod, 722, "Marlune library - in init");
 
   // Written before the identity is checked: it holds even when this start fails.
   attribution.storeRequest(options.retrieveAttribution);
   if (!options.hasIdentity()) {
-    if (context.loggingEnabled()) {
-      context.log(initMethod, 741, "Marlune library - you MUST send and appId OR a partner Id/Name pair");
-      context.log(initMethod, 742, "Marlune library - library initialized failed");
-    }
+    context.logIfEnabled(initMethod, 741, "Marlune library - you MUST send and appId OR a partner Id/Name pair");
+    context.logIfEnabled(initMethod, 742, "Marlune library - library initialized failed");
     context.store().synchronize();
     return false;
   }
@@ -130,9 +128,7 @@ void TrackerImplementation::initOrResumeAttribution(const Options& options) {
     return;
   }
   if (attribution.isMissing()) {
-    if (context.loggingEnabled()) {
-      context.log(initMethod, 958, "Marlune library - starting attribution timer (not resending mlinit)");
-    }
+    context.logIfEnabled(initMethod, 958, "Marlune library - starting attribution timer (not resending mlinit)");
     attribution.armCheckTimer();
   }
   events.restoreBlacklist();

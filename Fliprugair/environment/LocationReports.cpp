@@ -45,10 +45,7 @@ void LocationReports::checkReportLocation() {
 }
 
 void LocationReports::currentLocationUpdate(const Value& fix) {
-  if (context_.loggingEnabled()) {
-    context_.log("-[MarluneTracker currentLocationUpdate:]", 2420,
-                 "Marlune library - current location: " + context_.described(fix));
-  }
+  context_.logIfEnabled("-[MarluneTracker currentLocationUpdate:]", 2420, "Marlune library - current location: ", fix);
   if (const auto manager = shared_.locMgr.exchange(nullptr)) {
     context_.guarded([&] { manager->setLocationManagerDelegate({}); });
   }

@@ -3,6 +3,7 @@
 #include <exception>
 
 #include "Fliprugair/collaborators/MLDictionaryHelper.h"
+#include "platform/Joined.h"
 
 namespace fliprugair {
 
@@ -64,17 +65,14 @@ void EventRecords::append(PairText& trackingData) {
 /// A forbidden title is dropped silently, a missing one with a log line.
 bool EventRecords::refuses(const Text& eventTitle, std::string_view method, int line) const {
   if (!eventTitle.isNull()) return shared_.blacklistedEventNames.load().array().containsText(eventTitle.string());
-  if (context_.loggingEnabled()) {
-    context_.log(method, line, "Marlune library - nil sent as eventTitle (cannot send)");
-  }
+  context_.logIfEnabled(method, line, "Marlune library - nil sent as eventTitle (cannot send)");
   return true;
 }
 
 void EventRecords::spatialEvent(const Text& eventTitle, float x, float y, float z) {
   if (eventTitle.isNull()) {
-    if (context_.loggingEnabled()) {
-      context_.log("-[MarluneTracker spatialEvent::::]", 2252, "Marlune library - spatialEvent eventTitle is nil");
-    }
+    context_.logIfEnabled("-[MarluneTracker spatialEvent::::]", 2252,
+                          "Marlune library - spatialEvent eventTitle is nil");
     return;
   }
   PairText spatialData(json_);
@@ -89,9 +87,7 @@ void EventRecords::spatialEvent(const Text& eventTitle, float x, float y, float 
 
 void EventRecords::identityLinkEvent(const Value& identityLinkData) {
   if (!identityLinkData.isDictionary()) {
-    if (context_.loggingEnabled()) {
-      context_.log("-[MarluneTracker identityLinkEvent:]", 2287, "Marlune library - nil identityLinkData sent");
-    }
+    context_.logIfEnabled("-[MarluneTracker identityLinkEvent:]", 2287, "Marlune library - nil identityLinkData sent");
     return;
   }
   if (context_.isTooDeep("-[MarluneTracker identityLinkEvent:]", 2291, identityLinkData)) return;
@@ -125,7 +121,7 @@ void EventRecords::eventNetworkTransactionWithEventStandardParameters(
     eventNetworkTransactionWithNameString(name, eventStandardParameters->serverEventDataDictionary(), true);
   } catch (const std::exception& exception) {
     context_.log(method, 2341,
-                 std::string("EXCEPTION (CAUGHT) 7d716099-1ff1-4cf5-baa4-5ea7490736be - ") + exception.what());
+                 joined({"EXCEPTION (CAUGHT) 7d716099-1ff1-4cf5-baa4-5ea7490736be - ", exception.what()}));
   }
 }
 
@@ -139,7 +135,7 @@ void EventRecords::eventNetworkTransactionWithNameString(const Text& nameString,
     trackEventWithEventTitleString(nameString, dataJSONString, true);
   } catch (const std::exception& exception) {
     context_.log("-[MarluneTracker eventNetworkTransactionWithNameString:dataDictionary:standardBool:]", 2347,
-                 std::string("EXCEPTION (CAUGHT) bd07d3ed-1531-4d61-a3fa-75e8cb616d47 - ") + exception.what());
+                 joined({"EXCEPTION (CAUGHT) bd07d3ed-1531-4d61-a3fa-75e8cb616d47 - ", exception.what()}));
   }
 }
 

@@ -59,8 +59,8 @@ void Handshake::MarluneInitResult(const Value& given) {
   if (backOff(reply)) return;
   UserDefaults& store = context_.store();
   initRequest_.forget();
-  if (!reportsSuccess(reply["success"]) && context_.loggingEnabled()) {
-    context_.log(replyMethod, 1203, "Marlune library - init command failed: " + context_.described(given));
+  if (!reportsSuccess(reply["success"])) {
+    context_.logIfEnabled(replyMethod, 1203, "Marlune library - init command failed: ", given);
   }
   store.setInteger(clock_.now(), key::lastMLInitSent);
   store.synchronize();
@@ -107,9 +107,7 @@ void Handshake::rcascadeTimerFired() { initRequest_.resend(); }
 /// While the install report is unsent the check runs even if nobody asked for attribution: it also sends the report.
 void Handshake::startAttributionCheck() {
   if (!installReport_.isInstallReportDue() && !attribution_.isMissing()) return;
-  if (context_.loggingEnabled()) {
-    context_.log(replyMethod, 1467, "Marlune library - starting attribution timer (mlinit result)");
-  }
+  context_.logIfEnabled(replyMethod, 1467, "Marlune library - starting attribution timer (mlinit result)");
   attribution_.armCheckTimer();
 }
 

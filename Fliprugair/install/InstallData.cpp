@@ -118,9 +118,7 @@ void InstallData::addReceipt(PairText& data) const {
   const Value receipt = bundle_.encodedReceipt();
   if (receipt.isNull()) return;
   data.set("receipt", receipt);
-  if (context_.loggingEnabled()) {
-    context_.log(initialMethod, 1668, joined({"Marlune library - install receipt: ", receipt.text()}));
-  }
+  context_.logIfEnabled(initialMethod, 1668, "Marlune library - install receipt: ", textOrEmpty(receipt));
 }
 
 void InstallData::addDeviceState(PairText& data) const {

@@ -53,10 +53,7 @@ void InstallReport::sendInitial(const Value& request) {
 }
 
 void InstallReport::MarluneInitialResult(const Value& reply) {
-  if (context_.loggingEnabled()) {
-    context_.log("-[MarluneTracker MarluneInitialResult:]", 1902,
-                 "Marlune library - initial result: " + context_.described(reply));
-  }
+  context_.logIfEnabled("-[MarluneTracker MarluneInitialResult:]", 1902, "Marlune library - initial result: ", reply);
   watch_.replayDeferred();
 }
 

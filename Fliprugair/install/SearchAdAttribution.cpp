@@ -38,10 +38,8 @@ void SearchAdAttribution::ask(const Dictionary& data, const Dictionary& watched)
 
 void SearchAdAttribution::iAdAttributionData(const Value& details, bool unknown) {
   if (!isFinal(unknown)) return;
-  if (context_.loggingEnabled()) {
-    context_.log("-[MarluneTracker iAdAttributionData::]", 1799,
-                 "Marlune library - iAdAttributionPayload: " + context_.described(details));
-  }
+  context_.logIfEnabled("-[MarluneTracker iAdAttributionData::]", 1799,
+                        "Marlune library - iAdAttributionPayload: ", details);
   park(context_.isTooDeep("-[MarluneTracker iAdAttributionData::]", 1803, details) ? Value() : details);
 }
 
