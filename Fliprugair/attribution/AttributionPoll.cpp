@@ -82,16 +82,16 @@ void AttributionPoll::deliver(const Value& answer) {
   context_.guarded([&] {
     if (const auto delegate = trackerDelegate()) delegate->Marlune_attributionResult(attribution);
   });
-  store.setObject(false, key::requestAttribution);
+  store.setBool(false, key::requestAttribution);
   store.synchronize();
 }
 
 void AttributionPoll::storeRequest(bool wanted) {
-  context_.store().setObject(wanted && retrieveAttribution().isNull(), key::requestAttribution);
+  context_.store().setBool(wanted && retrieveAttribution().isNull(), key::requestAttribution);
 }
 
 void AttributionPoll::adoptWait(std::int64_t seconds) {
-  context_.store().setObject(seconds, key::attributionWait);
+  context_.store().setInteger(seconds, key::attributionWait);
   context_.store().synchronize();
 }
 

@@ -36,7 +36,7 @@ void Sessions::adoptTracking(const Value& word) {
   std::int64_t code = store_.integerForKey(key::sessionTracking);
   if (word == Value("full")) code = full;
   if (word == Value("none")) code = none;
-  store_.setObject(code, key::sessionTracking);
+  store_.setInteger(code, key::sessionTracking);
 }
 
 void Sessions::storeDefaults() { storeIfAbsent(store_, key::sessionTracking, full); }

@@ -38,8 +38,8 @@ bool DeviceFacts::isDisabled(std::string_view deviceType) const {
 void DeviceFacts::adoptBlacklist(const Value& blacklist) {
   if (!blacklist.isArray()) return;
   shared_.disabledDeviceTypes.store(blacklist);
-  store_.setObject(blacklist.array().containsText("idfv"), key::idfvBlacklisted);
-  store_.setObject(blacklist.array().containsText("idfa"), key::idfaBlacklisted);
+  store_.setBool(blacklist.array().containsText("idfv"), key::idfvBlacklisted);
+  store_.setBool(blacklist.array().containsText("idfa"), key::idfaBlacklisted);
 }
 
 void DeviceFacts::storeDefaults() {

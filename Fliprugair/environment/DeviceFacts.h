@@ -66,11 +66,11 @@ class DeviceFacts {
   Value lastAdvertisingIdentifier() const { return store_.objectForKey(key::idfa); }
   void noteAdvertisingIdentifier(const Value& identifier) { store_.setObject(identifier, key::idfa); }
   bool lastDeviceLimit() const { return store_.boolForKey(key::device_limit_tracking); }
-  void noteDeviceLimit(bool limits) { store_.setObject(limits, key::device_limit_tracking); }
+  void noteDeviceLimit(bool limits) { store_.setBool(limits, key::device_limit_tracking); }
 
   /// The user's choice inside the app.
   bool appLimitsTracking() const { return store_.boolForKey(key::app_limit_tracking); }
-  void setAppLimitsTracking(bool limits) { store_.setObject(limits, key::app_limit_tracking); }
+  void setAppLimitsTracking(bool limits) { store_.setBool(limits, key::app_limit_tracking); }
 
   bool isDisabled(std::string_view deviceType) const;
   bool mayReportVendorIdentifier() const { return !store_.boolForKey(key::idfvBlacklisted); }

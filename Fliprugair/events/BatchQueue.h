@@ -46,7 +46,7 @@ class BatchQueue {
   void catchUp();
   bool isEmpty() const;
 
-  void adoptWait(std::int64_t seconds) { context_.store().setObject(seconds, key::mltrackerWait); }
+  void adoptWait(std::int64_t seconds) { context_.store().setInteger(seconds, key::mltrackerWait); }
 
   void storeDefaults();
   void reset() { shared_.mlTrackerWaitTimer.store(nullptr); }

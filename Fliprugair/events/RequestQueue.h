@@ -46,7 +46,7 @@ class RequestQueue {
 
   /// Whether the control host has ever answered an init request.
   bool firstInitReceived() const { return context_.store().boolForKey(key::firstInitReceived); }
-  void noteInitReply() { context_.store().setObject(true, key::firstInitReceived); }
+  void noteInitReply() { context_.store().setBool(true, key::firstInitReceived); }
 
   void setTrackerHostname(const Value& hostname) { shared_.trackerHostname.store(hostname); }
   void storeDefaults();

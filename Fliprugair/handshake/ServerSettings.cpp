@@ -58,7 +58,7 @@ void ServerSettings::adoptNumbers(const Dictionary& flags) {
     if (value.isNull()) return std::nullopt;
     return std::clamp(numericSetting(value), least, most);
   };
-  if (const auto wait = given("mlinit_wait", 60, oneWeekInSeconds)) context_.store().setObject(*wait, key::mlinitWait);
+  if (const auto wait = given("mlinit_wait", 60, oneWeekInSeconds)) context_.store().setInteger(*wait, key::mlinitWait);
   if (const auto wait = given("mltracker_wait", 60, oneWeekInSeconds)) batch_.adoptWait(*wait);
   if (const auto most = given("iad_attribution_attempts", 1, 10)) searchAd_.adoptAttempts(*most);
   if (const auto wait = given("iad_attribution_wait", 1, 120)) searchAd_.adoptWait(*wait);

@@ -30,7 +30,7 @@ void InstallReport::initialEvent() {
   const Value request = envelope_.request("initial", RequestEnvelope::Form::full, report.data);
   UserDefaults& store = context_.store();
   facts_.noteReportedProperties(report.watched);
-  store.setObject(false, key::sendInitial);
+  store.setBool(false, key::sendInitial);
   store.synchronize();
   requests_.enqueueAndSend(request);
 }
@@ -43,7 +43,7 @@ void InstallReport::sendParked() {
 }
 
 void InstallReport::sendInitial(const Value& request) {
-  context_.store().setObject(false, key::sendInitial);
+  context_.store().setBool(false, key::sendInitial);
   if (requests_.firstInitReceived()) {
     requests_.enqueueAndSend(request);
   } else {

@@ -25,7 +25,7 @@ class InstallReport {
                 InstallData& data, SearchAdAttribution& searchAd, WatchReports& watch);
 
   bool isInstallReportDue() const { return context_.store().boolForKey(key::sendInitial); }
-  void makeDue() { context_.store().setObject(true, key::sendInitial); }
+  void makeDue() { context_.store().setBool(true, key::sendInitial); }
 
   /// Gathers the report. Systems with search-ad attribution wait for its answer; on others it is sent now.
   void initialEvent();

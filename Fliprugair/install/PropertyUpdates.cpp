@@ -92,7 +92,7 @@ void PropertyUpdates::checkDeviceLimitTracking() {
 }
 
 void PropertyUpdates::adoptIdUpdates(const Value& wanted) {
-  if (!wanted.isNull()) context_.store().setObject(wanted.boolValue(), key::sendIdUpdates);
+  if (!wanted.isNull()) context_.store().setBool(wanted.boolValue(), key::sendIdUpdates);
 }
 
 void PropertyUpdates::storeUserAgent() {

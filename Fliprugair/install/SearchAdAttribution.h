@@ -66,9 +66,9 @@ class SearchAdAttribution {
   void setManager(std::shared_ptr<MarluneRetrieveiAdAttribution> manager) { manager_.store(std::move(manager)); }
 
   // What the control host allows.
-  void adoptAttempts(std::int64_t most) { context_.store().setObject(most, key::iAdAttributionAttempts); }
-  void adoptWait(std::int64_t seconds) { context_.store().setObject(seconds, key::iAdAttributionWait); }
-  void adoptRetryWait(std::int64_t seconds) { context_.store().setObject(seconds, key::iAdRetryWait); }
+  void adoptAttempts(std::int64_t most) { context_.store().setInteger(most, key::iAdAttributionAttempts); }
+  void adoptWait(std::int64_t seconds) { context_.store().setInteger(seconds, key::iAdAttributionWait); }
+  void adoptRetryWait(std::int64_t seconds) { context_.store().setInteger(seconds, key::iAdRetryWait); }
 
   void storeDefaults();
   void reset();

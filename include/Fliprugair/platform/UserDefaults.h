@@ -64,6 +64,8 @@ class UserDefaults {
   /// An unsigned integer, such as a time, in the signed form that integerForKey reads.
   void setInteger(std::uint64_t number, std::string_view key) { setObject(static_cast<std::int64_t>(number), key); }
 
+  void setBool(bool truth, std::string_view key) { setObject(truth, key); }
+
   void removeObject(std::string_view key) { setObject(nullptr, key); }
 };
 
