@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <string_view>
 
 #include "Fliprugair/platform/UserDefaults.h"
@@ -7,14 +8,11 @@
 /// What start-up writes for a key that a new store lacks.
 namespace fliprugair {
 
-inline void storeIfAbsent(UserDefaults& store, std::string_view key, const Value& value) {
-  if (store.objectForKey(key).isNull()) store.setObject(value, key);
-}
+void storeIfAbsent(UserDefaults& store, std::string_view key, const Value& value);
+void storeNumberIfAbsent(UserDefaults& store, std::string_view key, std::int64_t number);
+void storeBoolIfAbsent(UserDefaults& store, std::string_view key, bool truth);
 
 /// For text, "" counts as absent too.
-inline void storeIfEmpty(UserDefaults& store, std::string_view key, const Value& text) {
-  const Value stored = store.objectForKey(key);
-  if (stored.isNull() || stored == Value("")) store.setObject(text, key);
-}
+void storeIfEmpty(UserDefaults& store, std::string_view key, const Value& text);
 
 }  // namespace fliprugair

@@ -39,6 +39,6 @@ void Sessions::adoptTracking(const Value& word) {
   store_.setInteger(code, key::sessionTracking);
 }
 
-void Sessions::storeDefaults() { storeIfAbsent(store_, key::sessionTracking, full); }
+void Sessions::storeDefaults() { storeNumberIfAbsent(store_, key::sessionTracking, full); }
 
 }  // namespace fliprugair

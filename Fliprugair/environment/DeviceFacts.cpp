@@ -43,8 +43,8 @@ void DeviceFacts::adoptBlacklist(const Value& blacklist) {
 }
 
 void DeviceFacts::storeDefaults() {
-  storeIfAbsent(store_, key::idfaBlacklisted, false);
-  storeIfAbsent(store_, key::idfvBlacklisted, false);
+  storeBoolIfAbsent(store_, key::idfaBlacklisted, false);
+  storeBoolIfAbsent(store_, key::idfvBlacklisted, false);
 }
 
 }  // namespace fliprugair

@@ -70,7 +70,7 @@ void LocationReports::reset() {
   shared_.location_accuracy = 0;
   shared_.location_timeout = 0;
   shared_.location_staleness = 0;
-  storeIfAbsent(context_.store(), key::lastLocationTime, 0);
+  storeNumberIfAbsent(context_.store(), key::lastLocationTime, 0);
 }
 
 void LocationReports::tearDown() {

@@ -42,9 +42,9 @@ void SessionClock::noteActivation() {
 
 void SessionClock::storeDefaults() {
   const auto time = static_cast<std::int64_t>(now());
-  storeIfAbsent(context_.store(), key::lastUpdateTime, time);
-  storeIfAbsent(context_.store(), key::lastPostTime, 0);
-  storeIfAbsent(context_.store(), key::timeAppBecameActive, time);
+  storeNumberIfAbsent(context_.store(), key::lastUpdateTime, time);
+  storeNumberIfAbsent(context_.store(), key::lastPostTime, 0);
+  storeNumberIfAbsent(context_.store(), key::timeAppBecameActive, time);
 }
 
 }  // namespace fliprugair

@@ -131,8 +131,8 @@ void BatchQueue::catchUp() {
 }
 
 void BatchQueue::storeDefaults() {
-  storeIfAbsent(context_.store(), key::mltrackerWait, 60);
-  storeIfAbsent(context_.store(), key::lastMLTrackerQueued, 0);
+  storeNumberIfAbsent(context_.store(), key::mltrackerWait, 60);
+  storeNumberIfAbsent(context_.store(), key::lastMLTrackerQueued, 0);
 }
 
 }  // namespace fliprugair

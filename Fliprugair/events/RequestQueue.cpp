@@ -67,6 +67,6 @@ bool RequestQueue::isToBeOffered(std::string_view eventTimestamp) const {
   return context_.store().objectForKey(key::networkQueue).dictionary().holds(eventTimestamp);
 }
 
-void RequestQueue::storeDefaults() { storeIfAbsent(context_.store(), key::firstInitReceived, false); }
+void RequestQueue::storeDefaults() { storeBoolIfAbsent(context_.store(), key::firstInitReceived, false); }
 
 }  // namespace fliprugair

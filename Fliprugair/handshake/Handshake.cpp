@@ -111,7 +111,7 @@ void Handshake::startAttributionCheck() {
   attribution_.armCheckTimer();
 }
 
-void Handshake::storeDefaults() { storeIfAbsent(context_.store(), key::lastMLInitSent, 0); }
+void Handshake::storeDefaults() { storeNumberIfAbsent(context_.store(), key::lastMLInitSent, 0); }
 
 void Handshake::reset() {
   shared_.rcascadeTimerDelay = 0;

@@ -77,6 +77,6 @@ void ServerSettings::adoptAttributionWait(const Dictionary& flags) {
   attribution_.adoptWait(wait.isNull() ? 7 : std::clamp<std::int64_t>(numericSetting(wait), 1, 30));
 }
 
-void ServerSettings::storeDefaults() { storeIfAbsent(context_.store(), key::mlinitWait, 60); }
+void ServerSettings::storeDefaults() { storeNumberIfAbsent(context_.store(), key::mlinitWait, 60); }
 
 }  // namespace fliprugair

@@ -57,6 +57,6 @@ void InstallReport::MarluneInitialResult(const Value& reply) {
   watch_.replayDeferred();
 }
 
-void InstallReport::storeDefaults() { storeIfAbsent(context_.store(), key::sendInitial, true); }
+void InstallReport::storeDefaults() { storeBoolIfAbsent(context_.store(), key::sendInitial, true); }
 
 }  // namespace fliprugair

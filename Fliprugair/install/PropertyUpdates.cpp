@@ -103,6 +103,6 @@ void PropertyUpdates::storeUserAgent() {
   context_.store().setObject(userAgent.string(), key::userAgent);
 }
 
-void PropertyUpdates::storeDefaults() { storeIfAbsent(context_.store(), key::sendIdUpdates, false); }
+void PropertyUpdates::storeDefaults() { storeBoolIfAbsent(context_.store(), key::sendIdUpdates, false); }
 
 }  // namespace fliprugair

@@ -107,9 +107,9 @@ void SearchAdAttribution::removeParkedRequest() {
 }
 
 void SearchAdAttribution::storeDefaults() {
-  storeIfAbsent(context_.store(), key::iAdAttributionAttempts, 3);
-  storeIfAbsent(context_.store(), key::iAdAttributionWait, 20);
-  storeIfAbsent(context_.store(), key::iAdRetryWait, 10);
+  storeNumberIfAbsent(context_.store(), key::iAdAttributionAttempts, 3);
+  storeNumberIfAbsent(context_.store(), key::iAdAttributionWait, 20);
+  storeNumberIfAbsent(context_.store(), key::iAdRetryWait, 10);
 }
 
 void SearchAdAttribution::reset() {
