@@ -5,6 +5,7 @@
 #include <optional>
 #include <string_view>
 
+#include "Fliprugair/platform/Export.h"
 #include "Fliprugair/platform/Value.h"
 
 namespace fliprugair {
@@ -17,7 +18,7 @@ namespace fliprugair {
 /// Threads: every operation may be called from any thread and is atomic by itself; sequences of them are not, except
 /// `update`. Failures of the medium are the store's own affair: it says so in the log, throws nothing and goes on from
 /// memory.
-class UserDefaults {
+class FLIPRUGAIR_EXPORT UserDefaults {
  public:
   virtual ~UserDefaults() = default;
 
@@ -52,21 +53,18 @@ class UserDefaults {
   }
 
   /// As Value::boolValue and Value::integerValue of the object; NO and 0 when absent.
-  bool boolForKey(std::string_view key) const { return objectForKey(key).boolValue(); }
-  std::int64_t integerForKey(std::string_view key) const { return objectForKey(key).integerValue(); }
+  bool boolForKey(std::string_view key) const;
+  std::int64_t integerForKey(std::string_view key) const;
 
   /// None when the key is absent or holds something else than an array.
-  std::optional<Array> arrayForKey(std::string_view key) const {
-    const Value object = objectForKey(key);
-    return object.isArray() ? std::optional(object.array()) : std::nullopt;
-  }
+  std::optional<Array> arrayForKey(std::string_view key) const;
+
+  void setBool(bool truth, std::string_view key);
 
   /// An unsigned integer, such as a time, in the signed form that integerForKey reads.
-  void setInteger(std::uint64_t number, std::string_view key) { setObject(static_cast<std::int64_t>(number), key); }
+  void setInteger(std::uint64_t number, std::string_view key);
 
-  void setBool(bool truth, std::string_view key) { setObject(truth, key); }
-
-  void removeObject(std::string_view key) { setObject(nullptr, key); }
+  void removeObject(std::string_view key);
 };
 
 /// The writes of one scope become durable together, when it ends; earlier, as far as they have come, if another thread
