@@ -30,15 +30,15 @@ std::string AttributionPoll::retrieveAttributionText() const {
 
 void AttributionPoll::armCheckTimer() {
   context_.postToMainQueue([this] {
-    shared_.marluneAttributionCheckTimer.store(context_.schedule(
-        checkInterval, "marluneAttributionCheckTimerFired:", [this] { marluneAttributionCheckTimerFired(); }));
+    context_.arm(shared_.marluneAttributionCheckTimer, checkInterval,
+                 "marluneAttributionCheckTimerFired:", [this] { marluneAttributionCheckTimerFired(); });
   });
 }
 
 void AttributionPoll::armTimer(double seconds) {
   context_.postToMainQueue([this, seconds] {
-    shared_.marluneAttributionTimer.store(
-        context_.schedule(seconds, "marluneAttributionTimerFired:", [this] { marluneAttributionTimerFired(); }));
+    context_.arm(shared_.marluneAttributionTimer, seconds,
+                 "marluneAttributionTimerFired:", [this] { marluneAttributionTimerFired(); });
   });
 }
 

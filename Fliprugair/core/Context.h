@@ -6,6 +6,7 @@
 #include <string_view>
 
 #include "Fliprugair/core/Callbacks.h"
+#include "Fliprugair/core/TimerReference.h"
 #include "Fliprugair/platform/Platform.h"
 #include "platform/FunctionRef.h"
 #include "platform/PlainTask.h"
@@ -60,8 +61,8 @@ class Context {
   /// The task keeps the tracker alive until it has run.
   void postToMainQueue(PlainTask task);
 
-  /// Main thread only. The timer does not keep the tracker alive.
-  std::shared_ptr<Timer> schedule(double seconds, std::string_view selector, PlainTask action);
+  /// Main thread only. The timer, to which `reference` refers from now on, does not keep the tracker alive.
+  void arm(TimerReference& reference, double seconds, std::string_view selector, PlainTask action);
 
  private:
   Platform& platform_;

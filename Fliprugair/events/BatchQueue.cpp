@@ -43,8 +43,7 @@ void BatchQueue::appendBatchEvent(const Value& batchEvent) {
 
 /// Main thread only. A timer that is still armed stays so: the stop that precedes every arming has its own task.
 void BatchQueue::armTrackerWaitTimer(double seconds) {
-  shared_.mlTrackerWaitTimer.store(
-      context_.schedule(seconds, "batchQueueTimerFired:", [this] { batchQueueTimerFired(); }));
+  context_.arm(shared_.mlTrackerWaitTimer, seconds, "batchQueueTimerFired:", [this] { batchQueueTimerFired(); });
 }
 
 void BatchQueue::stopTrackerWaitTimer() {

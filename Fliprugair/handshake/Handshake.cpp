@@ -96,8 +96,8 @@ bool Handshake::backOff(const Dictionary& reply) {
       replyMethod, 1184,
       joined({"Marlune library - resonance_cascade received - will retry in ", signedText(delay), " seconds"}));
   context_.postToMainQueue([this] {
-    shared_.rcascadeTimer.store(
-        context_.schedule(shared_.rcascadeTimerDelay, "rcascadeTimerFired:", [this] { rcascadeTimerFired(); }));
+    context_.arm(shared_.rcascadeTimer, shared_.rcascadeTimerDelay,
+                 "rcascadeTimerFired:", [this] { rcascadeTimerFired(); });
   });
   return true;
 }

@@ -79,8 +79,7 @@ void SearchAdAttribution::armRetryIfDue() {
   if (!shared_.triggerRetryiAdRetrieval) return;
   context_.postToMainQueue([this] {
     const auto wait = static_cast<double>(context_.store().integerForKey(key::iAdRetryWait));
-    shared_.retryiAdAttributionTimer.store(
-        context_.schedule(wait, "retryiAdAttribution:", [this] { retryiAdAttribution(); }));
+    context_.arm(shared_.retryiAdAttributionTimer, wait, "retryiAdAttribution:", [this] { retryiAdAttribution(); });
   });
   shared_.triggerRetryiAdRetrieval = false;
 }
@@ -93,8 +92,8 @@ void SearchAdAttribution::retryiAdAttribution() {
   }
   context_.postToMainQueue([this] {
     const auto wait = static_cast<double>(context_.store().integerForKey(key::iAdAttributionWait));
-    shared_.iAdAttributionPayloadTimer.store(
-        context_.schedule(wait, "iAdAttributionPayloadTimeout:", [this] { iAdAttributionPayloadTimeout(); }));
+    context_.arm(shared_.iAdAttributionPayloadTimer, wait,
+                 "iAdAttributionPayloadTimeout:", [this] { iAdAttributionPayloadTimeout(); });
   });
   if (const auto manager = manager_.load()) manager->retrieveiAdAttribution(context_.loggingEnabled());
 }

@@ -132,7 +132,8 @@ TEST(Context, GuardsTimers) {
   Guarded a;
   const auto owner = std::make_shared<Owner>();
   a.context.setOwner(owner);
-  a.context.schedule(5, "timer:", [] { throw std::runtime_error("the reason"); });
+  TimerReference timer;
+  a.context.arm(timer, 5, "timer:", [] { throw std::runtime_error("the reason"); });
   EXPECT_NO_THROW(a.phone.process.advance(5));
   EXPECT_EQ(a.lines.size(), 1U);
 }
@@ -141,10 +142,11 @@ TEST(Context, RunsNoTimerOfATrackerThatHasEnded) {
   Guarded a;
   auto owner = std::make_shared<Owner>();
   a.context.setOwner(owner);
-  const auto timer = a.context.schedule(5, "timer:", [] { FAIL() << "the tracker has ended"; });
+  TimerReference timer;
+  a.context.arm(timer, 5, "timer:", [] { FAIL() << "the tracker has ended"; });
   owner.reset();
   a.phone.process.advance(5);
-  EXPECT_FALSE(timer->isValid());
+  EXPECT_FALSE(timer.load()->isValid());
 }
 
 }  // namespace
