@@ -6,6 +6,10 @@
 
 namespace fliprugair {
 
+void Context::update(std::string_view key, FunctionRef<Value(const Value&)> change) const {
+  store_.update(key, change);
+}
+
 void Context::log(std::string_view method, int line, std::string_view message) const {
   const std::string text = joined({method, " [Line ", signedText(line), "] ", message});
   try {

@@ -24,6 +24,8 @@ class Context {
   Context(Platform& platform, Shared& shared) : platform_(platform), shared_(shared) {}
 
   UserDefaults& store() const { return store_; }
+  /// As UserDefaults::update, without the code of a std::function for each `change`.
+  void update(std::string_view key, FunctionRef<Value(const Value&)> change) const;
   bool isInert() const { return platform_.isInert(); }
   const JSONSerialization& json() const { return platform_.json(); }
   double secondsSince1970() const { return platform_.secondsSince1970(); }

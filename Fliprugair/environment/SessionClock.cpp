@@ -19,7 +19,7 @@ std::string SessionClock::returnAndSetUptimeDelta() { return signedText(static_c
 std::int64_t SessionClock::setUptimeDelta() {
   std::uint64_t delta = 0;
   // In one step, the reading of the clock included: of several threads each second is reported once.
-  context_.store().update(key::lastUpdateTime, [&](const Value& last) {
+  context_.update(key::lastUpdateTime, [&](const Value& last) {
     const std::uint64_t time = now();
     delta = time - static_cast<std::uint64_t>(last.integerValue());
     return Value(static_cast<std::int64_t>(time));

@@ -24,7 +24,7 @@ void BatchQueue::appendBatchEvent(const Value& batchEvent) {
   stopTrackerWaitTimer();
   UserDefaults& store = context_.store();
   std::int64_t batchQueueItems = 0;
-  store.update(key::batchEventQueue, [&](const Value& stored) {
+  context_.update(key::batchEventQueue, [&](const Value& stored) {
     Array queue = stored.array();
     if (!batchEvent.isNull()) queue = queue.appending(batchEvent);
     batchQueueItems = static_cast<std::int64_t>(queue.size());
@@ -102,7 +102,7 @@ void BatchQueue::sendQueue(BackgroundTaskIdentifier task) {
 }
 
 void BatchQueue::removeSent(std::size_t count) {
-  context_.store().update(key::batchEventQueue, [&](const Value& stored) {
+  context_.update(key::batchEventQueue, [&](const Value& stored) {
     const Array queue = stored.array();
     std::vector<Value> left;
     for (std::size_t index = count; index < queue.size(); ++index) left.push_back(queue[index]);

@@ -11,7 +11,7 @@ std::string RequestQueue::enqueue(const Value& payload, bool isOnTheWay) {
   const std::string eventTimestamp = fixedText(context_.secondsSince1970() - referenceDate);
   // Before the entry can be seen: an activation on another thread offers what it finds.
   if (isOnTheWay) shared_.onTheWay.add(eventTimestamp);
-  context_.store().update(key::networkQueue, [&](const Value& stored) {
+  context_.update(key::networkQueue, [&](const Value& stored) {
     const Dictionary queue = stored.dictionary();
     return Value(payload.isNull() ? queue : queue.setting(eventTimestamp, payload));
   });

@@ -28,7 +28,7 @@ void WatchReports::handleWatchEvents(const Text& link, bool calledByTrackEvent) 
 /// Whether the link is new. A stored list that is no array counts as none.
 bool WatchReports::addPairedWatch(const Text& watchLink) {
   bool isNew = false;
-  context_.store().update(key::pairedAppleWatches, [&](const Value& stored) {
+  context_.update(key::pairedAppleWatches, [&](const Value& stored) {
     const Array known = stored.array();
     isNew = !known.containsText(watchLink.string());
     return isNew ? Value(known.appending(watchLink.value())) : stored;
@@ -48,8 +48,8 @@ void WatchReports::trackWatchEvent(const Text& eventTitle, const Text& eventValu
   }
   const Value record =
       PairList().add("eventTitle", eventTitle.value()).add("eventValue", eventValue.value()).dictionary();
-  store.update(key::trackWatchEventDeferred,
-               [&](const Value& stored) { return Value(stored.array().appending(record)); });
+  context_.update(key::trackWatchEventDeferred,
+                  [&](const Value& stored) { return Value(stored.array().appending(record)); });
   store.synchronize();
   if (requests_.firstInitReceived()) replayDeferredEvents();
 }
@@ -71,7 +71,7 @@ bool WatchReports::removeDeferredPairing(const Value& pairing) {
   const auto linkOf = [](const Value& put) { return Text::of(put.dictionary()["watchLink"]).string(); };
   const auto isOfAnEvent = [](const Value& put) { return put.dictionary()["calledByTrackEvent"].boolValue(); };
   bool wasThere = false;
-  context_.store().update(key::handleWatchEventsDeferred, [&](const Value& stored) {
+  context_.update(key::handleWatchEventsDeferred, [&](const Value& stored) {
     wasThere =
         stored.isDictionary() && linkOf(stored) == linkOf(pairing) && isOfAnEvent(stored) == isOfAnEvent(pairing);
     return wasThere ? Value() : stored;
@@ -82,7 +82,7 @@ bool WatchReports::removeDeferredPairing(const Value& pairing) {
 /// Each thread replays what it has taken, so that no event is replayed twice.
 void WatchReports::replayDeferredEvents() {
   Array events;
-  context_.store().update(key::trackWatchEventDeferred, [&](const Value& stored) {
+  context_.update(key::trackWatchEventDeferred, [&](const Value& stored) {
     events = stored.array();
     return Value();
   });
