@@ -22,6 +22,8 @@ Value DeviceFacts::vendorIdentifier() const { return textOrEmpty(Text(device_.id
 
 Value DeviceFacts::reportedAdvertisingIdentifier() const { return textOrEmpty(advertisingIdentifier()); }
 
+Value DeviceFacts::digitText(bool flag) { return flag ? "1" : "0"; }
+
 bool DeviceFacts::appVersionChanged() const {
   const Dictionary reported = reportedProperties();
   if (reported["app_short_string"] != bundleText("CFBundleShortVersionString")) return true;

@@ -58,7 +58,7 @@ class DeviceFacts {
   Screen screen() const { return device_.mainScreen().value_or(Screen()); }
 
   /// A boolean in the form in which reports carry it.
-  static Value digitText(bool flag) { return flag ? "1" : "0"; }
+  static Value digitText(bool flag);
 
   // What was reported last.
   Dictionary reportedProperties() const { return store_.objectForKey(key::watchProperties).dictionary(); }

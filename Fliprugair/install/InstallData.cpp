@@ -63,19 +63,19 @@ void InstallData::addBaseEntries(PairText& data) const {
   // Its failure costs no other entry: the list would end with the first one that is absent.
   Text hardware = "";
   context_.guarded([&] { hardware = environment_.makeHardwareInfo()->obtainHardwareDescription(); });
-  data.add("device", hardware.value())
-      .add("language", facts_.preferredLanguage())
-      .add("package_name", facts_.bundleText("CFBundleIdentifier"))
-      .add("app_version", facts_.bundleText("CFBundleVersion"))
-      .add("app_short_string", facts_.bundleText("CFBundleShortVersionString"))
-      .add("os_version", facts_.systemNameAndVersion())
-      .add("app_limit_tracking", DeviceFacts::digitText(facts_.appLimitsTracking()))
-      .add("new_user", DeviceFacts::digitText(shared_._isNewUser))
-      .add("dev_id_strategy", "1")
-      .add("is_genuine", DeviceFacts::digitText(facts_.isOSGenuine()))
-      .add("currency", identity_.currency())
-      .add("usertime", clock_.currentLocalTime())
-      .add("uptime", clock_.returnUptime());
+  data.add("device", hardware.value());
+  data.add("language", facts_.preferredLanguage());
+  data.add("package_name", facts_.bundleText("CFBundleIdentifier"));
+  data.add("app_version", facts_.bundleText("CFBundleVersion"));
+  data.add("app_short_string", facts_.bundleText("CFBundleShortVersionString"));
+  data.add("os_version", facts_.systemNameAndVersion());
+  data.add("app_limit_tracking", DeviceFacts::digitText(facts_.appLimitsTracking()));
+  data.add("new_user", DeviceFacts::digitText(shared_._isNewUser));
+  data.add("dev_id_strategy", "1");
+  data.add("is_genuine", DeviceFacts::digitText(facts_.isOSGenuine()));
+  data.add("currency", identity_.currency());
+  data.add("usertime", clock_.currentLocalTime());
+  data.add("uptime", clock_.returnUptime());
 }
 
 bool InstallData::UIInterfaceOrientationIsLandscape(int orientation) { return orientation == 4 || orientation == 3; }
