@@ -26,6 +26,10 @@ bool isKnown(std::string_view name) {
   return false;
 }
 
+Value text(const Dictionary& given, std::string_view key) { return textOrEmpty(given[key]); }
+
+bool flag(const Dictionary& given, std::string_view key) { return given[key].boolValue(); }
+
 std::string known() {
   std::string names;
   for (const std::string_view key : keys) {
@@ -39,16 +43,16 @@ std::string known() {
 
 Options::Options(const Dictionary& given)
     : trackerHostname(given["trackerHostname"]),
-      versionExtension(textOrEmpty(given["versionExtension"])),
-      marluneAppId(textOrEmpty(given["marluneAppId"])),
+      versionExtension(text(given, "versionExtension")),
+      marluneAppId(text(given, "marluneAppId")),
       currency(given["currency"]),
-      partnerId(textOrEmpty(given["partnerId"])),
-      partnerName(textOrEmpty(given["partnerName"])),
-      limitAdTracking(given["limitAdTracking"].boolValue()),
-      isNewUser(given["isNewUser"].boolValue()),
-      enableLogging(given["enableLogging"].boolValue()),
-      retrieveAttribution(given["retrieveAttribution"].boolValue()),
-      generateAnonymousMarluneDeviceId(given["generateAnonymousMarluneDeviceId"].boolValue()),
+      partnerId(text(given, "partnerId")),
+      partnerName(text(given, "partnerName")),
+      limitAdTracking(flag(given, "limitAdTracking")),
+      isNewUser(flag(given, "isNewUser")),
+      enableLogging(flag(given, "enableLogging")),
+      retrieveAttribution(flag(given, "retrieveAttribution")),
+      generateAnonymousMarluneDeviceId(flag(given, "generateAnonymousMarluneDeviceId")),
       customIdString(Text::of(given["customIdString"])),
       identityLink(given["identityLink"]) {
   if (!trackerHostname.isText()) trackerHostname = defaultTrackerHostname;

@@ -13,7 +13,9 @@ constexpr std::int64_t none = 2;
 
 void Sessions::sessionEvent(std::string_view state) {
   PairText sessionData(json_);
-  sessionData.add("state", state).add("usertime", clock_.currentLocalTime()).add("uptime", clock_.returnUptime());
+  sessionData.addText("state", state)
+      .addText("usertime", clock_.currentLocalTime())
+      .addText("uptime", clock_.returnUptime());
   clock_.addUptimeDeltaAndLastPostTime(sessionData);
   batch_.appendBatchEvent(envelope_.request("session", RequestEnvelope::Form::full, sessionData));
 }

@@ -77,10 +77,10 @@ void EventRecords::spatialEvent(const Text& eventTitle, float x, float y, float 
   }
   PairText spatialData(json_);
   spatialData.add("event_name", eventTitle.value())
-      .add("x", fixedText(x))
-      .add("y", fixedText(y))
-      .add("z", fixedText(z))
-      .add("usertime", clock_.currentLocalTime());
+      .addText("x", fixedText(x))
+      .addText("y", fixedText(y))
+      .addText("z", fixedText(z))
+      .addText("usertime", clock_.currentLocalTime());
   clock_.addUptimeDeltaAndLastPostTime(spatialData);
   batch_.appendBatchEvent(envelope_.request("spatial", Form::brief, spatialData));
 }
@@ -98,8 +98,8 @@ void EventRecords::sendDeepLink(const URL& url, const Text& sourceApplication) {
   PairText data(json_);
   data.add("uri", url.absoluteString().text())
       .add("source_app", sourceApplication.string())
-      .add("usertime", clock_.currentLocalTime())
-      .add("uptime", clock_.returnUptime());
+      .addText("usertime", clock_.currentLocalTime())
+      .addText("uptime", clock_.returnUptime());
   clock_.addUptimeDeltaAndLastPostTime(data);
   batch_.appendBatchEvent(envelope_.request("deeplink", Form::brief, data));
 }

@@ -71,11 +71,11 @@ void InstallData::addBaseEntries(PairText& data) const {
   data.add("os_version", facts_.systemNameAndVersion());
   data.add("app_limit_tracking", DeviceFacts::digitText(facts_.appLimitsTracking()));
   data.add("new_user", DeviceFacts::digitText(shared_._isNewUser));
-  data.add("dev_id_strategy", "1");
+  data.addText("dev_id_strategy", "1");
   data.add("is_genuine", DeviceFacts::digitText(facts_.isOSGenuine()));
   data.add("currency", identity_.currency());
-  data.add("usertime", clock_.currentLocalTime());
-  data.add("uptime", clock_.returnUptime());
+  data.addText("usertime", clock_.currentLocalTime());
+  data.addText("uptime", clock_.returnUptime());
 }
 
 bool InstallData::UIInterfaceOrientationIsLandscape(int orientation) { return orientation == 4 || orientation == 3; }
@@ -139,15 +139,15 @@ void InstallData::addDeviceState(PairText& data) const {
 }
 
 Dictionary InstallData::watchDictionary(bool deviceLimitsTracking) const {
-  return PairList()
-      .add("app_limit_tracking", DeviceFacts::digitText(facts_.appLimitsTracking()))
-      .add("app_short_string", facts_.bundleText("CFBundleShortVersionString"))
-      .add("app_version", facts_.bundleText("CFBundleVersion"))
-      .add("device_limit_tracking", DeviceFacts::digitText(deviceLimitsTracking))
-      .add("is_genuine", DeviceFacts::digitText(facts_.isOSGenuine()))
-      .add("language", facts_.preferredLanguage())
-      .add("os_version", facts_.systemNameAndVersion())
-      .dictionary();
+  PairList watched;
+  watched.add("app_limit_tracking", DeviceFacts::digitText(facts_.appLimitsTracking()));
+  watched.add("app_short_string", facts_.bundleText("CFBundleShortVersionString"));
+  watched.add("app_version", facts_.bundleText("CFBundleVersion"));
+  watched.add("device_limit_tracking", DeviceFacts::digitText(deviceLimitsTracking));
+  watched.add("is_genuine", DeviceFacts::digitText(facts_.isOSGenuine()));
+  watched.add("language", facts_.preferredLanguage());
+  watched.add("os_version", facts_.systemNameAndVersion());
+  return watched.dictionary();
 }
 
 void InstallData::storeIdentityLink(const Value& identityLink) {
