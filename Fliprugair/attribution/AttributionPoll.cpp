@@ -12,17 +12,6 @@ constexpr std::int64_t finalAnswer = -1;
 
 }  // namespace
 
-AttributionPoll::AttributionPoll(Context& context, Shared& shared, RequestQueue& requests,
-                                 const RequestEnvelope& envelope, SearchAdAttribution& searchAd,
-                                 InstallReport& installReport, const JSONSerialization& json)
-    : context_(context),
-      shared_(shared),
-      requests_(requests),
-      envelope_(envelope),
-      searchAd_(searchAd),
-      installReport_(installReport),
-      json_(json) {}
-
 std::string AttributionPoll::retrieveAttributionText() const {
   const Value attribution = retrieveAttribution();
   return attribution.isDictionary() ? json_.text(attribution).value_or("") : "";

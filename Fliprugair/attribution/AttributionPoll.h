@@ -37,7 +37,14 @@ class AttributionPoll {
   };
 
   AttributionPoll(Context& context, Shared& shared, RequestQueue& requests, const RequestEnvelope& envelope,
-                  SearchAdAttribution& searchAd, InstallReport& installReport, const JSONSerialization& json);
+                  SearchAdAttribution& searchAd, InstallReport& installReport, const JSONSerialization& json)
+      : context_(context),
+        shared_(shared),
+        requests_(requests),
+        envelope_(envelope),
+        searchAd_(searchAd),
+        installReport_(installReport),
+        json_(json) {}
 
   /// The stored result; null while there is none.
   Value retrieveAttribution() const { return context_.store().objectForKey(key::attribution); }

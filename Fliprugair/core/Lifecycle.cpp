@@ -2,19 +2,6 @@
 
 namespace fliprugair {
 
-Lifecycle::Lifecycle(Context& context, Shared& shared, SessionClock& clock, Sessions& sessions, BatchQueue& batch,
-                     RequestQueue& requests, PropertyUpdates& properties, LocationReports& location,
-                     const InstallReport& installReport)
-    : context_(context),
-      shared_(shared),
-      clock_(clock),
-      sessions_(sessions),
-      batch_(batch),
-      requests_(requests),
-      properties_(properties),
-      location_(location),
-      installReport_(installReport) {}
-
 void Lifecycle::subscribe(NotificationCenter& center) {
   const auto on = [&](ApplicationNotification notification, void (Lifecycle::*handler)()) {
     center.addObserver(this, notification, [this, weak = context_.owner(), handler] {

@@ -21,7 +21,16 @@ class Lifecycle {
 
   Lifecycle(Context& context, Shared& shared, SessionClock& clock, Sessions& sessions, BatchQueue& batch,
             RequestQueue& requests, PropertyUpdates& properties, LocationReports& location,
-            const InstallReport& installReport);
+            const InstallReport& installReport)
+      : context_(context),
+        shared_(shared),
+        clock_(clock),
+        sessions_(sessions),
+        batch_(batch),
+        requests_(requests),
+        properties_(properties),
+        location_(location),
+        installReport_(installReport) {}
 
   void subscribe(NotificationCenter& center);
   void unsubscribe(NotificationCenter& center);

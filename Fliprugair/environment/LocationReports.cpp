@@ -11,18 +11,6 @@ constexpr int authorizedWhenInUse = 4;
 
 }  // namespace
 
-LocationReports::LocationReports(Context& context, Shared& shared, BatchQueue& batch, const RequestEnvelope& envelope,
-                                 const SessionClock& clock, const DeviceFacts& facts, const Surroundings& surroundings,
-                                 Environment& environment)
-    : context_(context),
-      shared_(shared),
-      batch_(batch),
-      envelope_(envelope),
-      clock_(clock),
-      facts_(facts),
-      surroundings_(surroundings),
-      environment_(environment) {}
-
 bool LocationReports::locationServicesApproved() const {
   if (!surroundings_.locationServicesEnabled()) return false;
   const int status = surroundings_.locationAuthorizationStatus();

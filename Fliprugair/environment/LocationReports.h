@@ -33,7 +33,15 @@ class LocationReports {
 
   LocationReports(Context& context, Shared& shared, BatchQueue& batch, const RequestEnvelope& envelope,
                   const SessionClock& clock, const DeviceFacts& facts, const Surroundings& surroundings,
-                  Environment& environment);
+                  Environment& environment)
+      : context_(context),
+        shared_(shared),
+        batch_(batch),
+        envelope_(envelope),
+        clock_(clock),
+        facts_(facts),
+        surroundings_(surroundings),
+        environment_(environment) {}
 
   bool locationServicesApproved() const;
 

@@ -7,15 +7,6 @@
 
 namespace fliprugair {
 
-BatchQueue::BatchQueue(Context& context, Shared& shared, RequestQueue& requests, const SessionClock& clock,
-                       Application& application, GlobalQueue& globalQueue)
-    : context_(context),
-      shared_(shared),
-      requests_(requests),
-      clock_(clock),
-      application_(application),
-      globalQueue_(globalQueue) {}
-
 void BatchQueue::appendBatchEvent(const Value& batchEvent) {
   if (context_.loggingEnabled()) {
     context_.log("-[MarluneTracker appendBatchEvent:]", 2051,

@@ -35,7 +35,13 @@ class BatchQueue {
   };
 
   BatchQueue(Context& context, Shared& shared, RequestQueue& requests, const SessionClock& clock,
-             Application& application, GlobalQueue& globalQueue);
+             Application& application, GlobalQueue& globalQueue)
+      : context_(context),
+        shared_(shared),
+        requests_(requests),
+        clock_(clock),
+        application_(application),
+        globalQueue_(globalQueue) {}
 
   /// The wait starts anew with each record: a flush happens once the queue has been quiet for its whole length.
   void appendBatchEvent(const Value& batchEvent);

@@ -9,16 +9,6 @@ namespace fliprugair {
 
 using Form = RequestEnvelope::Form;
 
-EventRecords::EventRecords(Context& context, Shared& shared, BatchQueue& batch, const RequestEnvelope& envelope,
-                           const Identity& identity, SessionClock& clock, const JSONSerialization& json)
-    : context_(context),
-      shared_(shared),
-      batch_(batch),
-      envelope_(envelope),
-      identity_(identity),
-      clock_(clock),
-      json_(json) {}
-
 void EventRecords::trackEvent(const Text& eventTitle, const Text& eventValue) {
   trackEventWithEventTitleString(eventTitle, eventValue, false);
 }

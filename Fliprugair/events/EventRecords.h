@@ -29,7 +29,14 @@ class EventRecords {
   };
 
   EventRecords(Context& context, Shared& shared, BatchQueue& batch, const RequestEnvelope& envelope,
-               const Identity& identity, SessionClock& clock, const JSONSerialization& json);
+               const Identity& identity, SessionClock& clock, const JSONSerialization& json)
+      : context_(context),
+        shared_(shared),
+        batch_(batch),
+        envelope_(envelope),
+        identity_(identity),
+        clock_(clock),
+        json_(json) {}
 
   // What they mean stands with the public operations of the same names.
   void trackEvent(const Text& eventTitle, const Text& eventValue);

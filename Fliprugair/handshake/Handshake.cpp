@@ -29,24 +29,6 @@ bool reportsSuccess(const Value& success) {
 
 }  // namespace
 
-Handshake::Handshake(Context& context, Shared& shared, const SessionClock& clock, RequestQueue& requests,
-                     Identity& identity, Sessions& sessions, InitRequest& initRequest, ServerSettings& settings,
-                     LocationReports& location, OutsideServices& services, InstallReport& installReport,
-                     PropertyUpdates& properties, AttributionPoll& attribution)
-    : context_(context),
-      shared_(shared),
-      clock_(clock),
-      requests_(requests),
-      identity_(identity),
-      sessions_(sessions),
-      initRequest_(initRequest),
-      settings_(settings),
-      location_(location),
-      services_(services),
-      installReport_(installReport),
-      properties_(properties),
-      attribution_(attribution) {}
-
 bool Handshake::isDue() const {
   // Unsigned on purpose: a clock set back before the last init yields a huge difference, and so a new init.
   const std::uint64_t sinceLastInit =

@@ -37,7 +37,20 @@ class Handshake {
   Handshake(Context& context, Shared& shared, const SessionClock& clock, RequestQueue& requests, Identity& identity,
             Sessions& sessions, InitRequest& initRequest, ServerSettings& settings, LocationReports& location,
             OutsideServices& services, InstallReport& installReport, PropertyUpdates& properties,
-            AttributionPoll& attribution);
+            AttributionPoll& attribution)
+      : context_(context),
+        shared_(shared),
+        clock_(clock),
+        requests_(requests),
+        identity_(identity),
+        sessions_(sessions),
+        initRequest_(initRequest),
+        settings_(settings),
+        location_(location),
+        services_(services),
+        installReport_(installReport),
+        properties_(properties),
+        attribution_(attribution) {}
 
   /// Whether so much time has passed since the last reply that the settings are asked for anew.
   bool isDue() const;

@@ -2,15 +2,6 @@
 
 namespace fliprugair {
 
-InitRequest::InitRequest(Context& context, const Identity& identity, const RequestEnvelope& envelope,
-                         const DeviceFacts& facts, const Sessions& sessions, RequestQueue& requests)
-    : context_(context),
-      identity_(identity),
-      envelope_(envelope),
-      facts_(facts),
-      sessions_(sessions),
-      requests_(requests) {}
-
 void InitRequest::initEvent(const Options& options) {
   PairText data(context_.json());
   data.add("partner_id", options.partnerId)

@@ -25,7 +25,13 @@ inline constexpr std::string_view INIT_PAYLOAD = "com.marlune.MarluneTracker.INI
 class InitRequest {
  public:
   InitRequest(Context& context, const Identity& identity, const RequestEnvelope& envelope, const DeviceFacts& facts,
-              const Sessions& sessions, RequestQueue& requests);
+              const Sessions& sessions, RequestQueue& requests)
+      : context_(context),
+        identity_(identity),
+        envelope_(envelope),
+        facts_(facts),
+        sessions_(sessions),
+        requests_(requests) {}
 
   void initEvent(const Options& options);
   /// Sends again what was sent last, if its reply is still missing.

@@ -25,20 +25,6 @@ std::int64_t locationSetting(const Value& value, std::int64_t standard, std::int
 
 }  // namespace
 
-ServerSettings::ServerSettings(Context& context, Identity& identity, BatchQueue& batch, SearchAdAttribution& searchAd,
-                               DeviceFacts& facts, EventRecords& events, LocationReports& location,
-                               PropertyUpdates& properties, InstallReport& installReport, AttributionPoll& attribution)
-    : context_(context),
-      identity_(identity),
-      batch_(batch),
-      searchAd_(searchAd),
-      facts_(facts),
-      events_(events),
-      location_(location),
-      properties_(properties),
-      installReport_(installReport),
-      attribution_(attribution) {}
-
 void ServerSettings::adopt(const Dictionary& reply, const Dictionary& flags) {
   identity_.adoptAppId(flags["marlune_app_id"]);
   identity_.adoptDeviceId(flags["marlune_device_id"]);

@@ -28,7 +28,17 @@ class ServerSettings {
  public:
   ServerSettings(Context& context, Identity& identity, BatchQueue& batch, SearchAdAttribution& searchAd,
                  DeviceFacts& facts, EventRecords& events, LocationReports& location, PropertyUpdates& properties,
-                 InstallReport& installReport, AttributionPoll& attribution);
+                 InstallReport& installReport, AttributionPoll& attribution)
+      : context_(context),
+        identity_(identity),
+        batch_(batch),
+        searchAd_(searchAd),
+        facts_(facts),
+        events_(events),
+        location_(location),
+        properties_(properties),
+        installReport_(installReport),
+        attribution_(attribution) {}
 
   /// Most are "flags"; the lists stand beside them in the reply.
   void adopt(const Dictionary& reply, const Dictionary& flags);

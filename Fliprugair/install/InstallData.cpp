@@ -26,20 +26,6 @@ std::string pixelText(double pixels) {
 
 }  // namespace
 
-InstallData::InstallData(Context& context, Shared& shared, const Identity& identity, SessionClock& clock,
-                         DeviceFacts& facts, const Connectivity& connectivity, const Surroundings& surroundings,
-                         const Bundle& bundle, const Application& application, Environment& environment)
-    : context_(context),
-      shared_(shared),
-      identity_(identity),
-      clock_(clock),
-      facts_(facts),
-      connectivity_(connectivity),
-      surroundings_(surroundings),
-      bundle_(bundle),
-      application_(application),
-      environment_(environment) {}
-
 InstallData::Report InstallData::gather() {
   // A pasteboard without text is null, one that does not exist is "".
   const auto pasteboard = surroundings_.pasteboard("fb_app_attribution");

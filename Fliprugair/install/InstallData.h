@@ -30,7 +30,17 @@ class InstallData {
 
   InstallData(Context& context, Shared& shared, const Identity& identity, SessionClock& clock, DeviceFacts& facts,
               const Connectivity& connectivity, const Surroundings& surroundings, const Bundle& bundle,
-              const Application& application, Environment& environment);
+              const Application& application, Environment& environment)
+      : context_(context),
+        shared_(shared),
+        identity_(identity),
+        clock_(clock),
+        facts_(facts),
+        connectivity_(connectivity),
+        surroundings_(surroundings),
+        bundle_(bundle),
+        application_(application),
+        environment_(environment) {}
 
   struct Report {
     Dictionary data;

@@ -11,16 +11,6 @@ constexpr double searchAdSystemVersion = 7.0999;
 
 }  // namespace
 
-InstallReport::InstallReport(Context& context, RequestQueue& requests, const RequestEnvelope& envelope,
-                             DeviceFacts& facts, InstallData& data, SearchAdAttribution& searchAd, WatchReports& watch)
-    : context_(context),
-      requests_(requests),
-      envelope_(envelope),
-      facts_(facts),
-      data_(data),
-      searchAd_(searchAd),
-      watch_(watch) {}
-
 void InstallReport::initialEvent() {
   const InstallData::Report report = data_.gather();
   if (facts_.systemVersion() >= searchAdSystemVersion) {

@@ -22,7 +22,14 @@ inline constexpr std::string_view sendInitial = "com.marlune.MarluneTracker.send
 class InstallReport {
  public:
   InstallReport(Context& context, RequestQueue& requests, const RequestEnvelope& envelope, DeviceFacts& facts,
-                InstallData& data, SearchAdAttribution& searchAd, WatchReports& watch);
+                InstallData& data, SearchAdAttribution& searchAd, WatchReports& watch)
+      : context_(context),
+        requests_(requests),
+        envelope_(envelope),
+        facts_(facts),
+        data_(data),
+        searchAd_(searchAd),
+        watch_(watch) {}
 
   bool isInstallReportDue() const { return context_.store().boolForKey(key::sendInitial); }
   void makeDue() { context_.store().setBool(true, key::sendInitial); }

@@ -36,10 +36,6 @@ class PropertyComparison {
 
 }  // namespace
 
-PropertyUpdates::PropertyUpdates(Context& context, RequestQueue& requests, const RequestEnvelope& envelope,
-                                 DeviceFacts& facts, Environment& environment)
-    : context_(context), requests_(requests), envelope_(envelope), facts_(facts), environment_(environment) {}
-
 void PropertyUpdates::checkWatchPropertiesChanged() {
   PropertyComparison properties(facts_.reportedProperties());
   properties.compare("app_limit_tracking", facts_.appLimitsTracking());

@@ -21,7 +21,8 @@ inline constexpr std::string_view sendIdUpdates = "com.marlune.MarluneTracker.se
 class PropertyUpdates {
  public:
   PropertyUpdates(Context& context, RequestQueue& requests, const RequestEnvelope& envelope, DeviceFacts& facts,
-                  Environment& environment);
+                  Environment& environment)
+      : context_(context), requests_(requests), envelope_(envelope), facts_(facts), environment_(environment) {}
 
   /// Compares the properties with those last reported, and sends what differs.
   void checkWatchPropertiesChanged();
