@@ -69,9 +69,13 @@ Value::~Value() {
 
 Value::Value(Form form, std::shared_ptr<const void> shared) noexcept : form_(form), shared_(std::move(shared)) {}
 
-Value::Value(Array array) noexcept : Value(Form::array, std::move(array.node_)) {}
+Value::Value(const Array& array) noexcept : Value(Form::array, array.node_) {}
 
-Value::Value(Dictionary dictionary) noexcept : Value(Form::dictionary, std::move(dictionary.node_)) {}
+Value::Value(Array&& array) noexcept : Value(Form::array, std::move(array.node_)) {}
+
+Value::Value(const Dictionary& dictionary) noexcept : Value(Form::dictionary, dictionary.node_) {}
+
+Value::Value(Dictionary&& dictionary) noexcept : Value(Form::dictionary, std::move(dictionary.node_)) {}
 
 Value::Value(std::string text) { setText(std::move(text)); }
 

@@ -132,8 +132,10 @@ class FLIPRUGAIR_EXPORT Value {
   Value(std::string_view text);
   /// A null pointer gives null.
   Value(const char* text);
-  Value(Array array) noexcept;
-  Value(Dictionary dictionary) noexcept;
+  Value(const Array& array) noexcept;
+  Value(Array&& array) noexcept;
+  Value(const Dictionary& dictionary) noexcept;
+  Value(Dictionary&& dictionary) noexcept;
   /// A dictionary: `Value{{"marluneAppId", "demo"}, {"enableLogging", true}}`.
   Value(std::initializer_list<std::pair<std::string_view, Value>> pairs);
 
