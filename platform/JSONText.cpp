@@ -106,6 +106,14 @@ void JSONText::addPair(std::string_view key, std::string_view text) {
   }
 }
 
+void JSONText::addPlainPair(std::string_view key, std::string_view text) {
+  char* place = writeKey(key, room(key.size() + text.size() + 6));
+  *place++ = '"';
+  std::memcpy(place, text.data(), text.size());
+  place[text.size()] = '"';
+  place[text.size() + 1] = ',';
+}
+
 void JSONText::addKey(std::string_view key) { writeKey(key, room(key.size() + 3)); }
 
 void JSONText::addEscaped(std::string_view text) {
@@ -147,12 +155,10 @@ bool JSONText::addPlain(const Value& value) {
 }
 
 void JSONText::addInteger(const Value& value) {
-  const auto number = static_cast<std::uint64_t>(value.integerValue());
-  const bool isNegative = value.integerValue() < 0;
-  std::array<char, 21> digits;
+  std::array<char, 20> digits;
   char* const end = digits.data() + digits.size();
-  char* begin = digitsBefore(end, value.isUnsigned() ? value.unsignedValue() : isNegative ? 0 - number : number);
-  if (isNegative) *--begin = '-';
+  char* const begin = value.isUnsigned() ? digitsBefore(end, value.unsignedValue())
+                                         : signedDigitsBefore(end, static_cast<std::uint64_t>(value.integerValue()));
   add({begin, end});
 }
 

@@ -23,6 +23,8 @@ class JSONText {
   void addText(std::string_view text);
   /// `key`, which has nothing to be escaped, a colon, `text` as addText adds it, and a comma.
   void addPair(std::string_view key, std::string_view text);
+  /// The same for a text that has nothing to be escaped, either.
+  void addPlainPair(std::string_view key, std::string_view text);
   /// `key`, which has nothing to be escaped, and a colon.
   void addKey(std::string_view key);
   /// Null, a boolean, an integer or a text. False, and adds nothing, for every other kind.

@@ -7,12 +7,12 @@
 
 namespace fliprugair {
 
-PairList& PairList::add(LiteralKey key, Value&& value) {
+PairList& PairList::add(Literal key, Value&& value) {
   ended_ = ended_ || value.isNull();
   return ended_ ? *this : set(key, std::move(value));
 }
 
-PairList& PairList::set(LiteralKey key, Value&& value) {
+PairList& PairList::set(Literal key, Value&& value) {
   depth_ = std::max(depth_, depthAround(value));
   entries_.push_back(Dictionary::Entry(key.text(), nullptr, std::move(value), entries_.size()));
   return *this;

@@ -5,7 +5,7 @@
 
 #include "Fliprugair/platform/Export.h"
 #include "Fliprugair/platform/Value.h"
-#include "platform/LiteralKey.h"
+#include "platform/Literal.h"
 
 namespace fliprugair {
 
@@ -17,12 +17,12 @@ class FLIPRUGAIR_EXPORT PairList {
   /// With room for so many, those of an event unless told; a longer list grows.
   explicit PairList(std::size_t pairs = 12) { entries_.reserve(pairs); }
 
-  PairList& add(LiteralKey key, Value&& value);
-  PairList& add(LiteralKey key, const Value& value) { return add(key, Value(value)); }
+  PairList& add(Literal key, Value&& value);
+  PairList& add(Literal key, const Value& value) { return add(key, Value(value)); }
 
   /// Adds a pair behind the list, whether that has ended or not.
-  PairList& set(LiteralKey key, Value&& value);
-  PairList& set(LiteralKey key, const Value& value) { return set(key, Value(value)); }
+  PairList& set(Literal key, Value&& value);
+  PairList& set(Literal key, const Value& value) { return set(key, Value(value)); }
 
   /// What the list holds. Pairs can be added behind it with `Dictionary::setting`, too.
   Dictionary dictionary();

@@ -1,22 +1,31 @@
 #include "platform/PairText.h"
 
 #include <algorithm>
+#include <array>
 
+#include "platform/Digits.h"
 #include "platform/Nesting.h"
 
 namespace fliprugair {
 
-PairText& PairText::add(LiteralKey key, const Value& value) {
+PairText& PairText::add(Literal key, const Value& value) {
   ended_ = ended_ || value.isNull();
   return ended_ ? *this : set(key, value);
 }
 
-PairText& PairText::addText(LiteralKey key, std::string_view text) {
-  if (!ended_) text_.addPair(key.text(), text);
+PairText& PairText::addLiteral(Literal key, Literal text) {
+  if (!ended_) text_.addPlainPair(key.text(), text.text());
   return *this;
 }
 
-PairText& PairText::set(LiteralKey key, const Value& value) {
+PairText& PairText::addSigned(Literal key, std::uint64_t number) {
+  std::array<char, 20> digits;
+  char* const end = digits.data() + digits.size();
+  if (!ended_) text_.addPlainPair(key.text(), {signedDigitsBefore(end, number), end});
+  return *this;
+}
+
+PairText& PairText::set(Literal key, const Value& value) {
   if (value.isText()) {
     text_.addPair(key.text(), value.text());
   } else {
@@ -29,7 +38,7 @@ PairText& PairText::set(LiteralKey key, const Value& value) {
   return *this;
 }
 
-PairText& PairText::add(LiteralKey key, PairText& pairs) {
+PairText& PairText::add(Literal key, PairText& pairs) {
   if (ended_) return *this;
   if (pairs.depth_ >= Value::deepest) return set(key, pairs.value());
   depth_ = std::max(depth_, pairs.depth_ + 1);

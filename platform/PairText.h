@@ -1,13 +1,14 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <string>
 #include <string_view>
 
 #include "Fliprugair/platform/JSONSerialization.h"
 #include "Fliprugair/platform/Value.h"
 #include "platform/JSONText.h"
-#include "platform/LiteralKey.h"
+#include "platform/Literal.h"
 
 namespace fliprugair {
 
@@ -18,14 +19,15 @@ class PairText {
  public:
   explicit PairText(const JSONSerialization& json) : json_(json) { text_.add('{'); }
 
-  PairText& add(LiteralKey key, const Value& value);
+  PairText& add(Literal key, const Value& value);
   /// Nothing can be added to `pairs` any more.
-  PairText& add(LiteralKey key, PairText& pairs);
-  /// For what is known to be UTF-8.
-  PairText& addText(LiteralKey key, std::string_view text);
+  PairText& add(Literal key, PairText& pairs);
+  PairText& addLiteral(Literal key, Literal text);
+  /// The text that signedText makes of `number`.
+  PairText& addSigned(Literal key, std::uint64_t number);
 
   /// Adds a pair behind the list, whether that has ended or not.
-  PairText& set(LiteralKey key, const Value& value);
+  PairText& set(Literal key, const Value& value);
 
   /// Whether whatever is added now is left out.
   bool hasEnded() const { return ended_; }

@@ -155,12 +155,9 @@ std::string fixedText(double number) {
 }
 
 std::string signedText(std::uint64_t number) {
-  const bool isNegative = number > INT64_MAX;
-  std::array<char, 21> digits;
+  std::array<char, 20> digits;
   char* const end = digits.data() + digits.size();
-  char* begin = digitsBefore(end, isNegative ? 0 - number : number);
-  if (isNegative) *--begin = '-';
-  return {begin, end};
+  return {signedDigitsBefore(end, number), end};
 }
 
 std::string base64Text(std::string_view bytes) {

@@ -46,19 +46,20 @@ std::optional<Value> UnreadValue::of(std::string_view text, Read read) {
   const bool isContainer = text.size() > std::string_view("{}").size() && (text[0] == '{' || text[0] == '[');
   const std::size_t depth = isContainer ? depthOf(text) : 0;
   if (depth == 0 || depth > Value::deepest) return std::nullopt;
-  return made({std::string(text), read, text[0] == '{' ? Value::Kind::dictionary : Value::Kind::array, depth, {}});
+  return made(text, read, text[0] == '{' ? Value::Kind::dictionary : Value::Kind::array, depth);
 }
 
 Value UnreadValue::of(std::shared_ptr<const Source> source, Read read, std::size_t depth) {
-  return made({{}, read, Value::Kind::array, depth, std::move(source)});
+  return made({}, read, Value::Kind::array, depth, std::move(source));
 }
 
 Value UnreadValue::ofDictionary(std::string_view text, std::size_t depth, Read read) {
-  return made({std::string(text), read, Value::Kind::dictionary, depth, {}});
+  return made(text, read, Value::Kind::dictionary, depth);
 }
 
-Value UnreadValue::made(Value::Unread&& unread) {
-  return {Value::Form::unread, std::make_shared<const Value::Unread>(std::move(unread))};
+Value UnreadValue::made(std::string_view text, Read read, Value::Kind kind, std::size_t depth,
+                        std::shared_ptr<const Source> source) {
+  return {Value::Form::unread, std::make_shared<const Value::Unread>(text, read, kind, depth, std::move(source))};
 }
 
 bool UnreadValue::is(const Value& value) { return value.form_ == Value::Form::unread; }

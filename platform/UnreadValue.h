@@ -5,6 +5,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "Fliprugair/platform/Value.h"
 
@@ -54,15 +55,20 @@ class UnreadValue {
   static std::size_t sizeOfArray(const Value& value);
 
  private:
-  static Value made(Value::Unread&& unread);
+  static Value made(std::string_view text, Read read, Value::Kind kind, std::size_t depth,
+                    std::shared_ptr<const Source> source = nullptr);
 };
 
 struct Value::Unread {
-  std::string text;
-  UnreadValue::Read read;
-  Kind kind;
-  std::size_t depth;
-  std::shared_ptr<const UnreadValue::Source> source;  ///< of the text when that is not here
+  Unread(std::string_view itsText, UnreadValue::Read itsRead, Kind itsKind, std::size_t itsDepth,
+         std::shared_ptr<const UnreadValue::Source> itsSource)
+      : text(itsText), read(itsRead), kind(itsKind), depth(itsDepth), source(std::move(itsSource)) {}
+
+  const std::string text;
+  const UnreadValue::Read read;
+  const Kind kind;
+  const std::size_t depth;
+  const std::shared_ptr<const UnreadValue::Source> source;  ///< of the text when that is not here
 };
 
 }  // namespace fliprugair

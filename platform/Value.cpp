@@ -86,9 +86,14 @@ Value::Value(const char* text) {
 }
 
 void Value::setText(std::string_view text) {
-  if (!isShort(text) || !isPlainAscii(text)) return setText(std::string(text));
-  std::construct_at(&shortText_, text);
-  form_ = Form::shortText;
+  if (!isPlainAscii(text)) return setText(std::string(text));
+  if (isShort(text)) {
+    std::construct_at(&shortText_, text);
+    form_ = Form::shortText;
+  } else {
+    std::construct_at(&shared_, std::make_shared<const std::string>(text));
+    form_ = Form::sharedText;
+  }
 }
 
 void Value::setText(std::string&& text) {
@@ -153,9 +158,10 @@ double Value::realValue() const noexcept {
 }
 
 const std::string& Value::text() const& noexcept {
-  static const std::string none;
   if (form_ == Form::shortText) return shortText_;
-  return form_ == Form::sharedText ? *static_cast<const std::string*>(shared_.get()) : none;
+  if (form_ == Form::sharedText) return *static_cast<const std::string*>(shared_.get());
+  static const std::string none;
+  return none;
 }
 
 Array Value::array() const {

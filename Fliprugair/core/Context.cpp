@@ -73,8 +73,8 @@ void Context::postToMainQueue(PlainTask task) {
   platform_.mainQueue().async([this, tracker = std::move(tracker), task] { perform(task); });
 }
 
-void Context::arm(TimerReference& reference, double seconds, std::string_view selector, PlainTask action) {
-  reference.store(platform_.mainQueue().scheduleTimer(seconds, selector, [this, weak = owner_, action] {
+void Context::arm(TimerReference& reference, double seconds, Literal selector, PlainTask action) {
+  reference.store(platform_.mainQueue().scheduleTimer(seconds, selector.text(), [this, weak = owner_, action] {
     if (const auto tracker = weak.lock()) perform(action);
   }));
 }

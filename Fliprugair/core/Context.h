@@ -9,6 +9,7 @@
 #include "Fliprugair/core/TimerReference.h"
 #include "Fliprugair/platform/Platform.h"
 #include "platform/FunctionRef.h"
+#include "platform/Literal.h"
 #include "platform/PlainTask.h"
 
 namespace fliprugair {
@@ -64,7 +65,7 @@ class Context {
   void postToMainQueue(PlainTask task);
 
   /// Main thread only. The timer, to which `reference` refers from now on, does not keep the tracker alive.
-  void arm(TimerReference& reference, double seconds, std::string_view selector, PlainTask action);
+  void arm(TimerReference& reference, double seconds, Literal selector, PlainTask action);
 
  private:
   Platform& platform_;

@@ -6,7 +6,7 @@ namespace fliprugair {
 
 namespace {
 
-constexpr std::string_view protocol = "4";
+constexpr Literal protocol = "4";
 constexpr std::string_view releaseTag = "ios-20160921";
 // Features that a release may add to its version text; this one has none of them.
 constexpr std::string_view versionGameKitPartString;
@@ -16,7 +16,7 @@ constexpr std::string_view versionCookieCollectionPartString;
 
 }  // namespace
 
-Value RequestEnvelope::request(std::string_view action, Form form, const Value& data) const {
+Value RequestEnvelope::request(Literal action, Form form, const Value& data) const {
   PairText list(json_);
   addBeforeData(list, action, form);
   if (form != Form::question) list.add("data", data);
@@ -24,7 +24,7 @@ Value RequestEnvelope::request(std::string_view action, Form form, const Value& 
   return list.value();
 }
 
-Value RequestEnvelope::request(std::string_view action, Form form, PairText& data) const {
+Value RequestEnvelope::request(Literal action, Form form, PairText& data) const {
   PairText list(json_);
   addBeforeData(list, action, form);
   list.add("data", data);
@@ -32,10 +32,10 @@ Value RequestEnvelope::request(std::string_view action, Form form, PairText& dat
   return list.value();
 }
 
-void RequestEnvelope::addBeforeData(PairText& list, std::string_view action, Form form) const {
+void RequestEnvelope::addBeforeData(PairText& list, Literal action, Form form) const {
   list.add("marlune_device_id", identity_.deviceId())
       .add("marlune_app_id", identity_.appId())
-      .addText("action", action);
+      .addLiteral("action", action);
   if (form == Form::event) addVersion(list);
 }
 
@@ -45,10 +45,10 @@ void RequestEnvelope::addAfterData(PairText& list, Form form) const {
 
 Value RequestEnvelope::initRequest(PairText& data, PairText& firstIdentity) const {
   return PairText(json_)
-      .addText("action", "init")
+      .addLiteral("action", "init")
       .add("marlune_app_id", identity_.appId())
       .add("marlune_device_id", identity_.deviceId())
-      .addText("sdk_protocol", protocol)
+      .addLiteral("sdk_protocol", protocol)
       .add("sdk_version", shared_.sdkVersion.load())
       .add("data", data)
       .add("data_orig", firstIdentity)
@@ -56,7 +56,7 @@ Value RequestEnvelope::initRequest(PairText& data, PairText& firstIdentity) cons
 }
 
 void RequestEnvelope::addVersion(PairText& list) const {
-  list.add("sdk_version", shared_.sdkVersion.load()).addText("sdk_protocol", protocol);
+  list.add("sdk_version", shared_.sdkVersion.load()).addLiteral("sdk_protocol", protocol);
 }
 
 void RequestEnvelope::setVersionExtension(std::string_view extension) {

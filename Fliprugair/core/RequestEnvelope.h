@@ -1,9 +1,9 @@
 #pragma once
 
 #include <string>
-#include <string_view>
 
 #include "Fliprugair/core/Identity.h"
+#include "platform/Literal.h"
 #include "platform/Locked.h"
 #include "platform/PairText.h"
 
@@ -28,9 +28,9 @@ class RequestEnvelope {
   };
 
   /// A dictionary.
-  Value request(std::string_view action, Form form, const Value& data = {}) const;
+  Value request(Literal action, Form form, const Value& data = {}) const;
   /// Nothing can be added to `data` any more.
-  Value request(std::string_view action, Form form, PairText& data) const;
+  Value request(Literal action, Form form, PairText& data) const;
 
   /// The init request says twice who is calling: as of now, and as of the first start. Nothing can be added to either
   /// any more.
@@ -40,7 +40,7 @@ class RequestEnvelope {
   void setVersionExtension(std::string_view extension);
 
  private:
-  void addBeforeData(PairText& list, std::string_view action, Form form) const;
+  void addBeforeData(PairText& list, Literal action, Form form) const;
   void addAfterData(PairText& list, Form form) const;
   void addVersion(PairText& list) const;
 

@@ -13,9 +13,7 @@ constexpr std::int64_t none = 2;
 
 void Sessions::sessionEvent(std::string_view state) {
   PairText sessionData(json_);
-  sessionData.addText("state", state)
-      .addText("usertime", clock_.currentLocalTime())
-      .addText("uptime", clock_.returnUptime());
+  sessionData.add("state", state).addSigned("usertime", clock_.now()).addSigned("uptime", clock_.uptime());
   clock_.addUptimeDeltaAndLastPostTime(sessionData);
   batch_.appendBatchEvent(envelope_.request("session", RequestEnvelope::Form::full, sessionData));
 }

@@ -10,8 +10,8 @@ std::uint64_t SessionClock::now() const { return wholeSeconds(context_.secondsSi
 
 std::string SessionClock::currentLocalTime() const { return signedText(now()); }
 
-std::string SessionClock::returnUptime() const {
-  return signedText(now() - static_cast<std::uint64_t>(context_.store().integerForKey(key::timeAppBecameActive)));
+std::uint64_t SessionClock::uptime() const {
+  return now() - static_cast<std::uint64_t>(context_.store().integerForKey(key::timeAppBecameActive));
 }
 
 std::string SessionClock::returnAndSetUptimeDelta() { return signedText(static_cast<std::uint64_t>(setUptimeDelta())); }

@@ -5,6 +5,7 @@
 #include <string_view>
 
 #include "Fliprugair/core/Context.h"
+#include "Fliprugair/platform/Text.h"
 #include "platform/PairText.h"
 
 namespace fliprugair {
@@ -29,7 +30,8 @@ class SessionClock {
   std::string currentLocalTime() const;
   /// Since the application became active. Negative when the stored activation lies in the future: the difference is
   /// unsigned, the text signed.
-  std::string returnUptime() const;
+  std::string returnUptime() const { return signedText(uptime()); }
+  std::uint64_t uptime() const;
   /// Since the last reading of this, which moves the reference point: a second report in the same second gets 0.
   std::string returnAndSetUptimeDelta();
 

@@ -36,8 +36,8 @@ void EventRecords::trackEvent(const Text& eventTitle, const Text& eventValue, co
 }
 
 void EventRecords::addEvent(PairText& data, const Text& eventTitle, const Text& eventValue) const {
-  data.addText("usertime", clock_.currentLocalTime())
-      .addText("uptime", clock_.returnUptime())
+  data.addSigned("usertime", clock_.now())
+      .addSigned("uptime", clock_.uptime())
       .add("event_name", eventTitle.value())
       .add("event_data", eventValue.value());
 }
@@ -67,10 +67,10 @@ void EventRecords::spatialEvent(const Text& eventTitle, float x, float y, float 
   }
   PairText spatialData(json_);
   spatialData.add("event_name", eventTitle.value())
-      .addText("x", fixedText(x))
-      .addText("y", fixedText(y))
-      .addText("z", fixedText(z))
-      .addText("usertime", clock_.currentLocalTime());
+      .add("x", fixedText(x))
+      .add("y", fixedText(y))
+      .add("z", fixedText(z))
+      .addSigned("usertime", clock_.now());
   clock_.addUptimeDeltaAndLastPostTime(spatialData);
   batch_.appendBatchEvent(envelope_.request("spatial", Form::brief, spatialData));
 }
@@ -88,8 +88,8 @@ void EventRecords::sendDeepLink(const URL& url, const Text& sourceApplication) {
   PairText data(json_);
   data.add("uri", url.absoluteString().text())
       .add("source_app", sourceApplication.string())
-      .addText("usertime", clock_.currentLocalTime())
-      .addText("uptime", clock_.returnUptime());
+      .addSigned("usertime", clock_.now())
+      .addSigned("uptime", clock_.uptime());
   clock_.addUptimeDeltaAndLastPostTime(data);
   batch_.appendBatchEvent(envelope_.request("deeplink", Form::brief, data));
 }

@@ -7,15 +7,15 @@ void InitRequest::initEvent(const Options& options) {
   data.add("partner_id", options.partnerId)
       .add("partner_name", options.partnerName)
       .add("package_name", facts_.bundleText("CFBundleIdentifier"))
-      .addText("platform", "ios")
-      .addText("session_tracking", sessions_.trackingWord())
+      .addLiteral("platform", "ios")
+      .add("session_tracking", sessions_.trackingWord())
       .add("currency", identity_.currency())
       .add("os_version", facts_.systemNameAndVersion());
   addIdentifiers(data, options.generateAnonymousMarluneDeviceId);
   PairText firstIdentity(context_.json());
   firstIdentity.add("marlune_device_id", identity_.origDeviceId())
       .add("marlune_app_id", options.marluneAppId)
-      .addText("session_tracking", "full")
+      .addLiteral("session_tracking", "full")
       .add("currency", options.currency);
   const Value request = envelope_.initRequest(data, firstIdentity);
   context_.store().setObject(request, key::INIT_PAYLOAD);

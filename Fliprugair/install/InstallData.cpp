@@ -57,11 +57,11 @@ void InstallData::addBaseEntries(PairText& data) const {
   data.add("os_version", facts_.systemNameAndVersion());
   data.add("app_limit_tracking", DeviceFacts::digitText(facts_.appLimitsTracking()));
   data.add("new_user", DeviceFacts::digitText(shared_._isNewUser));
-  data.addText("dev_id_strategy", "1");
+  data.addLiteral("dev_id_strategy", "1");
   data.add("is_genuine", DeviceFacts::digitText(facts_.isOSGenuine()));
   data.add("currency", identity_.currency());
-  data.addText("usertime", clock_.currentLocalTime());
-  data.addText("uptime", clock_.returnUptime());
+  data.addSigned("usertime", clock_.now());
+  data.addSigned("uptime", clock_.uptime());
 }
 
 bool InstallData::UIInterfaceOrientationIsLandscape(int orientation) { return orientation == 4 || orientation == 3; }

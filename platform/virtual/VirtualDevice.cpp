@@ -8,11 +8,15 @@ VirtualDevice::VirtualDevice(EventSink events, ArchiveReader archives, std::uint
                              VirtualStore::Observer storeObserver)
     : store(std::move(storeObserver)), events_(std::move(events)), archives_(std::move(archives)), seed_(seed) {}
 
-double VirtualDevice::now() const { return clockBase_ + static_cast<double>(uptime_ - clockSetAt_) / 1e9; }
-
 void VirtualDevice::setNow(double secondsSince1970) {
   clockBase_ = secondsSince1970;
   clockSetAt_ = uptime_;
+  now_ = secondsSince1970;
+}
+
+void VirtualDevice::moveTo(Nanoseconds uptime) {
+  uptime_ = uptime;
+  now_ = clockBase_ + static_cast<double>(uptime_ - clockSetAt_) / 1e9;
 }
 
 std::string VirtualDevice::randomUUID() {

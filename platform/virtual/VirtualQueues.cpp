@@ -15,18 +15,21 @@ constexpr Nanoseconds never = static_cast<Nanoseconds>(1) << 126;
 /// When a timer armed now is due. What lies beyond the range of the clock is never due.
 Nanoseconds dueTime(Nanoseconds now, double seconds) {
   const double nanoseconds = std::round(std::max(seconds, 0.0) * 1e9);
-  if (!(nanoseconds < static_cast<double>(never - now))) return never;
-  return now + static_cast<Nanoseconds>(nanoseconds);
+  if (!(nanoseconds < static_cast<double>(never))) return never;
+  return std::min(now + static_cast<Nanoseconds>(nanoseconds), never);
 }
 
 }  // namespace
 
 void VirtualTasks::post(Task&& task) {
   const std::lock_guard lock(mutex_);
-  if (!closed_) tasks_.push_back(std::move(task));
+  if (closed_) return;
+  tasks_.push_back(std::move(task));
+  isEmpty_ = false;
 }
 
 bool VirtualTasks::runEmpty() {
+  if (isEmpty_) return false;
   bool any = false;
   while (true) {
     Task task;
@@ -49,6 +52,7 @@ void VirtualTasks::forgetRun() {
   tasks_.clear();
   if (tasks_.capacity() > usual) tasks_.shrink_to_fit();
   next_ = 0;
+  isEmpty_ = true;
 }
 
 void VirtualTasks::close() {

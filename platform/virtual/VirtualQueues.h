@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -7,6 +8,7 @@
 #include <vector>
 
 #include "Fliprugair/platform/MainQueue.h"
+#include "platform/virtual/ShortLock.h"
 #include "platform/virtual/VirtualDevice.h"
 
 namespace fliprugair {
@@ -25,10 +27,11 @@ class VirtualTasks {
  private:
   void forgetRun();
 
-  std::mutex mutex_;
+  ShortLock mutex_;
   std::vector<Task> tasks_;
   std::size_t next_ = 0;  ///< to run; those before it have been taken
   bool closed_ = false;
+  std::atomic<bool> isEmpty_ = true;  ///< to be seen without the lock
 };
 
 /// The main queue in virtual time: tasks wait for `run`, timers for `advance`.

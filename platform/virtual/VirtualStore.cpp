@@ -13,7 +13,7 @@ Value VirtualStore::objectForKey(std::string_view key) const {
 }
 
 void VirtualStore::setObject(Value value, std::string_view key) {
-  update(key, [&](const Value&) { return value; });
+  update(key, [&](const Value&) { return std::move(value); });
 }
 
 void VirtualStore::update(std::string_view key, const std::function<Value(const Value&)>& change) {
@@ -24,10 +24,12 @@ void VirtualStore::update(std::string_view key, const std::function<Value(const 
   const auto found = values_.find(key);
   const bool isNew = found == values_.end();
   const Value none;
-  const Value after = change(isNew ? none : found->second.value);
-  const Value before = isNew ? Value() : std::exchange(found->second.value, after);
-  if (isNew && !after.isNull()) values_.emplace(key, Stored{++lastNumber_, after});
-  if (!isNew && after.isNull()) values_.erase(found);
+  Value changed = change(isNew ? none : found->second.value);
+  const Value after = observer_ ? changed : Value();
+  const bool isNone = changed.isNull();
+  if (isNew && !isNone) values_.emplace(key, Stored{++lastNumber_, changed});
+  const Value before = isNew ? Value() : std::exchange(found->second.value, std::move(changed));
+  if (!isNew && isNone) values_.erase(found);
   lock.unlock();
   if (observer_) observer_(key, before, after);
 }
@@ -49,9 +51,7 @@ Dictionary VirtualStore::inOrder(const Values& values) {
   return Dictionary(std::move(pairs));
 }
 
-/// Only with the lock.
-void VirtualStore::unpack() const {
-  if (packed_.empty()) return;
+void VirtualStore::unpackAll() const {
   const Dictionary values = json_->value(packed_).value_or(Value()).dictionary();
   for (const auto& entry : values.entries()) {
     values_.insert_or_assign(std::string(entry.key()), Stored{++lastNumber_, entry.value});

@@ -11,6 +11,7 @@
 #include "Fliprugair/platform/JSONSerialization.h"
 #include "Fliprugair/platform/UserDefaults.h"
 #include "platform/NameHash.h"
+#include "platform/virtual/ShortLock.h"
 
 namespace fliprugair {
 
@@ -47,11 +48,15 @@ class VirtualStore final : public UserDefaults {
   using Values = std::unordered_map<std::string, Stored, NameHash, std::equal_to<>>;
 
   static Dictionary inOrder(const Values& values);
-  void unpack() const;
+  /// Only with the lock.
+  void unpack() const {
+    if (!packed_.empty()) unpackAll();
+  }
+  void unpackAll() const;
 
   const Observer observer_;
-  std::mutex writing_;        ///< by which the observer learns of the writes in their order
-  mutable std::mutex mutex_;  ///< around the rest
+  std::mutex writing_;       ///< by which the observer learns of the writes in their order
+  mutable ShortLock mutex_;  ///< around the rest
   mutable Values values_;
   mutable std::uint64_t lastNumber_ = 0;
   mutable std::string packed_;  ///< "" while values_ hold

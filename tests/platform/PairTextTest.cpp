@@ -27,7 +27,7 @@ TEST_F(APairText, EndsAtTheFirstAbsentValue) {
   PairText inner(json_);
   pairs.add("a", 1).add("b", nullptr);
   EXPECT_TRUE(pairs.hasEnded());
-  pairs.add("c", 3).addText("d", "text").add("e", inner);
+  pairs.add("c", 3).addLiteral("d", "text").add("e", inner);
   EXPECT_EQ(pairs.value(), Value({{"a", 1}}));
 }
 
@@ -71,7 +71,7 @@ TEST_F(APairText, IsTheTextAndTheValueThatAListOfTheSamePairsIs) {
   for (const Value& value : values) {
     PairText pairs(json_);
     PairList list;
-    pairs.add("first", value).addText("text", "a\"b").set("last", value);
+    pairs.add("first", value).add("text", "a\"b").set("last", value);
     list.add("first", value).add("text", "a\"b").set("last", value);
     const Value expected = list.dictionary();
     const Value made = pairs.value();
@@ -84,7 +84,7 @@ TEST_F(APairText, IsTheTextAndTheValueThatAListOfTheSamePairsIs) {
 
 TEST_F(APairText, HoldsAnotherOne) {
   PairText inner(json_);
-  inner.add("a", Array{1}).addText("b", "2");
+  inner.add("a", Array{1}).addLiteral("b", "2");
   PairText outer(json_);
   outer.add("before", 0).add("inner", inner).add("behind", 1);
   const Value value = outer.value();

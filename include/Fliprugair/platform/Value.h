@@ -140,8 +140,8 @@ class FLIPRUGAIR_EXPORT Value {
   Value(std::initializer_list<std::pair<std::string_view, Value>> pairs);
 
   Kind kind() const noexcept { return form_ <= Form::dictionary ? static_cast<Kind>(form_) : kindOfOther(); }
-  bool isNull() const noexcept { return kind() == Kind::null; }
-  bool isText() const noexcept { return kind() == Kind::text; }
+  bool isNull() const noexcept { return form_ == Form::null; }
+  bool isText() const noexcept { return form_ == Form::shortText || form_ == Form::sharedText; }
   bool isArray() const noexcept { return kind() == Kind::array; }
   bool isDictionary() const noexcept { return kind() == Kind::dictionary; }
   /// A boolean counts as a number.

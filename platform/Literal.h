@@ -6,16 +6,16 @@
 
 namespace fliprugair {
 
-/// A key that stands in the source: plain ASCII that JSON has no escape for, seen to when it is compiled, and never
-/// copied.
-class LiteralKey {
+/// A text that stands in the source, such as a key: plain ASCII that JSON has no escape for, seen to when it is
+/// compiled, and never copied.
+class Literal {
  public:
   template <std::size_t size>
-  consteval LiteralKey(const char (&literal)[size]) : text_(literal, size - 1) {
+  consteval Literal(const char (&literal)[size]) : text_(literal, size - 1) {
     const auto isPlain = [](char character) {
       return character >= ' ' && character <= '~' && character != '"' && character != '\\';
     };
-    if (!std::all_of(text_.begin(), text_.end(), isPlain)) throw "no key";
+    if (!std::all_of(text_.begin(), text_.end(), isPlain)) throw "to be escaped";
   }
 
   std::string_view text() const { return text_; }
