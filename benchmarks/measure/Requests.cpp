@@ -23,9 +23,13 @@ constexpr std::int64_t recordsInBatch = 25;
 constexpr long requestsAtATime = 8;
 
 std::uintmax_t sizeOf(const std::string& file) {
-  std::error_code none;
-  const std::uintmax_t log = std::filesystem::file_size(file + "-wal", none);
-  return std::filesystem::file_size(file) + (none ? 0 : log);
+  std::uintmax_t size = std::filesystem::file_size(file);
+  for (const char* suffix : {"-wal", ".journal-1", ".journal-2"}) {
+    std::error_code none;
+    const std::uintmax_t beside = std::filesystem::file_size(file + suffix, none);
+    if (!none) size += beside;
+  }
+  return size;
 }
 
 /// Until the file is half of what it was, or long enough.

@@ -2,6 +2,8 @@
 
 #include "platform/linux/ErasedStore.h"
 
+#include <algorithm>
+#include <functional>
 #include <system_error>
 #include <vector>
 
@@ -16,7 +18,8 @@ namespace fs = std::filesystem;
 
 fs::path lockOf(const fs::path& file) { return file.string() + ".lock"; }
 
-/// With the lock at the end: who removes it earlier lets others in.
+/// The store's own file behind what stands beside it, which would be taken for the rest of a lost store; and the lock
+/// at the end: who removes it earlier lets others in.
 std::vector<fs::path> filesOf(const fs::path& file, std::error_code& error) {
   std::vector<fs::path> files;
   const std::string name = file.filename().string();
@@ -27,6 +30,7 @@ std::vector<fs::path> filesOf(const fs::path& file, std::error_code& error) {
       files.push_back(found);
     }
   }
+  std::sort(files.begin(), files.end(), std::greater());
   files.push_back(lockOf(file));
   return files;
 }

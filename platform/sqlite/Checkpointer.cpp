@@ -9,7 +9,8 @@ namespace fliprugair {
 Checkpointer::Checkpointer(std::function<bool(bool)> work, std::chrono::milliseconds pause)
     : work_(std::move(work)), pause_(pause), thread_(startThread("fliprugair-disk", [this] { run(); })) {}
 
-Checkpointer::~Checkpointer() {
+void Checkpointer::stop() {
+  if (!thread_.joinable()) return;
   {
     const std::lock_guard lock(mutex_);
     stops_ = true;

@@ -11,16 +11,19 @@
 namespace fliprugair {
 
 /// The store's background thread. It sleeps until work is requested, then tries to do it after each pause, until it is
-/// done; at once when it is urgent. Owned by StoreDisk; ends, and waits for the attempt at hand, when destroyed.
+/// done; at once when it is urgent. Owned by StoreDisk.
 /// Threads: `request` and `awaitAttempt` may be called from any other.
 class Checkpointer {
  public:
   /// `work` makes an attempt, is told whether a pause came before it, and answers whether there is none to follow.
   /// Called on this thread only, with no lock held.
   Checkpointer(std::function<bool(bool)> work, std::chrono::milliseconds pause);
-  ~Checkpointer();
+  ~Checkpointer() { stop(); }
   Checkpointer(const Checkpointer&) = delete;
   Checkpointer& operator=(const Checkpointer&) = delete;
+
+  /// Waits for the attempt at hand; none follows.
+  void stop();
 
   enum class Urgency { afterPause, now };
 

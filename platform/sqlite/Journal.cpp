@@ -1,6 +1,7 @@
 #include "platform/sqlite/Journal.h"
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <chrono>
@@ -40,6 +41,8 @@ void Journal::open() noexcept {
     FileDescriptor& file = files_[index];
     if (!file) file = FileDescriptor(::open(paths_[index].c_str(), O_WRONLY | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0600));
     isOpen_ = isOpen_ && file && ::ftruncate(file.get(), 0) == 0;
+    if (file) [[maybe_unused]]
+      const int ignored = ::fchmod(file.get(), 0600);  // one that was copied from elsewhere
   }
 }
 

@@ -12,14 +12,15 @@
 
 namespace fliprugair {
 
-/// The newest changes of rows, until the store's file has them: to append them here takes a fifth of the time, and a
-/// tenth of the bytes, of a transaction of SQLite's. The background thread files many at once, of which those that undo
-/// one another never come to the file; after a sudden death the next start does.
+/// The newest changes of rows, until the store's file has them: to append them here takes a small part of the time and
+/// of the bytes of a transaction of SQLite's. The background thread files many at once, of which those that undo one
+/// another never come to the file; after a sudden death the next start does.
 ///
 /// Two files take turns: one receives what is written while the other is brought into the store's file. What stands in
 /// them are frames, each of which is numbered and checks; the mark in the store's file says which of them it has.
 ///
-/// Does not wait for the disk. Owned by StoreDisk. Used by one thread at a time, but for `clearFiled`.
+/// Does not wait for the disk. Owned by StoreDisk. Used by one thread at a time; `clearFiled` may go on beside
+/// `append`.
 class Journal {
  public:
   explicit Journal(const std::string& path);
@@ -54,8 +55,7 @@ class Journal {
   /// The next frame goes to the other file, whose frames are in the store's file.
   void turn();
 
-  /// Empties the file that receives nothing, as the store's file has its frames now. One thread at a time, which may be
-  /// another than that which appends.
+  /// Empties the file that receives nothing, as the store's file has its frames now.
   void clearFiled() const noexcept;
 
   /// Removes the files, as the store's file has all of their frames.

@@ -10,7 +10,7 @@ namespace fliprugair {
 /// What stands before the changes of one frame of the journal. Numbers are in the byte order of the machine, on which
 /// alone a process can have died that left it.
 struct JournalFrame {
-  static constexpr std::uint32_t magicNumber = 0x4A4C4E46;
+  static constexpr std::uint32_t magicNumber = 0x4A4C4E46;  ///< by which frames behind damage are found
 
   std::uint32_t magic = magicNumber;
   std::uint32_t size = 0;  ///< of what follows, bytes

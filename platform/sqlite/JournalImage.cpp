@@ -62,14 +62,18 @@ std::optional<JournalImage::Frame> JournalImage::frameAt(std::string_view bytes,
 
 JournalImage::Account JournalImage::after(const std::optional<JournalMark>& mark) const {
   Account account;
-  account.mark = mark.value_or(JournalMark{});
+  if (frames_.empty()) return account;
+  account.mark = mark.value_or(JournalMark{frames_.back().mark.life, frames_.front().mark.number - 1});
+  account.isOfAnother = true;
+  bool isCut = false;
   for (const Frame& frame : frames_) {
-    const bool isOfThisLife = !mark || frame.mark.life == mark->life;
-    if (!isOfThisLife || frame.mark.number <= account.mark.number) continue;
-    const bool isNext = frame.mark.number == account.mark.number + 1 && !frame.followsGap;
-    const bool isRead = append(frame.changes, account.changes);
-    account.isDamaged = account.isDamaged || (mark && !isNext) || !isRead;
-    account.mark.number = frame.mark.number;
+    if (frame.mark.life != account.mark.life) continue;
+    account.isOfAnother = false;
+    if (frame.mark.number <= account.mark.number) continue;
+    isCut = isCut || frame.mark.number != account.mark.number + 1;
+    const bool isRead = append(frame.changes, isCut ? account.beyond : account.changes);
+    account.isDamaged = account.isDamaged || frame.followsGap || !isRead;
+    if (!isCut) account.mark.number = frame.mark.number;
   }
   return account;
 }
@@ -81,13 +85,15 @@ bool JournalImage::append(std::string_view changes, std::vector<RowChange>& to) 
     if (!read(changes, 0, head)) return false;
     changes.remove_prefix(sizeof head);
     if (head.nameSize == JournalChange::removal) {
-      if (!areRowNumbers({head.id, head.parent})) return false;
+      const bool isRange = head.id <= head.parent && (head.id > 0 || head.parent < 0);
+      if (!isRange || !areRowNumbers({head.id, head.parent})) return false;
       to.emplace_back(RowRange{head.id, head.parent});
       continue;
     }
     const bool isThere = std::size_t{head.nameSize} + head.textSize <= changes.size();
     auto value = isThere ? storedValue(changes.substr(head.nameSize, head.textSize)) : std::nullopt;
-    if (!value || !areRowNumbers({head.id, head.parent, head.position})) return false;
+    const bool isRow = head.id != JournalMark::rowNumber && areRowNumbers({head.id, head.parent, head.position});
+    if (!value || !isRow) return false;
     to.emplace_back(Row{head.id, head.parent, head.position, std::string(changes.substr(0, head.nameSize)), *value});
     changes.remove_prefix(std::size_t{head.nameSize} + head.textSize);
   }

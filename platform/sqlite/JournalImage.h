@@ -26,11 +26,13 @@ class JournalImage {
   struct Account {
     std::vector<RowChange> changes;  ///< in the order in which they were appended
     JournalMark mark;                ///< up to where they go
-    bool isDamaged = false;          ///< whether frames are missing among them
+    std::vector<RowChange> beyond;   ///< those that stand behind missing frames
+    bool isDamaged = false;          ///< whether something else stands among them
+    bool isOfAnother = false;        ///< whether there are none of this life, and some of another
   };
 
   /// What a store's file lacks that says to have the journal up to `mark`. When it cannot say that, each frame that
-  /// stands here: with all that follow, those that the file has change nothing.
+  /// stands here of the life that did last: with all that follow, those that the file has change nothing.
   Account after(const std::optional<JournalMark>& mark) const;
 
   /// Whether something stands behind the frames: the process ended while it appended, before its call returned, or the

@@ -52,7 +52,7 @@ class RowFile {
   std::optional<JournalMark> mark() const;
 
   /// Makes the changes, in their order, in one transaction, in which it also notes `mark` unless it has that.
-  void write(const std::vector<RowChange>& changes, const JournalMark& mark = {});
+  void write(const std::vector<RowChange>& changes, const JournalMark& mark);
 
   /// A write that changes nothing; it begins a log that was cut off. Throws while the medium refuses.
   void touch();

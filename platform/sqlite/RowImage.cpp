@@ -60,15 +60,21 @@ void RowImage::readLeaf(std::uint32_t page, bool trustsUnchecked) {
 }
 
 void RowImage::followJournal() {
-  const auto mark = rows_.find(JournalMark::rowNumber);
-  const auto lacking = journal_.after(mark == rows_.end() ? std::nullopt : JournalMark::of(mark->second.value));
-  for (const RowChange& change : lacking.changes) {
-    if (const auto* range = std::get_if<RowRange>(&change)) {
-      rows_.erase(rows_.lower_bound(range->first), rows_.upper_bound(range->last));
-    } else {
-      const Row& row = std::get<Row>(change);
-      rows_.insert_or_assign(row.id, row);
-    }
+  const auto row = rows_.find(JournalMark::rowNumber);
+  const auto mark = row == rows_.end() ? std::nullopt : JournalMark::of(row->second.value);
+  const auto lacking = journal_.after(mark);
+  for (const auto* changes : {&lacking.changes, &lacking.beyond}) {
+    for (const RowChange& change : *changes) make(change);
+  }
+  lacksWrites_ = lacking.isDamaged || !lacking.beyond.empty() || (!mark && !journal_.empty());
+}
+
+void RowImage::make(const RowChange& change) {
+  if (const auto* range = std::get_if<RowRange>(&change)) {
+    rows_.erase(rows_.lower_bound(range->first), rows_.upper_bound(range->last));
+  } else {
+    const Row& row = std::get<Row>(change);
+    rows_.insert_or_assign(row.id, row);
   }
 }
 

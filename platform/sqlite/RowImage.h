@@ -18,7 +18,8 @@ namespace fliprugair {
 /// can still be read of a damaged store, and for a store that cannot be written. Owned by who made it.
 class RowImage {
  public:
-  /// Throws StoreError::Kind::unavailable when the file or its log cannot be read, or are none, as every call may.
+  /// Throws StoreError::Kind::unavailable when the file, its log or its journal cannot be read, or are none, as every
+  /// call may.
   explicit RowImage(const std::string& path) : pages_(path), journal_(path) {}
   RowImage(const RowImage&) = delete;
   RowImage& operator=(const RowImage&) = delete;
@@ -32,6 +33,9 @@ class RowImage {
   std::int64_t formatVersion();
   std::size_t damagedRows() const { return damagedRows_; }
 
+  /// Whether the journal has said less than it once had.
+  bool lacksWrites() const { return lacksWrites_; }
+
   /// The rows that check, each once, with what the journal has of them. Those of a first store, whose rows have no
   /// checksums, only if `trustsUnchecked`.
   std::vector<Row> rows(bool trustsUnchecked);
@@ -39,12 +43,14 @@ class RowImage {
  private:
   void readLeaf(std::uint32_t page, bool trustsUnchecked);
   void followJournal();
+  void make(const RowChange& change);
   static std::optional<Row> row(const RowCell& cell, bool trustsUnchecked);
 
   StorePages pages_;
   JournalImage journal_;
   std::map<std::int64_t, Row> rows_;
   std::size_t damagedRows_ = 0;
+  bool lacksWrites_ = false;
 };
 
 }  // namespace fliprugair

@@ -48,12 +48,12 @@ class SQLiteUserDefaults final : public UserDefaults {
   };
 
   /// Opens the store in `file`, creating it and its folders when they are missing, for their owner alone. Beside it
-  /// stand SQLite's own files, the two of the journal, a ".lock", and an ".identity", which has a copy of what makes the installation one and
-  /// the same. When there is damage, what can still be read and checks is kept, a line of the log says how much, and
-  /// the old files are set aside in the same folder under a name with ".damaged-" and the time; they are never deleted.
-  /// A store that can be read and not written, or that has no place yet on a full disk, says so in the log, goes on
-  /// from memory, and tries again with each `synchronize`. So does one whose file refuses later, or is taken away.
-  /// Throws nothing.
+  /// stand SQLite's own files, the two of the journal, a ".lock", and an ".identity", which has a copy of what makes
+  /// the installation one and the same. When there is damage, what can still be read and checks is kept, a line of the
+  /// log says how much, and the old files are set aside in the same folder under a name with ".damaged-" and the time;
+  /// they are never deleted. A store that can be read and not written, or that has no place yet on a full disk, says so
+  /// in the log, goes on from memory, and tries again with each `synchronize`. So does one whose file refuses later, or
+  /// is taken away. Throws nothing.
   static std::variant<std::unique_ptr<SQLiteUserDefaults>, Refusal> open(const std::filesystem::path& file, Log log,
                                                                          StoreOptions options = {});
 

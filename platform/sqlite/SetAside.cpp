@@ -2,6 +2,7 @@
 
 #include <array>
 #include <ctime>
+#include <span>
 #include <string>
 
 #include "platform/Joined.h"
@@ -31,14 +32,12 @@ bool isFree(const std::filesystem::path& file) {
   return true;
 }
 
-}  // namespace
-
-std::filesystem::path setAside(const std::filesystem::path& file) {
+std::filesystem::path setAside(const std::filesystem::path& file, std::span<const char* const> parts) {
   try {
     const std::string name = joined({file.native(), ".damaged-", utcTime()});
     std::filesystem::path free = name;
     for (int number = 2; !isFree(free); ++number) free = joined({name, "-", std::to_string(number)});
-    for (const char* suffix : suffixes) {
+    for (const char* suffix : parts) {
       const std::filesystem::path part = file.native() + suffix;
       if (std::filesystem::exists(part)) std::filesystem::rename(part, free.native() + suffix);
     }
@@ -47,5 +46,11 @@ std::filesystem::path setAside(const std::filesystem::path& file) {
     throw StoreError(StoreError::Kind::unavailable, "a damaged file cannot be set aside: " + error.code().message());
   }
 }
+
+}  // namespace
+
+std::filesystem::path setAside(const std::filesystem::path& file) { return setAside(file, suffixes); }
+
+std::filesystem::path setJournalAside(const std::filesystem::path& file) { return setAside(file, Journal::suffixes); }
 
 }  // namespace fliprugair

@@ -1,5 +1,6 @@
 #include "platform/sqlite/StoreDisk.h"
 
+#include <algorithm>
 #include <chrono>
 #include <iterator>
 #include <map>
@@ -68,6 +69,7 @@ StoreDisk::StoreDisk(std::filesystem::path path, StoreOptions options, std::func
 
 /// The file's own connection is to be the last, which brings the log into the file.
 StoreDisk::~StoreDisk() {
+  checkpointer_.stop();
   const std::scoped_lock lock(fileMutex_, stagingMutex_);
   bool isFiled = false;
   try {
@@ -126,7 +128,7 @@ void StoreDisk::commitToFile(StoreMemory& memory) noexcept {
       ++writersThatWait_;
       const std::unique_lock fileLock = lockSoon(fileMutex_);
       --writersThatWait_;
-      const std::unique_lock lock = lockBetweenGroups(memory);
+      const std::unique_lock lock = lockBetweenGroups(memory, Locks::both);
       if (!lock) return;
       try {
         attempt(memory, lines);
@@ -155,10 +157,10 @@ void StoreDisk::commitToFile(StoreMemory& memory) noexcept {
 /// Answers whether what was written needs nothing else. Otherwise the file is to be written, with what was staged.
 bool StoreDisk::commitToJournal(StoreMemory& memory) noexcept {
   if (options_.durability == StoreDurability::powerCut) return false;  // SQLite waits for the disk as well as we could
+  const std::unique_lock lock = lockBetweenGroups(memory, Locks::staging);
+  if (!lock) return true;
+  if (!journal_.isOpen() || journal_.size() >= longestJournal) return false;
   try {
-    const std::unique_lock lock = lockBetweenGroups(memory);
-    if (!lock) return true;
-    if (!journal_.isOpen() || journal_.size() >= longestJournal || isStagedInPart_) return false;
     if (!place_->isInPlace() || arrays_->hasFoundDamage()) return false;
     const std::size_t before = changes_.size();
     stage(memory);
@@ -167,6 +169,7 @@ bool StoreDisk::commitToJournal(StoreMemory& memory) noexcept {
     requestFiling();
     return true;
   } catch (...) {
+    journal_.close();  // before the lock goes: no other call may append behind what is missing here
     return false;
   }
 }
@@ -174,11 +177,11 @@ bool StoreDisk::commitToJournal(StoreMemory& memory) noexcept {
 /// Another thread's group that is torn will want the lock when it ends, and writes then what both have to say: it is
 /// waited for without the lock, and if that was so nothing is left to be done. Where groups follow one another closely,
 /// or foreign code blocks in several of them one after the other, the lock is answered with all the same.
-std::unique_lock<std::mutex> StoreDisk::lockBetweenGroups(StoreMemory& memory) {
+std::unique_lock<std::mutex> StoreDisk::lockBetweenGroups(StoreMemory& memory, Locks locks) {
   std::optional<StoreMemory::Mark> mark;
   for (int attempt = 0;; ++attempt) {
     std::unique_lock lock = lockSoon(stagingMutex_);
-    if (mark && isSettled() && memory.isTaken(*mark)) return {};
+    if (mark && isSettled(locks) && memory.isTaken(*mark)) return {};
     if (attempt == mostAttempts || !memory.isTorn()) return lock;
     lock.unlock();
     const StoreMemory::Mark before = memory.awaitGroups();
@@ -186,8 +189,11 @@ std::unique_lock<std::mutex> StoreDisk::lockBetweenGroups(StoreMemory& memory) {
   }
 }
 
-/// Whether all that was staged would be there after a sudden death.
-bool StoreDisk::isSettled() const { return journal_.isOpen() || (file_ && !isFailing_ && changes_.empty()); }
+/// Whether all that was staged would be there after a sudden death. What is on its way to the file is seen by who has
+/// both locks.
+bool StoreDisk::isSettled(Locks locks) const {
+  return journal_.isOpen() || (locks == Locks::both && file_ && !isFailing_ && changes_.empty() && !isStagedInPart_);
+}
 
 void StoreDisk::attempt(StoreMemory& memory, Lines& lines) {
   try {
@@ -283,9 +289,9 @@ void StoreDisk::connect(StoreMemory& memory, Lines& lines) {
     file->leaveFilesAlone();
     throw;
   }
-  file_ = std::move(file);
   place_.emplace(path_.string());
   journal_.beginLife();
+  file_ = std::move(file);
   give(mirror_, memory);
   wasRead_ = true;
   identity_ = identityCopy_.read();
@@ -303,7 +309,7 @@ void StoreDisk::connect(StoreMemory& memory, Lines& lines) {
 }
 
 /// Files what a life that ended suddenly has left in its journal.
-void StoreDisk::followJournal(Lines& lines) const {
+void StoreDisk::followJournal(Lines& lines) {
   const JournalImage journal(path_.string());
   if (journal.empty()) return;
   if (isAbsent(path_)) {
@@ -314,10 +320,22 @@ void StoreDisk::followJournal(Lines& lines) const {
   const auto file = openFile(isSound ? RowFile::Structure::isSound : RowFile::Structure::isUnknown);
   file->leaveFilesAlone();
   auto lacking = journal.after(file->mark().value_or(JournalMark{}));
-  if (lacking.isDamaged) throw StoreError::damaged("its journal cannot be read to the end");
-  if (journal.endsUnfinished() && !wasRead_) lines.push_back(unfinishedWrite());
+  // Within a life the memory has what is missing.
+  if (lacking.isDamaged && !wasRead_) throw StoreError::damaged("its journal cannot be read to the end");
   leaveOutUndone(lacking.changes);
-  file->write(lacking.changes, lacking.mark);
+  if (!lacking.changes.empty()) file->write(lacking.changes, lacking.mark);
+  if (wasRead_) return;
+  if (journal.endsUnfinished()) note(unfinishedWrite(), lines);
+  if (lacking.isOfAnother || !lacking.beyond.empty()) {
+    const std::filesystem::path aside = setJournalAside(path_);
+    const std::string_view reason = lacking.isOfAnother
+                                        ? "beside it stands the journal of another"
+                                        : "some of the newest writes before this start are lost, as after a power cut";
+    note(joined(
+             {"the store ", path_.native(), ": ", reason, "; the journal is set aside as ", aside.filename().native()}),
+         lines);
+  }
+  journal_.remove();
 }
 
 std::unique_ptr<RowFile> StoreDisk::openFile(RowFile::Structure structure) const {
@@ -364,7 +382,12 @@ void StoreDisk::examineLog(Lines& lines) const {
   if (!log.pages().empty() && isAbsent(path_)) {
     throw StoreError::damaged("there is a log without its file");
   }
-  if (log.endsUnfinished()) lines.push_back(unfinishedWrite());
+  if (log.endsUnfinished()) note(unfinishedWrite(), lines);
+}
+
+/// An attempt may come to the same more than once.
+void StoreDisk::note(std::string line, Lines& lines) {
+  if (std::find(lines.begin(), lines.end(), line) == lines.end()) lines.push_back(std::move(line));
 }
 
 std::string StoreDisk::unfinishedWrite() const {
@@ -414,8 +437,9 @@ void StoreDisk::beginAfresh(const StoreError& damage, StoreMemory& memory, Lines
     RowImage image(path_.string());
     kept = RowMirror(image.rows(false));
     const RowMirror::Account& found = kept.account();
-    account = joined({counted(found.keys, "key"), " and ", counted(found.records, "record"),
-                      " of it are kept, at least ", counted(image.damagedRows() + found.unused, "row"), " lost"});
+    account = joined(
+        {counted(found.keys, "key"), " and ", counted(found.records, "record"), " of it are kept, at least ",
+         counted(image.damagedRows() + found.unused + (image.lacksWrites() ? kept.leftovers() : 0), "row"), " lost"});
   }
   // From here on the memory has all of it: what is set aside in part, because a renaming fails, is not read again.
   give(kept, memory);
@@ -523,6 +547,7 @@ void StoreDisk::fileJournal(std::size_t leftovers) {
   JournalMark mark;
   {
     const std::lock_guard lock(stagingMutex_);
+    if (isStagedInPart_) throw StoreError(StoreError::Kind::unavailable, "a write is to be repeated");
     const std::size_t before = changes_.size();
     mirror_.stageLeftovers(leftovers, changes_);
     arrays_->keepErased(std::span(changes_).subspan(before));

@@ -50,23 +50,25 @@ class StoreDisk {
 
  private:
   using Lines = std::vector<std::string>;
+  enum class Locks { staging, both };  ///< that the caller will have
   struct Staged {
     std::size_t leftovers;
     bool hasLongJournal;
   };
 
   bool commitToJournal(StoreMemory& memory) noexcept;
-  std::unique_lock<std::mutex> lockBetweenGroups(StoreMemory& memory);
-  bool isSettled() const;
+  std::unique_lock<std::mutex> lockBetweenGroups(StoreMemory& memory, Locks locks);
+  bool isSettled(Locks locks) const;
   void stage(StoreMemory& memory);
   void writeChanges(std::size_t leftovers);
   void attempt(StoreMemory& memory, Lines& lines);
   void writeAll(StoreMemory& memory, Lines& lines);
   void connect(StoreMemory& memory, Lines& lines);
-  void followJournal(Lines& lines) const;
+  void followJournal(Lines& lines);
   std::unique_ptr<RowFile> openFile(RowFile::Structure structure) const;
   void disconnect(StoreMemory& memory);
   void examineLog(Lines& lines) const;
+  static void note(std::string line, Lines& lines);
   std::string unfinishedWrite() const;
   void takeLock();
   void give(const RowMirror& mirror, StoreMemory& memory);
@@ -94,7 +96,7 @@ class StoreDisk {
   const std::function<void(std::string_view)> log_;
 
   // The locks are taken in this order, and before the memory's. The file may keep its lock for as long as the disk
-  // takes; a call that can be appended to the journal takes the other one alone, which nobody has for long.
+  // takes; a call that can be appended to the journal takes the other one alone, with which little is written.
   std::mutex fileMutex_;     ///< guards the file, and with the other one whether there is one and whether it fails
   std::mutex stagingMutex_;  ///< guards what is staged for the file
 
@@ -111,8 +113,8 @@ class StoreDisk {
   RowMirror mirror_;
   std::vector<StoreMemory::Write> writes_;
   bool isStagedInPart_ = false;     ///< the mirror is of no use any more
-  std::vector<RowChange> changes_;  ///< staged and not yet in the file
-  Journal journal_;                 ///< has all of them as long as it is open
+  std::vector<RowChange> changes_;  ///< staged, and neither in the file nor on their way to it
+  Journal journal_;                 ///< as long as it is open it has what was written until now and the file has not
   const IdentityCopy identityCopy_;
   Dictionary identity_;           ///< what the copy holds
   bool identityChanged_ = false;  ///< and not yet copied

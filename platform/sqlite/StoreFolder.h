@@ -6,7 +6,7 @@ namespace fliprugair {
 
 /// Makes sure that the store can be opened as its owner's own: makes the missing folders, which nobody else may enter,
 /// and the file, which nobody else may read. Throws StoreError::Kind::noFile when something else has the name of the
-/// file or of SQLite's log, and Kind::unavailable when the folders or the file cannot be made.
+/// file, of SQLite's log or of the journal, and Kind::unavailable when the folders or the file cannot be made.
 void prepareFolder(const std::filesystem::path& file);
 void prepareFile(const std::filesystem::path& file);
 

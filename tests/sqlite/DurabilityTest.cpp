@@ -48,7 +48,7 @@ TEST(SQLiteStore, RemovesTheListOfRequestsUnderWayThatAnOlderVersionHasLeft) {
   const std::string path = (folder / "store").string();
   const std::string name(key::eventsSending);
   RowFile(path, StoreDurability::process)
-      .write({Row{-1, 0, 1, name, Dictionary()}, Row{1, 0, 1, name, Dictionary()}, Row{2, 1, 2, "1.0", true}});
+      .write({Row{-1, 0, 1, name, Dictionary()}, Row{1, 0, 1, name, Dictionary()}, Row{2, 1, 2, "1.0", true}}, {});
   const auto store = openStore(path);
   EXPECT_EQ(store->objectForKey(name), Value());
   store->synchronize();

@@ -32,7 +32,7 @@ class AJournal : public testing::Test {
   /// A frame of two changes.
   bool append(int number) {
     const std::vector<RowChange> changes{Row{number, 2, 100 + number, "name " + std::to_string(number), record(number)},
-                                         RowRange{-number, number}};
+                                         RowRange{-10 - number, -number}};
     if (!journal_.append(changes)) return false;
     for (const RowChange& change : changes) appended_.push_back(textOf(change));
     return true;
@@ -78,8 +78,10 @@ TEST_F(AJournal, IsNotTakenForThatOfAnotherLife) {
   other.beginLife();
   EXPECT_NE(other.mark().life, beginning_.life);
   const auto none = JournalImage(path_).after(other.mark());
-  EXPECT_TRUE(none.changes.empty());
+  EXPECT_TRUE(none.changes.empty() && none.beyond.empty());
+  EXPECT_TRUE(none.isOfAnother);
   EXPECT_FALSE(none.isDamaged);
+  EXPECT_FALSE(JournalImage(path_).after(journal_.mark()).isOfAnother);
 }
 
 TEST_F(AJournal, GivesEachFrameToAFileThatCannotSayWhatItHas) {
@@ -102,13 +104,20 @@ TEST_F(AJournal, TakesTurnsWithItsFiles) {
             (std::vector<std::string>{appended_.begin() + 2, appended_.end()}));
 }
 
-TEST_F(AJournal, ThatLacksAFrameSaysSo) {
+TEST_F(AJournal, TellsWhatStandsBehindMissingFramesFromTheRest) {
   append(1);
   journal_.turn();
   append(2);
-  journal_.clearFiled();
-  EXPECT_TRUE(JournalImage(path_).after(beginning_).isDamaged);
-  EXPECT_FALSE(JournalImage(path_).after(JournalMark{beginning_.life, 1}).isDamaged);
+  append(3);
+  journal_.turn();
+  append(4);
+  std::filesystem::remove(pathOf(1));
+  const auto found = JournalImage(path_).after(beginning_);
+  EXPECT_EQ(textsOf(found.changes), (std::vector<std::string>{}));
+  EXPECT_EQ(found.mark, beginning_);
+  EXPECT_EQ(textsOf(found.beyond), (std::vector<std::string>{appended_[6], appended_[7]}));
+  EXPECT_FALSE(found.isDamaged);
+  EXPECT_TRUE(JournalImage(path_).after(JournalMark{beginning_.life, 3}).beyond.empty());
 }
 
 TEST_F(AJournal, HasAllBeforeAFrameThatIsCutAnywhere) {
@@ -137,7 +146,9 @@ TEST_F(AJournal, NeverGivesOtherChangesWhicheverByteWasAltered) {
     overwrite(pathOf(0), place, std::string(1, static_cast<char>(whole[place] ^ 0x41)));
     const JournalImage image(path_);
     const auto found = image.after(beginning_);
-    const std::vector<std::string> texts = textsOf(found.changes);
+    std::vector<std::string> texts = textsOf(found.changes);
+    EXPECT_EQ(texts.size(), 2 * (place / (whole.size() / 3))) << place;
+    for (const std::string& text : textsOf(found.beyond)) texts.push_back(text);
     EXPECT_EQ(texts.size(), 4U) << place;
     for (const std::string& text : texts) EXPECT_EQ(std::ranges::count(appended_, text), 1) << place;
     EXPECT_TRUE(found.isDamaged || image.endsUnfinished()) << place;

@@ -1,13 +1,20 @@
 // What a store does with its journal.
 #include <sqlite3.h>
 
+#include <atomic>
 #include <fstream>
+#include <functional>
+#include <future>
+#include <thread>
 
+#include "platform/UnreadValue.h"
+#include "platform/sqlite/Database.h"
 #include "platform/sqlite/RowFile.h"
-#include "platform/sqlite/RowImage.h"
+#include "platform/sqlite/StoredValue.h"
 #include "sqlite/FaultyMedium.h"
 #include "sqlite/StoreFiles.h"
 #include "support/Eventually.h"
+#include "support/ThreadSleeps.h"
 
 namespace fliprugair {
 namespace {
@@ -156,7 +163,7 @@ TEST_F(AJournalledStore, SetsAJournalAsideWhoseFileIsGone) {
   EXPECT_FALSE(filesSetAside(folder_).empty());
 }
 
-TEST_F(AJournalledStore, LeavesTheJournalOfAnotherFileAlone) {
+TEST_F(AJournalledStore, SetsTheJournalOfAnotherFileAside) {
   die(4);
   const TemporaryFolder folder(memory());
   openStore(folder / "store")->setObject("another", "key");
@@ -165,7 +172,11 @@ TEST_F(AJournalledStore, LeavesTheJournalOfAnotherFileAlone) {
   const auto store = openStore(file_, log_.sink());
   EXPECT_EQ(store->objectForKey("key"), Value("another"));
   EXPECT_TRUE(store->objectForKey("queue").isNull());
-  EXPECT_TRUE(log_.lines().empty());
+  ASSERT_EQ(log_.lines().size(), 1U);
+  EXPECT_NE(log_.lines().front().find("beside it stands the journal of another; the journal is set aside as"),
+            std::string::npos)
+      << log_.lines().front();
+  EXPECT_EQ(filesSetAside(folder_).size(), 2U);
 }
 
 TEST_F(AJournalledStore, IsWrittenAnewWhenItsJournalIsTakenAway) {
@@ -213,6 +224,130 @@ TEST_F(AJournalledStore, IsWrittenAnewFromMemoryWhenItsFileWasDamagedMeanwhile) 
   store_ = openStore(file_);
   EXPECT_EQ(store_->objectForKey("copy"), queue);
   EXPECT_EQ(store_->objectForKey("key"), Value("changed"));
+}
+
+TEST_F(AJournalledStore, LosesNoMoreThanTheNewestWritesInAPowerCut) {
+  write(*store_, 10);
+  const auto copy = folder_ / "copy";
+  std::filesystem::copy_file(file_, copy);
+  std::filesystem::copy_file(file_.string() + "-wal", copy.string() + "-wal");
+  int number = 10;
+  while (journalSize(file_) < longJournal) append(*store_, number++);
+  ASSERT_TRUE(eventually([&] { return std::filesystem::file_size(pathOf(0)) == 0; }));
+  append(*store_, number++);
+  for (const char* suffix : Journal::suffixes)
+    std::filesystem::copy_file(file_.string() + suffix, copy.string() + suffix);
+  // The file and its log as they were before the journal was brought into them, and the journal as it was afterwards.
+  auto store = openStore(copy, log_.sink());
+  const auto numbers = numbersIn(*store);
+  EXPECT_EQ(numbers, upTo(static_cast<std::int64_t>(numbers.size())));
+  ASSERT_EQ(log_.lines().size(), 1U);
+  EXPECT_NE(log_.lines().front().find("some of the newest writes before this start are lost"), std::string::npos)
+      << log_.lines().front();
+  store.reset();
+  EXPECT_EQ(numbersIn(*openStore(copy, log_.sink())), numbers);
+  EXPECT_EQ(log_.lines().size(), 1U);
+}
+
+/// An array that stays text, which `look` learns of each time.
+class WatchedText : public UnreadValue::Source {
+ public:
+  explicit WatchedText(std::function<void()> look) : look_(std::move(look)) {}
+  std::string text() const override {
+    look_();
+    return "[1]";
+  }
+  std::size_t size() const override { return 1; }
+  static Value of(std::function<void()> look) {
+    return UnreadValue::of(std::make_shared<WatchedText>(std::move(look)), readStored, 3);
+  }
+
+ private:
+  const std::function<void()> look_;
+};
+
+/// One whose background thread brings its journal into the file, and does not come to an end with that.
+class AJournalBeingFiled : public AJournalledStore {
+ protected:
+  void SetUp() override {
+    store_->setObject("kept", "key");
+    const Value text =
+        WatchedText::of([this, caller = std::this_thread::get_id(), isFirst = std::make_shared<bool>(true)] {
+          if (std::this_thread::get_id() == caller || !std::exchange(*isFirst, false)) return;
+          isFiling_.set_value();
+          mayEnd_.get_future().wait();
+        });
+    store_->setObject(Value{{"nested", Value{{"deeper", text}}}}, "slow");
+    store_->synchronize();
+    while (journalSize(file_) < longJournal) append(*store_, number_++);
+    isFiling_.get_future().wait();
+  }
+
+  std::promise<void> isFiling_;
+  std::promise<void> mayEnd_;
+  int number_ = 0;
+};
+
+TEST_F(AJournalBeingFiled, HasNothingAppendedBehindAWriteThatFailed) {
+  std::promise<void> hasFailed;
+  std::thread failing([&] {
+    const StoreGroup group(*store_);
+    store_->setObject(Array{"first"}, "list");
+    const Value bad = WatchedText::of([&, isFirst = std::make_shared<bool>(true)] {
+      if (!std::exchange(*isFirst, false)) return;
+      hasFailed.set_value();
+      throw std::bad_alloc();
+    });
+    store_->setObject(Value{{"nested", Value{{"deeper", bad}}}}, "bad");
+    store_->synchronize();
+  });
+  hasFailed.get_future().wait();
+  std::atomic<pid_t> thread = 0;
+  std::atomic<bool> hasReturned = false;
+  std::thread other([&] {
+    thread = gettid();
+    store_->update("list", [](const Value& list) { return Value(list.array().appending("second")); });
+    store_->synchronize();
+    hasReturned = true;
+  });
+  EXPECT_TRUE(eventually([&] { return hasReturned || (thread != 0 && isAsleep(thread)); }));
+  copyStore(file_, folder_ / "copy");
+  const bool isPromised = hasReturned;
+  mayEnd_.set_value();
+  failing.join();
+  other.join();
+  if (isPromised) {
+    EXPECT_EQ(openStore(folder_ / "copy")->arrayForKey("list")->size(), 2U);
+  }
+  EXPECT_EQ(AfterSuddenDeath(file_)->arrayForKey("list")->size(), 2U);
+  EXPECT_EQ(numbersIn(*store_), upTo(number_));
+}
+
+TEST_F(AJournalBeingFiled, BringsNoPartOfAWriteThatFailedIntoTheFile) {
+  while (std::filesystem::file_size(pathOf(1)) < longJournal) append(*store_, number_++);
+  std::promise<void> hasFailed;
+  int looks = 0;
+  std::thread failing([&] {
+    const StoreGroup group(*store_);
+    store_->removeObject("key");
+    store_->setObject(WatchedText::of([&] {
+                        if (++looks == 1) {
+                          hasFailed.set_value();
+                          throw std::bad_alloc();
+                        }
+                        if (looks == 2) copyStore(file_, folder_ / "copy");
+                      }),
+                      "moved");
+    store_->synchronize();
+  });
+  hasFailed.get_future().wait();
+  mayEnd_.set_value();
+  failing.join();
+  ASSERT_GE(looks, 2);
+  EXPECT_EQ(openStore(folder_ / "copy")->objectForKey("key"), Value("kept")) << "what the file has when it is repeated";
+  AfterSuddenDeath after(file_);
+  EXPECT_TRUE(after->objectForKey("key").isNull());
+  EXPECT_EQ(after->objectForKey("moved"), Value(Array{1}));
 }
 
 /// On a medium that refuses what the background thread writes, for a while.

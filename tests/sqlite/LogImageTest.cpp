@@ -12,7 +12,7 @@ constexpr std::size_t logFrameSize = 24 + RowFile::pageSize;
 std::string logOfAStore() {
   const TemporaryFolder folder(memory());
   RowFile file(folder / "store", StoreDurability::process);
-  for (const int id : {1, 2, 3}) file.write({Row{id, 0, id, "key", id}});
+  for (const int id : {1, 2, 3}) file.write({Row{id, 0, id, "key", id}}, {});
   return contentOf(folder / "store-wal");
 }
 

@@ -13,7 +13,7 @@ class CellsOfALongRow : public testing::Test {
  protected:
   CellsOfALongRow() {
     RowFile file(path_, StoreDurability::process);
-    file.write({row_});
+    file.write({row_}, {});
     EXPECT_TRUE(file.emptyLog(RowFile::LogRoom::givenBack));
   }
 
@@ -94,7 +94,7 @@ TEST(CellsOfRows, AreForgottenWithTheOverflowOfTheRowBefore) {
   const auto path = folder / "store";
   {
     RowFile file(path, StoreDurability::process);
-    file.write({Row{1, 0, 1, "long", std::string(3000, 'x')}, Row{2, 0, 2, "short", 1}});
+    file.write({Row{1, 0, 1, "long", std::string(3000, 'x')}, Row{2, 0, 2, "short", 1}}, {});
     EXPECT_TRUE(file.emptyLog(RowFile::LogRoom::givenBack));
   }
   StorePages pages(path);
@@ -121,7 +121,7 @@ TEST(CellsOfRows, AreWholeWhateverTheirLength) {
   }
   {
     RowFile file(path, StoreDurability::process);
-    file.write(rows);
+    file.write(rows, {});
     EXPECT_TRUE(file.emptyLog(RowFile::LogRoom::givenBack));
   }
   RowImage image(path);

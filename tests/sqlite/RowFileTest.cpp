@@ -10,7 +10,7 @@ constexpr std::uintmax_t megabyte = 1024 * 1024;
 void expectRoomGivenBack(RowFile& file, const std::filesystem::path& path) {
   EXPECT_TRUE(file.emptyLog(RowFile::LogRoom::givenBack));
   EXPECT_GT(std::filesystem::file_size(path), 3 * megabyte);
-  file.write({RowRange{2, 2}});
+  file.write({RowRange{2, 2}}, {});
   EXPECT_TRUE(file.hasMuchRoom());
   while (file.hasMuchRoom()) file.giveBackRoom();
   EXPECT_TRUE(file.emptyLog(RowFile::LogRoom::givenBack));
@@ -23,7 +23,7 @@ TEST(ARowFile, GivesUnusedRoomBack) {
   const TemporaryFolder folder(memory());
   const auto path = folder / "store";
   RowFile file(path, StoreDurability::process);
-  file.write({Row{1, 0, 1, "key", "identity"}, Row{2, 0, 2, "long", std::string(3 * megabyte, 'x')}});
+  file.write({Row{1, 0, 1, "key", "identity"}, Row{2, 0, 2, "long", std::string(3 * megabyte, 'x')}}, {});
   expectRoomGivenBack(file, path);
 }
 
@@ -49,9 +49,9 @@ TEST(ARowFile, MakesAllOfTheChangesOrNoneAndGoesOn) {
   execute(path,
           "CREATE TRIGGER refusal BEFORE INSERT ON rows WHEN new.name = 'refused' BEGIN SELECT RAISE(FAIL, 'no'); END");
   RowFile file(path, StoreDurability::process);
-  EXPECT_THROW(file.write({Row{1, 0, 1, "first", 1}, Row{2, 0, 2, "refused", 2}}), StoreError);
+  EXPECT_THROW(file.write({Row{1, 0, 1, "first", 1}, Row{2, 0, 2, "refused", 2}}, {}), StoreError);
   EXPECT_TRUE(file.rows().empty());
-  file.write({Row{3, 0, 3, "third", 3}, Row{4, 0, 4, "fourth", 4}});
+  file.write({Row{3, 0, 3, "third", 3}, Row{4, 0, 4, "fourth", 4}}, {});
   EXPECT_EQ(file.rows().size(), 2U);
 }
 

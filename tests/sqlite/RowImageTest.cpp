@@ -37,7 +37,7 @@ TEST(ARowImage, HasNoRowWhoseEndIsMissing) {
   const std::string name = nameWithARoundChecksum();
   {
     RowFile file(path, StoreDurability::process);
-    file.write({Row{1, 0, 1, name, 1}});
+    file.write({Row{1, 0, 1, name, 1}}, {});
     EXPECT_TRUE(file.emptyLog(RowFile::LogRoom::givenBack));
   }
   EXPECT_EQ(RowImage(path).rows(false).size(), 1U);

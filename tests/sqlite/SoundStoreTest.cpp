@@ -220,8 +220,8 @@ TEST(ASoundStore, IsReadAfterRoomWasGivenBack) {
     RowFile file(path, StoreDurability::process);
     std::vector<RowChange> rows{Row{1, 0, 1, "queue", Dictionary()}, Row{2, 1, 2, "1.0", Array()}};
     for (int id = 3; id < 3000; ++id) rows.emplace_back(Row{id, 2, id, "", record(id)});
-    file.write(rows);
-    file.write({RowRange{100, 2900}});
+    file.write(rows, {});
+    file.write({RowRange{100, 2900}}, {});
     while (file.hasMuchRoom()) file.giveBackRoom();
     ASSERT_TRUE(file.emptyLog(RowFile::LogRoom::givenBack));
   }
@@ -260,7 +260,7 @@ std::function<void(const std::filesystem::path&)> throughSQL(const char* sql) {
 }
 
 std::function<void(const std::filesystem::path&)> byRows(std::vector<RowChange> rows) {
-  return [rows](const std::filesystem::path& path) { RowFile(path, StoreDurability::process).write(rows); };
+  return [rows](const std::filesystem::path& path) { RowFile(path, StoreDurability::process).write(rows, {}); };
 }
 
 std::string fourBytes(std::uint64_t number) {

@@ -95,10 +95,10 @@ TEST(PagesOfALog, StandInThePlaceOfTheFilesAndBehindThem) {
   const TemporaryFolder folder(memory());
   const auto path = folder / "store";
   RowFile file(path, StoreDurability::process);
-  file.write({Row{1, 0, 1, "key", std::string(3 * pageBytes, 'x')}});
+  file.write({Row{1, 0, 1, "key", std::string(3 * pageBytes, 'x')}}, {});
   ASSERT_TRUE(file.emptyLog(RowFile::LogRoom::givenBack));
   const std::string before = contentOf(path);
-  file.write({Row{1, 0, 1, "key", std::string(9 * pageBytes, 'y')}});
+  file.write({Row{1, 0, 1, "key", std::string(9 * pageBytes, 'y')}}, {});
   const std::string logBytes = contentOf(path.string() + "-wal");
   const LogImage log(logBytes);
   StorePages pages(path);

@@ -4,6 +4,7 @@
 #include <stdlib.h>
 
 #include <filesystem>
+#include <fstream>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -83,7 +84,9 @@ inline void copyStore(const std::filesystem::path& file, const std::filesystem::
   for (const char* suffix : {"", "-wal", Journal::suffixes[0], Journal::suffixes[1], ".identity"}) {
     std::filesystem::remove(copy.string() + suffix);
     if (std::filesystem::exists(file.string() + suffix)) {
-      std::filesystem::copy_file(file.string() + suffix, copy.string() + suffix);
+      // Not by copy_file, which fails where a file becomes shorter meanwhile.
+      std::ofstream(copy.string() + suffix, std::ios::binary)
+          << std::ifstream(file.string() + suffix, std::ios::binary).rdbuf();
     }
   }
 }

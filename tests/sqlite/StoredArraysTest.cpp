@@ -24,7 +24,7 @@ class AStoredArray : public testing::Test {
   AStoredArray() {
     std::vector<RowChange> rows{Row{1, 0, 1, "array", Array()}};
     for (int id = 2; id <= 7; ++id) rows.emplace_back(Row{id, 1, id, "", record(id)});
-    file_->write(rows);
+    file_->write(rows, {});
     arrays_->open();
   }
 
@@ -92,14 +92,14 @@ TEST_F(AStoredArray, CannotBeReadWhileTheFileIsClosed) {
 
 TEST_F(AStoredArray, CannotBeReadWhenARowIsGone) {
   const Value value = array();
-  file_->write({RowRange{4, 4}});
+  file_->write({RowRange{4, 4}}, {});
   EXPECT_THROW(value.array(), StoreError);
   EXPECT_FALSE(arrays_->hasFoundDamage());
   EXPECT_EQ(array(2, 3), expected(2, 3));
 }
 
 TEST_F(AStoredArray, CannotBeReadWhenItsLastRowsAreGone) {
-  file_->write({RowRange{6, 7}});
+  file_->write({RowRange{6, 7}}, {});
   EXPECT_THROW(array().array(), StoreError);
   EXPECT_EQ(array(2, 5), expected(2, 5));
 }
@@ -116,12 +116,12 @@ TEST_F(AStoredArray, IsNotGivenWithARowThatWasAltered) {
 
 TEST_F(AStoredArray, HoldsOnToNoLogWhenItCannotBeRead) {
   const Value value = array();
-  file_->write({RowRange{4, 4}});
+  file_->write({RowRange{4, 4}}, {});
   EXPECT_THROW(value.array(), StoreError);
   EXPECT_TRUE(file_->emptyLog(RowFile::LogRoom::givenBack));
   alterRow(5);
   EXPECT_THROW(value.array(), StoreError);
-  file_->write({Row{9, 0, 9, "key", 1}});
+  file_->write({Row{9, 0, 9, "key", 1}}, {});
   EXPECT_TRUE(file_->emptyLog(RowFile::LogRoom::givenBack));
 }
 
@@ -226,7 +226,7 @@ TEST_F(AStoredArray, IsEmptyInAFileThatLacksOneOfItsRows) {
   const Value first = array(2, 4);
   const Value second = array(5, 7);
   EXPECT_EQ(arrays_->dropMissing(), 0U);
-  file_->write({RowRange{7, 7}});
+  file_->write({RowRange{7, 7}}, {});
   EXPECT_EQ(arrays_->dropMissing(), 3U);
   EXPECT_EQ(first, expected(2, 4));
   EXPECT_EQ(second, Value(Array()));
@@ -245,7 +245,7 @@ TEST_F(AStoredArray, CanBeReadByOneThreadWhileOthersReadItToo) {
       }
     });
   }
-  for (int id = 10; id < 60; ++id) file_->write({Row{id, 0, id, "key" + std::to_string(id), record(id)}});
+  for (int id = 10; id < 60; ++id) file_->write({Row{id, 0, id, "key" + std::to_string(id), record(id)}}, {});
   for (std::thread& reader : readers) reader.join();
   EXPECT_EQ(same, 150);
 }
