@@ -20,6 +20,9 @@ namespace fliprugair {
 
 namespace {
 
+/// How long after a request the thread looks for another by itself: to wake it takes a caller longer than all else.
+constexpr std::chrono::milliseconds secondLook{2};
+
 constexpr int connectionDescriptors = 4;  ///< a connection, its name look-up, and the file of certificates
 constexpr int descriptorsNeeded = 2 + connectionDescriptors;
 
@@ -121,7 +124,7 @@ void NetworkThread::queue(Requests& one) {
     if (!stopping_) {
       queued_.splice(queued_.end(), one);
       // A longer queue means that somebody has woken the thread, and it has not come to look yet.
-      if (queued_.size() == 1) curl_multi_wakeup(multi_.get());
+      if (queued_.size() == 1 && !looksAgain_) curl_multi_wakeup(multi_.get());
       return;
     }
   }
@@ -154,7 +157,8 @@ void NetworkThread::run() {
   while (takeQueued()) {
     startWaiting();
     // Ended requests have made room, and their delegates may have sent new ones.
-    if (!transferSome()) curl_multi_poll(multi_.get(), nullptr, 0, std::numeric_limits<int>::max(), nullptr);
+    const int longest = looksAgain_ ? static_cast<int>(secondLook.count()) : std::numeric_limits<int>::max();
+    if (!transferSome()) curl_multi_poll(multi_.get(), nullptr, 0, longest, nullptr);
   }
   transferSome();  // what the host has said by now counts
   abandonAll();
@@ -163,7 +167,10 @@ void NetworkThread::run() {
 
 /// False when the thread is to end.
 bool NetworkThread::takeQueued() {
+  const auto now = std::chrono::steady_clock::now();
   const std::lock_guard lock(mutex_);
+  if (!queued_.empty()) looksUntil_ = now + secondLook;
+  looksAgain_ = now < looksUntil_;
   waiting_.splice(waiting_.end(), queued_);
   return !stopping_;
 }

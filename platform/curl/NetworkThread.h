@@ -2,6 +2,7 @@
 
 #include <curl/curl.h>
 
+#include <chrono>
 #include <functional>
 #include <list>
 #include <map>
@@ -115,9 +116,11 @@ class NetworkThread : public std::enable_shared_from_this<NetworkThread> {
   Requests waiting_;
   std::map<std::string, Host> hosts_;  ///< by URL
   std::vector<Running> running_;
+  std::chrono::steady_clock::time_point looksUntil_;
 
   std::mutex mutex_;  ///< around the next two, and around waking: the thread frees the multi handle when it ends
   Requests queued_;
+  bool looksAgain_ = false;  ///< soon and by itself
   bool stopping_ = false;
 
   std::thread thread_;

@@ -12,6 +12,7 @@
 #include "platform/Joined.h"
 #include "platform/sqlite/FileBytes.h"
 #include "platform/sqlite/JournalImage.h"
+#include "platform/sqlite/LockSoon.h"
 #include "platform/sqlite/LogCopier.h"
 #include "platform/sqlite/LogImage.h"
 #include "platform/sqlite/RowChanges.h"
@@ -28,7 +29,6 @@ namespace {
 /// disk is theirs.
 constexpr std::chrono::seconds pause{1};
 
-constexpr std::chrono::microseconds longestSpin{50};
 constexpr int mostAttempts = 3;  // to find a moment between the groups of other threads
 
 // Bytes of the journal. Some three hundred records are filed at a time, which the next start does in a millisecond or
@@ -42,19 +42,6 @@ constexpr std::size_t longestJournal = 4 * 1024 * 1024;
 constexpr std::size_t leftoversAtATime = 25;
 constexpr std::size_t mostLeftovers = 50'000;
 constexpr std::size_t mostLeftoversOfALife = 2'500;
-
-/// Most writes are shorter than the waking of a thread that sleeps for their end.
-std::unique_lock<std::mutex> lockSoon(std::mutex& mutex) {
-  std::unique_lock lock(mutex, std::try_to_lock);
-  if (lock) return lock;
-  const auto end = std::chrono::steady_clock::now() + longestSpin;
-  while (std::chrono::steady_clock::now() < end) {
-    std::this_thread::yield();
-    if (lock.try_lock()) return lock;
-  }
-  lock.lock();
-  return lock;
-}
 
 }  // namespace
 

@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "Fliprugair/collaborators/MarluneNetworkAccess.h"
+#include "platform/sqlite/LockSoon.h"
 
 namespace fliprugair {
 
@@ -38,13 +39,13 @@ Value joined(const Value& older, const Value& newer) {
 }  // namespace
 
 Value StoreMemory::read(std::string_view name) const {
-  const std::lock_guard lock(mutex_);
+  const std::unique_lock lock = lockSoon(mutex_);
   const auto found = table_.find(name);
   return found == table_.end() ? Value() : found->second.value;
 }
 
 void StoreMemory::write(std::string_view name, Value value) {
-  std::unique_lock lock(mutex_);
+  std::unique_lock lock = lockSoon(mutex_);
   beforeWrite(lock);
   Table::value_type& target = slot(name);
   if (target.second.value.isSameObject(value)) return;
@@ -55,7 +56,7 @@ void StoreMemory::write(std::string_view name, Value value) {
 
 void StoreMemory::update(std::string_view name, const std::function<Value(const Value&)>& change) {
   Value value;
-  std::unique_lock lock(mutex_);
+  std::unique_lock lock = lockSoon(mutex_);
   beforeWrite(lock);
   Table::value_type& target = slot(name);
   value = change(target.second.value);
@@ -65,14 +66,14 @@ void StoreMemory::update(std::string_view name, const std::function<Value(const 
 }
 
 void StoreMemory::adopt(std::string_view name, const Value& value) {
-  const std::lock_guard lock(mutex_);
+  const std::unique_lock lock = lockSoon(mutex_);
   Table::value_type& target = unwrittenSlot(name);
   if (target.second.isForThisLife) return markWritten(target);  // what an older life left is to go
   if (!target.second.written) target.second.value = value;
 }
 
 void StoreMemory::merge(std::string_view name, const Value& value) {
-  const std::lock_guard lock(mutex_);
+  const std::unique_lock lock = lockSoon(mutex_);
   Table::value_type& target = unwrittenSlot(name);
   if (target.second.isForThisLife) return markWritten(target);
   Slot& slot = target.second;
@@ -80,12 +81,12 @@ void StoreMemory::merge(std::string_view name, const Value& value) {
 }
 
 void StoreMemory::yieldTo(std::string_view name, const Value& value) {
-  const std::lock_guard lock(mutex_);
+  const std::unique_lock lock = lockSoon(mutex_);
   slot(name).second.value = value;
 }
 
 void StoreMemory::restore(std::string_view name, const Value& value) {
-  const std::lock_guard lock(mutex_);
+  const std::unique_lock lock = lockSoon(mutex_);
   Table::value_type& target = slot(name);
   if (!target.second.value.isNull()) return;
   markWritten(target);
@@ -93,12 +94,12 @@ void StoreMemory::restore(std::string_view name, const Value& value) {
 }
 
 bool StoreMemory::isTorn() const {
-  const std::lock_guard lock(mutex_);
+  const std::unique_lock lock = lockSoon(mutex_);
   return isAnyTorn(allGroups);
 }
 
 StoreMemory::Mark StoreMemory::awaitGroups() {
-  std::unique_lock lock(mutex_);
+  std::unique_lock lock = lockSoon(mutex_);
   const Mark before = writes_;
   ++waiting_;
   awaitGroups(lock, lastGroup_);
@@ -107,12 +108,12 @@ StoreMemory::Mark StoreMemory::awaitGroups() {
 }
 
 bool StoreMemory::isTaken(Mark mark) const {
-  const std::lock_guard lock(mutex_);
+  const std::unique_lock lock = lockSoon(mutex_);
   return mark <= taken_;
 }
 
 void StoreMemory::takeWrites(std::vector<Write>& writes) {
-  std::unique_lock lock(mutex_);
+  std::unique_lock lock = lockSoon(mutex_);
   ++takings_;
   awaitGroups(lock, allGroups);
   if (--takings_ == 0) changed_.notify_all();
@@ -149,13 +150,13 @@ bool StoreMemory::isTornGroup(const Group& group) const {
 }
 
 void StoreMemory::forgetTaken() noexcept {
-  const std::lock_guard lock(mutex_);
+  const std::unique_lock lock = lockSoon(mutex_);
   for (Table::value_type& slot : table_) markWritten(slot);
   taken_ = 0;
 }
 
 void StoreMemory::beginGroup() {
-  const std::lock_guard lock(mutex_);
+  const std::unique_lock lock = lockSoon(mutex_);
   if (Group* group = groupOfThisThread()) {
     ++group->depth;
   } else {
@@ -164,7 +165,7 @@ void StoreMemory::beginGroup() {
 }
 
 StoreMemory::GroupEnd StoreMemory::endGroup() {
-  const std::lock_guard lock(mutex_);
+  const std::unique_lock lock = lockSoon(mutex_);
   Group* group = groupOfThisThread();
   if (group == nullptr || --group->depth > 0) return {};
   GroupEnd end = std::move(group->end);
@@ -174,7 +175,7 @@ StoreMemory::GroupEnd StoreMemory::endGroup() {
 }
 
 bool StoreMemory::postponeSynchronization() {
-  const std::lock_guard lock(mutex_);
+  const std::unique_lock lock = lockSoon(mutex_);
   Group* group = groupOfThisThread();
   if (group == nullptr) return false;
   group->end.synchronizes = true;
@@ -182,7 +183,7 @@ bool StoreMemory::postponeSynchronization() {
 }
 
 bool StoreMemory::postponeAction(std::function<void()>& action) {
-  const std::lock_guard lock(mutex_);
+  const std::unique_lock lock = lockSoon(mutex_);
   Group* group = groupOfThisThread();
   if (group == nullptr) return false;
   group->end.synchronizes = true;
