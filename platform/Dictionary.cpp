@@ -18,9 +18,9 @@ constexpr std::size_t fanOut = 1U << bitsOfLevel;
 /// Beyond them a hash has nothing left to tell keys apart.
 constexpr unsigned levels = std::numeric_limits<std::size_t>::digits / bitsOfLevel;
 
-std::size_t partOf(std::string_view key, unsigned level) noexcept {
-  return (std::hash<std::string_view>{}(key) >> (level * bitsOfLevel)) % fanOut;
-}
+std::size_t hashOf(std::string_view key) noexcept { return std::hash<std::string_view>{}(key); }
+
+std::size_t partOf(std::size_t hash, unsigned level) noexcept { return (hash >> (level * bitsOfLevel)) % fanOut; }
 
 using Found = std::vector<const Dictionary::Entry*>;
 
@@ -49,9 +49,13 @@ struct Dictionary::Node {
   std::uint64_t nextOrder = 0;
   std::size_t depth = 1;
 
-  const Entry* find(std::string_view key) const noexcept {
+  /// From a node of `level` on, on the way of `key`.
+  const Entry* find(std::string_view key, unsigned level = 0) const noexcept {
     const Node* leaf = this;
-    for (unsigned level = 0; !leaf->parts.empty(); ++level) leaf = leaf->parts[partOf(key, level)].get();
+    if (!parts.empty()) {
+      const std::size_t hash = hashOf(key);
+      for (; !leaf->parts.empty(); ++level) leaf = leaf->parts[partOf(hash, level)].get();
+    }
     for (const Entry& entry : leaf->entries) {
       if (entry.name == key) return &entry;
     }
@@ -59,8 +63,8 @@ struct Dictionary::Node {
   }
 
   /// Whether the very same entry is here: in the same place, under the same name, the same object.
-  bool has(const Entry& entry) const noexcept {
-    const Entry* known = find(entry.name);
+  bool has(const Entry& entry, unsigned level) const noexcept {
+    const Entry* known = find(entry.name, level);
     return known != nullptr && known->order == entry.order && known->value.isSameObject(entry.value);
   }
 
@@ -91,21 +95,22 @@ struct Dictionary::Node {
     for (const auto& part : parts) part->collect(found);
   }
 
-  /// Those that `other`, which may be null, has not; what stands in `counterpart`, too, is passed over.
-  void collectMissing(const Node* other, const Node* counterpart, Found& found) const {
+  /// Those that another dictionary has not. `counterpart` is where it has the keys that are here: its node in this
+  /// place, or a leaf above; null when it is empty. A node that both have is passed over.
+  void collectMissing(const Node* counterpart, unsigned level, Found& found) const {
     if (this == counterpart) return;
     for (const Entry& entry : entries) {
-      if (other == nullptr || !other->has(entry)) found.push_back(&entry);
+      if (counterpart == nullptr || !counterpart->has(entry, level)) found.push_back(&entry);
     }
     const bool isPaired = counterpart != nullptr && !counterpart->parts.empty();
     for (std::size_t index = 0; index < parts.size(); ++index) {
-      parts[index]->collectMissing(other, isPaired ? counterpart->parts[index].get() : nullptr, found);
+      parts[index]->collectMissing(isPaired ? counterpart->parts[index].get() : counterpart, level + 1, found);
     }
   }
 
  private:
   Node* partToChange(std::string_view key, Parts owned, unsigned level) {
-    std::shared_ptr<Node>& part = parts[partOf(key, level)];
+    std::shared_ptr<Node>& part = parts[partOf(hashOf(key), level)];
     if (owned == Parts::shared) part = std::make_shared<Node>(*part);
     return part.get();
   }
@@ -125,7 +130,7 @@ struct Dictionary::Node {
 
   void split(unsigned level) {
     while (parts.size() < fanOut) parts.push_back(std::make_shared<Node>());
-    for (const Entry& entry : entries) parts[partOf(entry.name, level)]->entries.push_back(entry);
+    for (const Entry& entry : entries) parts[partOf(hashOf(entry.name), level)]->entries.push_back(entry);
     entries = {};
   }
 };
@@ -200,7 +205,7 @@ Dictionary::Entries Dictionary::entries() const {
 Dictionary::Difference Dictionary::difference(const Dictionary& before, const Dictionary& after) {
   const auto missing = [](const Dictionary& from, const Dictionary& in) {
     Found found;
-    if (from.node_) from.node_->collectMissing(in.node_.get(), in.node_.get(), found);
+    if (from.node_) from.node_->collectMissing(in.node_.get(), 0, found);
     return found;
   };
   Found added = missing(after, before);
@@ -210,8 +215,13 @@ Dictionary::Difference Dictionary::difference(const Dictionary& before, const Di
 
 Value::Value(std::initializer_list<std::pair<std::string_view, Value>> pairs) {
   Dictionary dictionary;
-  for (const auto& [key, value] : pairs) dictionary = dictionary.setting(key, value);
-  *this = dictionary;
+  if (pairs.size() > 0) {
+    auto node = std::make_shared<Dictionary::Node>();
+    node->entries.reserve(std::min(pairs.size(), leafSize));
+    for (const auto& [key, value] : pairs) node->put(key, Value(value), Dictionary::Node::Parts::own);
+    dictionary.node_ = std::move(node);
+  }
+  *this = std::move(dictionary);
 }
 
 }  // namespace fliprugair

@@ -1,6 +1,8 @@
 #include "Fliprugair/platform/JSONSerialization.h"
 
 #include <cmath>
+#include <utility>
+#include <vector>
 
 namespace fliprugair {
 
@@ -8,9 +10,9 @@ namespace {
 
 Value withoutUnwritableNumbers(const Value& value) {
   if (value.isArray()) {
-    Array items;
-    for (const Value& item : value.array()) items = items.appending(withoutUnwritableNumbers(item));
-    return items;
+    std::vector<Value> items;
+    for (const Value& item : value.array()) items.push_back(withoutUnwritableNumbers(item));
+    return Array(std::move(items));
   }
   if (value.isDictionary()) {
     Dictionary pairs;
