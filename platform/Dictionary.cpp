@@ -15,7 +15,7 @@ namespace {
 constexpr std::size_t leafSize = 32;
 constexpr unsigned bitsOfLevel = 3;
 constexpr std::size_t fanOut = 1U << bitsOfLevel;
-/// Beyond them a hash has nothing left to tell keys apart.
+/// Beyond them a hash has hardly anything left to tell keys apart.
 constexpr unsigned levels = std::numeric_limits<std::size_t>::digits / bitsOfLevel;
 
 std::size_t hashOf(std::string_view key) noexcept { return std::hash<std::string_view>{}(key); }

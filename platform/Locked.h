@@ -7,11 +7,12 @@
 namespace fliprugair {
 
 /// A value of which each access is atomic. Sequences of accesses are not: who needs that has a lock of its own.
-/// What a store replaces is destroyed outside the lock. Nothing throws: a lock of one's own that cannot be had is
-/// broken.
+/// What a store replaces is destroyed outside the lock. Nothing throws; a mutex that cannot be locked ends
+/// the program.
 template <class T>
 class Locked {
-  static_assert(std::is_nothrow_copy_constructible_v<T> && std::is_nothrow_move_assignable_v<T>);
+  static_assert(std::is_nothrow_copy_constructible_v<T> && std::is_nothrow_move_constructible_v<T> &&
+                std::is_nothrow_move_assignable_v<T>);
 
  public:
   Locked() = default;

@@ -1,7 +1,5 @@
 #pragma once
 
-#include <string>
-
 #include "Fliprugair/core/Identity.h"
 #include "platform/Literal.h"
 #include "platform/Locked.h"

@@ -19,7 +19,7 @@ inline constexpr std::string_view timeAppBecameActive = "com.marlune.MarluneTrac
 
 }  // namespace key
 
-/// The clock readings of the reports, as text of whole seconds.
+/// The clock readings of the reports, in whole seconds.
 class SessionClock {
  public:
   explicit SessionClock(const Context& context) : context_(context) {}
@@ -30,8 +30,8 @@ class SessionClock {
   std::string currentLocalTime() const;
   /// Since the application became active. Negative when the stored activation lies in the future: the difference is
   /// unsigned, the text signed.
-  std::string returnUptime() const { return signedText(uptime()); }
   std::uint64_t uptime() const;
+  std::string returnUptime() const { return signedText(uptime()); }
   /// Since the last reading of this, which moves the reference point: a second report in the same second gets 0.
   std::string returnAndSetUptimeDelta();
 

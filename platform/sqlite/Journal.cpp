@@ -15,7 +15,7 @@ namespace fliprugair {
 
 namespace {
 
-constexpr std::size_t mostKept = 16 * 1024;  ///< bytes of memory, for the next frame; most are far smaller
+constexpr std::size_t mostKept = std::size_t{16} * 1024;  ///< bytes of memory, for the next frame; most are far smaller
 
 template <class Head>
 std::string_view bytesOf(const Head& head) {

@@ -33,8 +33,8 @@ constexpr int mostAttempts = 3;  // to find a moment between the groups of other
 
 // Bytes of the journal. Some three hundred records are filed at a time, which the next start does in a millisecond or
 // two if this life ends before; who writes much faster than the file can be written does it himself.
-constexpr std::size_t longJournal = 128 * 1024;
-constexpr std::size_t longestJournal = 4 * 1024 * 1024;
+constexpr std::size_t longJournal = std::size_t{128} * 1024;
+constexpr std::size_t longestJournal = std::size_t{4} * 1024 * 1024;
 
 // Rows. A batch at a time, so that a call that waits for one waits no longer than for another call, and more together
 // with what the journal has; in all not much more than the log may take up. Where lives are short, few of them remain

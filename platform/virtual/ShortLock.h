@@ -4,9 +4,9 @@
 
 namespace fliprugair {
 
-/// A mutex for what takes a few instructions, such as to copy a value. While nobody else wants it, to take it and to
-/// give it back are one atomic operation each, in line: a std::mutex asks its library, which looks first what kind of
-/// mutex it is. Who has to wait sleeps. For std::lock_guard.
+/// A mutex whose holders seldom meet, such as those of one device's store. While nobody else wants it, to take it and
+/// to give it back are one atomic operation each, in line: a std::mutex asks its library, which looks first what kind
+/// of mutex it is. Who has to wait sleeps. For std::lock_guard.
 class ShortLock {
  public:
   void lock() noexcept {

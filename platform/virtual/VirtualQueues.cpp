@@ -60,6 +60,7 @@ void VirtualTasks::close() {
   const std::lock_guard lock(mutex_);
   closed_ = true;
   next_ = 0;
+  isEmpty_ = true;
   dropped.swap(tasks_);
 }
 
