@@ -12,6 +12,7 @@ PARTS = [
     ("the C++ library", r"libstdc\+\+|libgcc|/c\+\+/"),
     ("the loop's library", r"libuv"),
     ("libcurl and what it stands on", r"libcurl|libssl|libcrypto|libnghttp2|libz\."),
+    ("the store: what reads without SQLite, damage too", r"sqlite(?:/|\.a\()(?:SoundStore|Row(?:Image|Cells)|StorePages|PageRoom|(?:Log|Journal)Image|FileBytes|SetAside|IdentityCopy)\."),
     ("the store", r"platform/sqlite/|libfliprugair-sqlite"),
     ("JSON", r"rapidjson|platform/json/|libfliprugair-json"),
     ("the network", r"platform/curl/|libfliprugair-curl"),
