@@ -1,11 +1,21 @@
 #include "Fliprugair/events/BatchQueue.h"
 
 #include <atomic>
+#include <chrono>
 #include <memory>
+#include <thread>
 
 #include "Fliprugair/core/Defaults.h"
 
 namespace fliprugair {
+
+namespace {
+
+/// Many threads that record without a pause fill a batch while another one's is being sent. A control host need not
+/// take one of thousands.
+constexpr std::int64_t mostRecordsUnhurried = 4 * MAX_BATCH_QUEUE_ITEMS;
+
+}  // namespace
 
 void BatchQueue::appendBatchEvent(const Value& batchEvent) {
   if (context_.loggingEnabled()) {
@@ -25,8 +35,9 @@ void BatchQueue::appendBatchEvent(const Value& batchEvent) {
   if (batchQueueItems < MAX_BATCH_QUEUE_ITEMS) {
     context_.postToMainQueue(
         [this] { armTrackerWaitTimer(static_cast<double>(context_.store().integerForKey(key::mltrackerWait))); });
-  } else {
-    flushBatchQueue(false);
+  } else if (!flushWithTask(invalidBackgroundTask) && batchQueueItems > mostRecordsUnhurried) {
+    // Another thread's flush is under way, and the next batch grows meanwhile: the processor is to be that thread's.
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
   }
   store.setInteger(clock_.now(), key::lastMLTrackerQueued);
   store.synchronize();
@@ -60,9 +71,9 @@ void BatchQueue::flushBatchQueue(bool isResignActive) {
 }
 
 /// While a flush is under way, whatever thread it is on, another one waits for its turn without its caller waiting: it
-/// finds what has been appended since, or nothing.
-void BatchQueue::flushWithTask(BackgroundTaskIdentifier task) {
-  if (!shared_.flushes.begin(task)) return;
+/// finds what has been appended since, or nothing. Answers whether this was the one under way.
+bool BatchQueue::flushWithTask(BackgroundTaskIdentifier task) {
+  if (!shared_.flushes.begin(task)) return false;
   context_.guarded([&] { sendQueue(task); });
   while (const auto next = shared_.flushes.next()) {
     context_.guarded([&] {
@@ -73,6 +84,7 @@ void BatchQueue::flushWithTask(BackgroundTaskIdentifier task) {
       }
     });
   }
+  return true;
 }
 
 /// The entry in the network queue is what survives a failure. What is appended while this runs stays for the next

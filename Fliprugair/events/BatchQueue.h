@@ -60,7 +60,7 @@ class BatchQueue {
  private:
   void batchQueueTimerFired();
   void armTrackerWaitTimer(double seconds);
-  void flushWithTask(BackgroundTaskIdentifier task);
+  bool flushWithTask(BackgroundTaskIdentifier task);
   void sendQueue(BackgroundTaskIdentifier task);
   void removeSent(std::size_t count);
 

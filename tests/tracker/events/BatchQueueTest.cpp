@@ -1,3 +1,6 @@
+#include <chrono>
+#include <thread>
+
 #include "Fliprugair/events/BatchQueue.h"
 #include "tracker/ObservedEnvironment.h"
 #include "tracker/Phone.h"
@@ -114,6 +117,32 @@ TEST(BatchQueue, KeepsWhatIsAppendedWhileItLeaves) {
   EXPECT_EQ(phone.events("send")[0]["payload"].array().size(), 1U);
   ASSERT_EQ(phone.batch().size(), 1U);
   EXPECT_EQ(phone.batch()[0].dictionary()["data"].dictionary()["event_name"], Value("while"));
+}
+
+TEST(BatchQueue, SlowsThoseDownWhoFillItBeyondMeasureWhileAnotherThreadFlushes) {
+  Phone phone;
+  phone.mayCause("batch-size");
+  ObservedEnvironment environment(phone.process);
+  const auto tracker = MarluneTracker::initMarluneWithParams(environment, {{"marluneAppId", "demo"}});
+  phone.reply(1, neutral);
+  tracker->trackEvent("before", "value");
+  constexpr int unhurried = 101;  // with the one before
+  constexpr int slowed = 20;
+  std::chrono::steady_clock::duration time{};
+  bool appended = false;
+  environment.onMake = [&] {
+    if (std::exchange(appended, true)) return;
+    std::thread other([&] {
+      while (phone.batch().size() < unhurried) tracker->trackEvent("while", "value");
+      const auto begin = std::chrono::steady_clock::now();
+      for (int number = 0; number < slowed; ++number) tracker->trackEvent("while", "value");
+      time = std::chrono::steady_clock::now() - begin;
+    });
+    other.join();
+  };
+  internalsOf(*tracker).batch.flushBatchQueue(false);
+  EXPECT_GE(time, slowed * std::chrono::milliseconds(1));
+  EXPECT_TRUE(phone.batch().empty());
 }
 
 TEST(BatchQueue, LeavesInABackgroundTaskWhenTheApplicationResigns) {
