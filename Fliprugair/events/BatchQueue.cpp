@@ -36,8 +36,8 @@ void BatchQueue::appendBatchEvent(const Value& batchEvent) {
     context_.postToMainQueue(
         [this] { armTrackerWaitTimer(static_cast<double>(context_.store().integerForKey(key::mltrackerWait))); });
   } else if (!flushWithTask(invalidBackgroundTask) && batchQueueItems > mostRecordsUnhurried) {
-    // Another thread's flush is under way, and the next batch grows meanwhile: the processor is to be that thread's.
-    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    // Another thread's flush is under way, and the next batch grows meanwhile.
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));  // in which the processor is that thread's
   }
   store.setInteger(clock_.now(), key::lastMLTrackerQueued);
   store.synchronize();

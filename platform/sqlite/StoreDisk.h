@@ -1,6 +1,7 @@
 #pragma once
 
 #include <atomic>
+#include <cstddef>
 #include <cstdint>
 #include <exception>
 #include <filesystem>
@@ -49,6 +50,9 @@ class StoreDisk {
   void say(std::string_view line) const noexcept;
 
  private:
+  /// Rows: where lives are short, few of them remain for the next one.
+  static constexpr std::size_t mostLeftoversOfALife = 2'500;
+
   using Lines = std::vector<std::string>;
   enum class Locks { staging, both };  ///< that the caller will have
   struct Staged {
@@ -78,6 +82,7 @@ class StoreDisk {
   std::optional<std::string> refusal(const StoreError& error) const;
   void noteFailure(const std::exception& error, Lines& lines);
   bool readUnwritable(StoreMemory& memory);
+  // What the background thread does, in StoreUpkeep.cpp.
   void requestFiling();
   void requestCheckpoint();
   bool checkpoint(bool hasPaused) noexcept;

@@ -47,31 +47,26 @@ void expectNothingLost(FaultyMedium::Operation operation, const std::filesystem:
   }
 }
 
+void writeTwentyRecords(SQLiteUserDefaults& store) {
+  store.setObject("MI1", identifier);
+  store.setObject(Array(), "queue");
+  for (int number = 0; number < 20; ++number) {
+    store.update("queue", [&](const Value& queue) { return Value(queue.array().appending(record(number))); });
+    store.synchronize();
+  }
+}
+
 TEST_P(OneError, CostsNothing) {
   const TemporaryFolder folder(memory());
   const auto file = folder / "store";
-  leaveWithLog(file, [](SQLiteUserDefaults& store) {
-    store.setObject("MI1", identifier);
-    store.setObject(Array(), "queue");
-    for (int number = 0; number < 20; ++number) {
-      store.update("queue", [&](const Value& queue) { return Value(queue.array().appending(record(number))); });
-      store.synchronize();
-    }
-  });
+  leaveWithLog(file, writeTwentyRecords);
   expectNothingLost(GetParam(), file, 20);
 }
 
 TEST_P(OneError, CostsNothingWhenAJournalWasLeft) {
   const TemporaryFolder folder(memory());
   const auto file = folder / "store";
-  leaveWithJournal(file, [](SQLiteUserDefaults& store) {
-    store.setObject("MI1", identifier);
-    store.setObject(Array(), "queue");
-    for (int number = 0; number < 20; ++number) {
-      store.update("queue", [&](const Value& queue) { return Value(queue.array().appending(record(number))); });
-      store.synchronize();
-    }
-  });
+  leaveWithJournal(file, writeTwentyRecords);
   expectNothingLost(GetParam(), file, 20);
 }
 
